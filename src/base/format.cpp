@@ -1,0 +1,113 @@
+#include "base/format.h"
+
+#include <array>
+#include <cwchar>
+
+namespace tabulon {
+namespace {
+
+constexpr bool IsControl(wchar_t unit) {
+  return (unit >= 0 && unit < 0x20) || (unit >= 0x7F && unit < 0xA0);
+}
+
+void AppendDigits(std::wstring& digits, uint64_t value, unsigned base) {
+  std::array<wchar_t, 20> reversed{};  // 2^64 has 20 decimal digits
+  size_t n = 0;
+  do {
+    reversed[n++] = L"0123456789ABCDEF"[value % base];
+    value /= base;
+  } while (value != 0);
+  while (n > 0) digits.push_back(reversed[--n]);
+}
+
+void AppendInteger(std::wstring& out, const Conversion& c, uint64_t bits) {
+  if (c.letter == L'X' || c.letter == L'u') {
+    AppendDigits(out, c.longs == 2 ? bits : static_cast<uint32_t>(bits), c.letter == L'X' ? 16 : 10);
+    return;
+  }
+  const int64_t value =
+      c.longs == 2 ? static_cast<int64_t>(bits) : static_cast<int32_t>(static_cast<uint32_t>(bits));
+  if (value < 0) out.push_back(L'-');
+  AppendDigits(out, value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value),
+               10);
+}
+
+void AppendText(std::wstring& out, const FormatArg& arg) {
+  switch (arg.kind) {
+    case FormatArg::Kind::kWide:
+      out.append(arg.wide);
+      break;
+    case FormatArg::Kind::kNarrow:
+      AppendWidened(out, arg.narrow);
+      break;
+    default:
+      out.push_back(static_cast<wchar_t>(arg.integer));
+  }
+}
+
+// Brings out[start..] to the conversion's width.
+void Pad(std::wstring& out, size_t start, const Conversion& c, size_t width, bool numeric) {
+  const size_t length = out.size() - start;
+  if (length >= width) return;
+  const size_t missing = width - length;
+  if (c.leftAligned) {
+    out.append(missing, L' ');
+  } else if (c.zeroPadded && numeric) {
+    out.insert(start + (out[start] == L'-' ? 1 : 0), missing, L'0');
+  } else {
+    out.insert(start, missing, L' ');
+  }
+}
+
+}  // namespace
+
+void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<const FormatArg> args,
+                     bool maskControls) {
+  size_t next = 0;
+  for (size_t at = 0; at < format.size();) {
+    const size_t percent = format.find(L'%', at);
+    out.append(format.substr(at, percent - at));
+    if (percent == std::wstring_view::npos) return;
+    at = percent + 1;
+    if (at < format.size() && format[at] == L'%') {
+      out.push_back(L'%');
+      ++at;
+      continue;
+    }
+    const Conversion c = ParseConversion(format, at);
+    const size_t width =
+        c.widthFromArgument ? args[next++].integer : static_cast<size_t>(c.width);
+    const FormatArg& arg = args[next++];
+    const size_t start = out.size();
+    const bool numeric = arg.kind == FormatArg::Kind::kInteger;
+    if (numeric) {
+      AppendInteger(out, c, arg.integer);
+    } else {
+      AppendText(out, arg);
+      if (maskControls) {
+        for (size_t i = start; i < out.size(); ++i) {
+          if (IsControl(out[i])) out[i] = L'?';
+        }
+      }
+    }
+    Pad(out, start, c, width, numeric);
+  }
+}
+
+void AppendWidened(std::wstring& out, std::string_view narrow) {
+  std::mbstate_t state{};
+  while (!narrow.empty()) {
+    wchar_t unit = 0;
+    const size_t used = std::mbrtowc(&unit, narrow.data(), narrow.size(), &state);
+    if (used == static_cast<size_t>(-1) || used == static_cast<size_t>(-2)) {
+      out.push_back(L'?');
+      narrow.remove_prefix(1);
+      state = std::mbstate_t{};
+    } else {
+      out.push_back(unit);
+      narrow.remove_prefix(used == 0 ? 1 : used);
+    }
+  }
+}
+
+}  // namespace tabulon

@@ -1,0 +1,263 @@
+#include "base/loganderr.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <memory>
+
+namespace tabulon {
+
+TextStream* logFile = nullptr;
+TextStream* errFile = nullptr;
+TextStream* debugLogFile = nullptr;
+uint32_t errLogCombined = 0;
+uint32_t useLogThrdLock = 0;
+uint32_t useDebugLogThrdLock = 0;
+int32_t debugLevel = 0;
+
+namespace {
+
+constexpr mode_t kLogMode = 0666;  // before the process mask
+constexpr size_t kErrorTextSize = 1024;
+constexpr size_t kStampBytes = 13;  // "YYMMDD.hhmmss"
+
+wchar_t uniMsg[kErrorTextSize];
+bool writeErrors = false;
+
+// The mutexes of embedders that log from several threads; made when asked for, never freed.
+std::unique_ptr<pthread_mutex_t> logLock;
+std::unique_ptr<pthread_mutex_t> debugLogLock;
+
+std::unique_ptr<pthread_mutex_t> NewLock() {
+  auto lock = std::make_unique<pthread_mutex_t>();
+  pthread_mutex_init(lock.get(), nullptr);
+  return lock;
+}
+
+// Holds a lock for one entry when locking is in use.
+class EntryLock {
+ public:
+  EntryLock(uint32_t inUse, pthread_mutex_t* lock) : lock_(inUse == 1 ? lock : nullptr) {
+    if (lock_ != nullptr) pthread_mutex_lock(lock_);
+  }
+  ~EntryLock() {
+    if (lock_ != nullptr) pthread_mutex_unlock(lock_);
+  }
+  EntryLock(const EntryLock&) = delete;
+  EntryLock& operator=(const EntryLock&) = delete;
+  // Destroys the mutex instead of unlocking it.
+  void Destroy() {
+    if (lock_ != nullptr) pthread_mutex_destroy(std::exchange(lock_, nullptr));
+  }
+
+ private:
+  pthread_mutex_t* lock_;
+};
+
+// A stream that serves one of the process's own descriptors and outlives every other object.
+TextStream& ConsoleStream(int fd, const char* name) {
+  static TextStream* const streams[3] = {nullptr, new TextStream, new TextStream};
+  TextStream& stream = *streams[fd];
+  if (!stream.IsOpen()) stream.Attach(fd, false, TextEncoding::kLocale, name);
+  return stream;
+}
+
+void Put(TextStream& stream, std::wstring_view format, log_internal::Args args) {
+  std::wstring text;
+  AppendFormatted(text, format, args, stream.IsTerminal());
+  stream.Write(text);
+}
+
+void PutErrnoLine(TextStream& stream, int errnum) {
+  const FormatArg args[] = {FormatArg(errnum), FormatArg(PosixErrMsg(errnum))};
+  Put(stream, L"  (p%d) %ls\n", args);
+}
+
+// Error streams are unbuffered: what was written before them on the console shows before them.
+void PutError(TextStream& stream, int errnum, std::wstring_view format, log_internal::Args args) {
+  Console().Flush();
+  Put(stream, format, args);
+  if (errnum != 0) PutErrnoLine(stream, errnum);
+  stream.Flush();
+}
+
+void PutErrorTwice(int errnum, std::wstring_view format, log_internal::Args args) {
+  PutError(*errFile, errnum, format, args);
+  if (errLogCombined != 0) return;
+  Put(*logFile, format, args);
+  if (errnum != 0) PutErrnoLine(*logFile, errnum);
+}
+
+[[noreturn]] void Leave(int status, int errnum, std::wstring_view format, log_internal::Args args) {
+  TextStream& log = errFile != nullptr ? *errFile : ErrorConsole();
+  PutError(log, errnum, format, args);
+  if (&log != &ErrorConsole()) PutError(ErrorConsole(), errnum, format, args);
+  if (logFile != nullptr) logFile->Flush();
+  Console().Flush();
+  std::exit(status);
+}
+
+[[noreturn]] void CannotCreate(int errnum, std::wstring_view which, std::string_view name) {
+  PosixErrExit(errnum, L"Unable to create %ls file '%s'\n", which, name);
+}
+
+// Opens a log file under its expanded name, or ends the run.
+TextStream* OpenLog(TextStream& stream, const char* name, int openFlags, std::wstring_view which) {
+  const std::string expanded = MakeFilename(name);
+  const int fd = open(expanded.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | openFlags, kLogMode);
+  if (fd < 0) {
+    if (which == L"error") errFile = &ErrorConsole();
+    CannotCreate(errno, which, expanded);
+  }
+  stream.Attach(fd, true, TextEncoding::kLocale, expanded);
+  return &stream;
+}
+
+}  // namespace
+
+TextStream& Console() { return ConsoleStream(STDOUT_FILENO, "standard output"); }
+TextStream& ErrorConsole() { return ConsoleStream(STDERR_FILENO, "standard error"); }
+
+std::string MakeFilename(std::string_view pattern) {
+  std::string out;
+  for (size_t i = 0; i < pattern.size(); ++i) {
+    const bool token = pattern[i] == '%' && i + 1 < pattern.size() &&
+                       (pattern[i + 1] == 'd' || pattern[i + 1] == 'D');
+    if (!token) {
+      out.push_back(pattern[i]);
+      continue;
+    }
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    const int year = local.tm_year >= 101 ? local.tm_year - 100 : local.tm_year;
+    char stamp[80];
+    std::snprintf(stamp, sizeof stamp, "%02d%02d%02d.%02d%02d%02d", year, local.tm_mon + 1,
+                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+    // The output moves on by exactly 13 characters, so a longer stamp is overwritten by what
+    // follows it; the token's letter is copied by the next round.
+    out.append(std::string_view(stamp).substr(0, kStampBytes));
+  }
+  return out;
+}
+
+const wchar_t* PosixErrMsg(int errnum) {
+  const char* text = std::strerror(errnum);
+  size_t i = 0;
+  for (; text[i] != '\0' && i + 1 < kErrorTextSize; ++i) {
+    uniMsg[i] = static_cast<signed char>(text[i]);
+  }
+  uniMsg[i] = L'\0';
+  return uniMsg;
+}
+
+void OpenLogErrFiles(int useLock, const char* logName, const char* errName) {
+  static TextStream listStream;
+  static TextStream errorStream;
+  useLogThrdLock = useLock == 1 ? 1 : 0;
+  if (useLogThrdLock == 1) logLock = NewLock();
+  errFile = errName != nullptr ? OpenLog(errorStream, errName, O_TRUNC, L"error") : &ErrorConsole();
+  logFile = logName != nullptr ? OpenLog(listStream, logName, O_TRUNC, L"log") : &Console();
+  errLogCombined = errFile == &ErrorConsole() && logFile == &Console() ? 1 : 0;
+}
+
+void OpenDebugLogFile(int useLock, const char* name) {
+  static TextStream debugStream;
+  useDebugLogThrdLock = useLock == 1 ? 1 : 0;
+  if (useDebugLogThrdLock == 1) debugLogLock = NewLock();
+  debugLogFile = name != nullptr ? OpenLog(debugStream, name, O_APPEND, L"debug") : &Console();
+}
+
+bool CloseLogErrFiles() {
+  if (logFile != nullptr) {
+    TextStream& list = *logFile;
+    list.Flush();
+    Console().Flush();
+    if (&list != &Console()) list.Close();
+    if (list.error() != 0) ReportWriteError(list.name(), list.error());
+    if (&list != &Console() && Console().error() != 0) {
+      ReportWriteError(Console().name(), Console().error());
+    }
+  }
+  if (errFile != nullptr && errFile != &ErrorConsole()) errFile->Close();
+  return !writeErrors;
+}
+
+void CloseDebugLogFile() {
+  if (debugLogFile == nullptr) return;
+  if (debugLogFile == &Console()) {
+    Console().Flush();
+  } else {
+    debugLogFile->Close();
+  }
+  debugLogFile = nullptr;
+}
+
+void LogExcEntry(std::string_view text) {
+  const EntryLock lock(useLogThrdLock, logLock.get());
+  logFile->WriteBytes(text);
+}
+
+void ReportWriteError(std::string_view name, int errnum) {
+  writeErrors = true;
+  const FormatArg args[] = {FormatArg(name)};
+  PutError(errFile != nullptr && errFile->IsOpen() ? *errFile : ErrorConsole(), errnum,
+           L"Error writing '%s'\n", args);
+}
+
+bool HadWriteErrors() { return writeErrors; }
+
+namespace log_internal {
+
+void Entry(std::wstring_view format, Args args) {
+  const EntryLock lock(useLogThrdLock, logLock.get());
+  Put(*logFile, format, args);
+}
+
+void Error(std::wstring_view format, Args args) {
+  const EntryLock lock(useLogThrdLock, logLock.get());
+  PutErrorTwice(0, format, args);
+}
+
+void PosixError(int errnum, std::wstring_view format, Args args) {
+  const int number = errnum != 0 ? errnum : errno;
+  EntryLock lock(useLogThrdLock, logLock.get());
+  PutErrorTwice(number, format, args);
+  // Destroyed, not released: after this the lock is unusable. Kept so; see the header.
+  lock.Destroy();
+}
+
+void Debug(int level, std::wstring_view format, Args args) {
+  if (level == 0 || level > debugLevel || debugLogFile == nullptr) return;
+  const EntryLock lock(useDebugLogThrdLock, debugLogLock.get());
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  wchar_t stamp[48];
+  const size_t length = std::wcsftime(stamp, 48, L"%d-%m-%y %X", &local);
+  debugLogFile->Write(std::wstring_view(stamp, length));
+  debugLogFile->Write(L" ");
+  Put(*debugLogFile, format, args);
+  debugLogFile->Flush();
+}
+
+void ConsoleEntry(TextStream& stream, std::wstring_view format, Args args) {
+  Put(stream, format, args);
+  if (&stream == &ErrorConsole()) stream.Flush();
+}
+
+void Exit(int status, std::wstring_view format, Args args) { Leave(status, 0, format, args); }
+
+void PosixExit(int errnum, std::wstring_view format, Args args) {
+  Leave(1, errnum != 0 ? errnum : errno, format, args);
+}
+
+}  // namespace log_internal
+
+}  // namespace tabulon

@@ -1,0 +1,124 @@
+// The program's three text streams (list log, error log, debug log) and its fatal exits.
+//
+// The list log takes the program's normal output, the error log its errors, the debug log entries
+// up to the chosen level. No writer adds a line end; formats carry their own. Write errors are
+// remembered by the streams and told by CloseLogErrFiles.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "base/format.h"
+#include "base/textstream.h"
+
+namespace tabulon {
+
+extern TextStream* logFile;       // the list log; null until OpenLogErrFiles
+extern TextStream* errFile;       // the error log; null until OpenLogErrFiles
+extern TextStream* debugLogFile;  // null until OpenDebugLogFile
+extern uint32_t errLogCombined;   // 1: error log and list log are the console's two streams, and
+                                  // error lines are written once only
+extern uint32_t useLogThrdLock;   // 1: writes to list and error log are serialised
+extern uint32_t useDebugLogThrdLock;  // 1: writes to the debug log are serialised
+extern int32_t debugLevel;            // 0 = no debug log; set by the driver from -debug
+
+// The console's two streams, whatever the logs are. Everything that goes to standard output or
+// standard error goes through these, so that no line is lost or overtaken.
+TextStream& Console();
+TextStream& ErrorConsole();
+
+// Expands every "%d" or "%D" of a file name to the local date and time, "YYMMDD.hhmmss". The letter
+// of the token is kept behind the stamp ("list%d.txt" gives "list261115.101809d.txt"), and the
+// year 2000 prints as "100": both on purpose.
+std::string MakeFilename(std::string_view pattern);
+
+// The C library's text for a system error number, each byte one unit, sign-extended.
+// Valid until the next call.
+const wchar_t* PosixErrMsg(int errnum);
+
+// Opens list and error log; null or empty names stand for standard output and standard error.
+// Failure ends the run.
+void OpenLogErrFiles(int useLock, const char* logName, const char* errName);
+// Opens the debug log for appending; null stands for standard output. Failure ends the run.
+void OpenDebugLogFile(int useLock, const char* name);
+// Flushes and closes both logs. A list log that could not be written whole is told on the error
+// log first; returns false then.
+bool CloseLogErrFiles();
+void CloseDebugLogFile();
+
+namespace log_internal {
+using Args = std::span<const FormatArg>;
+void Entry(std::wstring_view format, Args args);
+void Error(std::wstring_view format, Args args);
+void PosixError(int errnum, std::wstring_view format, Args args);
+void Debug(int level, std::wstring_view format, Args args);
+void ConsoleEntry(TextStream& stream, std::wstring_view format, Args args);
+[[noreturn]] void Exit(int status, std::wstring_view format, Args args);
+[[noreturn]] void PosixExit(int errnum, std::wstring_view format, Args args);
+}  // namespace log_internal
+
+// Writes to the list log.
+template <class... A>
+void LogEntry(WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::Entry(format.text, packed); }, args...);
+}
+
+// LogEntry for narrow text: `text` is in the locale's encoding and written as it stands.
+void LogExcEntry(std::string_view text);
+
+// Writes to the error log and, unless both logs are the console, to the list log.
+template <class... A>
+void LogErr(WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::Error(format.text, packed); }, args...);
+}
+
+// LogErr with the line "  (p<number>) <text>" of the system error behind it. `errnum` 0 = errno.
+// Under locking it leaves the log lock unusable: on purpose.
+template <class... A>
+void LogPosixErr(int errnum, WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::PosixError(errnum, format.text, packed); }, args...);
+}
+
+// Writes to the debug log with a time stamp when 0 < level <= debugLevel.
+template <class... A>
+void DebugLogEntry(int level, WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::Debug(level, format.text, packed); }, args...);
+}
+
+// Writes to standard output or standard error, whatever the logs are.
+template <class... A>
+void ConsoleEntry(TextStream& stream, WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::ConsoleEntry(stream, format.text, packed); }, args...);
+}
+
+// The fatal exits: the message goes to the error log and, when that is a file, to standard error
+// too; then the process ends with `status` (1 for ErrExit and PosixErrExit). Temporary files are
+// removed on this way. REQUIRES: OpenLogErrFiles has run (until then standard error serves).
+template <class... A>
+[[noreturn]] void ErrExit(WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::Exit(1, format.text, packed); }, args...);
+  __builtin_unreachable();
+}
+
+template <class... A>
+[[noreturn]] void ErrExitWithRetCode(int status, WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::Exit(status, format.text, packed); }, args...);
+  __builtin_unreachable();
+}
+
+// With the system error's line behind the message; `errnum` 0 = errno at the call.
+template <class... A>
+[[noreturn]] void PosixErrExit(int errnum, WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::PosixExit(errnum, format.text, packed); }, args...);
+  __builtin_unreachable();
+}
+
+// Notes that a stream which holds results could not be written whole, tells it on the error log and
+// makes the exit status of the run 1. `name` is the file's name, `errnum` the system error.
+void ReportWriteError(std::string_view name, int errnum);
+// Whether ReportWriteError has been called in this run.
+bool HadWriteErrors();
+
+}  // namespace tabulon

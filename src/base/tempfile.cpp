@@ -1,0 +1,120 @@
+#include "base/tempfile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+#include <utility>
+
+namespace tabulon {
+
+std::optional<std::string> tempDir;
+std::optional<std::string> tempId;
+
+namespace {
+
+constexpr int kNameTries = 100;
+
+// The files that still have to go when the process exits. Never destroyed: owners that outlive the
+// exit handler still use it.
+std::set<std::string>& LiveFiles() {
+  static auto* const files = [] {
+    std::atexit([] {
+      for (const std::string& path : LiveFiles()) unlink(path.c_str());
+      LiveFiles().clear();
+    });
+    return new std::set<std::string>;
+  }();
+  return *files;
+}
+
+}  // namespace
+
+std::string DefinedTempName(const char* name) {
+  const char* prefix = name;
+  std::string both;
+  if (tempId) {
+    both = name != nullptr ? *tempId + "." + name : *tempId;
+    prefix = both.c_str();
+  }
+  const std::unique_ptr<char, decltype(&std::free)> made(
+      tempnam(tempDir ? tempDir->c_str() : nullptr, prefix), &std::free);
+  return made ? std::string(made.get()) : std::string();
+}
+
+TempFile::TempFile(TempFile&& other) noexcept { *this = std::move(other); }
+
+TempFile& TempFile::operator=(TempFile&& other) noexcept {
+  if (this != &other) {
+    Remove();
+    fd_ = std::move(other.fd_);
+    path_ = std::exchange(other.path_, {});
+    device_ = other.device_;
+    inode_ = other.inode_;
+    removeAtEnd_ = std::exchange(other.removeAtEnd_, false);
+  }
+  return *this;
+}
+
+TempFile::~TempFile() { Remove(); }
+
+TempFile TempFile::Create(const char* name, mode_t mode) {
+  TempFile file;
+  for (int i = 0; i < kNameTries && !file.valid(); ++i) {
+    file.path_ = DefinedTempName(name);
+    if (file.path_.empty()) return file;
+    file.fd_ = UniqueFd(
+        open(file.path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (!file.valid() && errno != EEXIST) return file;
+  }
+  if (!file.valid()) return file;
+  struct stat made {};
+  fstat(file.fd(), &made);
+  file.device_ = made.st_dev;
+  file.inode_ = made.st_ino;
+  file.removeAtEnd_ = true;
+  LiveFiles().insert(file.path_);
+  return file;
+}
+
+TempFile TempFile::CreateNamed(std::string path) {
+  TempFile file;
+  file.path_ = std::move(path);
+  file.fd_ = UniqueFd(
+      open(file.path_.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
+  struct stat made {};
+  if (file.valid() && fstat(file.fd(), &made) == 0) {
+    file.device_ = made.st_dev;
+    file.inode_ = made.st_ino;
+  }
+  return file;
+}
+
+bool TempFile::Reopen() {
+  UniqueFd again(open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+  struct stat found {};
+  if (!again.valid() || fstat(again.get(), &found) != 0) return false;
+  if (found.st_dev != device_ || found.st_ino != inode_) {
+    errno = ESTALE;
+    return false;
+  }
+  fd_ = std::move(again);
+  return true;
+}
+
+void TempFile::Keep() {
+  LiveFiles().erase(path_);
+  removeAtEnd_ = false;
+}
+
+void TempFile::Remove() {
+  fd_.Reset();
+  if (!std::exchange(removeAtEnd_, false)) return;
+  unlink(path_.c_str());
+  LiveFiles().erase(path_);
+}
+
+}  // namespace tabulon

@@ -1,0 +1,60 @@
+// Temporary files: named in the chosen directory, made exclusively, removed on every way out.
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "base/uniquefd.h"
+
+namespace tabulon {
+
+extern std::optional<std::string> tempDir;  // from -tempdir; none = the C library chooses
+extern std::optional<std::string> tempId;   // from -tempid; put in front of temporary names
+
+// A name for a temporary file, by tempnam(3) with directory `tempDir` and the prefix
+// "<tempId>.<name>", or whichever of the two is there (the C library uses five bytes of it).
+// The file is not made. Empty when no name could be formed.
+std::string DefinedTempName(const char* name);
+
+// A temporary file, open for reading and writing. It is removed when its owner goes, or at exit
+// (the fatal exits included) when the owner never does, unless Keep was called.
+class TempFile {
+ public:
+  TempFile() = default;
+  TempFile(TempFile&& other) noexcept;
+  TempFile& operator=(TempFile&& other) noexcept;
+  ~TempFile();
+
+  // Makes a new file under a DefinedTempName, with permission bits `mode`. The file is made
+  // exclusively: an existing file or a planted link is never opened. On failure the result is not
+  // valid(), path() is the name tried and errno tells why.
+  static TempFile Create(const char* name, mode_t mode = 0600);
+  // Makes, or empties, the file of this very name; not removed at the end (as if kept).
+  static TempFile CreateNamed(std::string path);
+
+  bool valid() const { return fd_.valid(); }
+  int fd() const { return fd_.get(); }
+  const std::string& path() const { return path_; }
+
+  // Closes the file, which stays on disk until it is removed.
+  void Close() { fd_.Reset(); }
+  // Opens it again after Close; false with errno set when that fails or when the name no longer
+  // stands for the file that was made.
+  bool Reopen();
+  // The file stays when its owner goes.
+  void Keep();
+  // Closes and removes the file.
+  void Remove();
+
+ private:
+  UniqueFd fd_;
+  std::string path_;
+  dev_t device_ = 0;
+  ino_t inode_ = 0;
+  bool removeAtEnd_ = false;
+};
+
+}  // namespace tabulon

@@ -1,0 +1,66 @@
+// An output stream for text: one buffer in front of one file descriptor, fed with wide text or with
+// bytes that are already encoded, in any mix and in order. (A C stream takes only one of the two
+// forms and drops the other.) Write errors are remembered, not reported at the call.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace tabulon {
+
+enum class TextEncoding {
+  kLocale,   // the process locale's multibyte encoding; a unit it cannot hold is written as '?'
+  kUtf16Le,  // UTF-16, little-endian (RFC 2781), surrogate pairs above U+FFFF; a negative unit is
+             // written as its low 16 bits
+  kUcs2Le,   // as kUtf16Le, but a unit that does not fit 16 bits is written as '?'
+};
+
+class TextStream {
+ public:
+  TextStream() = default;
+  ~TextStream();
+  TextStream(const TextStream&) = delete;
+  TextStream& operator=(const TextStream&) = delete;
+
+  // Takes a descriptor. An owned one is closed by Close or the destructor. `name` is what a
+  // message about this stream calls it.
+  void Attach(int fd, bool owned, TextEncoding encoding, std::string name);
+  bool IsOpen() const { return fd_ >= 0; }
+  bool IsTerminal() const { return terminal_; }
+  TextEncoding encoding() const { return encoding_; }
+  const std::string& name() const { return name_; }
+  // The system error number of the first write that failed; 0 = every write arrived.
+  int error() const { return error_; }
+
+  void Write(std::wstring_view text);
+  // Bytes in the stream's own encoding, unchanged.
+  void WriteBytes(std::string_view bytes);
+
+  // Room for `size` bytes (at most kBufferSize) at the end of the buffer, for a writer that encodes
+  // in place; Commit says how many were used. Valid until the next call on the stream.
+  char* Reserve(size_t size);
+  void Commit(size_t size) { used_ += size; }
+
+  void Flush();
+  // Flushes, and closes an owned descriptor. Returns error().
+  int Close();
+
+  static constexpr size_t kBufferSize = 256 * 1024;
+
+ private:
+  void WriteUnitLocale(wchar_t unit);
+  void WriteUnitUtf16(wchar_t unit);
+
+  int fd_ = -1;
+  bool owned_ = false;
+  bool terminal_ = false;
+  TextEncoding encoding_ = TextEncoding::kLocale;
+  int error_ = 0;
+  size_t used_ = 0;
+  std::unique_ptr<char[]> buffer_;  // made at the first write
+  std::string name_;
+};
+
+}  // namespace tabulon

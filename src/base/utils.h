@@ -1,0 +1,78 @@
+// Small services: checked memory, decimal parsers, path ordering, file copy, masked terminal input.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+namespace tabulon {
+
+struct FreeDeleter {
+  void operator()(void* memory) const { std::free(memory); }
+};
+using Memory = std::unique_ptr<void, FreeDeleter>;
+
+// Zero-filled memory of `size` bytes. On failure the run ends with "Insufficient memory\n", or with
+// "Insufficient memory: called from '%ls'\n" and the label.
+Memory GetMem(size_t size, const wchar_t* label);
+// GetMem with the label "tree alloc".
+Memory GetTreeMem(size_t size);
+
+// Makes every allocation of the process that fails end the run with the GetMem message (a
+// std::new_handler). Called once by the driver.
+void EndRunWhenMemoryIsExhausted();
+
+// Arena: blocks of 32,768 bytes from which small pieces (at most 32,736 bytes each, in multiples of
+// 8) are handed out; all go at once with TempFree.
+struct ArenaBlock {
+  std::unique_ptr<ArenaBlock> previous;
+  size_t size;  // of the whole block
+  char* end;
+  char* nextFree;
+  alignas(8) char payload[32768 - 32];
+};
+static_assert(sizeof(ArenaBlock) == 32768);
+void* TempAlloc(size_t size, std::unique_ptr<ArenaBlock>& arena);
+void TempFree(std::unique_ptr<ArenaBlock>& arena);
+
+// Byte order of detail-file integers: WhichEnd sets `endianType` to 2 ("in host order") and returns
+// it; until it has run the three conversions return reversed bytes.
+extern uint32_t endianType;
+uint32_t WhichEnd();
+uint16_t logShort(uint16_t value);
+uint32_t logInt(uint32_t value);
+uint64_t logInt64(uint64_t value);
+
+// Decimal digits to a number: no sign, no blanks, no overflow check (the value wraps). `end`, when
+// wanted, is set to the first character that is no digit.
+uint64_t strtoul64(const char* text, const char** end);
+uint64_t wcstoul64(const wchar_t* text, const wchar_t** end);
+
+// Orders paths so that a directory's contents follow the directory at once: '/' sorts before every
+// other character. PathNCmp looks at no more than n characters.
+int PathCmp(const wchar_t* a, const wchar_t* b);
+int PathNCmp(const wchar_t* a, const wchar_t* b, int n);
+
+// Copies file `from` to the new file `to` and syncs it to disk; fails when `to` exists. Returns 0,
+// or -1 with errno set.
+int cp(const char* to, const char* from);
+
+// Creates every missing directory of `path` (its first 256 bytes) with mode 0700. Failures show
+// when the directory is used.
+void MkdirRecursive(const char* path);
+
+// Reads a secret from the terminal, echoing '*' for each character, until a control character or
+// until size - 1 characters are there. Returns the ending character, 0 when the buffer filled.
+int GetSecure(char* buffer, int size);
+
+// The C library's position functions.
+int fGetpos(FILE* stream, fpos_t* position);
+int fSetpos(FILE* stream, const fpos_t* position);
+
+// Whether two texts are equal when letter case is ignored (towlower).
+bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b);
+
+}  // namespace tabulon

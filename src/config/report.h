@@ -1,0 +1,113 @@
+// One report of the run: what the configuration (or the command line's query) asked for, and what
+// the scan has collected for it.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "base/spoolfile.h"
+#include "base/stringobj.h"
+#include "base/textstream.h"
+#include "btree/btree.h"
+#include "query/filtereval.h"
+
+namespace tabulon {
+
+// Report type codes. Codes whose low byte is 0 list records; codes in 0x10 to 0xF0 group them.
+enum ReportType : uint32_t {
+  kReportSummary = 0x1,
+  kReportSidUse = 0x2,
+  kReportTotals = 0x3,
+  kReportFiletypes = 0x10,
+  kReportOwnerTotals = 0x20,
+  kReportUidTotals = 0x30,
+  kReportGidTotals = 0x40,
+  kReportCompressed = 0x100,
+  kReportOffline = 0x200,
+  kReportEncrypted = 0x300,
+  kReportNoOwner = 0x500,
+  kReportOrphanOwner = 0x600,
+  kReportNoGroup = 0x700,
+  kReportOrphanGroup = 0x800,
+  kReportOrphanInAcl = 0x900,
+  kReportAdsFiles = 0xA00,
+  kReportLongPaths = 0xB00,
+  kReportUtfRequired = 0xC00,
+  kReportNameConflict = 0xD00,
+  kReportCustom = 0xE00,
+  kReportDuplicates = 0xF00,
+  kReportSymlinks = 0x1000,
+  kReportNfsStubs = 0x1100,
+  kReportMountPoints = 0x2000,
+  kReportJunctionPoints = 0x3000,
+  kReportSubdirCount = 0x4000,
+};
+inline constexpr uint32_t kGroupingTypes = 0xF0;   // any of these bits: a grouping report
+inline constexpr uint32_t kNotRecordList = 0xFF;   // none of these bits: a record-list report
+
+// Output forms.
+enum ReportFormat { kFormatUnset = 0, kFormatText = 1, kFormatCsv = 2, kFormatNone = 3 };
+
+// Flags of a report.
+inline constexpr uint32_t kFlagFileInDir = 0x1;
+inline constexpr uint32_t kFlagFullPath = 0x2;
+inline constexpr uint32_t kFlagShowSids = 0x4;
+inline constexpr uint32_t kFlagTotals = 0x8;
+inline constexpr uint32_t kFlagRelative = 0x10;
+inline constexpr uint32_t kFlagAbsolute = 0x20;
+inline constexpr uint32_t kFlagShowLink = 0x40;
+// kCifsOnly and kNfsOnly (query/filter.h): the type is valid for one scan kind only.
+
+// Sort orders of grouping reports.
+enum TypeSort { kSortUnset = 0, kSortByCount = 1, kSortBySize = 2 };
+
+// Duplicate check fields.
+inline constexpr uint32_t kDupName = 0x1;
+inline constexpr uint32_t kDupExtension = 0x2;
+inline constexpr uint32_t kDupMdate = 0x4;
+inline constexpr uint32_t kDupCdate = 0x8;
+inline constexpr uint32_t kDupSize = 0x10;
+inline constexpr uint32_t kDupDefault = kDupExtension | kDupMdate | kDupSize;
+
+// What a report's own module keeps for it from the scan to the writing (type tallies, duplicates).
+struct ReportWork {
+  virtual ~ReportWork() = default;
+};
+
+struct Report {
+  int32_t active = 1;             // 1 active, -1 set inactive by "inactive", 0 off
+  uint32_t type = 0;              // ReportType; 0 until "type" is given
+  std::wstring typeName;          // the keyword as written
+  int format = kFormatUnset;      // ReportFormat
+  uint32_t flags = 0;
+  std::string fields;             // CSV field codes in output order
+  Filter* filter = nullptr;       // null = every record passes
+  FilterPlan plan;                // the filter laid out for the scan
+  std::wstring title;
+  std::wstring name;              // "none" for the query report
+  std::wstring totalTag;
+  std::wstring qvaTag;
+  std::wstring reportFile;        // relative to the report directory
+  std::wstring reportPath;        // as it is opened and announced
+  TextStream stream;              // the open report file; closed = the report has none
+  SpoolFile positions;            // position pairs of matching records
+  std::unique_ptr<StringObject> currentDir;
+  uint32_t dupFields = 0;         // kDup... bits
+  uint32_t extLength = 0;         // longest extension counted, in characters behind the '.'
+  int typeSort = kSortUnset;      // TypeSort
+  TreeHandle tree;                // type tallies, in key order
+  std::unique_ptr<ReportWork> work;
+
+  // Collected by the scan.
+  int32_t count = 0;              // matching records
+  uint64_t totalBytes = 0;        // sum of their sizes
+  uint64_t allocatedBytes = 0;    // sum of their allocated sizes
+};
+
+// The reports of the run in the order in which they are written: file order, with a summary and a
+// SID use report moved to the front.
+extern std::list<Report> reportList;
+
+}  // namespace tabulon

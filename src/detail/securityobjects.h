@@ -1,0 +1,62 @@
+// The lookup tables that come with a scan: security descriptors, domains and SIDs of a CIFS scan,
+// user and group IDs of an NFS scan. Loaded before the scan, only read afterwards.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/tempfile.h"
+#include "btree/btree.h"
+#include "detail/dtlformat.h"
+
+namespace tabulon {
+
+// One SID with what is known of its account. The SID bytes and texts live as long as the tables.
+struct SidObject {
+  std::string sid;               // binary form
+  int32_t type = 0;              // -3 unmapped ... 9 computer
+  uint32_t firstCount = 0;       // uses in access control lists
+  uint32_t secondCount = 0;      // uses as owner
+  std::shared_ptr<const std::wstring> domain;  // shared between the SIDs of one domain; never null
+  std::wstring name;             // account name
+};
+
+struct IdObject {
+  uint32_t id = 0;
+  uint32_t kind = 0;
+  uint32_t third = 0;
+  std::string name;  // bytes as stored
+};
+
+// Keys of the SID and ID trees are 8-byte object references.
+extern Tree* sidTree;         // by SID bytes
+extern Tree* sidDisplayTree;  // by type, account name, domain name
+extern Tree* sidLookupTree;   // by domain name, account name
+extern Tree* sdTree;          // u32 ordinal -> u32 length, u32 offset in sdTempFile
+extern Tree* idTree;          // by kind, value
+extern uint32_t sdCount;      // counts as the section gives them
+extern uint32_t domainCount;
+extern uint32_t sidCount;
+extern uint32_t idCount;
+extern TempFile sdTempFile;   // the descriptors, back to back
+extern SidObject dummySidKey; // "<unknown>": stands for a SID without an entry
+
+int SidKeyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
+int SidDisplayCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
+int SidLookupCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
+int IdKeyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
+
+// Read the section of the open file `fd`; a section cut short ends the loading quietly. The
+// descriptors go to `sdTempFile`, which must be open.
+void LoadSecurityObjects(int fd, const LogHeader& header);
+void LoadIdObjects(int fd, const LogHeader& header);
+// Frees the four security trees.
+void FreeSecurityObjects();
+
+// The SID of an account, letter case ignored; null when the scan knows none.
+const SidObject* FindSid(std::wstring_view domain, std::wstring_view account);
+
+}  // namespace tabulon

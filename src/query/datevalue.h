@@ -1,0 +1,20 @@
+// Date values of queries and date bands: relative ("30d", "2w", "6m", "1y") or absolute ("YYYYMMDD",
+// "YYYYMMDDhhmmss"). Results are local wall-clock seconds since 1970-01-01, the reckoning of the day
+// tests that use them.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace tabulon {
+
+// 1: relative dates count back from the scan time of the detail file; 0: from the current time.
+// Set by the configuration's "timebase".
+extern int scanDateRelative;
+
+// Converts a date value; returns true and stores seconds, or false when the text is no date.
+bool ConvertDateValue(std::wstring_view text, int64_t& result);
+// The absolute forms alone.
+bool ConvertNumericDateValue(std::wstring_view text, int64_t& result);
+
+}  // namespace tabulon
