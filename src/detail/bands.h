@@ -1,22 +1,23 @@
-// Size and date distributions: how many files fall below each limit. The tables are filled with
-// limits by the configuration, counted by the scan, printed by the summary.
+// Size and date distributions: how many files fall below each limit. The tables get their limits
+// from the configuration, are counted by the scan and printed by the summary.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 namespace tabulon {
 
-// One distribution. While the scan runs, count[i] holds the records whose place among the limits is
-// i, so that one record touches one counter; BandCount turns that into what a band shows.
+// One distribution. hits[i] holds the files whose place among the limits is i, so that a file touches
+// one counter only; SizeBandCount and DateBandCount turn that into what a band shows.
 struct BandTable {
   std::vector<uint64_t> limits;  // ascending: sizes in bytes, or times in seconds since 1970
-  std::vector<uint32_t> hits;    // one more than limits; wraps at 32 bits
+  std::vector<uint32_t> hits;    // one more than limits; each wraps at 32 bits
 
   void SetLimits(std::vector<uint64_t> values);
   bool empty() const { return limits.empty(); }
-  int count() const { return static_cast<int>(limits.size()); }
+  size_t count() const { return limits.size(); }
 };
 
 // Set by the configuration's band lines; empty = no such distribution.
@@ -25,13 +26,40 @@ extern BandTable cdateBands;  // creation times
 extern BandTable mdateBands;  // modification times
 extern BandTable adateBands;  // access times
 
-// Counts one file in the first band whose limit is at least `size` (none when it is above all).
-void UpdateSizeBands(uint64_t size);
+// Few limits are counted through without a branch, many are searched.
+inline constexpr size_t kFewLimits = 16;
+
+// Counts one file in the first band whose limit is at least `size`; none when it is above all.
+inline void UpdateSizeBands(uint64_t size) {
+  const std::vector<uint64_t>& limits = sizeBands.limits;
+  size_t place = 0;
+  if (limits.size() <= kFewLimits) {
+    for (const uint64_t limit : limits) place += limit < size ? 1 : 0;
+  } else {
+    place = static_cast<size_t>(std::lower_bound(limits.begin(), limits.end(), size) -
+                                limits.begin());
+  }
+  ++sizeBands.hits[place];
+}
+
 // Counts one file in every band whose limit is later than `time`.
-void UpdateDateBands(uint32_t time, BandTable& bands);
+inline void UpdateDateBands(uint32_t time, BandTable& bands) {
+  const std::vector<uint64_t>& limits = bands.limits;
+  size_t place = 0;
+  if (limits.size() <= kFewLimits) {
+    for (const uint64_t limit : limits) place += limit <= time ? 1 : 0;
+  } else {
+    place = static_cast<size_t>(std::upper_bound(limits.begin(), limits.end(), time) -
+                                limits.begin());
+  }
+  ++bands.hits[place];
+}
 
 // Files counted by size band `index`, and files older than date limit `index`.
 uint32_t SizeBandCount(size_t index);
 uint32_t DateBandCount(const BandTable& bands, size_t index);
+
+// Forgets all distributions.
+void ResetBands();
 
 }  // namespace tabulon

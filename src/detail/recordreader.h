@@ -32,7 +32,6 @@ class FileWindow {
     }
     return Refill(position, size, available);
   }
-  // Whether the file ends at or before `position`.
   uint64_t fileSize() const { return fileSize_; }
 
   static constexpr size_t kBlock = 256 * 1024;
@@ -80,7 +79,10 @@ class RecordReader {
   bool Read(uint64_t position, RecordView& view) {
     size_t available = 0;
     const unsigned char* fixed = window_.At(position, layout_->fixedSize, available);
-    if (available < layout_->fixedSize || LoadU32(fixed) == kRecordEnd) return false;
+    if (available < layout_->fixedSize || LoadU32(fixed) == kRecordEnd) {
+      atEndMarker_ = available >= sizeof(uint32_t) && LoadU32(fixed) == kRecordEnd;
+      return false;
+    }
     view.fields = RecordFields(fixed, layout_);
     view.position = position;
     const size_t plain = size_t{layout_->fixedSize} + view.fields.nameLength();
@@ -97,6 +99,9 @@ class RecordReader {
     return true;
   }
 
+  // After Read has returned false: whether it met the end marker, not the end of the file.
+  bool atEndMarker() const { return atEndMarker_; }
+
   // Reads the alternate-stream entry at file offset `at` and moves `at` behind it. False when the
   // file ends inside the entry. Ends the life of the current view.
   bool ReadStream(uint64_t& at, StreamEntry& entry);
@@ -107,6 +112,7 @@ class RecordReader {
   FileWindow window_;
   const RecordLayout* layout_;
   bool withStreams_;
+  bool atEndMarker_ = false;
   std::vector<unsigned char> aside_;  // fixed part and name of a record too long for the window
 };
 

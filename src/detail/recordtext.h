@@ -2,6 +2,7 @@
 // only when someone needs it. Most names are ASCII and are then used as the bytes they are.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,7 @@ class RecordText {
   void Assign(std::string_view stored) {
     stored_ = stored;
     form_ = Form::kUndecided;
+    dotFound_ = false;
   }
   // Takes a copy of its own.
   void AssignCopy(std::string_view stored) {
@@ -30,6 +32,12 @@ class RecordText {
   // The text as wide text, by the rules of UtfToWChr. Valid until the next Assign.
   std::wstring_view Wide() const;
 
+  // Position of the text's last '.', in units from 0; -1 when it has none.
+  std::ptrdiff_t LastDot() const {
+    if (!dotFound_) FindLastDot();
+    return lastDot_;
+  }
+
   // Calls use(Ascii()) or use(Wide()), whichever costs less.
   template <class Use>
   auto Visit(Use&& use) const {
@@ -39,12 +47,15 @@ class RecordText {
  private:
   enum class Form { kUndecided, kAscii, kOther };
   void Decide() const;
+  void FindLastDot() const;
 
   std::string_view stored_;
   std::string copy_;
   mutable Form form_ = Form::kUndecided;
   mutable std::string_view ascii_;
   mutable bool widened_ = false;
+  mutable bool dotFound_ = false;
+  mutable std::ptrdiff_t lastDot_ = -1;
   mutable std::wstring wide_;
 };
 

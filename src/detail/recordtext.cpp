@@ -1,0 +1,64 @@
+#include "detail/recordtext.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "base/utf.h"
+
+namespace tabulon {
+namespace {
+
+constexpr uint64_t kEveryByte = 0x0101010101010101;
+constexpr uint64_t kHighBits = kEveryByte * 0x80;
+
+// Length of the plain text at the start of `bytes`: it ends at the first byte that is zero or above
+// 127. Eight bytes are looked at together.
+size_t PlainLength(std::string_view bytes) {
+  size_t i = 0;
+  for (; i + sizeof(uint64_t) <= bytes.size(); i += sizeof(uint64_t)) {
+    uint64_t word;
+    std::memcpy(&word, bytes.data() + i, sizeof word);
+    // Marks zero bytes and bytes above 127; marks above the lowest one may be wrong.
+    const uint64_t marks = ((word - kEveryByte) | word) & kHighBits;
+    if (marks != 0) return i + static_cast<size_t>(__builtin_ctzll(marks)) / 8;
+  }
+  while (i < bytes.size() && static_cast<signed char>(bytes[i]) > 0) ++i;
+  return i;
+}
+
+}  // namespace
+
+void RecordText::Decide() const {
+  const size_t plain = PlainLength(stored_);
+  widened_ = false;
+  if (plain == stored_.size() || stored_[plain] == '\0') {
+    form_ = Form::kAscii;
+    ascii_ = stored_.substr(0, plain);
+    return;
+  }
+  form_ = Form::kOther;
+  ascii_ = {};
+  wide_.clear();
+  AppendUtfToWide(wide_, stored_);
+  if (const size_t end = wide_.find(L'\0'); end != std::wstring::npos) wide_.resize(end);
+}
+
+std::wstring_view RecordText::Wide() const {
+  if (IsAscii() && !widened_) {
+    wide_.assign(ascii_.begin(), ascii_.end());
+    widened_ = true;
+  }
+  return wide_;
+}
+
+void RecordText::FindLastDot() const {
+  const size_t dot = Visit([](auto text) {
+    using Text = decltype(text);
+    const size_t at = text.rfind(static_cast<typename Text::value_type>('.'));
+    return at == Text::npos ? static_cast<size_t>(-1) : at;
+  });
+  lastDot_ = static_cast<std::ptrdiff_t>(dot);
+  dotFound_ = true;
+}
+
+}  // namespace tabulon
