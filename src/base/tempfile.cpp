@@ -45,7 +45,9 @@ std::string DefinedTempName(const char* name) {
   return made ? std::string(made.get()) : std::string();
 }
 
-TempFile::TempFile(TempFile&& other) noexcept { *this = std::move(other); }
+TempFile::TempFile(TempFile&& other) noexcept {
+  *this = std::move(other);
+}
 
 TempFile& TempFile::operator=(TempFile&& other) noexcept {
   if (this != &other) {
@@ -59,7 +61,9 @@ TempFile& TempFile::operator=(TempFile&& other) noexcept {
   return *this;
 }
 
-TempFile::~TempFile() { Remove(); }
+TempFile::~TempFile() {
+  Remove();
+}
 
 TempFile TempFile::Create(const char* name, mode_t mode) {
   TempFile file;
@@ -75,16 +79,15 @@ TempFile TempFile::Create(const char* name, mode_t mode) {
   fstat(file.fd(), &made);
   file.device_ = made.st_dev;
   file.inode_ = made.st_ino;
-  file.removeAtEnd_ = true;
-  LiveFiles().insert(file.path_);
+  file.RemoveAtEnd();
   return file;
 }
 
-TempFile TempFile::CreateNamed(std::string path) {
+TempFile TempFile::CreateNamed(std::string path, mode_t mode) {
   TempFile file;
   file.path_ = std::move(path);
-  file.fd_ = UniqueFd(
-      open(file.path_.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
+  file.fd_ =
+      UniqueFd(open(file.path_.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode));
   struct stat made {};
   if (file.valid() && fstat(file.fd(), &made) == 0) {
     file.device_ = made.st_dev;
@@ -108,6 +111,11 @@ bool TempFile::Reopen() {
 void TempFile::Keep() {
   LiveFiles().erase(path_);
   removeAtEnd_ = false;
+}
+
+void TempFile::RemoveAtEnd() {
+  removeAtEnd_ = true;
+  LiveFiles().insert(path_);
 }
 
 void TempFile::Remove() {

@@ -33,7 +33,7 @@ class TempFile {
   // valid(), path() is the name tried and errno tells why.
   static TempFile Create(const char* name, mode_t mode = 0600);
   // Makes, or empties, the file of this very name; not removed at the end (as if kept).
-  static TempFile CreateNamed(std::string path);
+  static TempFile CreateNamed(std::string path, mode_t mode = 0666);
 
   bool valid() const { return fd_.valid(); }
   int fd() const { return fd_.get(); }
@@ -46,6 +46,8 @@ class TempFile {
   bool Reopen();
   // The file stays when its owner goes.
   void Keep();
+  // Takes back Keep: the file goes with its owner, or at exit. REQUIRES: valid().
+  void RemoveAtEnd();
   // Closes and removes the file.
   void Remove();
 
