@@ -18,9 +18,17 @@ inline T LoadLittle(const void* bytes) {
   return value;
 }
 
-inline uint16_t LoadU16(const void* bytes) { return LoadLittle<uint16_t>(bytes); }
-inline uint32_t LoadU32(const void* bytes) { return LoadLittle<uint32_t>(bytes); }
-inline uint64_t LoadU64(const void* bytes) { return LoadLittle<uint64_t>(bytes); }
-inline int32_t LoadI32(const void* bytes) { return LoadLittle<int32_t>(bytes); }
+inline uint16_t LoadU16(const void* bytes) {
+  return LoadLittle<uint16_t>(bytes);
+}
+inline uint32_t LoadU32(const void* bytes) {
+  return LoadLittle<uint32_t>(bytes);
+}
+inline uint64_t LoadU64(const void* bytes) {
+  return LoadLittle<uint64_t>(bytes);
+}
+inline int32_t LoadI32(const void* bytes) {
+  return LoadLittle<int32_t>(bytes);
+}
 
 }  // namespace tabulon

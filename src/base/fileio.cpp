@@ -29,9 +29,8 @@ bool Whole(ssize_t done, size_t size) {
 }  // namespace
 
 ssize_t ReadFully(int fd, void* buffer, size_t size) {
-  return Repeat(size, [&](size_t done) {
-    return read(fd, static_cast<char*>(buffer) + done, size - done);
-  });
+  return Repeat(
+      size, [&](size_t done) { return read(fd, static_cast<char*>(buffer) + done, size - done); });
 }
 
 ssize_t ReadFullyAt(int fd, void* buffer, size_t size, off_t offset) {

@@ -22,7 +22,8 @@ void AppendDigits(std::wstring& digits, uint64_t value, unsigned base) {
 
 void AppendInteger(std::wstring& out, const Conversion& c, uint64_t bits) {
   if (c.letter == L'X' || c.letter == L'u') {
-    AppendDigits(out, c.longs == 2 ? bits : static_cast<uint32_t>(bits), c.letter == L'X' ? 16 : 10);
+    AppendDigits(out, c.longs == 2 ? bits : static_cast<uint32_t>(bits),
+                 c.letter == L'X' ? 16 : 10);
     return;
   }
   const int64_t value =
@@ -75,8 +76,7 @@ void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<cons
       continue;
     }
     const Conversion c = ParseConversion(format, at);
-    const size_t width =
-        c.widthFromArgument ? args[next++].integer : static_cast<size_t>(c.width);
+    const size_t width = c.widthFromArgument ? args[next++].integer : static_cast<size_t>(c.width);
     const FormatArg& arg = args[next++];
     const size_t start = out.size();
     const bool numeric = arg.kind == FormatArg::Kind::kInteger;
@@ -84,13 +84,15 @@ void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<cons
       AppendInteger(out, c, arg.integer);
     } else {
       AppendText(out, arg);
-      if (maskControls) {
-        for (size_t i = start; i < out.size(); ++i) {
-          if (IsControl(out[i])) out[i] = L'?';
-        }
-      }
+      if (maskControls) MaskControls(out, start);
     }
     Pad(out, start, c, width, numeric);
+  }
+}
+
+void MaskControls(std::wstring& text, size_t from) {
+  for (size_t i = from; i < text.size(); ++i) {
+    if (IsControl(text[i])) text[i] = L'?';
   }
 }
 

@@ -133,6 +133,9 @@ using WideFormat = CheckedFormat<std::type_identity_t<Args>...>;
 void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<const FormatArg> args,
                      bool maskControls = false);
 
+// Turns the control characters of text[from..] into '?'.
+void MaskControls(std::wstring& text, size_t from);
+
 // Packs arguments for AppendFormatted and calls `use(std::span<const FormatArg>)`.
 template <class Use, class... Args>
 auto WithArgs(Use&& use, const Args&... args) {

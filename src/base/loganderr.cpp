@@ -10,6 +10,9 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <utility>
+
+#include "base/fileio.h"
 
 namespace tabulon {
 
@@ -94,13 +97,36 @@ void PutErrorTwice(int errnum, std::wstring_view format, log_internal::Args args
   if (errnum != 0) PutErrnoLine(*logFile, errnum);
 }
 
+[[noreturn]] void Finish(int status) {
+  if (logFile != nullptr) logFile->Flush();
+  Console().Flush();
+  std::exit(status);
+}
+
 [[noreturn]] void Leave(int status, int errnum, std::wstring_view format, log_internal::Args args) {
   TextStream& log = errFile != nullptr ? *errFile : ErrorConsole();
   PutError(log, errnum, format, args);
   if (&log != &ErrorConsole()) PutError(ErrorConsole(), errnum, format, args);
-  if (logFile != nullptr) logFile->Flush();
+  Finish(status);
+}
+
+// Writes around the stream's buffer, which may not have been made yet.
+void PutMemoryError(TextStream& stream, const wchar_t* label) {
+  const auto put = [&](std::string_view bytes) {
+    WriteFully(stream.fd(), bytes.data(), bytes.size());
+  };
   Console().Flush();
-  std::exit(status);
+  stream.Flush();
+  put("Insufficient memory");
+  if (label != nullptr) {
+    put(": called from '");
+    for (; *label != L'\0'; ++label) {
+      const char byte = static_cast<char>(*label);
+      put({&byte, 1});
+    }
+    put("'");
+  }
+  put("\n");
 }
 
 [[noreturn]] void CannotCreate(int errnum, std::wstring_view which, std::string_view name) {
@@ -121,8 +147,12 @@ TextStream* OpenLog(TextStream& stream, const char* name, int openFlags, std::ws
 
 }  // namespace
 
-TextStream& Console() { return ConsoleStream(STDOUT_FILENO, "standard output"); }
-TextStream& ErrorConsole() { return ConsoleStream(STDERR_FILENO, "standard error"); }
+TextStream& Console() {
+  return ConsoleStream(STDOUT_FILENO, "standard output");
+}
+TextStream& ErrorConsole() {
+  return ConsoleStream(STDERR_FILENO, "standard error");
+}
 
 std::string MakeFilename(std::string_view pattern) {
   std::string out;
@@ -204,6 +234,13 @@ void LogExcEntry(std::string_view text) {
   logFile->WriteBytes(text);
 }
 
+void MemoryErrExit(const wchar_t* label) {
+  TextStream& log = errFile != nullptr ? *errFile : ErrorConsole();
+  PutMemoryError(log, label);
+  if (&log != &ErrorConsole()) PutMemoryError(ErrorConsole(), label);
+  Finish(1);
+}
+
 void ReportWriteError(std::string_view name, int errnum) {
   writeErrors = true;
   const FormatArg args[] = {FormatArg(name)};
@@ -211,7 +248,9 @@ void ReportWriteError(std::string_view name, int errnum) {
            L"Error writing '%s'\n", args);
 }
 
-bool HadWriteErrors() { return writeErrors; }
+bool HadWriteErrors() {
+  return writeErrors;
+}
 
 namespace log_internal {
 
@@ -252,7 +291,9 @@ void ConsoleEntry(TextStream& stream, std::wstring_view format, Args args) {
   if (&stream == &ErrorConsole()) stream.Flush();
 }
 
-void Exit(int status, std::wstring_view format, Args args) { Leave(status, 0, format, args); }
+void Exit(int status, std::wstring_view format, Args args) {
+  Leave(status, 0, format, args);
+}
 
 void PosixExit(int errnum, std::wstring_view format, Args args) {
   Leave(1, errnum != 0 ? errnum : errno, format, args);

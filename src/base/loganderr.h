@@ -115,6 +115,10 @@ template <class... A>
   __builtin_unreachable();
 }
 
+// The fatal exit for exhausted memory: "Insufficient memory\n", with a label "Insufficient memory:
+// called from '<label>'\n", to the same places, status 1. Allocates nothing. The label is ASCII.
+[[noreturn]] void MemoryErrExit(const wchar_t* label);
+
 // Notes that a stream which holds results could not be written whole, tells it on the error log and
 // makes the exit status of the run 1. `name` is the file's name, `errnum` the system error.
 void ReportWriteError(std::string_view name, int errnum);

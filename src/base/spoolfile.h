@@ -19,14 +19,15 @@ class SpoolFile {
   bool IsOpen() const { return created_; }
   const std::string& path() const { return file_.path(); }
 
-  // Appends `size` bytes (at most kBufferSize). A write that fails ends the run with the file's name
-  // and the system error.
+  // Appends `size` bytes (at most kBufferSize). A write that fails ends the run with the file's
+  // name and the system error.
   void Append(const void* record, size_t size) {
     if (used_ + size > kBufferSize || !buffer_) MakeRoom();
     __builtin_memcpy(buffer_.get() + used_, record, size);
     used_ += size;
   }
-  // Goes back to the first record; what was appended is read back from here on.
+  // Goes back to the first record; what was appended is read back from here on, nothing can be
+  // appended any more.
   void Rewind();
   // Reads the next `size` bytes. False at the end; a file that does not give back what was
   // written ends the run with its name and the system error.
@@ -38,14 +39,16 @@ class SpoolFile {
   static constexpr size_t kBufferSize = 16 * 1024;
   void MakeRoom();
   void FlushToFile();
+  bool Refill();
 
   TempFile file_;
   bool created_ = false;
+  bool reading_ = false;
   std::unique_ptr<char[]> buffer_;
-  size_t used_ = 0;         // bytes in the buffer
-  size_t readAt_ = 0;       // next byte of the buffer to hand out, while reading
-  uint64_t inFile_ = 0;     // bytes written to the file
-  uint64_t readInFile_ = 0; // bytes of the file taken into the buffer, while reading
+  size_t used_ = 0;          // bytes in the buffer
+  size_t readAt_ = 0;        // next byte of the buffer to hand out, while reading
+  uint64_t inFile_ = 0;      // bytes written to the file
+  uint64_t readInFile_ = 0;  // bytes of the file taken into the buffer, while reading
 };
 
 }  // namespace tabulon

@@ -14,9 +14,7 @@ struct StringObject {
   int32_t length = 0;               // characters held, terminator not counted
   std::unique_ptr<wchar_t[]> text;  // zero-terminated when size is not 0
 
-  std::wstring_view view() const {
-    return {text.get(), static_cast<size_t>(length)};
-  }
+  std::wstring_view view() const { return {text.get(), static_cast<size_t>(length)}; }
 };
 
 // A new object that grows by `incrementChars` characters (0: 256), holding `initial`.

@@ -1,29 +1,77 @@
-// Wildcard templates for names and paths: '?' is one character, '*' a run within one path component,
+// Wildcard templates for names and paths: '?' is one character, '*' a run within one path
+// component,
 // '~' a run across components, "'" quotes the next wildcard.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tabulon {
 
 // The units that stand for the wildcards in a coded template.
-inline constexpr wchar_t kWildOne = 1;    // '?'
-inline constexpr wchar_t kWildName = 2;   // '*'
-inline constexpr wchar_t kWildPath = 3;   // '~'
+inline constexpr wchar_t kWildOne = 1;   // '?'
+inline constexpr wchar_t kWildName = 2;  // '*'
+inline constexpr wchar_t kWildPath = 3;  // '~'
 
 // Codes `typedLength` units of `typed` into `coded`, which must hold typedLength + 1 units, and
 // sets `codedLength` (terminator not counted).
 void ConvertTemplate(const wchar_t* typed, size_t typedLength, wchar_t* coded, size_t* codedLength);
 std::wstring ConvertTemplate(std::wstring_view typed);
 
-// Whether `text` matches the coded template, letter case ignored, with "\" as the separator when
-// `backslash` is set and "/" otherwise. The cost is at most text x template.
+// A coded template made ready for many texts. The separator is "\" when `backslash` is set and "/"
+// otherwise; letter case is ignored. The locale has to be the same when it is built and when it is
+// used. A test costs at most text x template and allocates nothing.
+//
+// The wildcards of a template part it into segments of literals and '?'. The rules for them:
+//  - A wildcard in front of a segment crosses separators, whatever its kind: the segment may stand
+//    anywhere behind the one before. Only at the end does '*' refuse a separator.
+//  - A '?' inside or behind a run of wildcards asks for nothing.
 //  - A literal right behind a wildcard is compared as typed with the lower-cased text, so a capital
 //    there matches nothing. Kept so.
+//  - A template that ends in separator and '~' also takes the text that stops before that separator
+//    ("dir/~" takes "dir"). When a wildcard stands in front of that separator ("*/~"), the text
+//    needs no separator at all; '*' there refuses a text that ends in one which is already used up.
+class CompiledTemplate {
+ public:
+  CompiledTemplate() : CompiledTemplate(std::wstring_view(), false) {}
+  CompiledTemplate(std::wstring_view coded, bool backslash);
+
+  bool Match(std::wstring_view text) const;
+  // The same for text that is known to be ASCII.
+  bool Match(std::string_view ascii) const;
+
+ private:
+  enum class End { kLiteral, kSuffix, kName, kPath };
+  // A stretch of units_ that stands in the text in one piece.
+  struct Segment {
+    size_t start = 0;
+    size_t length = 0;
+    // The ASCII bytes that fold to its first unit, each eight times; none when there are none.
+    std::optional<uint64_t> firstByte[2];
+  };
+  template <class Char>
+  class Matcher;
+
+  Segment MakeSegment(std::wstring_view coded, bool behindWildcard);
+
+  std::wstring units_;           // folded, but for the first unit of a segment behind a wildcard
+  Segment prefix_;               // stands at the start; may be empty
+  std::vector<Segment> inner_;   // each at its first place behind the one before
+  std::optional<Segment> last_;  // with a wildcard at the end: the segment before it
+  Segment suffix_;               // stands at the end, with End::kSuffix
+  End end_ = End::kLiteral;
+  bool bareTail_ = false;        // ends in separator and a lone '~'
+  bool nameBeforeLast_ = false;  // the wildcard in front of last_ is '*'
+  size_t shortest_ = 0;          // units that a matching text has at least
+  wchar_t separator_;
+};
+
+// One test of a template that is not worth compiling ahead.
 bool TemplateMatch(std::wstring_view text, std::wstring_view coded, bool backslash);
-// The same for text that is known to be ASCII.
 bool TemplateMatch(std::string_view ascii, std::wstring_view coded, bool backslash);
 
 }  // namespace tabulon

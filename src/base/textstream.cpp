@@ -12,13 +12,27 @@
 namespace tabulon {
 namespace {
 
-constexpr size_t kLongestUnit = MB_LEN_MAX > 4 ? MB_LEN_MAX : 4;
+static_assert(MB_LEN_MAX <= kLongestLocaleUnit);
 
-bool IsAscii(wchar_t unit) { return unit >= 0 && unit < 0x80; }
+bool IsAscii(wchar_t unit) {
+  return unit >= 0 && unit < 0x80;
+}
 
 }  // namespace
 
-TextStream::~TextStream() { Close(); }
+size_t EncodeLocaleUnit(wchar_t unit, char* out) {
+  // The C library would write surrogates and codes above Unicode's range as bytes of its own.
+  const bool encodable = unit >= 0 && unit <= 0x10FFFF && (unit < 0xD800 || unit > 0xDFFF);
+  std::mbstate_t state{};
+  const size_t length = encodable ? std::wcrtomb(out, unit, &state) : static_cast<size_t>(-1);
+  if (length != static_cast<size_t>(-1)) return length;
+  *out = '?';
+  return 1;
+}
+
+TextStream::~TextStream() {
+  Close();
+}
 
 void TextStream::Attach(int fd, bool owned, TextEncoding encoding, std::string name) {
   Close();
@@ -56,14 +70,7 @@ void TextStream::WriteBytes(std::string_view bytes) {
 }
 
 void TextStream::WriteUnitLocale(wchar_t unit) {
-  char* out = Reserve(kLongestUnit);
-  std::mbstate_t state{};
-  size_t length = std::wcrtomb(out, unit, &state);
-  if (length == static_cast<size_t>(-1)) {
-    *out = '?';
-    length = 1;
-  }
-  Commit(length);
+  Commit(EncodeLocaleUnit(unit, Reserve(kLongestLocaleUnit)));
 }
 
 void TextStream::WriteUnitUtf16(wchar_t unit) {

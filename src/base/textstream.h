@@ -17,6 +17,12 @@ enum class TextEncoding {
   kUcs2Le,   // as kUtf16Le, but a unit that does not fit 16 bits is written as '?'
 };
 
+// Most bytes that EncodeLocaleUnit writes.
+inline constexpr size_t kLongestLocaleUnit = 16;
+
+// Writes one unit in the locale's encoding, '?' when it cannot hold the unit; returns the length.
+size_t EncodeLocaleUnit(wchar_t unit, char* out);
+
 class TextStream {
  public:
   TextStream() = default;
@@ -28,6 +34,7 @@ class TextStream {
   // message about this stream calls it.
   void Attach(int fd, bool owned, TextEncoding encoding, std::string name);
   bool IsOpen() const { return fd_ >= 0; }
+  int fd() const { return fd_; }
   bool IsTerminal() const { return terminal_; }
   TextEncoding encoding() const { return encoding_; }
   const std::string& name() const { return name_; }

@@ -6,7 +6,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <string_view>
+
+#include "base/loganderr.h"
 
 namespace tabulon {
 
@@ -15,11 +18,25 @@ struct FreeDeleter {
 };
 using Memory = std::unique_ptr<void, FreeDeleter>;
 
-// Zero-filled memory of `size` bytes. On failure the run ends with "Insufficient memory\n", or with
-// "Insufficient memory: called from '%ls'\n" and the label.
+// Zero-filled memory of `size` bytes, at most 2^31 - 1. On failure the run ends with "Insufficient
+// memory\n", or with "Insufficient memory: called from '%ls'\n" and the label.
 Memory GetMem(size_t size, const wchar_t* label);
 // GetMem with the label "tree alloc".
 Memory GetTreeMem(size_t size);
+
+// Runs `make`, which allocates and returns what it made; when memory is exhausted the run ends with
+// the labelled message.
+template <class Make>
+auto WithMemoryLabel(const wchar_t* label, Make make) {
+  const std::new_handler handler = std::set_new_handler(nullptr);
+  try {
+    auto made = make();
+    std::set_new_handler(handler);
+    return made;
+  } catch (const std::bad_alloc&) {
+    MemoryErrExit(label);
+  }
+}
 
 // Makes every allocation of the process that fails end the run with the GetMem message (a
 // std::new_handler). Called once by the driver.
@@ -57,7 +74,7 @@ int PathCmp(const wchar_t* a, const wchar_t* b);
 int PathNCmp(const wchar_t* a, const wchar_t* b, int n);
 
 // Copies file `from` to the new file `to` and syncs it to disk; fails when `to` exists. Returns 0,
-// or -1 with errno set.
+// or -1 with errno set; a copy that could not be finished is removed.
 int cp(const char* to, const char* from);
 
 // Creates every missing directory of `path` (its first 256 bytes) with mode 0700. Failures show
@@ -65,7 +82,8 @@ int cp(const char* to, const char* from);
 void MkdirRecursive(const char* path);
 
 // Reads a secret from the terminal, echoing '*' for each character, until a control character or
-// until size - 1 characters are there. Returns the ending character, 0 when the buffer filled.
+// until size - 1 characters are there. Returns the ending character (bytes from 128 up end the
+// input too, and are negative; EOF when the input ended), 0 when the buffer filled.
 int GetSecure(char* buffer, int size);
 
 // The C library's position functions.

@@ -1,0 +1,32 @@
+// Lower-casing as the process locale does it, fast for ASCII.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cwctype>
+#include <type_traits>
+
+namespace tabulon {
+
+// Lower-cases units: ASCII through a table, the rest through towlower(3). The table holds what
+// towlower says of the ASCII units, which in a locale like tr_TR is not always ASCII.
+class CaseFold {
+ public:
+  CaseFold();
+  wchar_t operator()(wchar_t unit) const {
+    const auto code = static_cast<std::make_unsigned_t<wchar_t>>(unit);
+    return code < ascii_.size() ? ascii_[code] : Other(unit);
+  }
+  wchar_t operator()(char ascii) const { return ascii_[static_cast<unsigned char>(ascii)]; }
+
+ private:
+  static wchar_t Other(wchar_t unit) {
+    return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
+  }
+  std::array<wchar_t, 128> ascii_;
+};
+
+// The fold of the locale that was set when this was first called.
+const CaseFold& FoldCase();
+
+}  // namespace tabulon

@@ -1,0 +1,63 @@
+#include "base/stringobj.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <limits>
+
+#include "base/loganderr.h"
+
+namespace tabulon {
+namespace {
+
+constexpr int64_t kUnitBytes = sizeof(wchar_t);
+constexpr int32_t kDefaultIncrement = 1024;  // bytes
+constexpr int64_t kLargestSize = std::numeric_limits<int32_t>::max();
+
+// Brings the buffer to at least `needed` bytes, in whole increments; the text stays.
+void Grow(StringObject& object, int64_t needed) {
+  const int64_t step = object.increment > 0 ? object.increment : kDefaultIncrement;
+  const int64_t size = object.size + (needed - object.size + step - 1) / step * step;
+  if (size > kLargestSize) ErrExit(L"Insufficient memory\n");
+  const auto units = static_cast<size_t>((size + kUnitBytes - 1) / kUnitBytes);
+  auto grown = std::make_unique_for_overwrite<wchar_t[]>(units);
+  std::copy_n(object.text.get(), static_cast<size_t>(object.length), grown.get());
+  object.text = std::move(grown);
+  object.size = static_cast<int32_t>(size);
+}
+
+}  // namespace
+
+std::unique_ptr<StringObject> NewStringObject(std::wstring_view initial, uint32_t incrementChars) {
+  auto object = std::make_unique<StringObject>();
+  const int64_t increment = std::min(int64_t{incrementChars} * kUnitBytes, kLargestSize);
+  object->increment = incrementChars == 0 ? kDefaultIncrement : static_cast<int32_t>(increment);
+  if (!initial.empty()) StringObjectCat(*object, initial);
+  return object;
+}
+
+const wchar_t* StringObjectCat(StringObject& object, std::wstring_view text) {
+  const size_t length = static_cast<size_t>(object.length) + text.size();
+  const int64_t needed = static_cast<int64_t>(length + 1) * kUnitBytes;
+  if (needed > object.size) Grow(object, needed);
+  std::wmemmove(object.text.get() + object.length, text.data(), text.size());
+  object.text[length] = L'\0';
+  object.length = static_cast<int32_t>(length);
+  return object.text.get();
+}
+
+const wchar_t* StringObjectSet(StringObject& object, std::wstring_view text) {
+  object.length = 0;
+  return StringObjectCat(object, text);
+}
+
+void FreeStringContents(StringObject& object) {
+  object.text.reset();
+  object.size = 0;
+  object.length = 0;
+}
+
+void FreeStringObject(std::unique_ptr<StringObject> object) {
+  object.reset();
+}
+
+}  // namespace tabulon
