@@ -46,33 +46,36 @@ struct ReportWork {
 };
 
 struct Report {
-  int32_t active = 1;             // 1 active, -1 set inactive by "inactive", 0 off
-  uint32_t type = 0;              // ReportType; 0 until "type" is given
-  std::wstring typeName;          // the keyword as written
-  int format = kFormatUnset;      // ReportFormat
+  int32_t active = 1;         // 1 active, -1 set inactive by "inactive", 0 off
+  uint32_t type = 0;          // ReportType; 0 until "type" is given
+  std::wstring typeName;      // the keyword as written
+  int format = kFormatUnset;  // ReportFormat
   uint32_t flags = 0;
-  std::string fields;             // CSV field codes in output order
-  Filter* filter = nullptr;       // null = every record passes
-  FilterPlan plan;                // the filter laid out for the scan
+  std::string fields;        // CSV field codes in output order
+  Filter* filter = nullptr;  // null = every record passes
+  FilterPlan plan;           // the filter laid out for the scan
   std::wstring title;
-  std::wstring name;              // "none" for the query report
+  std::wstring name;  // "none" for the query report
   std::wstring totalTag;
   std::wstring qvaTag;
-  std::wstring reportFile;        // relative to the report directory
-  std::wstring reportPath;        // as it is opened and announced
-  TextStream stream;              // the open report file; closed = the report has none
-  SpoolFile positions;            // position pairs of matching records
+  bool hasReportFile = false;    // a "reportfile" line was given
+  std::wstring reportFile;       // relative to the report directory
+  std::wstring reportPath;       // as it is announced; set when the file has been made
+  std::string reportPathNarrow;  // as it is opened, in the locale's encoding
+  TextStream stream;             // the open report file; closed = the report has none, or has one
+                                 // that is opened when the report is written
+  SpoolFile positions;           // position pairs of matching records
   std::unique_ptr<StringObject> currentDir;
-  uint32_t dupFields = 0;         // kDup... bits
-  uint32_t extLength = 0;         // longest extension counted, in characters behind the '.'
-  int typeSort = kSortUnset;      // TypeSort
-  TreeHandle tree;                // type tallies, in key order
+  uint32_t dupFields = 0;     // kDup... bits
+  uint32_t extLength = 0;     // longest extension counted, in characters behind the '.'
+  int typeSort = kSortUnset;  // TypeSort
+  TreeHandle tree;            // type tallies, in key order
   std::unique_ptr<ReportWork> work;
 
   // Collected by the scan.
-  int32_t count = 0;              // matching records
-  uint64_t totalBytes = 0;        // sum of their sizes
-  uint64_t allocatedBytes = 0;    // sum of their allocated sizes
+  int32_t count = 0;            // matching records
+  uint64_t totalBytes = 0;      // sum of their sizes
+  uint64_t allocatedBytes = 0;  // sum of their allocated sizes
 };
 
 // The reports of the run in the order in which they are written: file order, with a summary and a

@@ -1,0 +1,49 @@
+// The [parameters] section: settings that all reports share. Each keyword sets one global, in the
+// order of the lines: a later line replaces an earlier one unless noted.
+//
+//   fileincrement, maxpathlength        a number          fileIncr, maxPath
+//   timebase                            now, scandate     scanDateRelative ("scandate" undoes
+//   nothing) filesizebands, [cma]datebands       comma lists       the band tables dateformat any
+//   text          dateFmt csvsep                              a character       csvSep (once only;
+//   t is a tab) csvhdrs                             yes, no           csvHdrs maxpathunits,
+//   isocodepage           a name            maxPathUnits, isoCodepage and their names
+//   reportdirectory                     a path            reportDir (the first one stays)
+//   permissionform, textoutput,
+//   pathform, nameform                  a name            aclPerms, textFormat, pathFormDflt,
+//   namesDflt
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tabulon {
+
+// Applies one line of the section. Keywords, and values that are words, in any letter case. A fault
+// ends the run with its message.
+void ParameterLine(std::wstring_view key, std::wstring_view value);
+
+// A decimal number of at most 4294967294, or with one of the suffixes K M G k m g. Anything else
+// ends the run.
+uint32_t SmallNumericParameter(std::wstring_view key, std::wstring_view value);
+uint64_t LargeNumericParameter(std::wstring_view key, std::wstring_view value);
+
+// 1 for "yes", 0 for "no"; anything else ends the run.
+int ValidateYesNo(std::wstring_view key, std::wstring_view value);
+
+// Part number of the ISO 8859 code page of that name ("8859-1"); anything else ends the run.
+int ValidateCodepage(std::wstring_view value);
+
+// Stores a copy; returns the length.
+size_t SaveString(std::wstring& target, std::wstring_view value);
+
+// Stores a date format that CheckDateFormat accepts; any other ends the run.
+void SaveDateFormat(std::wstring_view key, std::wstring_view value,
+                    std::optional<std::wstring>& target);
+// Whether `value` is a usable date format: always true, so letters that wcsftime does not know are
+// stored too. Kept so.
+bool CheckDateFormat(std::wstring_view value);
+
+}  // namespace tabulon

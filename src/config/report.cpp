@@ -1,0 +1,7 @@
+#include "config/report.h"
+
+namespace tabulon {
+
+std::list<Report> reportList;
+
+}  // namespace tabulon
