@@ -1,0 +1,15 @@
+#include "detail/sectionreader.h"
+
+namespace tabulon {
+
+bool SectionReader::ReadText(uint32_t size, Pool& pool, std::wstring_view& text) {
+  if (size > left()) return false;
+  const size_t length = size / sizeof(wchar_t);
+  auto* units = static_cast<wchar_t*>(pool.allocate(length * sizeof(wchar_t), alignof(wchar_t)));
+  if (!Read(units, length * sizeof(wchar_t))) return false;
+  text = {units, length};
+  text = text.substr(0, text.find(L'\0'));
+  return Consume(size % sizeof(wchar_t), [](std::string_view) {});
+}
+
+}  // namespace tabulon

@@ -1,0 +1,243 @@
+#include "detail/securityobjects.h"
+
+#include <array>
+#include <cstring>
+#include <memory_resource>
+
+#include "base/loganderr.h"
+#include "base/textstream.h"
+#include "detail/domainlist.h"
+#include "detail/sectionreader.h"
+
+namespace tabulon {
+
+Tree* sidTree = nullptr;
+Tree* sidDisplayTree = nullptr;
+Tree* sidLookupTree = nullptr;
+Tree* sdTree = nullptr;
+Tree* idTree = nullptr;
+uint32_t sdCount = 0;
+uint32_t domainCount = 0;
+uint32_t sidCount = 0;
+uint32_t idCount = 0;
+TempFile sdTempFile;
+const SidObject dummySidKey{.sid = {}, .domain = {}, .name = L"<unknown>"};
+
+namespace {
+
+constexpr uint32_t kFanOut = 256;
+constexpr int32_t kResidentTreeNodes = -257;  // one more than the fan-out; negative counts nodes
+
+// What the trees refer to and who frees them. Never destroyed: a fatal exit may come from inside a
+// tree.
+struct Tables {
+  Pool sids;
+  Pool ids;
+  TreeHandle sid, sidDisplay, sidLookup, sd, id;
+};
+
+Tables& Owned() {
+  static auto* const tables = new Tables;
+  return *tables;
+}
+
+template <class Object>
+const Object& FromKey(const void* key) {
+  const Object* object;
+  std::memcpy(&object, key, sizeof object);
+  return *object;
+}
+
+// Adds a key that refers to `object`, unless the tree has an equal one.
+template <class Object>
+void AddReference(Tree* tree, const Object* object) {
+  TreeAddKey(tree, &object, sizeof object, nullptr);
+}
+
+int CompareDomains(const SidObject& a, const SidObject& b) {
+  if (a.domainRank == 0 || b.domainRank == 0) return CompareFolded(a.domain, b.domain);
+  return a.domainRank == b.domainRank ? 0 : a.domainRank < b.domainRank ? -1 : 1;
+}
+
+TreeHandle PlantSidTree(TreeCompare compare) {
+  return TreePlant({.fanOut = kFanOut,
+                    .treeMemory = kResidentTreeNodes,
+                    .keysPerKeyNode = 64,
+                    .maxKeyBytes = sizeof(const SidObject*),
+                    .keyMemory = 500'000,
+                    .compare = compare});
+}
+
+TreeHandle PlantDescriptorTree() {
+  return TreePlant({.fanOut = kFanOut,
+                    .treeMemory = kResidentTreeNodes,
+                    .keysPerKeyNode = 128,
+                    .maxKeyBytes = sizeof(uint32_t),
+                    .extraBytes = 2 * sizeof(uint32_t),
+                    .keyMemory = 5'000'000});
+}
+
+// Loads the parts of a security section in their order. Each step is false when the file ends.
+class SectionLoader {
+ public:
+  SectionLoader(int fd, const LogHeader& header)
+      : reader_(fd, header.securitySection), pool_(Owned().sids) {}
+
+  bool LoadDescriptors();
+  bool LoadDomains() { return domains_.Load(reader_, pool_, domainCount); }
+  bool LoadSids();
+
+ private:
+  bool LoadSid();
+
+  SectionReader reader_;
+  Pool& pool_;
+  DomainList domains_;
+};
+
+// Index and copy grow together; offsets wrap at 32 bits.
+bool SectionLoader::LoadDescriptors() {
+  if (!reader_.ReadU32(sdCount)) return false;
+  TextStream copy;
+  copy.Attach(sdTempFile.fd(), false, TextEncoding::kLocale, sdTempFile.path());
+  uint32_t place[2] = {0, 0};  // length, offset
+  uint32_t i = 0;
+  for (; i < sdCount; ++i) {
+    const bool whole =
+        reader_.ReadU32(place[0]) &&
+        reader_.Consume(place[0], [&](std::string_view piece) { copy.WriteBytes(piece); });
+    if (!whole) break;
+    TreeAddKey(sdTree, &i, sizeof i, place);
+    place[1] += place[0];
+  }
+  if (copy.Close() != 0) PosixErrExit(copy.error(), L"Error writing '%s'\n", copy.name());
+  return i == sdCount;
+}
+
+bool SectionLoader::LoadSids() {
+  if (!reader_.ReadU32(sidCount)) return false;
+  for (uint32_t i = 0; i < sidCount; ++i) {
+    if (!LoadSid()) return false;
+  }
+  return true;
+}
+
+bool SectionLoader::LoadSid() {
+  std::array<unsigned char, SidEntry::kSize> bytes;
+  if (!reader_.Read(bytes)) return false;
+  const SidEntry entry = ParseSidEntry(bytes);
+  if (uint64_t{entry.sidLength} + entry.nameLength > reader_.left()) return false;
+
+  auto* sid = static_cast<char*>(pool_.allocate(entry.sidLength, 1));
+  std::wstring_view name;
+  if (!reader_.Read(sid, entry.sidLength)) return false;
+  if (!reader_.ReadText(entry.nameLength, pool_, name)) return false;
+  const Domain domain = domains_.At(entry.domainIndex);
+  const auto* object = std::pmr::polymorphic_allocator<>(&pool_).new_object<SidObject>(
+      SidObject{.sid = {sid, entry.sidLength},
+                .type = entry.type,
+                .firstCount = entry.firstCount,
+                .secondCount = entry.secondCount,
+                .domainRank = domain.rank,
+                .domain = domain.view(),
+                .name = name});
+  for (Tree* tree : {sidTree, sidDisplayTree, sidLookupTree}) AddReference(tree, object);
+  return true;
+}
+
+bool LoadId(SectionReader& reader, Pool& pool) {
+  std::array<unsigned char, IdEntry::kSize> bytes;
+  if (!reader.Read(bytes)) return false;
+  const IdEntry entry = ParseIdEntry(bytes);
+  if (entry.nameLength > reader.left()) return false;
+  auto* name = static_cast<char*>(pool.allocate(entry.nameLength, 1));
+  if (!reader.Read(name, entry.nameLength)) return false;
+  AddReference(idTree, std::pmr::polymorphic_allocator<>(&pool).new_object<IdObject>(
+                           IdObject{entry.id, entry.kind, entry.third, {name, entry.nameLength}}));
+  return true;
+}
+
+template <class Value>
+int Order(Value a, Value b) {
+  return a == b ? 0 : a < b ? -1 : 1;
+}
+
+}  // namespace
+
+int SidKeyCmp(const void* a, uint32_t, const void* b, uint32_t) {
+  return FromKey<SidObject>(a).sid.compare(FromKey<SidObject>(b).sid);
+}
+
+int SidDisplayCmp(const void* a, uint32_t, const void* b, uint32_t) {
+  const auto& x = FromKey<SidObject>(a);
+  const auto& y = FromKey<SidObject>(b);
+  if (const int order = Order(x.type, y.type)) return order;
+  if (const int order = CompareFolded(x.name, y.name)) return order;
+  return CompareDomains(x, y);
+}
+
+int SidLookupCmp(const void* a, uint32_t, const void* b, uint32_t) {
+  const auto& x = FromKey<SidObject>(a);
+  const auto& y = FromKey<SidObject>(b);
+  if (const int order = CompareDomains(x, y)) return order;
+  return CompareFolded(x.name, y.name);
+}
+
+int IdKeyCmp(const void* a, uint32_t, const void* b, uint32_t) {
+  const auto& x = FromKey<IdObject>(a);
+  const auto& y = FromKey<IdObject>(b);
+  if (const int order = Order(x.kind, y.kind)) return order;
+  return Order(x.id, y.id);
+}
+
+void LoadSecurityObjects(int fd, const LogHeader& header) {
+  FreeSecurityObjects();
+  Tables& tables = Owned();
+  sdTree = (tables.sd = PlantDescriptorTree()).get();
+  sidTree = (tables.sid = PlantSidTree(SidKeyCmp)).get();
+  sidDisplayTree = (tables.sidDisplay = PlantSidTree(SidDisplayCmp)).get();
+  sidLookupTree = (tables.sidLookup = PlantSidTree(SidLookupCmp)).get();
+  if (header.securitySection == 0) return;
+  SectionLoader loader(fd, header);
+  if (loader.LoadDescriptors() && loader.LoadDomains()) loader.LoadSids();
+}
+
+void LoadIdObjects(int fd, const LogHeader& header) {
+  Tables& tables = Owned();
+  tables.id = nullptr;
+  tables.ids.release();
+  idCount = 0;
+  tables.id = TreePlant({.fanOut = kFanOut,
+                         .treeMemory = kResidentTreeNodes,
+                         .keysPerKeyNode = 64,
+                         .maxKeyBytes = sizeof(const IdObject*),
+                         .keyMemory = 500'000,
+                         .compare = IdKeyCmp});
+  idTree = tables.id.get();
+  if (header.idSection == 0) return;
+  SectionReader reader(fd, header.idSection);
+  if (!reader.ReadU32(idCount)) return;
+  for (uint32_t i = 0; i < idCount; ++i) {
+    if (!LoadId(reader, tables.ids)) return;
+  }
+}
+
+void FreeSecurityObjects() {
+  Tables& tables = Owned();
+  for (TreeHandle* tree : {&tables.sd, &tables.sid, &tables.sidDisplay, &tables.sidLookup}) {
+    tree->reset();
+  }
+  sdTree = sidTree = sidDisplayTree = sidLookupTree = nullptr;
+  sdCount = domainCount = sidCount = 0;
+  tables.sids.release();
+}
+
+const SidObject* FindSid(std::wstring_view domain, std::wstring_view account) {
+  if (sidLookupTree == nullptr) return nullptr;
+  const SidObject probe{.sid = {}, .domain = domain, .name = account};
+  const SidObject* key = &probe;
+  const KeyRecord found = TreeSearch(sidLookupTree, &key, sizeof key);
+  return found ? &FromKey<SidObject>(found.key()) : nullptr;
+}
+
+}  // namespace tabulon
