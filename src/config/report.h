@@ -12,7 +12,7 @@
 #include "base/textstream.h"
 #include "btree/btree.h"
 #include "detail/reporttype.h"
-#include "query/filtereval.h"
+#include "query/filterplan.h"
 
 namespace tabulon {
 

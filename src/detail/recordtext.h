@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,7 @@ class RecordText {
     stored_ = stored;
     form_ = Form::kUndecided;
     dotFound_ = false;
+    stamp_ = 0;
   }
   // Takes a copy of its own.
   void AssignCopy(std::string_view stored) {
@@ -38,6 +40,13 @@ class RecordText {
     return lastDot_;
   }
 
+  // A number that no other text has had: who keeps something made from this one knows by it whether
+  // it still stands. Never 0.
+  uint64_t Stamp() const {
+    if (stamp_ == 0) stamp_ = ++lastStamp_;
+    return stamp_;
+  }
+
   // Calls use(Ascii()) or use(Wide()), whichever costs less.
   template <class Use>
   auto Visit(Use&& use) const {
@@ -49,6 +58,8 @@ class RecordText {
   void Decide() const;
   void FindLastDot() const;
 
+  inline static uint64_t lastStamp_ = 0;
+
   std::string_view stored_;
   std::string copy_;
   mutable Form form_ = Form::kUndecided;
@@ -56,6 +67,7 @@ class RecordText {
   mutable bool widened_ = false;
   mutable bool dotFound_ = false;
   mutable std::ptrdiff_t lastDot_ = -1;
+  mutable uint64_t stamp_ = 0;
   mutable std::wstring wide_;
 };
 

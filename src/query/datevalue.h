@@ -1,6 +1,6 @@
-// Date values of queries and date bands: relative ("30d", "2w", "6m", "1y") or absolute ("YYYYMMDD",
-// "YYYYMMDDhhmmss"). Results are local wall-clock seconds since 1970-01-01, the reckoning of the day
-// tests that use them.
+// Date values of queries and date bands: relative ("30d", "2w", "6m", "1y") or absolute
+// ("YYYYMMDD", "YYYYMMDDhhmmss"). Results are local wall-clock seconds since 1970-01-01, the
+// reckoning of the day tests that use them.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,11 @@ namespace tabulon {
 extern int scanDateRelative;
 
 // Converts a date value; returns true and stores seconds, or false when the text is no date.
+// A relative value counts whole days, weeks of 7 days, calendar months before the base month, or
+// years of 365 days back from local midnight of the base day; the number in front of the letter
+// (none: 0) wraps at 64 bits.
 bool ConvertDateValue(std::wstring_view text, int64_t& result);
-// The absolute forms alone.
+// The absolute forms alone: years 1970 to 2037; a missing time of day is midnight.
 bool ConvertNumericDateValue(std::wstring_view text, int64_t& result);
 
 }  // namespace tabulon

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <string_view>
 
@@ -21,6 +20,7 @@ inline constexpr uint32_t kObjAds = 0x10;
 inline constexpr uint32_t kObjAdate = 0x20;
 inline constexpr uint32_t kObjMdate = 0x40;
 inline constexpr uint32_t kObjCdate = 0x80;
+inline constexpr uint32_t kObjAnyDate = kObjAdate | kObjMdate | kObjCdate;
 inline constexpr uint32_t kObjOwner = 0x100;
 inline constexpr uint32_t kObjGroup = 0x200;
 inline constexpr uint32_t kObjDacl = 0x400;
@@ -62,19 +62,19 @@ inline constexpr uint64_t kTypeDirectory = 2;
 
 // One element. All elements live in one pool until the program ends; the pointers only look.
 struct Filter {
-  Filter* next = nullptr;      // following element of the same list
-  Filter* sub = nullptr;       // head of the list of a parenthesised group
-  uint32_t object = 0;         // object code
-  uint32_t comparison = 0;     // Comparison
-  int64_t dateValue = 0;       // date objects: seconds
-  uint64_t number = 0;         // size, count, numeric id, attribute bits, or file type
-  std::wstring pattern;        // name-like objects: coded template
+  Filter* next = nullptr;                // following element of the same list
+  Filter* sub = nullptr;                 // head of the list of a parenthesised group
+  uint32_t object = 0;                   // object code
+  uint32_t comparison = 0;               // Comparison
+  int64_t dateValue = 0;                 // date objects: seconds
+  uint64_t number = 0;                   // size, count, numeric id, attribute bits, or file type
+  std::wstring pattern;                  // name-like objects: coded template
   const FileClass* fileClass = nullptr;  // "class"
-  std::wstring text;           // the value as written
+  std::wstring text;                     // the value as written
   const SidObject* sid = nullptr;        // account found for an ACL object
   int state = kWantObject;
   int connector = kNoConnector;
-  uint32_t operatorMask = 0;   // operators that the object accepts
+  uint32_t operatorMask = 0;  // operators that the object accepts
 };
 
 // A new element of the pool, waiting for an object.
