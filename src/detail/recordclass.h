@@ -12,16 +12,16 @@ namespace tabulon {
 enum MaxPathUnits { kPathCharacters = 1, kPathWideBytes = 2, kPathUtfBytes = 3 };
 
 // Set by the configuration.
-extern uint32_t maxPath;      // longest path that is not reported, in units (default 1024)
-extern int maxPathUnits;      // MaxPathUnits (default kPathUtfBytes)
-extern int isoCodepage;       // part number of ISO 8859 (default 1)
+extern uint32_t maxPath;  // longest path that is not reported, in units (default 1024)
+extern int maxPathUnits;  // MaxPathUnits (default kPathUtfBytes)
+extern int isoCodepage;   // part number of ISO 8859 (default 1)
 
-// Whether a report of type `type` selects the record (its filter aside). Directories are selected by
-// the subdirectory count report only.
+// Whether a report of type `type` selects the record (its filter aside). Directories are selected
+// by the subdirectory count report only.
 bool RecordSelected(uint32_t type, const ScanRecord& record);
 
-// Whether directory path and name together are longer than maxPath. One separator is counted between
-// them unless the path ends in a backslash (on NFS scans too).
+// Whether directory path and name together are longer than maxPath. One separator is counted
+// between them unless the path ends in a backslash (on NFS scans too).
 bool CheckPathLength(std::wstring_view directory, std::wstring_view name);
 // Whether a name has the form of a generated short name, such as PROGRA~1.TXT.
 bool ConflictName(std::wstring_view name);
