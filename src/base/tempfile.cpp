@@ -68,12 +68,19 @@ TempFile::~TempFile() {
 TempFile TempFile::Create(const char* name, mode_t mode) {
   TempFile file;
   for (int i = 0; i < kNameTries && !file.valid(); ++i) {
-    file.path_ = DefinedTempName(name);
-    if (file.path_.empty()) return file;
-    file.fd_ = UniqueFd(
-        open(file.path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    std::string path = DefinedTempName(name);
+    if (path.empty()) return file;
+    file = CreateExclusive(std::move(path), mode);
     if (!file.valid() && errno != EEXIST) return file;
   }
+  return file;
+}
+
+TempFile TempFile::CreateExclusive(std::string path, mode_t mode) {
+  TempFile file;
+  file.path_ = std::move(path);
+  file.fd_ = UniqueFd(
+      open(file.path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
   if (!file.valid()) return file;
   struct stat made {};
   fstat(file.fd(), &made);

@@ -32,6 +32,8 @@ class TempFile {
   // exclusively: an existing file or a planted link is never opened. On failure the result is not
   // valid(), path() is the name tried and errno tells why.
   static TempFile Create(const char* name, mode_t mode = 0600);
+  // Makes a new file of this very name, exclusively too; fails with EEXIST when there is one.
+  static TempFile CreateExclusive(std::string path, mode_t mode = 0600);
   // Makes, or empties, the file of this very name; not removed at the end (as if kept).
   static TempFile CreateNamed(std::string path, mode_t mode = 0666);
 
@@ -39,8 +41,8 @@ class TempFile {
   int fd() const { return fd_.get(); }
   const std::string& path() const { return path_; }
 
-  // Closes the file, which stays on disk until it is removed.
-  void Close() { fd_.Reset(); }
+  // Closes the file, which stays on disk until it is removed. Returns close's result.
+  int Close() { return fd_.Reset(); }
   // Opens it again after Close; false with errno set when that fails or when the name no longer
   // stands for the file that was made.
   bool Reopen();
