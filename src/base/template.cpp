@@ -3,28 +3,22 @@
 #include <algorithm>
 #include <bit>
 
-#include "base/endian.h"
 #include "base/foldcase.h"
 
 namespace tabulon {
 namespace {
 
 constexpr size_t kNone = static_cast<size_t>(-1);
+constexpr size_t kWordBytes = sizeof(uint64_t);
+constexpr uint64_t kEveryByte = 0x0101010101010101;
+constexpr uint64_t kHighBits = 0x80 * kEveryByte;
+constexpr uint64_t kLowBits = 0x7F * kEveryByte;
 
 constexpr bool IsWildcard(wchar_t unit) {
   return unit >= kWildOne && unit <= kWildPath;
 }
 constexpr bool IsRun(wchar_t unit) {
   return unit == kWildName || unit == kWildPath;
-}
-
-// Eight ASCII bytes at a time: the high bit of every byte of the result tells where `word` holds
-// one of the two (repeated) bytes. Exact because no byte has its high bit set.
-constexpr uint64_t kEveryByte = 0x0101010101010101;
-constexpr uint64_t kHighBits = 0x80 * kEveryByte;
-constexpr uint64_t EqualBytes(uint64_t word, uint64_t a, uint64_t b) {
-  const uint64_t low = 0x7F * kEveryByte;
-  return ~(((word ^ a) + low) & ((word ^ b) + low)) & kHighBits;
 }
 
 // One typed unit, or two with a quote, to one coded unit; moves `at` behind them.
@@ -44,6 +38,26 @@ wchar_t CodeUnit(std::wstring_view typed, size_t& at) {
     default:
       return unit;
   }
+}
+
+// The ASCII bytes that fold to a unit, as the bytes b with (b | caseBit) == byte.
+struct AsciiForms {
+  bool known = false;  // false: '?', a unit that is no ASCII byte's, or no such pair
+  uint64_t byte = 0;
+  uint64_t caseBit = 0;
+};
+
+AsciiForms FormsOf(wchar_t unit) {
+  const CaseFold& fold = FoldCase();
+  AsciiForms forms;
+  for (int b = 0; b <= 0x7F && unit != kWildOne; ++b) {
+    if (fold(static_cast<char>(b)) != unit) continue;
+    const auto byte = static_cast<uint64_t>(b);
+    if (forms.known) forms.caseBit = forms.byte ^ byte;
+    forms = {true, forms.byte | byte, forms.caseBit};
+  }
+  forms.known = forms.known && (forms.caseBit & (forms.caseBit - 1)) == 0;
+  return forms;
 }
 
 }  // namespace
@@ -75,20 +89,29 @@ class CompiledTemplate::Matcher {
     const size_t size = text_.size();
     if (size < t.shortest_) return false;
     if (t.end_ == End::kSuffix && !StandsAt(t.suffix_, size - t.suffix_.length)) return false;
-    if (!StandsAt(t.prefix_, 0)) return t.bareTail_ && !t.last_ && EndsBare(t.prefix_, 0);
+    if (!StandsAt(t.prefix_, 0)) {
+      return t.bareTail_ && !t.last_ && size + 1 == t.prefix_.length && EndsBare(t.prefix_, 0);
+    }
     size_t at = t.prefix_.length;
-    size_t restStart = 0;  // behind the unit that the innermost wildcard had to find
+    size_t restStart = 0;  // behind the unit that the wildcard before had to find
     for (const Segment& segment : t.inner_) {
       const size_t found = Find(segment, at);
       if (found == kNone) return false;
       restStart = found + 1;
       at = found + segment.length;
     }
+    return EndFits(at, restStart);
+  }
+
+ private:
+  // Whether the rest of the text, from `at` on, fits the last segment and the template's end.
+  bool EndFits(size_t at, size_t restStart) const {
+    const CompiledTemplate& t = pattern_;
     switch (t.end_) {
       case End::kLiteral:
-        return at == size;
+        return at == text_.size();
       case End::kSuffix:
-        return size - t.suffix_.length >= at;
+        return text_.size() - t.suffix_.length >= at;
       case End::kName:
         return t.last_ ? StandsInLastComponent(*t.last_, at) : !HasSeparator(at);
       default:
@@ -97,7 +120,6 @@ class CompiledTemplate::Matcher {
     }
   }
 
- private:
   bool HasSeparator(size_t at) const {
     return text_.find(static_cast<Char>(pattern_.separator_), at) != text_.npos;
   }
@@ -141,8 +163,7 @@ class CompiledTemplate::Matcher {
     if (s.length > text_.size() - at) return kNone;
     const size_t behind = text_.size() - s.length + 1;
     if constexpr (sizeof(Char) == 1) {
-      if (!s.firstByte[0]) return kNone;
-      if (text_.size() >= sizeof(uint64_t)) return FindByWords(s, at, behind);
+      if (behind - at >= kWordBytes) return FindByWords(s, at, behind);
     }
     const wchar_t first = pattern_.units_[s.start];
     for (; at < behind; ++at) {
@@ -151,21 +172,37 @@ class CompiledTemplate::Matcher {
     return kNone;
   }
 
+  // Find, eight places at a time. The last word is taken from the end.
   size_t FindByWords(const Segment& s, size_t at, size_t behind) const {
-    const size_t lastWord = text_.size() - sizeof(uint64_t);
+    constexpr size_t kScreened = 4 * kWordBytes;
+    const size_t lastWord = behind - kWordBytes;
+    // Most names are short and hold nothing like a word: told without a branch for each step.
+    if (s.length > 1) {
+      uint64_t any = 0;
+      for (size_t i = 0; i < kScreened; i += kWordBytes) {
+        any |= Likely(s, std::min(at + i, lastWord));
+      }
+      if (any == 0) at = std::min(at + kScreened, behind);
+    }
     while (at < behind) {
-      // The last word is taken from the end of the text; what was seen before is shifted out.
       const size_t from = std::min(at, lastWord);
-      const uint64_t hits =
-          EqualBytes(LoadU64(text_.data() + from), *s.firstByte[0], *s.firstByte[1]);
-      for (uint64_t left = hits >> (8 * (at - from)); left != 0; left &= left - 1) {
+      for (uint64_t left = Likely(s, from) >> (8 * (at - from)); left != 0; left &= left - 1) {
         const size_t place = at + static_cast<size_t>(std::countr_zero(left)) / 8;
-        if (place >= behind) return kNone;
         if (StandsAt(s, place)) return place;
       }
-      at = from + sizeof(uint64_t);
+      at = from + kWordBytes;
     }
     return kNone;
+  }
+
+  // The high bit of each byte: whether the segment's first and last unit stand right when it is
+  // laid at that byte of the word at `from`. Exact because ASCII bytes have no high bit.
+  uint64_t Likely(const Segment& s, size_t from) const {
+    const auto differs = [&](const Word& unit, size_t at) {
+      const uint64_t word = LoadU64(reinterpret_cast<const char*>(text_.data()) + at);
+      return (((word | unit.caseBits) & unit.care) ^ unit.bytes) + kLowBits;
+    };
+    return ~(differs(s.first, from) | differs(s.last, from + s.length - 1)) & kHighBits;
   }
 
   const CompiledTemplate& pattern_;
@@ -177,12 +214,8 @@ CompiledTemplate::CompiledTemplate(std::wstring_view coded, bool backslash)
     : separator_(backslash ? L'\\' : L'/') {
   coded = coded.substr(0, coded.find(L'\0'));
   size_t at = 0;
-  const auto takeSegment = [&](bool behindWildcard) {
-    const size_t start = at;
-    while (at < coded.size() && !IsRun(coded[at])) ++at;
-    return MakeSegment(coded.substr(start, at - start), behindWildcard);
-  };
-  prefix_ = takeSegment(false);
+  prefix_ = TakeSegment(coded, at);
+  head_ = WordOf(0, std::min(prefix_.length, kWordBytes), 0);
   while (at < coded.size()) {
     bool crosses = false;
     const size_t run = at;
@@ -194,37 +227,58 @@ CompiledTemplate::CompiledTemplate(std::wstring_view coded, bool backslash)
     }
     if (last_) inner_.push_back(*last_);
     nameBeforeLast_ = !crosses;
-    last_ = takeSegment(true);
+    last_ = TakeSegment(coded, at);
   }
   if (end_ == End::kLiteral && last_) {
     end_ = End::kSuffix;
     suffix_ = *last_;
     last_.reset();
+    const size_t length = std::min(suffix_.length, kWordBytes);
+    tail_ = WordOf(units_.size() - length, length, kWordBytes - length);
   }
   shortest_ = units_.size() - (bareTail_ ? 1 : 0);
 }
 
-CompiledTemplate::Segment CompiledTemplate::MakeSegment(std::wstring_view coded,
-                                                        bool behindWildcard) {
+// Takes the units up to the next '*' or '~'.
+CompiledTemplate::Segment CompiledTemplate::TakeSegment(std::wstring_view coded, size_t& at) {
   const CaseFold& fold = FoldCase();
-  Segment segment{units_.size(), coded.size(), {}};
-  for (const wchar_t unit : coded) units_.push_back(fold(unit));
-  if (!behindWildcard) return segment;
-  units_[segment.start] = coded.front();
-  for (int byte = 0x7F; byte >= 0; --byte) {
-    if (fold(static_cast<char>(byte)) != coded.front()) continue;
-    segment.firstByte[1] = segment.firstByte[0];
-    segment.firstByte[0] = static_cast<uint64_t>(byte) * kEveryByte;
+  const bool behindWildcard = at > 0;
+  Segment segment{units_.size(), 0, {}, {}};
+  for (; at < coded.size() && !IsRun(coded[at]); ++at, ++segment.length) {
+    units_.push_back(behindWildcard && segment.length == 0 ? coded[at] : fold(coded[at]));
   }
-  if (!segment.firstByte[1]) segment.firstByte[1] = segment.firstByte[0];
+  if (!behindWildcard) return segment;
+  segment.first = RepeatedUnit(units_[segment.start]);
+  segment.last = RepeatedUnit(units_.back());
   return segment;
+}
+
+// The word that has units_[start, start + length) from its byte `firstByte` on.
+CompiledTemplate::Word CompiledTemplate::WordOf(size_t start, size_t length,
+                                                size_t firstByte) const {
+  Word word;
+  for (size_t i = 0; i < length; ++i) {
+    const AsciiForms forms = FormsOf(units_[start + i]);
+    if (!forms.known) continue;
+    const size_t shift = 8 * (firstByte + i);
+    word.caseBits |= forms.caseBit << shift;
+    word.bytes |= forms.byte << shift;
+    word.care |= uint64_t{0xFF} << shift;
+  }
+  return word;
+}
+
+CompiledTemplate::Word CompiledTemplate::RepeatedUnit(wchar_t unit) const {
+  const AsciiForms forms = FormsOf(unit);
+  if (!forms.known) return {};
+  return {forms.caseBit * kEveryByte, forms.byte * kEveryByte, 0xFF * kEveryByte};
 }
 
 bool CompiledTemplate::Match(std::wstring_view text) const {
   return Matcher<wchar_t>(*this, text).Run();
 }
 
-bool CompiledTemplate::Match(std::string_view ascii) const {
+bool CompiledTemplate::MatchAscii(std::string_view ascii) const {
   return Matcher<char>(*this, ascii).Run();
 }
 

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/endian.h"
+
 namespace tabulon {
 
 // The units that stand for the wildcards in a coded template.
@@ -42,27 +44,47 @@ class CompiledTemplate {
 
   bool Match(std::wstring_view text) const;
   // The same for text that is known to be ASCII.
-  bool Match(std::string_view ascii) const;
+  bool Match(std::string_view ascii) const {
+    if (ascii.size() >= sizeof(uint64_t)) {
+      if (!head_.Fits(LoadU64(ascii.data()))) return false;
+      if (!tail_.Fits(LoadU64(ascii.data() + ascii.size() - sizeof(uint64_t)))) return false;
+    }
+    return MatchAscii(ascii);
+  }
 
  private:
   enum class End { kLiteral, kSuffix, kName, kPath };
+
+  // What eight ASCII bytes have to be, byte by byte: text | caseBits == bytes, where care is set.
+  struct Word {
+    uint64_t caseBits = 0;
+    uint64_t bytes = 0;
+    uint64_t care = 0;
+    bool Fits(uint64_t text) const { return ((text | caseBits) & care) == bytes; }
+  };
   // A stretch of units_ that stands in the text in one piece.
   struct Segment {
     size_t start = 0;
     size_t length = 0;
-    // The ASCII bytes that fold to its first unit, each eight times; none when there are none.
-    std::optional<uint64_t> firstByte[2];
+    // Behind a wildcard: the first unit and the last as every byte of a word.
+    Word first;
+    Word last;
   };
   template <class Char>
   class Matcher;
 
-  Segment MakeSegment(std::wstring_view coded, bool behindWildcard);
+  Segment TakeSegment(std::wstring_view coded, size_t& at);
+  Word WordOf(size_t start, size_t length, size_t firstByte) const;
+  Word RepeatedUnit(wchar_t unit) const;
+  bool MatchAscii(std::string_view ascii) const;
 
   std::wstring units_;           // folded, but for the first unit of a segment behind a wildcard
   Segment prefix_;               // stands at the start; may be empty
   std::vector<Segment> inner_;   // each at its first place behind the one before
   std::optional<Segment> last_;  // with a wildcard at the end: the segment before it
   Segment suffix_;               // stands at the end, with End::kSuffix
+  Word head_;                    // of the first eight bytes of a match
+  Word tail_;                    // of the last eight
   End end_ = End::kLiteral;
   bool bareTail_ = false;        // ends in separator and a lone '~'
   bool nameBeforeLast_ = false;  // the wildcard in front of last_ is '*'
