@@ -120,6 +120,7 @@ int TextStream::Close() {
   Flush();
   if (owned_ && close(fd_) != 0 && error_ == 0) error_ = errno;
   fd_ = -1;
+  buffer_.reset();  // thousands of reports stay in memory behind their closed streams
   return error_;
 }
 
