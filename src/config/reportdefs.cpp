@@ -34,9 +34,6 @@ static_assert(RowsAreUnique(dupFlds, kFieldOf));
 // An array that is longer than its rows would end in rows without a keyword.
 static_assert(!rptDefs.back().keyword.empty() && !fldDefs.back().keyword.empty() &&
               !smryDefs.back().keyword.empty() && !dupFlds.back().keyword.empty());
-static_assert(std::ranges::all_of(rptDefs, [](const ReportDef& row) {
-  return row.title.empty() == (row.makeTitle != nullptr);
-}));
 
 }  // namespace
 

@@ -152,7 +152,7 @@ void ValidateReportType(std::wstring_view value, Report& report) {
   report.type = def->codeWord & ~kScanBits;
   report.flags |= def->codeWord & kScanBits;
   SaveString(report.typeName, value);
-  report.title = def->makeTitle != nullptr ? def->makeTitle() : std::wstring(def->title);
+  report.title = def->title.empty() ? def->makeTitle() : std::wstring(def->title);
   if (report.type == kReportSummary || report.type == kReportSidUse) {
     MoveToListHead(report, report.type == kReportSidUse);
   }
