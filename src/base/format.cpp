@@ -1,7 +1,9 @@
 #include "base/format.h"
 
+#include <algorithm>
 #include <array>
 #include <cwchar>
+#include <limits>
 
 namespace tabulon {
 namespace {
@@ -46,8 +48,16 @@ void AppendText(std::wstring& out, const FormatArg& arg) {
   }
 }
 
+// The width of a '*': a negative one aligns to the left.
+void SetWidth(Conversion& c, uint64_t argument) {
+  const auto width = static_cast<int32_t>(static_cast<uint32_t>(argument));
+  c.leftAligned |= width < 0;
+  c.width = width < 0 ? -std::max(width, -std::numeric_limits<int32_t>::max()) : width;
+}
+
 // Brings out[start..] to the conversion's width.
-void Pad(std::wstring& out, size_t start, const Conversion& c, size_t width, bool numeric) {
+void Pad(std::wstring& out, size_t start, const Conversion& c, bool numeric) {
+  const auto width = static_cast<size_t>(c.width);
   const size_t length = out.size() - start;
   if (length >= width) return;
   const size_t missing = width - length;
@@ -75,8 +85,8 @@ void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<cons
       ++at;
       continue;
     }
-    const Conversion c = ParseConversion(format, at);
-    const size_t width = c.widthFromArgument ? args[next++].integer : static_cast<size_t>(c.width);
+    Conversion c = ParseConversion(format, at);
+    if (c.widthFromArgument) SetWidth(c, args[next++].integer);
     const FormatArg& arg = args[next++];
     const size_t start = out.size();
     const bool numeric = arg.kind == FormatArg::Kind::kInteger;
@@ -86,7 +96,7 @@ void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<cons
       AppendText(out, arg);
       if (maskControls) MaskControls(out, start);
     }
-    Pad(out, start, c, width, numeric);
+    Pad(out, start, c, numeric);
   }
 }
 

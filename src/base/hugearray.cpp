@@ -14,6 +14,8 @@ void* ReserveMemory(size_t size) {
   return memory;
 }
 
-void ReleaseMemory(void* memory, size_t size) { munmap(memory, size > 0 ? size : 1); }
+void ReleaseMemory(void* memory, size_t size) {
+  munmap(memory, size > 0 ? size : 1);
+}
 
 }  // namespace tabulon

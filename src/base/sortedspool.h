@@ -16,9 +16,9 @@
 namespace tabulon {
 
 // `Order` gives the order: `static bool Less(const T&, const T&)`, and
-// `static uint32_t Bucket(const T&)`, a number below kSortBuckets that never falls from one entry to
-// the next in that order (a constant will do). Entries are spread over the buckets first, and each
-// bucket is then sorted where it fits the processor's caches.
+// `static uint32_t Bucket(const T&)`, a number below kSortBuckets that never falls from one entry
+// to the next in that order (a constant will do). Entries are spread over the buckets first, and
+// each bucket is then sorted where it fits the processor's caches.
 inline constexpr uint32_t kSortBuckets = 4096;
 
 template <class T, class Order>
@@ -70,10 +70,10 @@ class SortedSpool {
 
  private:
   struct Run {
-    off_t offset;          // of the next entry to be read from the file
-    uint64_t left;         // entries still in the file
-    std::vector<T> buffer; // entries taken from it
-    size_t at = 0;         // next entry of the buffer
+    off_t offset;           // of the next entry to be read from the file
+    uint64_t left;          // entries still in the file
+    std::vector<T> buffer;  // entries taken from it
+    size_t at = 0;          // next entry of the buffer
   };
   static constexpr size_t kRunBuffer = std::max<size_t>(64 * 1024 / sizeof(T), 1);
 

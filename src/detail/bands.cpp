@@ -15,7 +15,9 @@ void BandTable::SetLimits(std::vector<uint64_t> values) {
   hits.assign(limits.size() + 1, 0);
 }
 
-uint32_t SizeBandCount(size_t index) { return sizeBands.hits[index]; }
+uint32_t SizeBandCount(size_t index) {
+  return sizeBands.hits[index];
+}
 
 uint32_t DateBandCount(const BandTable& bands, size_t index) {
   const auto end = bands.hits.begin() + static_cast<std::ptrdiff_t>(index) + 1;

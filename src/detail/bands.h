@@ -9,8 +9,8 @@
 
 namespace tabulon {
 
-// One distribution. hits[i] holds the files whose place among the limits is i, so that a file touches
-// one counter only; SizeBandCount and DateBandCount turn that into what a band shows.
+// One distribution. hits[i] holds the files whose place among the limits is i, so that a file
+// touches one counter only; SizeBandCount and DateBandCount turn that into what a band shows.
 struct BandTable {
   std::vector<uint64_t> limits;  // ascending: sizes in bytes, or times in seconds since 1970
   std::vector<uint32_t> hits;    // one more than limits; each wraps at 32 bits
@@ -36,8 +36,8 @@ inline void UpdateSizeBands(uint64_t size) {
   if (limits.size() <= kFewLimits) {
     for (const uint64_t limit : limits) place += limit < size ? 1 : 0;
   } else {
-    place = static_cast<size_t>(std::lower_bound(limits.begin(), limits.end(), size) -
-                                limits.begin());
+    place =
+        static_cast<size_t>(std::lower_bound(limits.begin(), limits.end(), size) - limits.begin());
   }
   ++sizeBands.hits[place];
 }
@@ -49,8 +49,8 @@ inline void UpdateDateBands(uint32_t time, BandTable& bands) {
   if (limits.size() <= kFewLimits) {
     for (const uint64_t limit : limits) place += limit <= time ? 1 : 0;
   } else {
-    place = static_cast<size_t>(std::upper_bound(limits.begin(), limits.end(), time) -
-                                limits.begin());
+    place =
+        static_cast<size_t>(std::upper_bound(limits.begin(), limits.end(), time) - limits.begin());
   }
   ++bands.hits[place];
 }

@@ -197,6 +197,8 @@ class RecordFields {
   int32_t streamCount() const {
     return layout_->streamCount != 0 ? LoadI32(fixed_ + layout_->streamCount) : 0;
   }
+  // The fixed part as stored.
+  const unsigned char* bytes() const { return fixed_; }
   bool isDirectory() const { return (flags() & kRecordDirectory) != 0; }
 
  private:

@@ -46,8 +46,8 @@ const unsigned char* FileWindow::Refill(uint64_t position, size_t size, size_t& 
   start_ = position;
   held_ = kept;
   if (position + kept < fileSize_) {
-    const ssize_t got = ReadFullyAt(fd_, buffer_.get() + kept, wanted - kept,
-                                    static_cast<off_t>(position + kept));
+    const ssize_t got =
+        ReadFullyAt(fd_, buffer_.get() + kept, wanted - kept, static_cast<off_t>(position + kept));
     if (got < 0) PosixErrExit(0, L"Error reading scan detail file\n");
     held_ += static_cast<size_t>(got);
   }
@@ -87,8 +87,8 @@ bool RecordReader::ReadWhole(RecordView& view) {
   }
   view.next = behindStreams + (view.hasTarget ? targetLength : 0);
 
-  const auto kept = static_cast<size_t>(
-      view.hasTarget ? std::min<uint64_t>(targetLength, kLongestTarget) : 0);
+  const auto kept =
+      static_cast<size_t>(view.hasTarget ? std::min<uint64_t>(targetLength, kLongestTarget) : 0);
   const uint64_t targetOffset = behindStreams - view.position;
   size_t available = 0;
   if (targetOffset + kept <= FileWindow::kLargest) {

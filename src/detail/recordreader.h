@@ -59,13 +59,13 @@ struct StreamEntry {
 // One record as it stands in the window. Text that the file ends before is absent or cut.
 struct RecordView {
   RecordFields fields;
-  std::string_view name;        // stored bytes
-  std::string_view target;      // stored bytes; empty when the record has none
+  std::string_view name;    // stored bytes
+  std::string_view target;  // stored bytes; empty when the record has none
   bool hasTarget = false;
-  uint64_t position = 0;        // file offset of the record
-  uint64_t next = 0;            // file offset of the next one
-  uint64_t streams = 0;         // file offset of the first alternate-stream entry
-  int32_t streamCount = 0;      // entries to read; 0 = none
+  uint64_t position = 0;    // file offset of the record
+  uint64_t next = 0;        // file offset of the next one
+  uint64_t streams = 0;     // file offset of the first alternate-stream entry
+  int32_t streamCount = 0;  // entries to read; 0 = none
 };
 
 class RecordReader {

@@ -34,8 +34,8 @@ class Progress {
     const std::time_t now = std::time(nullptr);
     const auto seconds = static_cast<int>(now - since_);
     since_ = now;
-    ConsoleEntry(Console(), L" : %d %02d:%02d:%02d\n", records_, seconds / 3600,
-                 seconds / 60 % 60, seconds % 60);
+    ConsoleEntry(Console(), L" : %d %02d:%02d:%02d\n", records_, seconds / 3600, seconds / 60 % 60,
+                 seconds % 60);
   }
 
   int records_ = 0;

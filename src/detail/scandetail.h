@@ -1,5 +1,5 @@
-// The one pass over the records: keeps the current directory, counts the size and date bands and the
-// allocated total, and offers each record to the reports.
+// The one pass over the records: keeps the current directory, counts the size and date bands and
+// the allocated total, and offers each record to the reports.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +8,9 @@
 
 namespace tabulon {
 
-extern uint32_t fileIncr;    // allocation unit in bytes, 0 = none; set by the configuration
-extern uint64_t allocSize;   // sum of the allocated sizes of all files of the scan
-extern bool progressFlag;    // -p: progress marks on standard output
+extern uint32_t fileIncr;   // allocation unit in bytes, 0 = none; set by the configuration
+extern uint64_t allocSize;  // sum of the allocated sizes of all files of the scan
+extern bool progressFlag;   // -p: progress marks on standard output
 
 // `size` rounded up to a multiple of the allocation unit; 0 when there is none. Wraps at 64 bits.
 inline uint64_t AllocatedSize(uint64_t size) {

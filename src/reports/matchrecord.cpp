@@ -32,9 +32,12 @@ struct OfferRow {
   Offer offer;    // null: reports of this type look at no record
 };
 constexpr OfferRow kOffers[] = {
-    {~0U, kReportDuplicates, CheckDuplicate}, {kGroupingTypes, 0, ClassifyFile},
-    {~0U, kReportSummary, nullptr},           {~0U, kReportSidUse, nullptr},
-    {~0U, kReportTotals, nullptr},            {0, 0, CheckReport},
+    {~0U, kReportDuplicates, CheckDuplicate},
+    {kGroupingTypes, 0, ClassifyFile},
+    {~0U, kReportSummary, nullptr},
+    {~0U, kReportSidUse, nullptr},
+    {~0U, kReportTotals, nullptr},
+    {0, 0, CheckReport},
 };
 
 Offer OfferOf(uint32_t type) {

@@ -2,6 +2,7 @@
 // the list log.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "base/format.h"
@@ -27,7 +28,11 @@ void ReportEntry(Report& report, WideFormat<A...> format, const A&... args) {
   WithArgs([&](auto packed) { report_internal::Entry(report, format.text, packed); }, args...);
 }
 
-// Announces the report's file on standard output and the list log; nothing for a report without one.
+// Writes one assembled piece by the same rules; `text` is used up.
+void WritePiece(Report& report, std::wstring& text);
+
+// Announces the report's file on standard output and the list log; nothing for a report without
+// one.
 void DisplayReportFile(const Report& report);
 
 // Opens the file that the configuration made for the report, for writing; nothing when it has none.

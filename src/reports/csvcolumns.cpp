@@ -1,0 +1,158 @@
+#include "reports/csvcolumns.h"
+
+#include <span>
+
+#include "config/settings.h"
+#include "detail/attributes.h"
+#include "reports/reportdir.h"
+
+namespace tabulon {
+namespace {
+
+// Everything that writing one field needs.
+struct CsvRow {
+  const Report& report;
+  const ListingLine& line;
+  FileTimeFormatter& times;
+  LineWriter& out;
+};
+
+void AddName(CsvRow& row) {
+  if (!ShowsFullPaths(row.report)) {
+    row.out.Add('F').Add(csvSep);
+  } else if (row.report.type == kReportSubdirCount) {
+    row.out.Add(*row.line.directory);  // its records are the directories themselves
+    return;
+  } else {
+    row.out.Add(*row.line.directoryPrefix);
+  }
+  row.out.Add(*row.line.name).Add(row.line.streamName);
+}
+
+void AddLetters(CsvRow& row, std::span<const BitLetter> letters) {
+  for (const BitLetter& entry : letters) {
+    const bool set = (row.line.fields.attributes() & entry.bit) != 0;
+    row.out.Add(set ? static_cast<char>(entry.letter) : '-');
+  }
+}
+
+void AddType(CsvRow& row) {
+  row.out.Add((row.line.fields.attributes() & kAttrDirectory) != 0 ? 'D' : 'F');
+}
+void AddSize(CsvRow& row) {
+  row.out.AddSigned(static_cast<int64_t>(row.line.size));
+}
+void AddStreamSize(CsvRow& row) {
+  row.out.AddSigned(static_cast<int64_t>(row.line.streamSize));
+}
+void AddCreated(CsvRow& row) {
+  row.out.Add(row.times.Format(row.line.fields.created()));
+}
+void AddModified(CsvRow& row) {
+  row.out.Add(row.times.Format(row.line.fields.modified()));
+}
+void AddAccessed(CsvRow& row) {
+  row.out.Add(row.times.Format(row.line.fields.accessed()));
+}
+void AddAttributes(CsvRow& row) {
+  AddLetters(row, attrTbl);
+}
+void AddTarget(CsvRow& row) {
+  row.out.Add(*row.line.target);
+}
+void AddInode(CsvRow& row) {
+  row.out.AddNumber(row.line.fields.inode());
+}
+void AddLinks(CsvRow& row) {
+  row.out.AddNumber(row.line.fields.links());
+}
+void AddUid(CsvRow& row) {
+  row.out.AddNumber(row.line.fields.uid());
+}
+void AddGid(CsvRow& row) {
+  row.out.AddNumber(row.line.fields.gid());
+}
+void AddMode(CsvRow& row) {
+  AddLetters(row, modeTbl);
+}
+// The count of subdirectories is kept where other records keep their modification time.
+void AddSubdirCount(CsvRow& row) {
+  row.out.AddNumber(row.line.fields.modified());
+}
+
+// A column by field code. The first field of a line stands without a separator in front, every
+// other one with it.
+struct CsvColumn {
+  char code;
+  std::wstring_view header;    // empty: the column has no header
+  void (*value)(CsvRow& row);  // null: the column has no value
+};
+// Codes 9 to 11 have a header but no value, code 17 a value but no header, so rows that hold them
+// do not line up with the header row. Kept so.
+constexpr CsvColumn kColumns[] = {
+    {2, L"Type", AddType},
+    {3, L"File size", AddSize},
+    {4, L"ADS size", AddStreamSize},
+    {5, L"Create date", AddCreated},
+    {6, L"Modify date", AddModified},
+    {7, L"Last access date", AddAccessed},
+    {8, L"Attributes", AddAttributes},
+    {9, L"Owner", nullptr},
+    {10, L"Group", nullptr},
+    {11, L"Permissions", nullptr},
+    {12, L"Symlink target", AddTarget},
+    {13, L"Inode", AddInode},
+    {14, L"Links", AddLinks},
+    {15, L"UID", AddUid},
+    {16, L"GID", AddGid},
+    {17, L"", AddMode},
+    {18, L"Subdirectory Count", AddSubdirCount},
+};
+constexpr char kNameField = 1;
+
+const CsvColumn* FindColumn(char code) {
+  for (const CsvColumn& column : kColumns) {
+    if (column.code == code) return &column;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void FormatCsvColHdrs(const Report& report, LineWriter& writer) {
+  for (const char code : report.fields) {
+    if (code == kNameField) {
+      if (ShowsFullPaths(report)) {
+        writer.Add(std::string_view("Full path"));
+      } else {
+        writer.Add(std::string_view("Code")).Add(csvSep).Add(std::string_view("Name"));
+      }
+      writer.EndPiece();
+      continue;
+    }
+    const CsvColumn* column = FindColumn(code);
+    if (column == nullptr || column->header.empty()) continue;
+    writer.Add(csvSep).Add(column->header).EndPiece();
+  }
+  writer.EndLine();
+}
+
+void FormatCsvLine(const Report& report, const ListingLine& line, FileTimeFormatter& times,
+                   LineWriter& writer) {
+  CsvRow row{report, line, times, writer};
+  for (const char code : report.fields) {
+    if (code == kNameField) {
+      AddName(row);
+      writer.EndPiece();
+      continue;
+    }
+    const CsvColumn* column = FindColumn(code);
+    if (column == nullptr || column->value == nullptr) continue;
+    writer.Add(csvSep);
+    column->value(row);
+    writer.EndPiece();
+  }
+  writer.EndLine();
+}
+
+}  // namespace tabulon

@@ -1,0 +1,108 @@
+// The files that may be duplicates, gathered in two steps: the scan leaves a few bytes for every
+// file and a mark in a table of fingerprints seen; afterwards only the files whose fingerprint was
+// seen more than once are read again and given a digest.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "base/hugearray.h"
+#include "base/tempfile.h"
+#include "detail/scanrecord.h"
+#include "reports/dupkey.h"
+
+namespace tabulon {
+
+// Which fingerprints have been seen once, which more often. Marks are made with a short delay, so
+// that the memory they touch is on its way when they are made. Two files that fall on one mark by
+// chance count as seen twice: the digest tells them apart.
+class SeenTable {
+ public:
+  // For about `files` files.
+  explicit SeenTable(uint64_t files);
+  // The mark of a fingerprint.
+  uint32_t Slot(uint64_t fingerprint) const { return static_cast<uint32_t>(fingerprint >> shift_); }
+  void See(uint32_t slot) {
+    __builtin_prefetch(&words_[slot / kPerWord], 1);
+    Mark(waiting_[at_]);
+    waiting_[at_] = slot;
+    at_ = (at_ + 1) % kWaiting;
+  }
+  // Makes the marks that are still waiting.
+  void Finish();
+  bool SeenAgain(uint32_t slot) const {
+    return (words_[slot / kPerWord] >> (slot % kPerWord * 2) & kAgain) != 0;
+  }
+  void Prefetch(uint32_t slot) const { __builtin_prefetch(&words_[slot / kPerWord]); }
+
+ private:
+  static constexpr uint32_t kPerWord = 32;  // two bits a mark
+  static constexpr uint64_t kOnce = 1;
+  static constexpr uint64_t kAgain = 2;
+  static constexpr size_t kWaiting = 16;
+  static constexpr uint32_t kNone = 0xFFFFFFFF;
+
+  void Mark(uint32_t slot) {
+    if (slot == kNone) return;
+    uint64_t& word = words_[slot / kPerWord];
+    const uint32_t bit = slot % kPerWord * 2;
+    word |= ((word >> bit & kOnce) != 0 ? kAgain : kOnce) << bit;
+  }
+
+  HugeArray<uint64_t> words_;
+  uint32_t shift_;
+  uint32_t waiting_[kWaiting];
+  size_t at_ = 0;
+};
+
+// One file that may be a duplicate.
+struct Candidate {
+  Digest digest;
+  uint32_t run;         // number of the run that the file was gathered in
+  uint32_t textLength;  // bytes of its stored name and directory path
+  uint64_t position;    // file offset of its record
+  uint64_t directory;   // file offset of its directory's record
+  uint64_t size;        // of the file, bytes
+};
+static_assert(sizeof(Candidate) == 48);
+
+class DupCandidates {
+ public:
+  // `fields`: the check fields. A run is closed when it holds `runLimit` files; `everyFile` makes
+  // every file a candidate, a lone one too.
+  DupCandidates(uint32_t fields, uint32_t runLimit, bool everyFile);
+
+  // Gathers one file of the scan; returns true when a run began with it.
+  bool Gather(const ScanRecord& record);
+  // Reads the candidates again, in file order, and hands each to `take`.
+  void ForEach(const std::function<void(const Candidate&)>& take);
+
+ private:
+  // What is kept of a file until the scan is over, or of a directory that the files after it are
+  // in.
+  struct Entry {
+    uint32_t positionLow;
+    uint32_t positionHigh;
+    uint32_t slot;  // kDirectory for a directory
+    uint64_t position() const { return uint64_t{positionHigh} << 32 | positionLow; }
+  };
+  static_assert(sizeof(Entry) == 12);
+  static constexpr uint32_t kDirectory = 0xFFFFFFFE;
+
+  void Push(uint64_t position, uint32_t slot);
+  void Spill();
+  class Reader;
+
+  uint32_t fields_;
+  uint32_t runLimit_;
+  bool everyFile_;
+  DupKey key_;
+  SeenTable seen_;
+  HugeArray<Entry> entries_;
+  TempFile spill_;
+  uint64_t spilled_ = 0;    // entries in the file
+  uint64_t files_ = 0;      // gathered so far
+  uint64_t directory_ = 0;  // the directory noted last
+};
+
+}  // namespace tabulon

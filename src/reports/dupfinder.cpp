@@ -1,0 +1,44 @@
+#include "reports/dupfinder.h"
+
+#include "config/settings.h"
+
+namespace tabulon {
+
+uint32_t dupTreeLimit = 5'000'000;
+
+namespace {
+
+DupFinder& FinderOf(Report& report) {
+  return static_cast<DupFinder&>(*report.work);
+}
+
+}  // namespace
+
+DupFinder::DupFinder(const Report& report)
+    : files(dbgFlag ? std::make_unique<DupDebugFiles>() : nullptr),
+      candidates(report.dupFields, dupTreeLimit, dbgFlag),
+      groups(files.get()) {}
+
+void NewDuplicateTree(Report& report) {
+  report.work = std::make_unique<DupFinder>(report);
+}
+
+void CheckDuplicate(Report& report, const ScanRecord& record) {
+  if ((record.fields().attributes() & kAttrDirectory) != 0 || !report.plan.Passes(record)) return;
+  DupFinder& finder = FinderOf(report);
+  const bool runBegins = finder.candidates.Gather(record);
+  if (runBegins && finder.files) finder.files->NewRun();
+}
+
+void DumpDuplicateTree(Report& report) {
+  DupFinder& finder = FinderOf(report);
+  finder.candidates.ForEach([&](const Candidate& file) { finder.groups.Add(file); });
+  finder.groups.Finish();
+  if (finder.files) finder.files->Finish();
+  const DupTotals& totals = finder.groups.totals();
+  report.count += static_cast<int32_t>(totals.files);
+  report.totalBytes += totals.bytes;
+  report.allocatedBytes += totals.allocated;
+}
+
+}  // namespace tabulon

@@ -1,0 +1,34 @@
+// The duplicate finder of one report: what the scan loop calls, and what the report reads.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "config/report.h"
+#include "detail/scanrecord.h"
+#include "reports/dupcandidates.h"
+#include "reports/dupdebugfiles.h"
+#include "reports/dupgroups.h"
+
+namespace tabulon {
+
+// Files of one run: the size and the totals of groups are counted run by run. 5,000,000; tests set
+// it lower.
+extern uint32_t dupTreeLimit;
+
+struct DupFinder : ReportWork {
+  explicit DupFinder(const Report& report);
+
+  std::unique_ptr<DupDebugFiles> files;  // with -z only
+  DupCandidates candidates;
+  DupGroups groups;
+};
+
+// Gives a duplicates report its finder, before the scan.
+void NewDuplicateTree(Report& report);
+// Enters one record of the scan. Directories and records that the filter rejects are left out.
+void CheckDuplicate(Report& report, const ScanRecord& record);
+// Makes the groups and counts the duplicates into the report, after the scan.
+void DumpDuplicateTree(Report& report);
+
+}  // namespace tabulon

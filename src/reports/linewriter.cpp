@@ -1,0 +1,107 @@
+#include "reports/linewriter.h"
+
+#include <charconv>
+
+#include "base/localebytes.h"
+#include "config/settings.h"
+#include "reports/reportwriter.h"
+
+namespace tabulon {
+namespace {
+
+constexpr size_t kLongestNumber = 20;  // digits of 2^64, or a sign and the digits of 2^63
+
+}  // namespace
+
+void EncodedText::Assign(std::wstring_view text) {
+  wide.assign(text);
+  bytes.clear();
+  AppendLocaleBytes(bytes, text);
+}
+
+LineWriter::LineWriter(Report& report)
+    : report_(report),
+      out_(ReportStream(report)),
+      direct_(textFormat == kTextStandard && out_.encoding() == TextEncoding::kLocale &&
+              !out_.IsTerminal()),
+      masked_(out_.IsTerminal()) {}
+
+LineWriter& LineWriter::Add(char ascii) {
+  if (direct_) {
+    bytes_.push_back(ascii);
+  } else {
+    piece_.push_back(ascii);
+  }
+  return *this;
+}
+
+LineWriter& LineWriter::Add(wchar_t unit) {
+  return Add(std::wstring_view(&unit, 1));
+}
+
+LineWriter& LineWriter::Add(std::string_view ascii) {
+  if (direct_) {
+    bytes_.append(ascii);
+  } else {
+    piece_.append(ascii.begin(), ascii.end());
+  }
+  return *this;
+}
+
+LineWriter& LineWriter::Add(std::wstring_view text) {
+  if (direct_) {
+    AppendLocaleBytes(bytes_, text);
+  } else {
+    AddMasked(text);
+  }
+  return *this;
+}
+
+LineWriter& LineWriter::Add(const EncodedText& text) {
+  if (direct_) {
+    bytes_.append(text.bytes);
+  } else {
+    AddMasked(text.wide);
+  }
+  return *this;
+}
+
+LineWriter& LineWriter::Add(const RecordText& text) {
+  return direct_ && text.IsAscii() ? Add(text.Ascii()) : Add(text.Wide());
+}
+
+LineWriter& LineWriter::AddNumber(uint64_t value) {
+  char digits[kLongestNumber];
+  const auto end = std::to_chars(digits, digits + kLongestNumber, value).ptr;
+  return Add(std::string_view(digits, static_cast<size_t>(end - digits)));
+}
+
+LineWriter& LineWriter::AddSigned(int64_t value) {
+  char digits[kLongestNumber];
+  const auto end = std::to_chars(digits, digits + kLongestNumber, value).ptr;
+  return Add(std::string_view(digits, static_cast<size_t>(end - digits)));
+}
+
+void LineWriter::EndLine() {
+  if (!direct_) {
+    piece_.push_back(L'\n');
+    WritePieceOut();
+    return;
+  }
+  bytes_.push_back('\n');
+  out_.WriteBytes(bytes_);
+  bytes_.clear();
+}
+
+void LineWriter::WritePieceOut() {
+  WritePiece(report_, piece_);
+  piece_.clear();
+}
+
+void LineWriter::AddMasked(std::wstring_view text) {
+  const size_t start = piece_.size();
+  piece_.append(text);
+  if (masked_) MaskControls(piece_, start);
+}
+
+}  // namespace tabulon

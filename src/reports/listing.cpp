@@ -1,0 +1,140 @@
+#include "reports/listing.h"
+
+#include <string>
+
+#include "base/utils.h"
+#include "config/settings.h"
+#include "detail/detailfile.h"
+#include "detail/recordreader.h"
+#include "reports/csvcolumns.h"
+#include "reports/linewriter.h"
+#include "reports/matchrecord.h"
+#include "reports/reportdir.h"
+#include "reports/reportwriter.h"
+
+namespace tabulon {
+namespace {
+
+// One listing while it is written. Records and directories are read again, each in ascending order
+// through a window of its own.
+class Listing {
+ public:
+  explicit Listing(Report& report)
+      : report_(report),
+        writer_(report),
+        times_(dateFmt),
+        records_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher),
+        directories_(dtlFile.get(), DetailRecordLayout(), false) {
+    UseDirectory({});
+  }
+
+  void WriteTitle() {
+    if (report_.format == kFormatCsv) {
+      if (csvHdrs != 0) FormatCsvColHdrs(report_, writer_);
+    } else if (!EqualIgnoringCase(report_.title, L"none")) {
+      ReportEntry(report_, L"\n---- %ls ----\n\n", report_.title);
+    }
+  }
+
+  void WriteRecord(const PositionPair& pair) {
+    if (pair.directory != directoryPosition_) UpdateDirPath(pair.directory);
+    if (!records_.Read(pair.record, view_)) return;
+    if (view_.streamCount > 0 && adsFull) {
+      // Reading the streams moves the window, so the texts are kept aside.
+      name_.AssignCopy(view_.name);
+      target_.AssignCopy(view_.target);
+      fixed_.assign(reinterpret_cast<const char*>(view_.fields.bytes()),
+                    DetailRecordLayout().fixedSize);
+      view_.fields = RecordFields(reinterpret_cast<const unsigned char*>(fixed_.data()),
+                                  &DetailRecordLayout());
+    } else {
+      name_.Assign(view_.name);
+      target_.Assign(view_.target);
+    }
+    WriteLine({}, view_.fields.size(), 0);
+    if (adsFull) WriteStreams();
+  }
+
+ private:
+  void UpdateDirPath(uint64_t position) {
+    directoryPosition_ = position;
+    RecordView directory;
+    RecordText name;
+    if (directories_.Read(position, directory)) name.Assign(directory.name);
+    UseDirectory(DirectoryPath(report_, name));
+    SetDirectory(report_, writer_, directory_.wide);
+  }
+
+  void UseDirectory(const std::wstring& path) {
+    directory_.Assign(path);
+    const bool ended = !path.empty() && path.back() == pathSep;
+    prefix_.Assign(ended ? path : path + pathSep);
+  }
+
+  void WriteStreams() {
+    uint64_t at = view_.streams;
+    StreamEntry entry;
+    RecordText streamName;
+    for (int32_t i = 0; i < view_.streamCount && records_.ReadStream(at, entry); ++i) {
+      streamName.Assign(entry.name);
+      WriteLine(streamName.Wide(), 0, entry.size);
+    }
+  }
+
+  void WriteLine(std::wstring_view streamName, uint64_t size, uint64_t streamSize) {
+    const ListingLine line = {.fields = view_.fields,
+                              .name = &name_,
+                              .streamName = streamName,
+                              .target = &target_,
+                              .size = size,
+                              .streamSize = streamSize,
+                              .directory = &directory_,
+                              .directoryPrefix = &prefix_};
+    if (report_.format == kFormatCsv) {
+      FormatCsvLine(report_, line, times_, writer_);
+    } else {
+      OutputToReport(line);
+    }
+  }
+
+  void OutputToReport(const ListingLine& line) {
+    if (ShowsFullPaths(report_)) {
+      writer_.Add(prefix_);
+    } else {
+      writer_.Add(std::string_view("  "));
+    }
+    writer_.Add(*line.name).Add(line.streamName).EndPiece();
+    const bool linked = view_.hasTarget && !(target_.IsAscii() && target_.Ascii().empty());
+    if (linked && (report_.flags & kFlagShowLink) != 0) {
+      writer_.Add(std::string_view("  =>  ")).Add(target_).EndPiece();
+    }
+    writer_.EndLine();
+  }
+
+  Report& report_;
+  LineWriter writer_;
+  FileTimeFormatter times_;
+  RecordReader records_;
+  RecordReader directories_;
+  RecordView view_;
+  RecordText name_;
+  RecordText target_;
+  std::string fixed_;
+  EncodedText directory_;
+  EncodedText prefix_;
+  uint64_t directoryPosition_ = 0;  // files before the first directory have no heading
+};
+
+}  // namespace
+
+void DisplayReport(Report& report) {
+  DisplayReportFile(report);
+  Listing listing(report);
+  listing.WriteTitle();
+  if (!report.positions.IsOpen()) return;
+  report.positions.Rewind();
+  PositionPair pair;
+  while (report.positions.Read(&pair, sizeof pair)) listing.WriteRecord(pair);
+}
+
+}  // namespace tabulon

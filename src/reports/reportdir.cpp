@@ -1,0 +1,34 @@
+#include "reports/reportdir.h"
+
+#include "config/settings.h"
+#include "detail/detailfile.h"
+
+namespace tabulon {
+
+ShownDirectory ShowDirectory(const Report& report, const RecordText& name) {
+  if ((report.flags & kFlagRelative) != 0) return {false, 0};
+  const size_t length = name.Visit([](auto text) { return text.size(); });
+  if (length == 1) return {true, 1};  // the root itself
+  // A root that ends in a separator takes the place of the name's leading one.
+  const bool rootHasSeparator = diskLtrRoot || rootPath.size() == 1;
+  return {true, rootHasSeparator && length > 0 ? size_t{1} : 0};
+}
+
+std::wstring DirectoryPath(const Report& report, const RecordText& name) {
+  const ShownDirectory shown = ShowDirectory(report, name);
+  std::wstring path = shown.withRoot ? rootPath : std::wstring();
+  return path.append(name.Wide().substr(shown.dropped));
+}
+
+void SetDirectory(Report& report, LineWriter& writer, std::wstring_view path) {
+  StringObjectSet(*report.currentDir, path);
+  if (ShowsFullPaths(report)) return;
+  if (report.format == kFormatCsv) {
+    writer.Add('D').Add(csvSep).Add(path);
+  } else {
+    writer.Add(std::string_view("In directory: ")).Add(path);
+  }
+  writer.EndLine();
+}
+
+}  // namespace tabulon
