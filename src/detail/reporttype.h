@@ -1,5 +1,5 @@
-// The codes of the report types. The scan selects records by them, the configuration gives them their
-// keywords.
+// The codes of the report types. The scan selects records by them, the configuration gives them
+// their keywords.
 #pragma once
 
 #include <cstdint>
@@ -35,7 +35,7 @@ enum ReportType : uint32_t {
   kReportJunctionPoints = 0x3000,
   kReportSubdirCount = 0x4000,
 };
-inline constexpr uint32_t kGroupingTypes = 0xF0;   // any of these bits: a grouping report
-inline constexpr uint32_t kNotRecordList = 0xFF;   // none of these bits: a record-list report
+inline constexpr uint32_t kGroupingTypes = 0xF0;  // any of these bits: a grouping report
+inline constexpr uint32_t kNotRecordList = 0xFF;  // none of these bits: a record-list report
 
 }  // namespace tabulon

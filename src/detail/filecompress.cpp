@@ -1,0 +1,213 @@
+#include "detail/filecompress.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "base/fileio.h"
+#include "base/loganderr.h"
+#include "base/tempfile.h"
+#include "base/uniquefd.h"
+#include "base/utils.h"
+#include "detail/filereplace.h"
+
+namespace tabulon {
+namespace {
+
+constexpr uInt kBufferSize = 0x80000;
+constexpr int kLevel = 9;
+constexpr int kWindowBits = 15;
+constexpr int kMemoryLevel = 8;
+
+enum class Outcome { kWhole, kSourceFailed, kTargetFailed };
+
+// Tells a failure on standard output; errno stays as it is.
+bool Told(WideFormat<> message) {
+  const int errnum = errno;
+  ConsoleEntry(Console(), message);
+  errno = errnum;
+  return false;
+}
+
+void* Allocate(void*, uInt count, uInt size) {
+  return GetMem(size_t{count} * size, L"zlib").release();
+}
+void Release(void*, void* memory) {
+  std::free(memory);
+}
+
+// The way from source to target: what is left of the source, and the buffers that a zlib stream
+// works on.
+class Pipe {
+ public:
+  Pipe(int from, uint64_t size, int to) : from_(from), left_(size), to_(to) {
+    zlib.zalloc = Allocate;
+    zlib.zfree = Release;
+    zlib.next_out = out_.get();
+    zlib.avail_out = kBufferSize;
+  }
+
+  bool atEnd() const { return left_ == 0; }
+
+  // Reads the next chunk of the source behind what zlib has used up.
+  bool Fill() {
+    const auto size = static_cast<uInt>(std::min<uint64_t>(left_, kBufferSize));
+    errno = EIO;  // for a file that has become shorter
+    if (ReadFully(from_, in_.get(), size) != static_cast<ssize_t>(size)) {
+      return Told(L"Failed reading from input file!\n");
+    }
+    left_ -= size;
+    zlib.next_in = in_.get();
+    zlib.avail_in = size;
+    return true;
+  }
+
+  // Writes what zlib has put out.
+  bool Drain() {
+    if (!WriteFully(to_, out_.get(), kBufferSize - zlib.avail_out)) {
+      return Told(L"Failed writing to output file!\n");
+    }
+    zlib.next_out = out_.get();
+    zlib.avail_out = kBufferSize;
+    return true;
+  }
+
+  // Puts `size` bytes of its own behind zlib's output. REQUIRES: the buffer has room for them.
+  void Append(const unsigned char* bytes, uInt size) {
+    std::memcpy(zlib.next_out, bytes, size);
+    zlib.next_out += size;
+    zlib.avail_out -= size;
+  }
+
+  z_stream zlib{};
+
+ private:
+  int from_;
+  uint64_t left_;
+  int to_;
+  std::unique_ptr<unsigned char[]> in_ =
+      std::make_unique_for_overwrite<unsigned char[]>(kBufferSize);
+  std::unique_ptr<unsigned char[]> out_ =
+      std::make_unique_for_overwrite<unsigned char[]>(kBufferSize);
+};
+
+// Runs `end`, which frees a zlib stream, when it goes out of scope.
+template <int (*end)(z_stream*)>
+struct StreamEnd {
+  z_stream& zlib;
+  ~StreamEnd() { end(&zlib); }
+};
+
+// zlib would write a header with level bits that nobody recognises, so the header and the checksum
+// are written around a raw deflate stream (RFC 1951).
+Outcome Compress(Pipe& pipe) {
+  z_stream& zlib = pipe.zlib;
+  int status =
+      deflateInit2(&zlib, kLevel, Z_DEFLATED, -kWindowBits, kMemoryLevel, Z_DEFAULT_STRATEGY);
+  const StreamEnd<deflateEnd> end{zlib};
+  pipe.Append(kZlibMark, sizeof kZlibMark);
+  uLong sum = adler32(0, nullptr, 0);
+  while (status == Z_OK) {
+    if (zlib.avail_in == 0 && !pipe.atEnd()) {
+      if (!pipe.Fill()) return Outcome::kSourceFailed;
+      sum = adler32(sum, zlib.next_in, zlib.avail_in);
+    }
+    status = deflate(&zlib, pipe.atEnd() ? Z_FINISH : Z_NO_FLUSH);
+    if (zlib.avail_out == 0 && !pipe.Drain()) return Outcome::kTargetFailed;
+  }
+  if (status != Z_STREAM_END) {
+    ConsoleEntry(Console(), L"tdefl_compress() failed with status %i!\n", status);
+    return Outcome::kTargetFailed;
+  }
+  if (!pipe.Drain()) return Outcome::kTargetFailed;
+  const unsigned char trailer[4] = {
+      static_cast<unsigned char>(sum >> 24), static_cast<unsigned char>(sum >> 16),
+      static_cast<unsigned char>(sum >> 8), static_cast<unsigned char>(sum)};
+  pipe.Append(trailer, sizeof trailer);
+  return pipe.Drain() ? Outcome::kWhole : Outcome::kTargetFailed;
+}
+
+Outcome Decompress(Pipe& pipe) {
+  z_stream& zlib = pipe.zlib;
+  int status = inflateInit2(&zlib, kWindowBits);
+  const StreamEnd<inflateEnd> end{zlib};
+  bool readable = true;
+  while (status == Z_OK) {
+    if (zlib.avail_in == 0 && !pipe.atEnd()) readable = pipe.Fill();
+    if (!readable) break;
+    // At the end of the source zlib either ends the stream or makes no progress (Z_BUF_ERROR).
+    status = inflate(&zlib, Z_NO_FLUSH);
+    if (zlib.avail_out == 0 && !pipe.Drain()) return Outcome::kTargetFailed;
+  }
+  if (!pipe.Drain()) return Outcome::kTargetFailed;
+  if (status == Z_STREAM_END) return Outcome::kWhole;
+  if (readable) ConsoleEntry(Console(), L"tinfl_decompress() failed with status %i!\n", status);
+  return Outcome::kSourceFailed;
+}
+
+struct Mode {
+  char letter;
+  Outcome (*run)(Pipe& pipe);
+  bool keepsPart;  // what came out of a damaged source is worth keeping
+};
+constexpr Mode kModes[] = {{'C', Compress, false}, {'D', Decompress, true}};
+
+const Mode* ModeOf(const char* text) {
+  const char letter = *text >= 'a' && *text <= 'z' ? static_cast<char>(*text - 'a' + 'A') : *text;
+  const auto* mode = std::ranges::find(kModes, letter, &Mode::letter);
+  return mode == std::end(kModes) ? nullptr : mode;
+}
+
+bool BringToDisk(TempFile& target, const struct stat& like) {
+  TakeOwnerAndMode(target.fd(), like);
+  if (fsync(target.fd()) == 0 && target.Close() == 0) return true;
+  return Told(L"Failed writing to output file!\n");
+}
+
+// What doCompression returns after `message`.
+int Failure(WideFormat<> message) {
+  Told(message);
+  return 1;
+}
+
+}  // namespace
+
+int doCompression(const char* modeText, const char* from, const char* to) {
+  errno = EINVAL;
+  const Mode* mode = ModeOf(modeText);
+  if (mode == nullptr) return Failure(L"Invalid mode!\n");
+  const UniqueFd source(open(from, O_RDONLY | O_CLOEXEC));
+  struct stat like {};
+  if (!source.valid() || fstat(source.get(), &like) != 0) {
+    return Failure(L"Failed opening input file!\n");
+  }
+  TempFile target = TempFile::CreateExclusive(to);
+  if (!target.valid()) return Failure(L"Failed opening output file!\n");
+
+  Pipe pipe(source.get(), static_cast<uint64_t>(like.st_size), target.fd());
+  const Outcome outcome = mode->run(pipe);
+  const bool whole = outcome == Outcome::kWhole;
+  const bool worthKeeping = whole || (outcome == Outcome::kSourceFailed && mode->keepsPart);
+  const bool kept = worthKeeping && BringToDisk(target, like);
+  const int errnum = kept ? EBADMSG : errno;
+  if (kept) target.Keep();
+  target.Remove();
+  errno = errnum;
+  return whole && kept ? 0 : 1;
+}
+
+int compressFile(const char* from, const char* to) {
+  return doCompression("Compress", from, to);
+}
+
+int decompressFile(const char* from, const char* to) {
+  return doCompression("Decompress", from, to);
+}
+
+}  // namespace tabulon
