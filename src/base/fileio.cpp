@@ -21,8 +21,9 @@ ssize_t Repeat(size_t size, Step step) {
   return static_cast<ssize_t>(done);
 }
 
-bool Whole(ssize_t done, size_t size) {
-  if (done >= 0 && static_cast<size_t>(done) < size) errno = ENOSPC;
+// Whether all is through; what stopped early without an error counts as `shortError`.
+bool Whole(ssize_t done, size_t size, int shortError) {
+  if (done >= 0 && static_cast<size_t>(done) < size) errno = shortError;
   return done >= 0 && static_cast<size_t>(done) == size;
 }
 
@@ -40,12 +41,16 @@ ssize_t ReadFullyAt(int fd, void* buffer, size_t size, off_t offset) {
   });
 }
 
+bool ReadExactlyAt(int fd, void* buffer, size_t size, off_t offset) {
+  return Whole(ReadFullyAt(fd, buffer, size, offset), size, EIO);
+}
+
 bool WriteFully(int fd, const void* data, size_t size) {
   return Whole(Repeat(size,
                       [&](size_t done) {
                         return write(fd, static_cast<const char*>(data) + done, size - done);
                       }),
-               size);
+               size, ENOSPC);
 }
 
 bool WriteFullyAt(int fd, const void* data, size_t size, off_t offset) {
@@ -54,7 +59,7 @@ bool WriteFullyAt(int fd, const void* data, size_t size, off_t offset) {
                         return pwrite(fd, static_cast<const char*>(data) + done, size - done,
                                       offset + static_cast<off_t>(done));
                       }),
-               size);
+               size, ENOSPC);
 }
 
 }  // namespace tabulon

@@ -12,6 +12,10 @@ namespace tabulon {
 ssize_t ReadFully(int fd, void* buffer, size_t size);
 ssize_t ReadFullyAt(int fd, void* buffer, size_t size, off_t offset);
 
+// Reads exactly `size` bytes at `offset`. Returns false with errno set, EIO when the file ends
+// before.
+bool ReadExactlyAt(int fd, void* buffer, size_t size, off_t offset);
+
 // Writes all `size` bytes. Returns false with errno set when the file did not take them.
 bool WriteFully(int fd, const void* data, size_t size);
 bool WriteFullyAt(int fd, const void* data, size_t size, off_t offset);

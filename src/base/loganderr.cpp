@@ -10,6 +10,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "base/fileio.h"
@@ -63,13 +64,26 @@ class EntryLock {
   pthread_mutex_t* lock_;
 };
 
-// A stream that serves one of the process's own descriptors and outlives every other object.
-TextStream& ConsoleStream(int fd, const char* name) {
-  static TextStream* const streams[3] = {nullptr, new TextStream, new TextStream};
-  TextStream& stream = *streams[fd];
-  if (!stream.IsOpen()) stream.Attach(fd, false, TextEncoding::kLocale, name);
-  return stream;
+// The streams of the process's own descriptors. They outlive every other object.
+struct ConsoleStreams {
+  ConsoleStreams() {
+    out.Attach(STDOUT_FILENO, false, TextEncoding::kLocale, "standard output");
+    err.Attach(STDERR_FILENO, false, TextEncoding::kLocale, "standard error");
+  }
+  TextStream out;
+  TextStream err;
+};
+
+ConsoleStreams& Consoles() {
+  static auto* const streams = [] {
+    std::atexit([] { Consoles().out.Flush(); });
+    return new ConsoleStreams;
+  }();
+  return *streams;
 }
+
+// The number of a system error, or none for messages without one.
+using Errnum = std::optional<int>;
 
 void Put(TextStream& stream, std::wstring_view format, log_internal::Args args) {
   std::wstring text;
@@ -83,18 +97,19 @@ void PutErrnoLine(TextStream& stream, int errnum) {
 }
 
 // Error streams are unbuffered: what was written before them on the console shows before them.
-void PutError(TextStream& stream, int errnum, std::wstring_view format, log_internal::Args args) {
+void PutError(TextStream& stream, Errnum errnum, std::wstring_view format,
+              log_internal::Args args) {
   Console().Flush();
   Put(stream, format, args);
-  if (errnum != 0) PutErrnoLine(stream, errnum);
+  if (errnum) PutErrnoLine(stream, *errnum);
   stream.Flush();
 }
 
-void PutErrorTwice(int errnum, std::wstring_view format, log_internal::Args args) {
+void PutErrorTwice(Errnum errnum, std::wstring_view format, log_internal::Args args) {
   PutError(*errFile, errnum, format, args);
   if (errLogCombined != 0) return;
   Put(*logFile, format, args);
-  if (errnum != 0) PutErrnoLine(*logFile, errnum);
+  if (errnum) PutErrnoLine(*logFile, *errnum);
 }
 
 [[noreturn]] void Finish(int status) {
@@ -103,7 +118,8 @@ void PutErrorTwice(int errnum, std::wstring_view format, log_internal::Args args
   std::exit(status);
 }
 
-[[noreturn]] void Leave(int status, int errnum, std::wstring_view format, log_internal::Args args) {
+[[noreturn]] void Leave(int status, Errnum errnum, std::wstring_view format,
+                        log_internal::Args args) {
   TextStream& log = errFile != nullptr ? *errFile : ErrorConsole();
   PutError(log, errnum, format, args);
   if (&log != &ErrorConsole()) PutError(ErrorConsole(), errnum, format, args);
@@ -148,10 +164,10 @@ TextStream* OpenLog(TextStream& stream, const char* name, int openFlags, std::ws
 }  // namespace
 
 TextStream& Console() {
-  return ConsoleStream(STDOUT_FILENO, "standard output");
+  return Consoles().out;
 }
 TextStream& ErrorConsole() {
-  return ConsoleStream(STDERR_FILENO, "standard error");
+  return Consoles().err;
 }
 
 std::string MakeFilename(std::string_view pattern) {
@@ -261,7 +277,7 @@ void Entry(std::wstring_view format, Args args) {
 
 void Error(std::wstring_view format, Args args) {
   const EntryLock lock(useLogThrdLock, logLock.get());
-  PutErrorTwice(0, format, args);
+  PutErrorTwice(std::nullopt, format, args);
 }
 
 void PosixError(int errnum, std::wstring_view format, Args args) {
@@ -292,7 +308,7 @@ void ConsoleEntry(TextStream& stream, std::wstring_view format, Args args) {
 }
 
 void Exit(int status, std::wstring_view format, Args args) {
-  Leave(status, 0, format, args);
+  Leave(status, std::nullopt, format, args);
 }
 
 void PosixExit(int errnum, std::wstring_view format, Args args) {

@@ -1,7 +1,6 @@
 #include "base/spoolfile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 #include "base/fileio.h"
@@ -10,8 +9,8 @@
 namespace tabulon {
 namespace {
 
-[[noreturn]] void SpoolFailed(const std::string& path, const wchar_t* verb) {
-  PosixErrExit(0, L"Error %ls temporary file '%s'\n", verb, path);
+[[noreturn]] void SpoolFailed(const wchar_t* verb, const std::string& path) {
+  PosixErrExit(0, L"Error %ls '%s'\n", verb, path);
 }
 
 }  // namespace
@@ -31,7 +30,7 @@ void SpoolFile::MakeRoom() {
 void SpoolFile::FlushToFile() {
   if (!file_.Reopen() ||
       !WriteFullyAt(file_.fd(), buffer_.get(), used_, static_cast<off_t>(inFile_))) {
-    SpoolFailed(path(), L"writing");
+    SpoolFailed(L"writing", path());
   }
   file_.Close();
   inFile_ += used_;
@@ -50,10 +49,10 @@ void SpoolFile::Rewind() {
 bool SpoolFile::Refill() {
   const auto size = static_cast<size_t>(std::min<uint64_t>(kBufferSize, inFile_ - readInFile_));
   if (size == 0) return false;
-  if (!file_.Reopen()) SpoolFailed(path(), L"reading");
-  const ssize_t got = ReadFullyAt(file_.fd(), buffer_.get(), size, static_cast<off_t>(readInFile_));
-  if (got >= 0 && static_cast<size_t>(got) < size) errno = EIO;
-  if (got < 0 || static_cast<size_t>(got) < size) SpoolFailed(path(), L"reading");
+  if (!file_.Reopen() ||
+      !ReadExactlyAt(file_.fd(), buffer_.get(), size, static_cast<off_t>(readInFile_))) {
+    SpoolFailed(L"reading", path());
+  }
   file_.Close();
   readInFile_ += size;
   readAt_ = 0;
@@ -75,8 +74,6 @@ bool SpoolFile::Read(void* record, size_t size) {
 }
 
 void SpoolFile::Remove() {
-  file_.Remove();
-  buffer_.reset();
   *this = SpoolFile();
 }
 

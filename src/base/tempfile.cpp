@@ -79,14 +79,21 @@ TempFile TempFile::Create(const char* name, mode_t mode) {
 TempFile TempFile::CreateExclusive(std::string path, mode_t mode) {
   TempFile file;
   file.path_ = std::move(path);
-  file.fd_ = UniqueFd(
-      open(file.path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-  if (!file.valid()) return file;
+  // Noted first: noting takes memory, and a run that ends for want of it must not leave the file.
+  const bool isNew = LiveFiles().insert(file.path_).second;
+  file.fd_ =
+      UniqueFd(open(file.path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+  if (!file.valid()) {
+    const int failure = errno;
+    if (isNew) LiveFiles().erase(file.path_);
+    errno = failure;
+    return file;
+  }
+  file.removeAtEnd_ = true;
   struct stat made {};
   fstat(file.fd(), &made);
   file.device_ = made.st_dev;
   file.inode_ = made.st_ino;
-  file.RemoveAtEnd();
   return file;
 }
 

@@ -14,8 +14,35 @@ namespace {
 
 static_assert(MB_LEN_MAX <= kLongestLocaleUnit);
 
-bool IsAscii(wchar_t unit) {
-  return unit >= 0 && unit < 0x80;
+constexpr size_t kLongestUtf16Unit = 4;
+
+// How many ASCII units `text` starts with.
+size_t AsciiRun(std::wstring_view text) {
+  constexpr size_t kStep = 8;  // units looked at together
+  size_t run = 0;
+  for (uint32_t any = 0; run + kStep <= text.size(); run += kStep) {
+    for (size_t i = 0; i < kStep; ++i) any |= static_cast<uint32_t>(text[run + i]);
+    if (any >= 0x80) break;
+  }
+  while (run < text.size() && text[run] >= 0 && text[run] < 0x80) ++run;
+  return run;
+}
+
+char* PutLittle16(char* out, uint32_t value) {
+  *out++ = static_cast<char>(value & 0xFF);
+  *out++ = static_cast<char>((value >> 8) & 0xFF);
+  return out;
+}
+
+char* PutUtf16Unit(char* out, wchar_t unit, TextEncoding encoding) {
+  if (unit <= 0xFFFF && (unit >= 0 || encoding == TextEncoding::kUtf16Le)) {
+    return PutLittle16(out, static_cast<uint32_t>(unit));
+  }
+  if (unit < 0 || unit > 0x10FFFF || encoding == TextEncoding::kUcs2Le) {
+    return PutLittle16(out, L'?');
+  }
+  const uint32_t offset = static_cast<uint32_t>(unit) - 0x10000;
+  return PutLittle16(PutLittle16(out, 0xD800 + (offset >> 10)), 0xDC00 + (offset & 0x3FF));
 }
 
 }  // namespace
@@ -45,18 +72,13 @@ void TextStream::Attach(int fd, bool owned, TextEncoding encoding, std::string n
 }
 
 void TextStream::Write(std::wstring_view text) {
-  const bool locale = encoding_ == TextEncoding::kLocale;
-  for (const wchar_t unit : text) {
-    if (locale && IsAscii(unit)) {
-      *Reserve(1) = static_cast<char>(unit);
-      Commit(1);
-    } else if (locale) {
-      WriteUnitLocale(unit);
-    } else {
-      WriteUnitUtf16(unit);
-    }
+  const bool endsLine = terminal_ && text.find(L'\n') != std::wstring_view::npos;
+  if (encoding_ == TextEncoding::kLocale) {
+    WriteLocale(text);
+  } else {
+    WriteUtf16(text);
   }
-  if (terminal_ && text.find(L'\n') != std::wstring_view::npos) Flush();
+  if (endsLine) Flush();
 }
 
 void TextStream::WriteBytes(std::string_view bytes) {
@@ -69,29 +91,28 @@ void TextStream::WriteBytes(std::string_view bytes) {
   if (terminal_) Flush();
 }
 
-void TextStream::WriteUnitLocale(wchar_t unit) {
-  Commit(EncodeLocaleUnit(unit, Reserve(kLongestLocaleUnit)));
+void TextStream::WriteLocale(std::wstring_view text) {
+  while (!text.empty()) {
+    const size_t run = AsciiRun(text.substr(0, kBufferSize));
+    char* out = Reserve(run);
+    for (size_t i = 0; i < run; ++i) out[i] = static_cast<char>(text[i]);
+    Commit(run);
+    text.remove_prefix(run);
+    if (text.empty()) return;
+    Commit(EncodeLocaleUnit(text.front(), Reserve(kLongestLocaleUnit)));
+    text.remove_prefix(1);
+  }
 }
 
-void TextStream::WriteUnitUtf16(wchar_t unit) {
-  uint16_t units[2];
-  size_t count = 1;
-  const auto code = static_cast<uint32_t>(unit);
-  if (encoding_ == TextEncoding::kUcs2Le) {
-    units[0] = code > 0xFFFF ? uint16_t{'?'} : static_cast<uint16_t>(code);
-  } else if (unit > 0xFFFF && unit <= 0x10FFFF) {
-    units[0] = static_cast<uint16_t>(0xD800 + ((code - 0x10000) >> 10));
-    units[1] = static_cast<uint16_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
-    count = 2;
-  } else {
-    units[0] = unit > 0x10FFFF ? uint16_t{'?'} : static_cast<uint16_t>(code);
+void TextStream::WriteUtf16(std::wstring_view text) {
+  while (!text.empty()) {
+    const std::wstring_view part = text.substr(0, kBufferSize / kLongestUtf16Unit);
+    char* const start = Reserve(part.size() * kLongestUtf16Unit);
+    char* out = start;
+    for (const wchar_t unit : part) out = PutUtf16Unit(out, unit, encoding_);
+    Commit(static_cast<size_t>(out - start));
+    text.remove_prefix(part.size());
   }
-  char* out = Reserve(count * 2);
-  for (size_t i = 0; i < count; ++i) {
-    out[2 * i] = static_cast<char>(units[i] & 0xFF);
-    out[2 * i + 1] = static_cast<char>(units[i] >> 8);
-  }
-  Commit(count * 2);
 }
 
 char* TextStream::Reserve(size_t size) {

@@ -57,8 +57,8 @@ class TextStream {
   static constexpr size_t kBufferSize = 256 * 1024;
 
  private:
-  void WriteUnitLocale(wchar_t unit);
-  void WriteUnitUtf16(wchar_t unit);
+  void WriteLocale(std::wstring_view text);
+  void WriteUtf16(std::wstring_view text);
 
   int fd_ = -1;
   bool owned_ = false;

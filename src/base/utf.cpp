@@ -33,9 +33,13 @@ void ForEachSequence(const char* text, Put put) {
 }  // namespace
 
 void AppendUtfToWide(std::wstring& out, std::string_view bytes) {
+  const size_t start = out.size();
+  out.resize(start + bytes.size());  // a sequence has a byte at least
+  wchar_t* to = out.data() + start;
   for (size_t at = 0; at < bytes.size() && bytes[at] != '\0';) {
-    out.push_back(DecodeUtfUnit(Bytes(bytes.data()), bytes.size(), at));
+    *to++ = DecodeUtfUnit(Bytes(bytes.data()), bytes.size(), at);
   }
+  out.resize(static_cast<size_t>(to - out.data()));
 }
 
 wchar_t* UtfToWChr(wchar_t* dst, const char* src) {

@@ -24,15 +24,25 @@ Memory GetMem(size_t size, const wchar_t* label);
 // GetMem with the label "tree alloc".
 Memory GetTreeMem(size_t size);
 
+// While it lives, an allocation that fails throws, whatever handler was installed.
+class ThrowingNew {
+ public:
+  ThrowingNew() : handler_(std::set_new_handler(nullptr)) {}
+  ~ThrowingNew() { std::set_new_handler(handler_); }
+  ThrowingNew(const ThrowingNew&) = delete;
+  ThrowingNew& operator=(const ThrowingNew&) = delete;
+
+ private:
+  std::new_handler handler_;
+};
+
 // Runs `make`, which allocates and returns what it made; when memory is exhausted the run ends with
 // the labelled message.
 template <class Make>
 auto WithMemoryLabel(const wchar_t* label, Make make) {
-  const std::new_handler handler = std::set_new_handler(nullptr);
   try {
-    auto made = make();
-    std::set_new_handler(handler);
-    return made;
+    const ThrowingNew throwing;
+    return make();
   } catch (const std::bad_alloc&) {
     MemoryErrExit(label);
   }
