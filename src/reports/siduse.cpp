@@ -45,7 +45,10 @@ std::wstring_view ClassDescription(int32_t code) {
 std::wstring AccountText(const SidObject& sid) {
   if (sid.type == kClassUnmapped) return L"unmapped";
   if (sid.name.empty()) return L"unknown";
-  return sid.domain->empty() ? sid.name : *sid.domain + L"\\" + sid.name;
+  std::wstring text(sid.domain);
+  if (!text.empty()) text += L'\\';
+  text += sid.name;
+  return text;
 }
 
 // Textual SIDs are never produced; this stands in their column.

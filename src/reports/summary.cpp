@@ -138,8 +138,9 @@ constexpr std::array<SummaryField, 11> kSummaryFields = {{
     {4, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", ScanKind()); }},
     {5,
      [](Report& r, std::string_view) {
+       const wchar_t* format = dateFmt ? dateFmt->c_str() : nullptr;
        TimeText text;
-       ReportEntry(r, L"%ls", FormatFileTime(logHdr.scanTime, ChosenDateFormat(), text));
+       ReportEntry(r, L"%ls", FormatFileTime(logHdr.scanTime, format, text));
      }},
     {6, [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.volumeCapacity); }},
     {7, [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.availableSpace); }},
@@ -190,9 +191,11 @@ void SummaryCsvReport(Report& report, std::string_view dtlName) {
 void DateBandReport(Report& report, std::wstring_view label, const BandTable& bands) {
   ReportEntry(report, L"---- File date distribution: %ls\n\n", label);
   TimeText date;
+  uint32_t older = bands.empty() ? 0 : DateBandCount(bands, bands.count() - 1);
   for (size_t i = bands.limits.size(); i-- > 0;) {
     ReportEntry(report, L"     %ls:  %d\n", FormatFileTime(bands.limits[i], L"%d-%b-%y", date),
-                DateBandCount(bands, i));
+                older);
+    older -= bands.hits[i];  // those between this date and the one before it
   }
   ReportEntry(report, L"\n");
 }

@@ -186,9 +186,8 @@ std::wstring_view FormatFileTime(uint64_t seconds, const wchar_t* format,
   return ToLocalTime(seconds, local) ? TimeToText(local, format, buffer) : InvalidTime(buffer);
 }
 
-FileTimeFormatter::FileTimeFormatter(const wchar_t* format)
-    : format_(format != nullptr ? format : kDefaultTimeFormat),
-      rawSeconds_(format_ == kRawSeconds) {
+FileTimeFormatter::FileTimeFormatter(const std::optional<std::wstring>& format)
+    : format_(format.value_or(kDefaultTimeFormat)), rawSeconds_(format_ == kRawSeconds) {
   tzset();
   pieces_.push_back({});
   if (!rawSeconds_ && Split(format_) && pieces_.size() <= kMostClocks) {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -50,9 +51,6 @@ inline std::wstring_view ModeLetters(uint32_t mode, ValueText& buffer) {
   return BitLetters(modeTbl, mode, buffer);
 }
 
-// The format that the configuration's "dateformat" chose; null = the default.
-const wchar_t* ChosenDateFormat();
-
 // A time (seconds since 1970) in the local zone, by the wcsftime(3) format `format`; null stands
 // for
 // "%x %X", and "%n" alone prints the number of seconds. Text that does not fit the buffer ends
@@ -65,8 +63,9 @@ std::wstring_view FormatFileTime(uint64_t seconds, const wchar_t* format,
 // in which something else depends on the time of day take the plain way.
 class FileTimeFormatter {
  public:
-  // `format` as for FormatFileTime. Time zone and locale are those of this moment.
-  explicit FileTimeFormatter(const wchar_t* format);
+  // `format` as for FormatFileTime, none = its default. Time zone and locale are those of this
+  // moment.
+  explicit FileTimeFormatter(const std::optional<std::wstring>& format);
 
   // Valid until the next call.
   std::wstring_view Format(uint64_t seconds);

@@ -1,0 +1,247 @@
+#include "reports/filetypes.h"
+
+#include <algorithm>
+#include <array>
+#include <cwchar>
+#include <deque>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/endian.h"
+#include "base/foldcase.h"
+#include "detail/detailfile.h"
+#include "detail/scandetail.h"
+#include "reports/reportwriter.h"
+#include "reports/totals.h"
+
+namespace tabulon {
+namespace {
+
+// Finds entries by 64-bit keys ahead of the report's tree: an open-addressing hash table at most
+// half full. A key is looked for in a few neighbouring places only; one that finds no room there is
+// not held, and its records take the way through the tree.
+class EntryFront {
+ public:
+  EntryFront() { Resize(kFirstBits); }
+
+  TypeEntry* Find(uint64_t key) const {
+    const Slot* slot = slots_.data() + Home(key);
+    for (size_t i = 0; i < kProbes && slot[i].entry != nullptr; ++i) {
+      if (slot[i].key == key) return slot[i].entry;
+    }
+    return nullptr;
+  }
+
+  // REQUIRES: the key is not held.
+  void Add(uint64_t key, TypeEntry* entry) {
+    if (held_ * 2 >= slots_.size()) Grow();
+    Slot* slot = slots_.data() + Home(key);
+    for (size_t i = 0; i < kProbes; ++i) {
+      if (slot[i].entry != nullptr) continue;
+      slot[i] = {key, entry};
+      ++held_;
+      return;
+    }
+  }
+
+ private:
+  static constexpr unsigned kFirstBits = 10;
+  static constexpr size_t kProbes = 8;
+  struct Slot {
+    uint64_t key = 0;
+    TypeEntry* entry = nullptr;  // null = free
+  };
+
+  // Multiplicative hashing: the top bits of the product with 2^64 / golden ratio.
+  size_t Home(uint64_t key) const { return (key * 0x9E3779B97F4A7C15) >> shift_; }
+
+  void Resize(unsigned bits) {
+    shift_ = 64 - bits;
+    slots_.assign((size_t{1} << bits) + kProbes, Slot{});  // the last home has neighbours, too
+    held_ = 0;
+  }
+  void Grow() {
+    const std::vector<Slot> old = std::move(slots_);
+    Resize(64 - shift_ + 1);
+    for (const Slot& slot : old) {
+      if (slot.entry != nullptr) Add(slot.key, slot.entry);
+    }
+  }
+
+  std::vector<Slot> slots_;
+  unsigned shift_ = 0;
+  size_t held_ = 0;
+};
+
+struct TypeWork;
+// The entry under which a record counts, made when it is the first; null when it does not count.
+using EntryFinder = TypeEntry* (*)(Report&, TypeWork&, const ScanRecord&);
+
+struct TypeWork : ReportWork {
+  explicit TypeWork(uint32_t type);
+
+  EntryFinder find = nullptr;
+  std::deque<TypeEntry> entries;
+  EntryFront front;
+  std::wstring key;  // of an extension; kept for its memory
+};
+
+// The entry with this key in the report's tree; made, with the name that `name` tells, when it is
+// the first.
+template <class Name>
+TypeEntry* EntryInTree(Report& report, TypeWork& work, const void* key, size_t size, Name name) {
+  const auto length = static_cast<uint32_t>(size);
+  if (const KeyRecord found = TreeSearch(report.tree.get(), key, length)) {
+    return LoadLittle<TypeEntry*>(found.extra());
+  }
+  TypeEntry* entry = &work.entries.emplace_back();
+  entry->name = name();
+  TreeAddKey(report.tree.get(), key, length, &entry);
+  return entry;
+}
+
+// An ASCII extension of at most 8 characters as one number; 0 when it does not come to that.
+uint64_t PackExtension(std::string_view extension) {
+  if (extension.size() > sizeof(uint64_t)) return 0;
+  const bool foldCase = rootType == kRootCifs;
+  const CaseFold& fold = FoldCase();
+  uint64_t packed = 0;
+  for (const char c : extension) {
+    const wchar_t unit = foldCase ? fold(c) : static_cast<wchar_t>(c);
+    if (unit > 0x7F) return 0;
+    packed = packed << 8 | static_cast<uint64_t>(unit);
+  }
+  return packed;
+}
+
+// The key is the extension with its terminator, in small letters on a CIFS scan.
+TypeEntry* ExtensionInTree(Report& report, TypeWork& work, std::wstring_view extension) {
+  const CaseFold& fold = FoldCase();
+  work.key = extension;
+  if (rootType == kRootCifs) {
+    for (wchar_t& unit : work.key) unit = fold(unit);
+  }
+  return EntryInTree(report, work, work.key.c_str(), (work.key.size() + 1) * sizeof(wchar_t),
+                     [&] { return std::wstring(extension); });
+}
+
+TypeEntry* FindExtension(Report& report, TypeWork& work, const ScanRecord& record) {
+  const RecordText& name = record.name;
+  const std::ptrdiff_t dot = name.LastDot();
+  if (dot <= 0) return nullptr;
+  const auto start = static_cast<size_t>(dot);
+  const bool ascii = name.IsAscii();
+  const size_t length = (ascii ? name.Ascii().size() : name.Wide().size()) - start;
+  if (length < 2 || length > size_t{report.extLength} + 1) return nullptr;
+
+  const uint64_t packed = ascii ? PackExtension(name.Ascii().substr(start)) : 0;
+  if (packed == 0) return ExtensionInTree(report, work, name.Wide().substr(start));
+  TypeEntry* entry = work.front.Find(packed);
+  if (entry == nullptr) {
+    entry = ExtensionInTree(report, work, name.Wide().substr(start));
+    work.front.Add(packed, entry);
+  }
+  return entry;
+}
+
+template <uint32_t (RecordFields::*field)() const>
+TypeEntry* FindId(Report& report, TypeWork& work, const ScanRecord& record) {
+  const uint32_t id = (record.fields().*field)();
+  TypeEntry* entry = work.front.Find(id);
+  if (entry == nullptr) {
+    entry = EntryInTree(report, work, &id, sizeof id,
+                        [&] { return std::to_wstring(static_cast<int32_t>(id)); });
+    work.front.Add(id, entry);
+  }
+  return entry;
+}
+
+// How each type groups. Totals by owner count nothing.
+constexpr std::array<std::pair<uint32_t, EntryFinder>, 3> kGroupings = {{
+    {kReportFiletypes, FindExtension},
+    {kReportUidTotals, FindId<&RecordFields::uid>},
+    {kReportGidTotals, FindId<&RecordFields::gid>},
+}};
+
+TypeWork::TypeWork(uint32_t type) {
+  for (const auto& [groupingType, finder] : kGroupings) {
+    if (groupingType == type) find = finder;
+  }
+}
+
+struct SortKey {
+  Report* report;
+  TypeEntry* entry;
+};
+static_assert(sizeof(SortKey) == 16);
+
+// The tree of the report's entries in printing order; `width` becomes the length of the longest
+// name.
+TreeHandle SortEntries(Report& report, size_t& width) {
+  TreeHandle sorted = TreePlant({.fanOut = 512,
+                                 .treeMemory = -513,
+                                 .keysPerKeyNode = 512,
+                                 .maxKeyBytes = sizeof(SortKey),
+                                 .keyMemory = 10'000'000,
+                                 .compare = SortKeyCompare});
+  for (KeyRecord record = TreeLowKey(report.tree.get()); record;
+       record = TreeNextKey(report.tree.get())) {
+    const SortKey key{&report, LoadLittle<TypeEntry*>(record.extra())};
+    width = std::max(width, key.entry->name.size());
+    TreeAddKey(sorted.get(), &key, sizeof key, nullptr);
+  }
+  return sorted;
+}
+
+}  // namespace
+
+void ClassifyFile(Report& report, const ScanRecord& record) {
+  if (!report.plan.Passes(record)) return;
+  if (!report.work) report.work = std::make_unique<TypeWork>(report.type);
+  auto& work = static_cast<TypeWork&>(*report.work);
+  TypeEntry* entry = work.find != nullptr ? work.find(report, work, record) : nullptr;
+  if (entry == nullptr) return;
+  ++entry->count;
+  entry->totalBytes += record.fields().size();
+  entry->allocatedBytes += record.allocatedSize;
+}
+
+void FiletypeReport(Report& report) {
+  size_t width = 0;
+  const TreeHandle sorted = SortEntries(report, width);
+  DisplayReportFile(report);
+  if (report.format != kFormatCsv && !report.title.empty()) {
+    ReportEntry(report, L"\n---- %ls ----\n\n", report.title);
+  }
+  for (KeyRecord record = TreeLowKey(sorted.get()); record; record = TreeNextKey(sorted.get())) {
+    const TypeEntry& entry = *LoadLittle<SortKey>(record.key()).entry;
+    WriteTally(report, width,
+               {.name = entry.name,
+                .count = entry.count,
+                .totalBytes = entry.totalBytes,
+                .allocatedBytes = entry.allocatedBytes});
+  }
+  report.tree.reset();
+  report.work.reset();
+}
+
+int SortKeyCompare(const void* a, uint32_t, const void* b, uint32_t) {
+  const auto keyA = LoadLittle<SortKey>(a);
+  const auto keyB = LoadLittle<SortKey>(b);
+  const TypeEntry& entryA = *keyA.entry;
+  const TypeEntry& entryB = *keyB.entry;
+  const auto size = [](const TypeEntry& e) {
+    return fileIncr > 0 ? e.allocatedBytes : e.totalBytes;
+  };
+  const std::strong_ordering byCount = entryB.count <=> entryA.count;
+  const std::strong_ordering bySize = size(entryB) <=> size(entryA);
+  const bool countFirst = keyA.report->typeSort == kSortByCount;
+  const std::strong_ordering first = countFirst ? byCount : bySize;
+  const std::strong_ordering second = countFirst ? bySize : byCount;
+  if (first != 0) return first < 0 ? -1 : 1;
+  if (second != 0) return second < 0 ? -1 : 1;
+  return std::wcscmp(entryA.name.c_str(), entryB.name.c_str());
+}
+
+}  // namespace tabulon
