@@ -90,7 +90,7 @@ TEST(DetailFile, IsTrawlxUnlessNamed) {
   WriteDtl(dir / "trawlx.dtl", {.server = "filer"});
   const RunResult found = RunTabulon({}, In(dir));
   EXPECT_EQ(found.status, 0);
-  EXPECT_THAT(found.out, HasSubstr("Source file: trawlx.dtl, Created: Thu, 1 Jan, 1970 at 00:00:00"
+  EXPECT_THAT(found.out, HasSubstr("Source file: trawlx.dtl, Created: Thu, 01 Jan, 1970 at 00:00:00"
                                    "\n\nServer: filer"));
 }
 
