@@ -1,0 +1,303 @@
+#include "query/filtereval.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "base/loganderr.h"
+#include "base/template.h"
+#include "base/utf.h"
+#include "query/filterplan.h"
+#include "query/parsequery.h"
+#include "query/testrecord.h"
+
+namespace tabulon {
+namespace {
+
+std::wstring Wide(std::string_view text) {
+  std::wstring wide;
+  AppendUtfToWide(wide, text);
+  return wide;
+}
+
+class FilterTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    OpenLogErrFiles(0, nullptr, nullptr);
+    classList.push_back(
+        {L"docs", {{false, L"doc"}, {false, L"Md"}, {true, ConvertTemplate(L"htm?")}}});
+    classList.push_back({L"none", {}});
+    classList.push_back({L"dots", {{false, L""}, {false, L"\xE9t\xE9"}}});
+  }
+  void TearDown() override {
+    classList.clear();
+    FreeFilters();
+    ResetDetailFile();
+  }
+};
+
+constexpr uint32_t kDay = 86'400;
+constexpr uint32_t kNoon = 43'200;
+
+struct Evaluation {
+  int kind;
+  const char* query;
+  const char* directory;
+  RecordSpec record;
+  bool passes;
+};
+
+const Evaluation kEvaluations[] = {
+    // Left to right, without precedence.
+    {kRootNfs, "size gt 0 [or] name is x [and] size lt 0", "/d", {.size = 5, .name = "x"}, false},
+    {kRootNfs, "size gt 0 [or] (name is x [and] size lt 0)", "/d", {.size = 5, .name = "x"}, true},
+    {kRootNfs, "size eq 9 [and] size eq 9 [or] name is x", "/d", {.size = 5, .name = "x"}, true},
+    {kRootNfs, "(((size eq 5)))", "/d", {.size = 5}, true},
+    // Comparisons; the order of numbers wraps.
+    {kRootNfs, "size ge 5 [and] size le 5 [and] size eq 5", "/d", {.size = 5}, true},
+    {kRootNfs, "size ne 5 [or] size lt 5 [or] size gt 5", "/d", {.size = 5}, false},
+    {kRootNfs, "size gt 1", "/d", {.size = uint64_t{1} << 63}, true},
+    {kRootNfs, "size gt 0", "/d", {.size = (uint64_t{1} << 63) + 1}, false},
+    {kRootNfs,
+     "uid eq 7 [and] gid eq 8 [and] inode eq 9 [and] links eq 2",
+     "/d",
+     {.uid = 7, .gid = 8, .inode = 9, .links = 2},
+     true},
+    {kRootNfs, "uid eq 4294967303", "/d", {.uid = 7}, false},
+    {kRootNfs, "sdircount eq 1234", "/d", {.modified = 1234}, true},
+    // Days.
+    {kRootNfs, "mdate eq 19700111", "/d", {.modified = 10 * kDay}, true},
+    {kRootNfs, "mdate eq 19700111", "/d", {.modified = 11 * kDay - 1}, true},
+    {kRootNfs, "mdate before 19700111", "/d", {.modified = 10 * kDay}, false},
+    {kRootNfs, "mdate after 19700111", "/d", {.modified = 10 * kDay + kNoon}, false},
+    {kRootNfs,
+     "adate since 19700111 [and] cdate upto 19700102",
+     "/d",
+     {.created = kDay + kNoon, .accessed = 10 * kDay},
+     true},
+    {kRootNfs, "adate eq 19700111060000", "/d", {.accessed = 10 * kDay + kDay / 4}, false},
+    {kRootNfs, "mdate since 20370101", "/d", {.modified = 0xFFFFFFFF}, true},
+    // Names, paths, targets.
+    {kRootNfs, "name matches *.LOG", "/d", {.name = "Error.Log"}, true},
+    {kRootNfs, "name isnot *.log", "/d", {.name = "error.log"}, false},
+    {kRootNfs, "name is r?sum\xC3\xA9", "/d", {.name = "R\xC3\xA9SUM\xC3\xA9"}, true},
+    {kRootNfs, "path is /d\\x", "/d", {.name = "x"}, true},
+    {kRootNfs, "path is /d\\x", "/d\\", {.name = "x"}, true},
+    {kRootNfs, "path is \\x", "", {.name = "x"}, true},
+    {kRootNfs, "path matches /srv~ [and] path ne ~\xC3\xA9", "/srv/\xC3\xA9", {.name = "x"}, true},
+    {kRootNfs, "path matches ~e.txt", "/\xC3\xA9t\xC3\xA9", {.name = "e.txt"}, true},
+    {kRootNfs, "path matches ?:*", "C:\\", {.name = "a/b"}, false},
+    {kRootCifs, "path matches C:*", "C:\\", {.name = "ab"}, false},
+    {kRootCifs, "path matches C:~", "C:\\", {.name = "ab"}, true},
+    {kRootNfs, "target is /etc~", "/d", {.flags = kRecordSymlink, .target = "/etc/x"}, true},
+    {kRootNfs, "target isnot /etc~", "/d", {.flags = kRecordSymlink, .target = "/usr"}, true},
+    {kRootNfs, "target isnot /etc~", "/d", {.name = "x"}, false},
+    // Attributes and types; on NFS scans the mode's type bits alone make a directory.
+    {kRootCifs, "attrs includes HS", "\\d", {.attributes = kAttrHidden}, false},
+    {kRootCifs, "attrs excludes HS", "\\d", {.attributes = kAttrHidden}, true},
+    {kRootCifs, "attrs includes HS", "\\d", {.attributes = 0x7}, true},
+    {kRootCifs, "attrs includes ''", "\\d", {.attributes = 0}, true},
+    {kRootCifs, "type is dir", "\\d", {.attributes = 0x4010}, true},
+    {kRootCifs, "type is file", "\\d", {.attributes = 0x4000}, true},
+    {kRootNfs, "type is dir", "/d", {.attributes = 0x41ED}, true},
+    {kRootNfs, "type is dir", "/d", {.attributes = 0x81B6}, false},
+    {kRootNfs, "type isnot dir", "/d", {.attributes = 0xC010}, true},
+    {kRootNfs, "type isnot file", "/d", {.attributes = 0xA000}, false},
+    // Classes; letter case counts on NFS scans, but never in templates.
+    {kRootNfs, "class is docs", "/d", {.name = "a.b.doc"}, true},
+    {kRootNfs, "class is docs", "/d", {.name = "a.DOC"}, false},
+    {kRootCifs, "class is docs", "\\d", {.name = "a.DOC"}, true},
+    {kRootCifs, "class matches docs", "\\d", {.name = "a.mD"}, true},
+    {kRootNfs, "class is docs", "/d", {.name = "a.HTMx"}, true},
+    {kRootNfs, "class is docs", "/d", {.name = "a.htm"}, false},
+    {kRootNfs, "class isnot docs", "/d", {.name = "doc."}, true},
+    {kRootNfs, "class is docs", "/d", {.name = "doc"}, false},
+    {kRootNfs, "class isnot docs", "/d", {.name = "doc"}, false},
+    {kRootNfs, "class isnot none", "/d", {.name = "a.doc"}, true},
+    {kRootNfs, "class is none", "/d", {.name = "a.doc"}, false},
+    {kRootNfs, "class is dots", "/d", {.name = "a.doc."}, true},
+    {kRootNfs, "class is dots", "/d", {.name = "\xE2\x82\xAC.\xC3\xA9t\xC3\xA9"}, true},
+    // Objects without a test.
+    {kRootCifs, "ads ge 0", "\\d", {.name = "x"}, false},
+    {kRootCifs, "owner ne x [or] group is * [or] secdesc excludes x", "\\d", {.name = "x"}, false},
+    {kRootCifs,
+     "dacl ne a\\b [or] sacl excludes a\\b [or] acl eq a\\b",
+     "\\d",
+     {.name = "x"},
+     false},
+};
+
+TEST_F(FilterTest, TestsRecords) {
+  for (const Evaluation& row : kEvaluations) {
+    SCOPED_TRACE(std::string(row.query) + " on " + row.directory + " " + row.record.name);
+    rootType = row.kind;
+    const Filter* list = ParseQuery(Wide(row.query));
+    const TestRecord record(row.directory, row.record);
+    EXPECT_EQ(CheckFilterList(list, *record), row.passes);
+    EXPECT_EQ(FilterPlan(list).Passes(*record), row.passes);
+  }
+}
+
+TEST_F(FilterTest, NoListPassesEveryRecord) {
+  const TestRecord record("/d", {.name = "x"});
+  EXPECT_TRUE(CheckFilterList(nullptr, *record));
+  EXPECT_TRUE(FilterPlan(nullptr).Passes(*record));
+  EXPECT_TRUE(FilterPlan().Passes(*record));
+}
+
+// A path is looked at up to its 511th unit, and the one kept between records is the right one.
+TEST_F(FilterTest, CutsLongPaths) {
+  rootType = kRootNfs;
+  const std::string accent = "\xC3\xA9";
+  for (const size_t length : {1, 508, 509, 510, 511, 600}) {
+    for (const std::string& name : {std::string("x"), std::string("yx"), accent + "x"}) {
+      const std::string directory(length, 'd');
+      std::wstring path = Wide(directory + "\\" + name);
+      if (path.size() > 511) path.resize(511);
+      const std::array<const Filter*, 2> lists = {ParseQuery(L"path is " + path.substr(0, 255)),
+                                                  ParseQuery(L"path matches *x")};
+      const std::array<bool, 2> expected = {path.size() <= 255, path.back() == L'x'};
+      const TestRecord record(directory, {.name = name});
+      for (size_t i = 0; i < lists.size(); ++i) {
+        EXPECT_EQ(CheckFilterList(lists[i], *record), expected[i]) << length << name;
+        EXPECT_EQ(FilterPlan(lists[i]).Passes(*record), expected[i]) << length << name;
+      }
+    }
+  }
+}
+
+TEST_F(FilterTest, DeepGroupsNeedNoStack) {
+  rootType = kRootNfs;
+  const TestRecord record("/d", {.size = 5, .uid = 1});
+  std::wstring brackets(60'000, L'(');
+  brackets += L"size eq 5" + std::wstring(60'000, L')') + L" [and] size lt 9";
+  std::wstring nested;
+  for (int i = 0; i < 9'000; ++i) nested += L"uid eq 0 [or](";
+  nested += L"size eq 5" + std::wstring(9'000, L')');
+  for (const std::wstring& query : {brackets, nested}) {
+    const Filter* list = ParseQuery(query);
+    EXPECT_TRUE(CheckFilterList(list, *record));
+    EXPECT_TRUE(FilterPlan(list).Passes(*record));
+  }
+}
+
+TEST_F(FilterTest, SingleValueRules) {
+  Filter element;
+  element.object = kObjAnyDate;  // no query makes this union, but it has a meaning
+  element.comparison = kGreater;
+  element.dateValue = 5 * kDay;
+  rootType = kRootNfs;
+  EXPECT_TRUE(CheckFilter(element, *TestRecord("/d", {.accessed = 7 * kDay})));
+  EXPECT_FALSE(CheckFilter(element, *TestRecord("/d", {.modified = 5 * kDay + kNoon})));
+  EXPECT_TRUE(CheckDate(element, 6 * kDay, kObjCdate));
+  EXPECT_FALSE(CheckDate(element, 6 * kDay, kObjSize));
+  for (const uint32_t comparison : {kEqual, kNotEqual, kGreater}) {
+    element.object = kObjDacl;
+    element.comparison = comparison;
+    EXPECT_EQ(CheckSidUse(true, element, kObjDacl), comparison == kEqual);
+    EXPECT_EQ(CheckSidUse(false, element, kObjDacl), comparison == kNotEqual);
+    EXPECT_FALSE(CheckSidUse(true, element, kObjSacl));
+  }
+}
+
+// Random lists of random tests on random records: the plan must agree with the plain walk.
+class RandomQueries {
+ public:
+  explicit RandomQueries(int kind) : kind_(kind) {}
+
+  std::string List(int depth) {
+    const char* connector = Pick({" [and] ", " [or]", nullptr});
+    std::string text = Element(depth);
+    for (size_t left = random_() % 5; left > 0; --left) {
+      text += connector != nullptr ? connector : Pick({" [and]", " [or] "});
+      text += " " + Element(depth);
+    }
+    return text;
+  }
+
+  RecordSpec Record() {
+    RecordSpec spec{.flags = random_() % 2 != 0 ? kRecordSymlink : 0,
+                    .attributes = static_cast<uint32_t>(random_()) & 0xF037,
+                    .created = Time(),
+                    .accessed = Time(),
+                    .modified = Time(),
+                    .size = random_() % 4,
+                    .uid = static_cast<uint32_t>(random_() % 3),
+                    .links = static_cast<uint32_t>(random_() % 3)};
+    spec.name = std::string(Pick({"a", "b", "backup", "\xC3\xA9", ""})) +
+                Pick({".tmp", ".TMP", ".doc", ".htm1", ".", "", ".\xC3\xA9t\xC3\xA9"});
+    spec.target = Pick({"", "/home", "a.tmp"});
+    return spec;
+  }
+  std::string Directory() { return Pick({"", "/", "/home/a", "/home\\", "/\xC3\xA9"}); }
+
+ private:
+  const char* Pick(std::vector<const char*> choices) { return choices[random_() % choices.size()]; }
+  uint32_t Time() { return static_cast<uint32_t>(random_() % 6 * kNoon); }
+
+  std::string Element(int depth) {
+    if (depth > 0 && random_() % 3 == 0) return "(" + List(depth - 1) + ")";
+    const auto join = [&](const char* object, std::vector<const char*> operators,
+                          std::vector<const char*> values) {
+      return std::string(object) + " " + Pick(operators) + " " + Pick(values);
+    };
+    const std::vector<const char*> order = {"eq", "ne", "lt", "le", "gt", "ge"};
+    const std::vector<const char*> templates = {"a*",        "*.tmp", "*.TMP", "*ac*",
+                                                "/home~",    "~e~",   "?.d*",  "\xC3\xA9*",
+                                                "*\xC3\xA9", "''",    "*"};
+    switch (random_() % 10) {
+      case 0:
+        return join("path", {"is", "ne"}, templates);
+      case 1:
+        return join("class", {"is", "isnot"}, {"docs", "none", "dots"});
+      case 2:
+        return join("type", {"is", "isnot"}, {"dir", "file"});
+      case 3:
+        return join(Pick({"mdate", "adate", "cdate"}), order, {"19700101", "19700102", "19700103"});
+      case 4:
+        return kind_ == kRootCifs ? join("attrs", {"includes", "excludes"}, {"H", "hs", "D", "''"})
+                                  : join("target", {"matches", "ne"}, templates);
+      case 5:
+        return kind_ == kRootCifs ? join("ads", order, {"0"}) : join("uid", order, {"0", "1"});
+      case 6:
+      case 7:
+        return join(Pick({"size", "sdircount"}), order, {"0", "1", "2"});
+      default:
+        return join("name", {"eq", "isnot"}, templates);
+    }
+  }
+
+  int kind_;
+  std::mt19937 random_{20260};
+};
+
+TEST_F(FilterTest, PlanAgreesWithPlainWalk) {
+  for (const int kind : {kRootNfs, kRootCifs}) {
+    rootType = kind;
+    RandomQueries random(kind);
+    std::vector<std::unique_ptr<TestRecord>> records;
+    for (int i = 0; i < 30; ++i) {
+      records.push_back(std::make_unique<TestRecord>(random.Directory(), random.Record()));
+    }
+    std::array<size_t, 2> seen = {};
+    for (int i = 0; i < 800; ++i) {
+      const std::string text = random.List(3);
+      const Filter* list = ParseQuery(Wide(text));
+      const FilterPlan plan(list);
+      for (const auto& record : records) {
+        const bool passes = CheckFilterList(list, **record);
+        ++seen[passes ? 1 : 0];
+        ASSERT_EQ(plan.Passes(**record), passes) << text;
+      }
+    }
+    EXPECT_GT(std::min(seen[0], seen[1]), 5'000U);
+  }
+}
+
+}  // namespace
+}  // namespace tabulon

@@ -1,0 +1,51 @@
+// Records for filter tests, made without a scan file.
+#pragma once
+
+#include <string>
+
+#include "detail/detailfile.h"
+#include "detail/scanrecord.h"
+#include "tools/dtlwriter.h"
+#include "tools/littlebytes.h"
+
+namespace tabulon {
+
+// One record of the current scan kind, in a directory.
+class TestRecord {
+ public:
+  TestRecord(const std::string& directory, const RecordSpec& spec)
+      : bytes_(kCifsRecord.fixedSize, '\0'), name_(spec.name), target_(spec.target) {
+    const bool cifs = rootType == kRootCifs;
+    const RecordAt& at = cifs ? kCifsRecordAt : kNfsRecordAt;
+    Store32(bytes_, 0, spec.flags);
+    Store32(bytes_, at.attributes, spec.attributes);
+    Store32(bytes_, at.created, spec.created);
+    Store32(bytes_, at.accessed, spec.accessed);
+    Store32(bytes_, at.modified, spec.modified);
+    Store64(bytes_, at.size, spec.size);
+    Store32(bytes_, at.uid, spec.uid);
+    Store32(bytes_, at.gid, spec.gid);
+    Store32(bytes_, at.inode, spec.inode);
+    Store32(bytes_, at.links, spec.links);
+    directory_.AssignCopy(directory);
+    record_.view.fields = RecordFields(reinterpret_cast<const unsigned char*>(bytes_.data()),
+                                       cifs ? &kCifsRecord : &kNfsRecord);
+    record_.view.hasTarget = (spec.flags & kRecordHasTarget) != 0;
+    record_.name.Assign(name_);
+    record_.target.Assign(target_);
+    record_.directory = &directory_;
+  }
+  TestRecord(const TestRecord&) = delete;
+  TestRecord& operator=(const TestRecord&) = delete;
+
+  const ScanRecord& operator*() const { return record_; }
+
+ private:
+  std::string bytes_;
+  std::string name_;
+  std::string target_;
+  RecordText directory_;
+  ScanRecord record_;
+};
+
+}  // namespace tabulon
