@@ -5,9 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <memory>
 #include <optional>
@@ -28,10 +26,7 @@ int32_t debugLevel = 0;
 namespace {
 
 constexpr mode_t kLogMode = 0666;  // before the process mask
-constexpr size_t kErrorTextSize = 1024;
-constexpr size_t kStampBytes = 13;  // "YYMMDD.hhmmss"
 
-wchar_t uniMsg[kErrorTextSize];
 bool writeErrors = false;
 
 // The mutexes of embedders that log from several threads; made when asked for, never freed.
@@ -168,39 +163,6 @@ TextStream& Console() {
 }
 TextStream& ErrorConsole() {
   return Consoles().err;
-}
-
-std::string MakeFilename(std::string_view pattern) {
-  std::string out;
-  for (size_t i = 0; i < pattern.size(); ++i) {
-    const bool token = pattern[i] == '%' && i + 1 < pattern.size() &&
-                       (pattern[i + 1] == 'd' || pattern[i + 1] == 'D');
-    if (!token) {
-      out.push_back(pattern[i]);
-      continue;
-    }
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    const int year = local.tm_year >= 101 ? local.tm_year - 100 : local.tm_year;
-    char stamp[80];
-    std::snprintf(stamp, sizeof stamp, "%02d%02d%02d.%02d%02d%02d", year, local.tm_mon + 1,
-                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-    // The output moves on by exactly 13 characters, so a longer stamp is overwritten by what
-    // follows it; the token's letter is copied by the next round.
-    out.append(std::string_view(stamp).substr(0, kStampBytes));
-  }
-  return out;
-}
-
-const wchar_t* PosixErrMsg(int errnum) {
-  const char* text = std::strerror(errnum);
-  size_t i = 0;
-  for (; text[i] != '\0' && i + 1 < kErrorTextSize; ++i) {
-    uniMsg[i] = static_cast<signed char>(text[i]);
-  }
-  uniMsg[i] = L'\0';
-  return uniMsg;
 }
 
 void OpenLogErrFiles(int useLock, const char* logName, const char* errName) {

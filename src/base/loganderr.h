@@ -7,10 +7,10 @@
 
 #include <cstdint>
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "base/format.h"
+#include "base/logtext.h"
 #include "base/textstream.h"
 
 namespace tabulon {
@@ -29,16 +29,7 @@ extern int32_t debugLevel;            // 0 = no debug log; set by the driver fro
 TextStream& Console();
 TextStream& ErrorConsole();
 
-// Expands every "%d" or "%D" of a file name to the local date and time, "YYMMDD.hhmmss". The letter
-// of the token is kept behind the stamp ("list%d.txt" gives "list261115.101809d.txt"), and the
-// year 2000 prints as "100": both on purpose.
-std::string MakeFilename(std::string_view pattern);
-
-// The C library's text for a system error number, each byte one unit, sign-extended.
-// Valid until the next call.
-const wchar_t* PosixErrMsg(int errnum);
-
-// Opens list and error log; null or empty names stand for standard output and standard error.
+// Opens list and error log; null stands for standard output and standard error.
 // Failure ends the run.
 void OpenLogErrFiles(int useLock, const char* logName, const char* errName);
 // Opens the debug log for appending; null stands for standard output. Failure ends the run.

@@ -1,10 +1,9 @@
-#include <algorithm>
-#include <limits>
-#include <new>
-#include <utility>
+#include "base/memory.h"
 
-#include "base/loganderr.h"
-#include "base/utils.h"
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <utility>
 
 namespace tabulon {
 namespace {

@@ -1,9 +1,8 @@
 #include "base/utf.h"
 
 #include <cstring>
-#include <new>
 
-#include "base/utils.h"
+#include "base/memory.h"
 
 namespace tabulon {
 namespace {

@@ -1,69 +1,14 @@
-// Small services: checked memory, decimal parsers, path ordering, file copy, masked terminal input.
+// Small services: byte order, decimal parsers, path ordering, file copy, masked terminal input.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <new>
 #include <string_view>
 
-#include "base/loganderr.h"
+#include "base/memory.h"
 
 namespace tabulon {
-
-struct FreeDeleter {
-  void operator()(void* memory) const { std::free(memory); }
-};
-using Memory = std::unique_ptr<void, FreeDeleter>;
-
-// Zero-filled memory of `size` bytes, at most 2^31 - 1. On failure the run ends with "Insufficient
-// memory\n", or with "Insufficient memory: called from '%ls'\n" and the label.
-Memory GetMem(size_t size, const wchar_t* label);
-// GetMem with the label "tree alloc".
-Memory GetTreeMem(size_t size);
-
-// While it lives, an allocation that fails throws, whatever handler was installed.
-class ThrowingNew {
- public:
-  ThrowingNew() : handler_(std::set_new_handler(nullptr)) {}
-  ~ThrowingNew() { std::set_new_handler(handler_); }
-  ThrowingNew(const ThrowingNew&) = delete;
-  ThrowingNew& operator=(const ThrowingNew&) = delete;
-
- private:
-  std::new_handler handler_;
-};
-
-// Runs `make`, which allocates and returns what it made; when memory is exhausted the run ends with
-// the labelled message.
-template <class Make>
-auto WithMemoryLabel(const wchar_t* label, Make make) {
-  try {
-    const ThrowingNew throwing;
-    return make();
-  } catch (const std::bad_alloc&) {
-    MemoryErrExit(label);
-  }
-}
-
-// Makes every allocation of the process that fails end the run with the GetMem message (a
-// std::new_handler). Called once by the driver.
-void EndRunWhenMemoryIsExhausted();
-
-// Arena: blocks of 32,768 bytes from which small pieces (at most 32,736 bytes each, in multiples of
-// 8) are handed out; all go at once with TempFree.
-struct ArenaBlock {
-  std::unique_ptr<ArenaBlock> previous;
-  size_t size;  // of the whole block
-  char* end;
-  char* nextFree;
-  alignas(8) char payload[32768 - 32];
-};
-static_assert(sizeof(ArenaBlock) == 32768);
-void* TempAlloc(size_t size, std::unique_ptr<ArenaBlock>& arena);
-void TempFree(std::unique_ptr<ArenaBlock>& arena);
 
 // Byte order of detail-file integers: WhichEnd sets `endianType` to 2 ("in host order") and returns
 // it; until it has run the three conversions return reversed bytes.

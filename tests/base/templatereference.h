@@ -32,7 +32,8 @@ inline bool Match(std::wstring_view s, std::wstring_view t, wchar_t separator) {
   }
   if (next == t.size()) return crosses || s.find(separator, i) == s.npos;
   for (size_t p = i; p < s.size(); ++p) {
-    if (Lower(s[p]) == t[next] && Match(s.substr(p + 1), t.substr(next + 1), separator)) return true;
+    if (Lower(s[p]) == t[next] && Match(s.substr(p + 1), t.substr(next + 1), separator))
+      return true;
   }
   if (!s.empty() && s.back() == separator && !crosses) return false;
   return IsBareTail(t, next, separator);

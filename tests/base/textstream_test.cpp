@@ -1,0 +1,112 @@
+#include "base/textstream.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+
+#include <cerrno>
+#include <clocale>
+
+#include "base/uniquefd.h"
+#include "tests/support.h"
+
+namespace tabulon {
+namespace {
+
+// What arrives in a file when `write` has used a stream on it.
+template <class Write>
+std::string Written(TextEncoding encoding, Write write) {
+  const TempDir dir;
+  const std::string path = dir / "out";
+  TextStream stream;
+  stream.Attach(open(path.c_str(), O_WRONLY | O_CREAT, 0600), true, encoding, path);
+  write(stream);
+  EXPECT_EQ(stream.Close(), 0);
+  return ReadFile(path);
+}
+
+TEST(TextStream, EncodesOrReplacesEveryUnit) {
+  const std::wstring text = {L'a',    L'\n',    0xE9,     0x20AC, 0xD800, 0x1F600,
+                             0xE20AC, 0x10FFFF, 0x110000, -1,     -128};
+  const struct {
+    const char* locale;
+    TextEncoding encoding;
+    std::string bytes;
+  } rows[] = {
+      {"C", TextEncoding::kLocale, "a\n?????????"},
+      {"C.UTF-8", TextEncoding::kLocale,
+       "a\n\xC3\xA9\xE2\x82\xAC?\xF0\x9F\x98\x80\xF3\xA2\x82\xAC\xF4\x8F\xBF\xBF???"},
+      {"C", TextEncoding::kUtf16Le,
+       std::string("a\0\n\0\xE9\0\xAC\x20\0\xD8\x3D\xD8\0\xDE\x48\xDB\xAC\xDC\xFF\xDB\xFF\xDF?\0",
+                   24) +
+           std::string("\xFF\xFF\x80\xFF", 4)},
+      {"C", TextEncoding::kUcs2Le,
+       std::string("a\0\n\0\xE9\0\xAC\x20\0\xD8?\0?\0?\0?\0?\0?\0", 22)},
+  };
+  for (const auto& row : rows) {
+    ASSERT_NE(std::setlocale(LC_ALL, row.locale), nullptr);
+    EXPECT_EQ(Written(row.encoding, [&](TextStream& stream) { stream.Write(text); }), row.bytes)
+        << row.locale << ' ' << static_cast<int>(row.encoding);
+  }
+  std::setlocale(LC_ALL, "C");
+}
+
+TEST(TextStream, KeepsOrderAcrossBuffersAndForms) {
+  // Pieces of every length up to a few buffers, wide and narrow in turn, with a unit to encode at
+  // each end, so that buffer ends fall everywhere.
+  std::setlocale(LC_ALL, "C.UTF-8");
+  std::string expected;
+  const std::string got = Written(TextEncoding::kLocale, [&](TextStream& stream) {
+    for (const size_t length : {1U, 7U, 8U, 9U, 1000U, 262143U, 262144U, 262145U, 700000U, 3U}) {
+      stream.Write(L"\u00e9" + std::wstring(length, L'w') + L"\u20ac");
+      expected += "\xC3\xA9" + std::string(length, 'w') + "\xE2\x82\xAC";
+      stream.WriteBytes(std::string(length, 'n'));
+      expected += std::string(length, 'n');
+    }
+  });
+  EXPECT_EQ(got, expected);
+  const std::string utf16 = Written(TextEncoding::kUtf16Le, [&](TextStream& stream) {
+    stream.Write(std::wstring(300000, L'\u20ac'));
+  });
+  ASSERT_EQ(utf16.size(), 600000U);
+  EXPECT_EQ(utf16.find_first_not_of("\xAC\x20"), utf16.npos);
+  std::setlocale(LC_ALL, "C");
+}
+
+TEST(TextStream, RemembersTheFirstWriteError) {
+  TextStream stream;
+  stream.Attach(open("/dev/full", O_WRONLY), true, TextEncoding::kLocale, "full");
+  stream.Write(L"lost");
+  EXPECT_EQ(stream.error(), 0);  // nothing has been tried yet
+  stream.Flush();
+  EXPECT_EQ(stream.error(), ENOSPC);
+  stream.Write(std::wstring(1000000, L'x'));
+  EXPECT_EQ(stream.Close(), ENOSPC);
+  EXPECT_FALSE(stream.IsOpen());
+}
+
+TEST(TextStream, TerminalsGetTheirLinesAtOnce) {
+  int ends[2];
+  ASSERT_EQ(openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr), 0);
+  const UniqueFd screen(ends[0]);
+  TextStream stream;
+  stream.Attach(ends[1], true, TextEncoding::kLocale, "terminal");
+  ASSERT_TRUE(stream.IsTerminal());
+  const auto arrived = [&] {
+    pollfd waiting{screen.get(), POLLIN, 0};
+    char bytes[64];
+    return poll(&waiting, 1, 0) == 1
+               ? std::string(bytes, static_cast<size_t>(read(screen.get(), bytes, sizeof bytes)))
+               : std::string();
+  };
+  stream.Write(L"begun");
+  EXPECT_EQ(arrived(), "");
+  stream.Write(L", done\nand");
+  EXPECT_EQ(arrived(), "begun, done\r\nand");
+  stream.WriteBytes("!");
+  EXPECT_EQ(arrived(), "!");
+}
+
+}  // namespace
+}  // namespace tabulon

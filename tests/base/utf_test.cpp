@@ -1,0 +1,116 @@
+#include "base/utf.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+namespace tabulon {
+namespace {
+
+// The conversions write through raw pointers: exactly as much room as their contract asks for, so
+// that the sanitizer sees a unit too many.
+std::wstring ToWide(const std::string& bytes) {
+  std::vector<wchar_t> room(bytes.size() + 1);
+  EXPECT_EQ(UtfToWChr(room.data(), bytes.c_str()), room.data());
+  std::wstring appended = L"x";
+  AppendUtfToWide(appended, bytes);
+  EXPECT_EQ(appended.substr(1), std::wstring(room.data()));
+  return room.data();
+}
+
+std::string ToUtf(const std::wstring& text) {
+  std::vector<char> room(WChrUtfLen(text));
+  EXPECT_EQ(WChrToUtf(room.data(), text.c_str()), room.data());
+  EXPECT_EQ(std::strlen(room.data()) + 1, room.size());
+  return room.data();
+}
+
+TEST(Utf, DecodesOneToThreeBytes) {
+  const struct {
+    std::string bytes;
+    std::wstring wide;
+    std::string eightBit;
+    size_t sequences;  // as UtfChrLen counts them
+  } rows[] = {
+      {"", L"", "", 0},
+      {"abc", L"abc", "abc", 3},
+      {"\xC3\xA9", L"\u00e9", "\xE9", 1},
+      {"\xDF\xBF", L"\u07ff", "\xFF", 1},
+      {"\xE2\x82\xAC", std::wstring(1, 0xE20AC), "\xAC", 1},
+      {"a\xE2\x82\xACz", {L'a', 0xE20AC, L'z'}, "a\xACz", 3},
+      // Continuation bytes and four-byte leads are taken as leads of three bytes.
+      {"\x80\x81\x82x", {0x80042, L'x'}, "Bx", 4},
+      {"\xF0\x9F\x98\x80", {0xF07D8, 0x80000}, std::string("\xD8"), 2},
+      {"\xFF\xBF\xBFx", {0xFFFFF, L'x'}, "\xFFx", 2},
+      // Nothing checks what follows a lead.
+      {"\xC3zq", {0xFA, L'q'}, "\xFAq", 2},
+      // A sequence cut by the end of the text reads zeros there.
+      {"\xC3", {0xC0}, "\xC0", 1},
+      {"a\xE2", {L'a', 0xE2000}, "a", 2},
+      {"a\xE2\x82", {L'a', 0xE2080}, "a\x80", 2},
+      // Lengths go by a table of their own: 0xC0 is one byte long, 0xE0 two.
+      {"\xC0\x81", {0x01}, "\x01", 2},
+      {"\xE0\xA4\x85", {0xE0905}, "\x05", 2},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(ToWide(row.bytes), row.wide) << row.bytes;
+    std::vector<char> room(row.bytes.size() + 1);
+    EXPECT_STREQ(UtfToChr(room.data(), row.bytes.c_str()), row.eightBit.c_str()) << row.bytes;
+    EXPECT_EQ(UtfChrLen(row.bytes.c_str()), row.sequences) << row.bytes;
+  }
+}
+
+TEST(Utf, AppendsUpToAZeroByteBetweenSequences) {
+  const struct {
+    std::string_view bytes;
+    std::wstring_view wide;
+  } rows[] = {
+      {{"ab\0cd", 5}, L"ab"},
+      {{"\0ab", 3}, L""},
+      {{"\xC3\0b", 3}, L"\u00c0b"},     // consumed as data
+      {{"\xC0\x80z", 3}, {L"\0z", 2}},  // decodes to a unit 0, which is stored
+      {{"\xE1\0\0z", 4}, L"\U000e1000z"},
+  };
+  for (const auto& row : rows) {
+    std::wstring out;
+    AppendUtfToWide(out, row.bytes);
+    EXPECT_EQ(out, row.wide);
+  }
+}
+
+TEST(Utf, EncodesWithItsOwnBoundaries) {
+  const struct {
+    std::wstring wide;
+    std::string bytes;
+  } rows[] = {
+      {L"", ""},
+      {L"az\x7f", "az\x7f"},
+      {L"\u0080\u03ff", "\xC2\x80\xCF\xBF"},
+      {L"\u0400\u07ff", "\xE0\x90\x80\xE0\x9F\xBF"},
+      {L"\u20ac", "\xE2\x82\xAC"},
+      {{0xE20AC}, "\xE2\x82\xAC"},
+      {{0x1F600}, "\xEF\x98\x80"},  // bits above bit 15 are dropped
+      {{-23, -1}, "\xE9\xFF"},      // sign-extended bytes give that byte
+  };
+  for (const auto& row : rows) EXPECT_EQ(ToUtf(row.wide), row.bytes);
+}
+
+TEST(Utf, ThreeByteTextSurvivesTheRoundTrip) {
+  for (wchar_t unit = 0x800; unit <= 0xFFFF; ++unit) {
+    const std::string bytes = ToUtf({unit});
+    ASSERT_EQ(ToUtf(ToWide(bytes)), bytes) << static_cast<int>(unit);
+  }
+}
+
+TEST(Utf, EightBitTextIsSignExtendedOrCopied) {
+  wchar_t wide[4];
+  EXPECT_EQ(Chr2WChr(wide, "a\xE9\x80"), wide);
+  EXPECT_EQ(std::wstring(wide), std::wstring({L'a', -23, -128}));
+  std::vector<char> copy(ChrUtfLen("a\xE9"));
+  EXPECT_STREQ(ChrToUtf(copy.data(), "a\xE9"), "a\xE9");
+  EXPECT_EQ(copy.size(), 3U);
+}
+
+}  // namespace
+}  // namespace tabulon
