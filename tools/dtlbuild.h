@@ -30,8 +30,8 @@ std::string BuildDtl(const ScanSpec& spec, DtlMap* map = nullptr);
 void WriteDtl(const std::string& path, const ScanSpec& spec);
 
 // A directory of this path, a file of this name, a symbolic link, an NTFS junction or mount point
-// with its target. `rest` is the rest of the record; flags, mode type bits and directory attribute
-// that the kind of record needs are added where nothing is set.
+// with its target. `rest` is the rest of the record; the flag that the kind of record needs is
+// added, and a directory without attributes gets the directory attribute.
 RecordSpec DirectoryRecord(std::string path, RecordSpec rest = {});
 RecordSpec FileRecord(std::string name, RecordSpec rest = {});
 RecordSpec LinkRecord(std::string name, std::string target, RecordSpec rest = {});

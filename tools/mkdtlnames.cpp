@@ -37,7 +37,7 @@ constexpr std::string_view kPeople[] = {"anna",  "ben",   "carla", "david", "ele
                                         "felix", "grace", "hugo",  "irene", "jonas"};
 constexpr std::string_view kGroups[] = {"staff", "finance", "legal", "media", "build"};
 
-constexpr char kSeparators[] = {'_', '-', '.'};
+constexpr char kSeparators[] = {'_', '-', ' '};
 constexpr uint32_t kLongestName = 40;
 constexpr uint32_t kShortestName = 8;
 

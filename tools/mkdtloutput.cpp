@@ -51,7 +51,7 @@ bool ScanOutput::Owns(const struct stat& file) const {
 
 bool ScanOutput::Fail(int error) const {
   std::fprintf(stderr, "mkdtl: cannot write '%s': %s\n", options_.path.c_str(),
-               std::strerror(error));
+               error == EEXIST ? "it is there and no regular file" : std::strerror(error));
   return false;
 }
 

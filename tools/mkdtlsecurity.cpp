@@ -66,7 +66,7 @@ std::string AccountSid(Domain domain, const std::vector<uint32_t>& parts) {
 SecurityMaker::SecurityMaker(Random& random) {
   MakeAccounts();
   for (uint32_t i = 0; i < kDescriptors; ++i) {
-    descriptors_.push_back(i < kOrdinary ? MakeOrdinary(random) : MakeOdd(random));
+    descriptors_.push_back(i < kOrdinary ? MakeOrdinary(random) : MakeOdd(random, i));
   }
 }
 
@@ -81,6 +81,7 @@ void SecurityMaker::MakeAccounts() {
   for (const FixedAccount& account : FixedAccounts()) {
     AddAccount(account.name, account.domain, account.type,
                AccountSid(account.domain, account.parts));
+    if (account.type == kDeleted) orphan_ = sids_.size() - 1;
   }
 }
 
@@ -102,15 +103,19 @@ SecurityMaker::Descriptor SecurityMaker::MakeOrdinary(Random& random) const {
   return made;
 }
 
-// A descriptor that may lack its owner or group and name accounts of any type.
-SecurityMaker::Descriptor SecurityMaker::MakeOdd(Random& random) const {
+// A descriptor that may lack its owner or group and name accounts of any type. Each account is
+// named by some of them, and each oddity that a record can be marked with occurs.
+SecurityMaker::Descriptor SecurityMaker::MakeOdd(Random& random, uint32_t number) const {
+  enum : uint32_t { kNoOwner = kOrdinary, kNoGroup, kOrphanOwner, kOrphanGroup };
   Descriptor made = MakeOrdinary(random);
-  const auto any = [&] { return random.Below(static_cast<uint32_t>(sids_.size())); };
-  if (random.PerMille(100)) made.owner = random.PerMille(300) ? kNobody : any();
-  if (random.PerMille(100)) made.group = random.PerMille(300) ? kNobody : any();
-  for (size_t& account : made.allowed) {
-    if (random.PerMille(200)) account = any();
-  }
+  const auto accounts = static_cast<uint32_t>(sids_.size());
+  made.allowed.push_back(number % accounts);
+  if (random.PerMille(100)) made.owner = random.Below(accounts);
+  if (random.PerMille(100)) made.group = random.Below(accounts);
+  if (number == kNoOwner || random.PerMille(30)) made.owner = kNobody;
+  if (number == kNoGroup || random.PerMille(30)) made.group = kNobody;
+  if (number == kOrphanOwner) made.owner = orphan_;
+  if (number == kOrphanGroup) made.group = orphan_;
   made.recordFlags = RecordFlags(made);
   return made;
 }

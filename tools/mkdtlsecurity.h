@@ -42,12 +42,13 @@ class SecurityMaker {
   void MakeAccounts();
   void AddAccount(std::string name, uint32_t domain, int32_t type, std::string sid);
   Descriptor MakeOrdinary(Random& random) const;
-  Descriptor MakeOdd(Random& random) const;
+  Descriptor MakeOdd(Random& random, uint32_t number) const;
   uint32_t RecordFlags(const Descriptor& descriptor) const;
   bool IsOrphan(size_t account) const;
   std::string DescriptorBytes(const Descriptor& descriptor) const;
 
   std::vector<SidSpec> sids_;
+  size_t orphan_ = kNobody;  // an account that was deleted
   std::vector<Descriptor> descriptors_;
 };
 

@@ -124,6 +124,7 @@ void RemoveOutputOnSignals() {
   for (const int signalNumber : {SIGHUP, SIGINT, SIGTERM}) {
     sigaction(signalNumber, &action, nullptr);
   }
+  signal(SIGXFSZ, SIG_IGN);  // a file that grows too large fails its write instead
 }
 
 }  // namespace tabulon

@@ -42,7 +42,7 @@ class OutputFile : public DtlSink {
 };
 
 // Makes the signals that usually end a program (SIGHUP, SIGINT, SIGTERM) remove the temporary files
-// first.
+// first, and lets a write beyond the file size limit fail like any other.
 void RemoveOutputOnSignals();
 
 }  // namespace tabulon

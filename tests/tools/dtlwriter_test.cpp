@@ -1,0 +1,269 @@
+#include "tools/dtlwriter.h"
+
+#include <gmock/gmock.h>
+#include <zlib.h>
+
+#include <cerrno>
+
+#include "scanread.h"
+#include "tools/dtlbuild.h"
+#include "tools/dtlcompress.h"
+
+namespace tabulon {
+namespace {
+
+using namespace std::string_literals;
+
+std::string Zeros(size_t count) {
+  return std::string(count, '\0');
+}
+
+// Every byte of a small record of each form, written down by hand.
+TEST(DtlWriter, RecordsStandByteForByteAsTheFormatWants) {
+  const RecordSpec link{.flags = kRecordSymlink,
+                        .attributes = 0x01020304,
+                        .created = 0x11,
+                        .accessed = 0x22,
+                        .modified = 0x33,
+                        .size = 0x0102030405060708,
+                        .uid = 0x44,
+                        .gid = 0x55,
+                        .inode = 0x66,
+                        .links = 0x77,
+                        .name = "ab",
+                        .target = "xyz"};
+  RecordSpec streamed = link;
+  streamed.flags |= kRecordHasStreams;
+  streamed.streams = {{":s", 9}, {"", 0x100}};
+  const std::string times = "\x11\0\0\0\x22\0\0\0\x33\0\0\0"s;
+  const std::string size = "\x08\x07\x06\x05\x04\x03\x02\x01"s;
+  const std::string owner = "\x44\0\0\0\x55\0\0\0\x66\0\0\0"s;
+  const std::string nfs = "\0\0\1\0"s + owner + "\4\3\2\1"s + times + size + "\x77\0\0\0\3\0\4\0"s;
+  const std::string cifs = "\x80\0\1\0\0\0\0\0\4\3\2\1"s + times + size + Zeros(8) + owner +
+                           "\x77\0\0\0"s + Zeros(12) + "\4\0\0\0\3\0\0\0\2\0\0\0"s;
+  const std::string streams = "\3\0:s\0\x9\0\0\0\0\0\0\0\1\0\0\0\1\0\0\0\0\0\0"s;
+  struct Row {
+    ScanKind kind;
+    uint32_t revision;
+    RecordSpec record;
+    std::string expected;
+  };
+  const Row rows[] = {
+      {ScanKind::kNfs, 8, link, nfs + "ab\0xyz\0"s},
+      {ScanKind::kCifs, 8, streamed, cifs + "ab\0"s + streams + "xyz\0"s},
+      {ScanKind::kCifs, 7, streamed, cifs + "ab\0"s + streams + "xyz\0"s},
+      {ScanKind::kCifs, 6, streamed, cifs + "ab\0xyz\0"s},
+  };
+  for (const Row& row : rows) {
+    DtlMap map;
+    const std::string bytes =
+        BuildDtl({.kind = row.kind, .revision = row.revision, .records = {row.record}}, &map);
+    EXPECT_EQ(bytes.substr(map.records[0], map.recordsEnd - map.records[0]), row.expected);
+    const size_t fixed = row.kind == ScanKind::kNfs ? 48 : 80;
+    EXPECT_EQ(bytes.substr(map.recordsEnd), "\xFF\xFF\xFF\xFF" + Zeros(fixed - 4));
+  }
+}
+
+TEST(DtlWriter, HeaderAndRootComeBackFromTheReader) {
+  const TempDir dir;
+  WriteDtl(dir / "s.dtl", {.kind = ScanKind::kCifs,
+                           .magic = kMagicBeta,
+                           .revision = 0x208,
+                           .scanTime = 1234567890,
+                           .flags = kHeaderSacls | kHeaderQvaTagged,
+                           .server = "Müller",
+                           .rootPath = "C:\\\xF0\x9F\x98\x80",
+                           .share = "\\\\s\\x",
+                           .host = "h",
+                           .qvaRoot = "q",
+                           .tag = PaddedTag("TAG"),
+                           .version = {"1.2.3-toolong", "platform", "arch"},
+                           .availableSpace = uint64_t{5} << 40,
+                           .volumeCapacity = uint64_t{9} << 40,
+                           .orphanedSids = 3,
+                           .orphanedAsOwner = 2,
+                           .descriptors = {"d1", "d2"},
+                           .domains = {"DOM"},
+                           .sids = {{.sid = "sid", .name = "user"}}});
+  const ScanRead scan = ReadScan(dir / "s.dtl");
+  const std::string bytes = ReadFile(dir / "s.dtl");
+  EXPECT_EQ(scan.header.magic, kMagicBeta);
+  EXPECT_EQ(scan.header.revision, 0x208u);
+  EXPECT_EQ(scan.header.scanTime, 1234567890u);
+  EXPECT_EQ(scan.header.flags, kHeaderSacls | kHeaderQvaTagged);
+  EXPECT_EQ(scan.header.uniqueSds, 2u);
+  EXPECT_EQ(scan.header.sids, 1u);
+  EXPECT_EQ(scan.header.orphanedSids, 3u);
+  EXPECT_EQ(scan.header.orphanedAsOwner, 2u);
+  EXPECT_EQ(scan.header.idSection, 0u);
+  EXPECT_EQ(scan.root.availableSpace, uint64_t{5} << 40);
+  EXPECT_EQ(scan.root.volumeCapacity, uint64_t{9} << 40);
+  EXPECT_EQ(scan.version.scanVersion, "1.2.3-toolon");
+  EXPECT_EQ(scan.version.buildPlatform, "platform");
+  EXPECT_EQ(scan.version.buildArchitecture, "arch");
+  EXPECT_EQ(ReadUnits(bytes, scan.header.serverString), u"Müller\0"s);
+  EXPECT_EQ(ReadUnits(bytes, scan.root.rootString), u"C:\\\U0001F600\0"s);
+  EXPECT_EQ(ReadUnits(bytes, scan.root.shareString), u"\\\\s\\x\0"s);
+  EXPECT_EQ(ReadUnits(bytes, scan.root.hostString), u"h\0"s);
+  EXPECT_EQ(ReadUnits(bytes, scan.root.qvaRootString), u"q\0"s);
+  EXPECT_EQ(ReadUnits(bytes, scan.header.tagString).size(), 33u);
+  EXPECT_EQ(bytes.substr(scan.header.securitySection),
+            "\2\0\0\0\2\0\0\0d1\2\0\0\0d2"
+            "\1\0\0\0\x10\0\0\0D\0\0\0O\0\0\0M\0\0\0\0\0\0\0"
+            "\1\0\0\0\3\0\0\0\x14\0\0\0\0\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0"
+            "sidu\0\0\0s\0\0\0e\0\0\0r\0\0\0\0\0\0\0"s);
+}
+
+TEST(DtlWriter, IdSectionHoldsItsEntriesAndIsOptional) {
+  const std::string with = BuildDtl({.ids = {{7, kIdGroup, 9, "wheel"}}});
+  EXPECT_TRUE(with.ends_with("\1\0\0\0\7\0\0\0\2\0\0\0\x9\0\0\0\5\0\0\0wheel"s));
+  EXPECT_EQ(LoadU64(with.data() + dtl_at::kIdSection), with.size() - 25);
+  EXPECT_EQ(LoadU64(BuildDtl({}).data() + dtl_at::kIdSection), 0u);
+}
+
+TEST(DtlWriter, CountsComeFromTheRecords) {
+  const RecordSpec dirLink =
+      LinkRecord("d", "t", {.attributes = kAttrDirectory | kAttrCompressed, .links = 3});
+  const std::vector<RecordSpec> records = {
+      DirectoryRecord("\\", {.attributes = kAttrDirectory | kAttrEncrypted, .size = 99}),
+      FileRecord("a", {.attributes = kAttrEncrypted | kAttrOffline, .size = 10, .links = 2}),
+      WithStreams(FileRecord("b", {.attributes = kAttrCompressed, .size = 5}), {{":x", 7}}),
+      LinkRecord("c", "t"),
+      dirLink,
+      JunctionRecord("e", "t"),
+      MountPointRecord("f", "t")};
+  struct Row {
+    ScanKind kind;
+    std::vector<uint32_t> counts;
+  };
+  const Row rows[] = {{ScanKind::kCifs, {1, 2, 1, 1, 2, 1, 1, 1, 1}},
+                      {ScanKind::kNfs, {2, 2, 0, 0, 0, 0, 0, 0, 0}}};
+  for (const Row& row : rows) {
+    const TempDir dir;
+    WriteDtl(dir / "s.dtl", {.kind = row.kind, .records = records});
+    const LogRoot root = ReadScan(dir / "s.dtl").root;
+    EXPECT_THAT(root.counts, testing::ElementsAreArray(row.counts));
+    EXPECT_EQ(root.directories, 1u);
+    EXPECT_EQ(root.files, 6u);
+    EXPECT_EQ(root.totalFileSize, 15u);
+  }
+}
+
+TEST(DtlWriter, DirectoryWithNothingBelowItIsEmpty) {
+  struct Row {
+    std::vector<RecordSpec> records;
+    uint32_t empty;
+  };
+  const Row rows[] = {
+      {{}, 0},
+      {{DirectoryRecord("/")}, 1},
+      {{DirectoryRecord("/"), FileRecord("a")}, 0},
+      {{DirectoryRecord("/"), DirectoryRecord("/a"), DirectoryRecord("/a/b")}, 1},
+      {{DirectoryRecord("/"), DirectoryRecord("/a"), DirectoryRecord("/ab"), FileRecord("x")}, 1},
+      {{DirectoryRecord("/"), DirectoryRecord("/a"), DirectoryRecord("/b")}, 2},
+  };
+  for (const Row& row : rows) {
+    const std::string bytes = BuildDtl({.records = row.records});
+    EXPECT_EQ(LoadU32(bytes.data() + dtl_at::kEmptyDirectories), row.empty);
+  }
+}
+
+TEST(DtlWriter, SpecCanBendTheFile) {
+  DtlMap map;
+  const std::string bytes = BuildDtl({.records = {FileRecord("name")},
+                                      .rawRecords = "RAW",
+                                      .endMarker = false,
+                                      .terminateNames = false,
+                                      .ids = {{}},
+                                      .tail = "TAIL",
+                                      .adjust =
+                                          [](LogHeader& header, LogRoot& root) {
+                                            header.idSection = 77;
+                                            root.files = 4242;
+                                          }},
+                                     &map);
+  EXPECT_EQ(bytes.substr(map.records[0] + 48, 7), "nameRAW");
+  EXPECT_EQ(bytes.substr(map.recordsEnd), "\1\0\0\0"s + Zeros(4) + "\1" + Zeros(11) + "TAIL");
+  EXPECT_EQ(LoadU64(bytes.data() + dtl_at::kIdSection), 77u);
+  EXPECT_EQ(LoadU32(bytes.data() + dtl_at::kFiles), 4242u);
+}
+
+// What does not fit its length field is cut, never wrapped round.
+TEST(DtlWriter, OverlongTextIsCut) {
+  for (const size_t length : {65533u, 65534u, 65535u, 65536u, 70000u}) {
+    const std::string text(length, 'n');
+    const TempDir dir;
+    WriteDtl(dir / "s.dtl", {.rootPath = text, .records = {LinkRecord(text, text)}});
+    const ScanRead scan = ReadScan(dir / "s.dtl");
+    ASSERT_EQ(scan.records.size(), 1u);
+    EXPECT_EQ(scan.records[0].name, text.substr(0, 65534));
+    EXPECT_EQ(scan.records[0].target, text.substr(0, 65534));
+    EXPECT_EQ(ReadUnits(ReadFile(dir / "s.dtl"), scan.root.rootString).size(), 16383u);
+  }
+}
+
+class FailingSink : public DtlSink {
+ public:
+  bool Append(std::string_view) override {
+    errno = ENOSPC;
+    return false;
+  }
+  bool Overwrite(uint64_t, std::string_view) override {
+    ADD_FAILURE() << "the file was touched after a failure";
+    return true;
+  }
+};
+
+TEST(DtlWriter, FirstFailureOfTheSinkStays) {
+  FailingSink sink;
+  DtlWriter writer(sink, {});
+  for (int i = 0; i < 50000 && writer.good(); ++i) writer.Add(FileRecord(std::string(100, 'x')));
+  EXPECT_FALSE(writer.good());
+  errno = 0;
+  EXPECT_FALSE(writer.Finish());
+  EXPECT_EQ(writer.error(), ENOSPC);
+}
+
+TEST(LittleBytes, CodePointsAndTheirDamage) {
+  struct Row {
+    std::string text;
+    std::u32string expected;
+  };
+  const Row rows[] = {
+      {"a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", U"aé€\U0001F600"},
+      {"\x80x", U"\uFFFDx"},                              // stray continuation byte
+      {"\xC3", U"\uFFFD"},                                // cut
+      {"\xE2\x82x", U"\uFFFD\uFFFDx"},                    // cut inside
+      {"\xC0\x80", U"\uFFFD\uFFFD"},                      // overlong
+      {"\xED\xA0\x80", U"\uFFFD\uFFFD\uFFFD"},            // surrogate
+      {"\xF4\x90\x80\x80", U"\uFFFD\uFFFD\uFFFD\uFFFD"},  // above U+10FFFF
+      {"\xFF", U"\uFFFD"},
+  };
+  for (const Row& row : rows) {
+    std::u32string taken;
+    for (std::string_view rest = row.text; !rest.empty();) taken += TakeCodePoint(rest);
+    EXPECT_EQ(taken, row.expected);
+  }
+}
+
+TEST(DtlCompress, InflatesToTheSameBytes) {
+  std::string noise;
+  for (uint32_t state = 1; noise.size() < 3'000'000; state = state * 1664525 + 1013904223) {
+    noise += static_cast<char>(state >> 24);
+  }
+  for (const std::string& plain :
+       {""s, "x"s, Zeros(5'000'000), noise, noise.substr(0, 512 * 1024)}) {
+    const std::string packed = CompressDtl(plain);
+    EXPECT_EQ(packed.substr(0, 2), "\x78\x01");
+    std::string inflated(plain.size() + 1, '\0');
+    uLongf size = inflated.size();
+    ASSERT_EQ(uncompress(reinterpret_cast<Bytef*>(inflated.data()), &size,
+                         reinterpret_cast<const Bytef*>(packed.data()), packed.size()),
+              Z_OK);
+    inflated.resize(size);
+    EXPECT_TRUE(inflated == plain);
+  }
+}
+
+}  // namespace
+}  // namespace tabulon
