@@ -3,10 +3,12 @@
 // Keys are stored apart from the tree's structure; each carries a block of extra bytes.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
-#include <string>
 
 namespace tabulon {
 
@@ -30,49 +32,77 @@ using TreeHandle = std::unique_ptr<Tree, TreeFreer>;
 class KeyRecord {
  public:
   KeyRecord() = default;
-  explicit KeyRecord(unsigned char* start) : start_(start) {}
+  // `start` points at the record's image: 8 bytes of link, 4 of key length, the key.
+  KeyRecord(unsigned char* start, unsigned char* extra) : start_(start), extra_(extra) {}
   explicit operator bool() const { return start_ != nullptr; }
-  const unsigned char* key() const;
-  uint32_t length() const;
-  // The extra bytes, which may be changed in place; null when the tree has none.
-  unsigned char* extra() const;
+  const unsigned char* key() const { return start_ + 12; }
+  uint32_t length() const {
+    uint32_t length;
+    std::memcpy(&length, start_ + 8, sizeof length);
+    return length;
+  }
+  // The extra bytes, which need not be aligned and may be changed in place; null when the tree has
+  // none.
+  unsigned char* extra() const { return extra_; }
 
  private:
   unsigned char* start_ = nullptr;
+  unsigned char* extra_ = nullptr;
 };
 
 inline constexpr uint32_t kTreeShared = 0x1;  // one page file and one node counter for both kinds
 
 // The settings of a new tree. Memory: 0 = the default budget (50,000,000 bytes of tree nodes,
-// 100,000,000 bytes of key nodes), positive = bytes, negative = minus the number of nodes.
+// 100,000,000 bytes of key nodes), positive = bytes, negative = minus the number of nodes. A budget
+// below one node counts as one node.
 struct TreeSettings {
   uint32_t flags = 0;
-  uint32_t fanOut = 0;          // entries per tree node
+  uint32_t fanOut = 0;  // entries per tree node, at least 2
   int32_t treeMemory = 0;
   const char* treeFileName = nullptr;  // null = a temporary name
-  uint32_t keysPerKeyNode = 0;
-  uint32_t maxKeyBytes = 0;     // REQUIRES: no key is longer
+  uint32_t keysPerKeyNode = 0;         // at least 1
+  uint32_t maxKeyBytes = 0;            // a longer key ends the run
   uint32_t extraBytes = 0;
   int32_t keyMemory = 0;
-  const char* keyFileName = nullptr;   // null = a temporary name
-  TreeAllocate allocate = nullptr;     // null = checked memory: exhaustion ends the run
-  TreeRelease release = nullptr;
-  TreeCompare compare = nullptr;       // null = _keyCmp
+  const char* keyFileName = nullptr;  // null = a temporary name
+  TreeAllocate allocate = nullptr;    // of the handle and the nodes; null = checked memory
+  TreeRelease release = nullptr;      // null = std::free
+  TreeCompare compare = nullptr;      // null = _keyCmp
 };
+
+// Plants an empty tree. Its page files are made at once but used only when nodes have to leave
+// memory: a file that could not be made, or cannot be written or read back whole, ends the run
+// then, with its name and the system error. So does exhausted memory, with the message of
+// GetTreeMem.
 TreeHandle TreePlant(const TreeSettings& settings);
 
-// Adds a key with a copy of its extra bytes (zero when null). False when an equal key is there.
+// Adds a key with a copy of its extra bytes (zero when null). False when an equal key is there,
+// which stays as it is. Ascending keys fill their nodes completely and cost one comparison each.
 bool TreeAddKey(Tree* tree, const void* key, uint32_t length, const void* extra);
+// The record of the equal key. Sets the tree's one cursor there, or where the key would go.
 KeyRecord TreeSearch(Tree* tree, const void* key, uint32_t length);
-// The first and the last key; they set the tree's one cursor, which the next two move. None past
-// the end. Keys must not be added while the cursor is in use.
+// The first and the last key; they set the cursor, which the next two move. None past the end.
+// Keys must not be added while the cursor is in use.
 KeyRecord TreeLowKey(Tree* tree);
 KeyRecord TreeHighKey(Tree* tree);
 KeyRecord TreeNextKey(Tree* tree);
 KeyRecord TreePrevKey(Tree* tree);
+// Removes a key; false when it is not there. Exact only for the first and the second key of a
+// leaf: for a key further back the leaf loses its first key instead, and the key in front of the
+// removed one is there twice.
 bool TreeDeleteKey(Tree* tree, const void* key, uint32_t length);
 
-// Byte order of the common length; if equal, the shorter key first.
+// Appends the whole tree to the file `fd`, which must allow seeking, and returns the offset at
+// which it starts; -1 with errno set when the file does not take it. The tree stays usable.
+off_t TreeSave(Tree* tree, int fd);
+// The tree that TreeSave put at `offset` of the regular file `fd`, on page files of its own, with
+// the functions given here (addresses are not saved). Null when the file holds no sound tree
+// there: cut short, or with numbers that point nowhere.
+TreeHandle TreeLoad(int fd, off_t offset, const char* treeFileName = nullptr,
+                    const char* keyFileName = nullptr, TreeAllocate allocate = nullptr,
+                    TreeRelease release = nullptr, TreeCompare compare = nullptr);
+
+// Byte order of the common length; if equal, the shorter key first. Returns -1, 0 or 1.
 int _keyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
 
 }  // namespace tabulon

@@ -1,0 +1,131 @@
+// The inside of a tree, shared by the sources of this folder and by their tests.
+//
+// Tree node (fan-out x 12 + 48 bytes), in memory and in the page file:
+//   0  NodeHeader
+//  24  i32  level: 0 = leaf
+//  28  u32  capacity: the fan-out
+//  32  u32  previous node of the same level, 0 = none
+//  36  u32  next node of the same level, 0 = none
+//  40  u32  parent node, 0 = this is the root
+//  44  4 bytes without use
+//  48  fan-out x 12: entries. Those in use stand at the END of the array in ascending order.
+//
+// Key node (keys per key node x record size + 24 bytes): NodeHeader, then the key records:
+//   0  8 bytes: while the slot is free the next free slot (u32 node, u32 slot), else 0
+//   8  u32  key length
+//  12  key bytes (maxKeyBytes of room), then the extra bytes
+//
+// Every leaf entry has a key of its own; the entry of an inner node repeats the highest key of the
+// subtree below it. Any access may move a node out of memory: the code hands node numbers around,
+// and keeps an image only up to the next access to a node of the same kind.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "btree/btree.h"
+#include "btree/btreenodes.h"
+
+namespace tabulon {
+
+struct KeySlot {
+  uint32_t node = 0;
+  uint32_t slot = 0;
+  bool operator==(const KeySlot&) const = default;
+};
+
+struct Entry {
+  uint32_t child;  // 0 in a leaf
+  KeySlot key;
+};
+static_assert(sizeof(Entry) == 12);
+
+struct TreeNode {
+  NodeHeader header;
+  int32_t level;
+  uint32_t capacity;
+  uint32_t previous;
+  uint32_t next;
+  uint32_t parent;
+  uint32_t reserved;
+};
+static_assert(sizeof(TreeNode) == 48);
+
+inline constexpr size_t kKeyLengthOffset = 8;
+inline constexpr size_t kKeyOffset = 12;
+inline constexpr int kUnusedEntryByte = 0xAA;
+
+struct Cursor {
+  uint32_t node = 0;  // 0 = no position
+  uint32_t entry = 0;
+};
+
+// A search key, as the caller gave it.
+struct SearchKey {
+  const void* bytes;
+  uint32_t length;
+};
+
+struct Tree {
+  uint32_t flags = 0;
+  uint32_t root = 0;  // 0 = no key yet
+  Cursor cursor;
+  uint32_t fanOut = 0;
+  uint32_t keysPerKeyNode = 0;
+  TreeRelease release = nullptr;
+  TreeCompare compare = nullptr;
+  uint32_t maxKeyBytes = 0;
+  uint32_t extraBytes = 0;
+  size_t recordSize = 0;
+  KeySlot freeSlot;    // head of the chain of free slots
+  PageFile treePages;  // of both kinds of node when shared
+  PageFile keyPages;
+  NodeTable treeNodes;
+  NodeTable keyNodes;
+};
+
+inline TreeNode& TreeNodeAt(Tree& tree, uint32_t number) {
+  return *reinterpret_cast<TreeNode*>(_nodeAddr(tree.treeNodes, number));
+}
+
+inline Entry* Entries(TreeNode& node) {
+  return reinterpret_cast<Entry*>(&node + 1);
+}
+inline const Entry* Entries(const TreeNode& node) {
+  return reinterpret_cast<const Entry*>(&node + 1);
+}
+inline uint32_t FirstUsed(const TreeNode& node) {
+  return node.capacity - node.header.count;
+}
+inline Entry& LastEntry(TreeNode& node) {
+  return Entries(node)[node.capacity - 1];
+}
+
+// The image of a key record.
+inline unsigned char* RecordAt(Tree& tree, KeySlot key) {
+  auto* node = reinterpret_cast<unsigned char*>(_nodeAddr(tree.keyNodes, key.node));
+  return node + sizeof(NodeHeader) + key.slot * tree.recordSize;
+}
+
+// How `key` compares with a stored key.
+inline int CompareWith(Tree& tree, const SearchKey& key, KeySlot stored) {
+  const unsigned char* record = RecordAt(tree, stored);
+  uint32_t length;
+  std::memcpy(&length, record + kKeyLengthOffset, sizeof length);
+  return tree.compare(key.bytes, key.length, record + kKeyOffset, length);
+}
+
+// Looks for a key and sets the cursor: on the key, or on the entry in front of which it belongs.
+// A key behind every stored key leaves no cursor.
+bool _treeSearch(Tree& tree, const SearchKey& key);
+
+// The leaf at the left or the right end of the subtree below node `number`.
+enum class TreeSide { kLeft, kRight };
+uint32_t LeafBelow(Tree& tree, uint32_t number, TreeSide side);
+
+// Whether every number in the tree points where it should: levels, chains, parents, key slots. The
+// order of the keys is not looked at. What it accepts, no operation can be led astray by.
+bool TreeIsSound(Tree& tree);
+
+}  // namespace tabulon

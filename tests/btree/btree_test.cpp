@@ -1,0 +1,267 @@
+#include "btree/btree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+
+#include "tests/btree/treecheck.h"
+
+namespace tabulon {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+int Backwards(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB) {
+  return _keyCmp(b, lengthB, a, lengthA);
+}
+
+struct Before {
+  TreeCompare compare;
+  bool operator()(const std::string& a, const std::string& b) const {
+    return compare(a.data(), static_cast<uint32_t>(a.size()), b.data(),
+                   static_cast<uint32_t>(b.size())) < 0;
+  }
+};
+using Model = std::map<std::string, uint32_t, Before>;
+
+struct Limits {
+  const char* name;
+  uint32_t flags, fanOut;
+  int32_t treeNodes;
+  uint32_t keysPerKeyNode;
+  int32_t keyNodes;
+  uint32_t extraBytes;
+  TreeCompare compare;
+};
+
+const Limits kLimits[] = {
+    {"OneOfEach", 0, 2, 1, 1, 1, 4, nullptr},
+    {"OneOfEachShared", kTreeShared, 2, 1, 1, 1, 4, nullptr},
+    {"SharedLargeKeyNodes", kTreeShared, 2, 2, 7, 2, 4, nullptr},
+    {"SharedLargeTreeNodes", kTreeShared, 9, 1, 1, 3, 0, nullptr},
+    {"FanOutThree", 0, 3, 2, 3, 2, 4, nullptr},
+    {"FanOutFour", 0, 4, 1, 5, 1, 0, nullptr},
+    {"KeysResident", 0, 4, 1, 4, 100, 4, nullptr},
+    {"AllResident", 0, 3, 100, 4, 100, 4, nullptr},
+    {"Backwards", 0, 3, 1, 2, 1, 4, Backwards},
+};
+
+class TreeModelTest : public testing::TestWithParam<Limits> {};
+
+void ExpectRecord(KeyRecord record, const Model::value_type& expected, uint32_t extraBytes) {
+  ASSERT_TRUE(record) << expected.first;
+  EXPECT_EQ(KeyText(record), expected.first);
+  ASSERT_EQ(record.extra() != nullptr, extraBytes != 0);
+  if (record.extra() == nullptr) return;
+  EXPECT_EQ(std::memcmp(record.extra(), &expected.second, extraBytes), 0);
+}
+
+// Walks the tree both ways, and looks for every key and for what is not there.
+void ExpectModel(const TreeHandle& tree, const Model& model, uint32_t extraBytes) {
+  KeyRecord record = TreeLowKey(tree.get());
+  for (const auto& row : model) {
+    ExpectRecord(record, row, extraBytes);
+    record = TreeNextKey(tree.get());
+  }
+  EXPECT_FALSE(record);
+  EXPECT_FALSE(TreeNextKey(tree.get())) << "the cursor is gone behind the last key";
+  record = TreeHighKey(tree.get());
+  for (auto row = model.rbegin(); row != model.rend(); ++row) {
+    ExpectRecord(record, *row, extraBytes);
+    record = TreePrevKey(tree.get());
+  }
+  EXPECT_FALSE(record);
+  EXPECT_FALSE(TreePrevKey(tree.get()));
+  for (auto row = model.begin(); row != model.end(); ++row) {
+    EXPECT_FALSE(Find(tree, row->first + "x"));
+    ExpectRecord(Find(tree, row->first), *row, extraBytes);
+    const auto next = std::next(row);
+    if (next != model.end()) ExpectRecord(TreeNextKey(tree.get()), *next, extraBytes);
+  }
+}
+
+// The empty key and numbers that share prefixes, in four orders of arrival.
+std::vector<Strings> Arrivals(const Before& before) {
+  Strings keys{""};
+  for (int i = 0; keys.size() < 70; ++i) keys.push_back(std::to_string(i * i));
+  std::sort(keys.begin(), keys.end(), before);
+  std::vector<Strings> orders{keys, {keys.rbegin(), keys.rend()}, keys, keys};
+  std::shuffle(orders[2].begin(), orders[2].end(), std::mt19937(7));
+  // Every second key ascending, then those between: appends first, splits of full nodes then.
+  std::stable_partition(orders[3].begin(), orders[3].end(),
+                        [i = 0](const std::string&) mutable { return i++ % 2 != 0; });
+  return orders;
+}
+
+TEST_P(TreeModelTest, HoldsWhatAMapHolds) {
+  const Limits& limits = GetParam();
+  TreeSettings settings =
+      Settings(limits.fanOut, limits.treeNodes, limits.keysPerKeyNode, limits.keyNodes);
+  settings.flags = limits.flags;
+  settings.extraBytes = limits.extraBytes;
+  settings.compare = limits.compare;
+  const Before before{limits.compare != nullptr ? limits.compare : _keyCmp};
+  for (const Strings& order : Arrivals(before)) {
+    SCOPED_TRACE("first key " + order.front());
+    const TreeHandle tree = TreePlant(settings);
+    Model model(before);
+    ExpectModel(tree, model, limits.extraBytes);
+    for (uint32_t i = 0; i < order.size(); ++i) {
+      model.emplace(order[i], i);
+      ASSERT_TRUE(Add(tree, order[i], &i));
+      ASSERT_FALSE(Add(tree, order[i / 2], &limits)) << "an equal key is refused";
+      ASSERT_NO_FATAL_FAILURE(CheckTree(*tree, model.size()));
+    }
+    ExpectModel(tree, model, limits.extraBytes);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Limits, TreeModelTest, testing::ValuesIn(kLimits),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// --- Shape --------------------------------------------------------------------------------------
+
+// The counts of a tree's nodes, from the root's level down, each level from left to right.
+std::vector<std::vector<uint32_t>> Counts(Tree& tree) {
+  std::vector<std::vector<uint32_t>> levels;
+  for (uint32_t first = tree.root; first != 0; first = UsedEntries(tree, first).front().child) {
+    levels.emplace_back();
+    for (uint32_t number = first; number != 0; number = TreeNodeAt(tree, number).next) {
+      levels.back().push_back(TreeNodeAt(tree, number).header.count);
+    }
+  }
+  return levels;
+}
+
+TEST(TreeShape, FollowsTheOrderOfArrival) {
+  const struct {
+    const char* keys;
+    std::vector<std::vector<uint32_t>> counts;
+  } rows[] = {
+      {"a", {{1}}},
+      {"abcd", {{4}}},
+      {"abcde", {{2}, {4, 1}}},  // an append to a full node starts a neighbour
+      {"bcdea", {{2}, {3, 2}}},  // any other key splits it, lower half to the left
+      {"abcefd", {{3}, {2, 3, 1}}},
+      {"acegb", {{2}, {3, 2}}},
+      {"acegf", {{2}, {2, 3}}},
+      {"abcdefghijklmnopq", {{2}, {4, 1}, {4, 4, 4, 4, 1}}},
+      {"qponmlkjihgfedcba", {{3}, {4, 2, 2}, {3, 2, 2, 2, 2, 2, 2, 2}}},
+  };
+  for (const auto& row : rows) {
+    const TreeHandle tree = TreePlant(Settings(4, 9, 3, 9));
+    for (const char* key = row.keys; *key != 0; ++key) Add(tree, {*key});
+    EXPECT_EQ(Counts(*tree), row.counts) << row.keys;
+  }
+}
+
+TEST(TreeKeys, CompareBytesThenLengths) {
+  const struct {
+    std::string a, b;
+    int order;
+  } rows[] = {{"", "", 0},     {"", "a", -1},  {"ab", "ab", 0},   {"ab", "a", 1},
+              {"a", "ab", -1}, {"b", "ab", 1}, {"a", "\xFF", -1}, {std::string(1, 0), "", 1}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(_keyCmp(row.a.data(), static_cast<uint32_t>(row.a.size()), row.b.data(),
+                      static_cast<uint32_t>(row.b.size())),
+              row.order)
+        << row.a << " " << row.b;
+  }
+}
+
+TEST(TreeKeys, ExtraBytesCanBeChangedAndSurviveEviction) {
+  TreeSettings settings = Settings(2, 1, 1, 1);
+  settings.extraBytes = 3;
+  const TreeHandle tree = TreePlant(settings);
+  for (const char* key : {"a", "b", "c"}) Add(tree, key);
+  EXPECT_EQ(std::memcmp(Find(tree, "b").extra(), "\0\0\0", 3), 0);
+  std::memcpy(Find(tree, "b").extra(), "xyz", 3);
+  Find(tree, "a");
+  EXPECT_EQ(std::memcmp(Find(tree, "b").extra(), "xyz", 3), 0);
+}
+
+TEST(TreeKeysDeathTest, RefuseWhatIsTooLong) {
+  const TreeHandle tree = TreePlant(Settings(2, 1, 1, 1));
+  EXPECT_EXIT(Add(tree, std::string(12, 'a')), testing::ExitedWithCode(1), "Tree key too long\n");
+}
+
+// --- Deletion -----------------------------------------------------------------------------------
+
+TEST(TreeDelete, IsExactForTheFirstTwoKeysOfALeafOnly) {
+  const struct {
+    const char* keys;
+    const char* removed;
+    Strings left;
+  } rows[] = {
+      {"abc", "x", {"a", "b", "c"}},
+      {"abcdef", "a", {"b", "c", "d", "e", "f"}},
+      {"abcdef", "b", {"a", "c", "d", "e", "f"}},
+      {"abcdef", "d", {"b", "c", "c", "e", "f"}},
+      {"abcdef", "f", {"b", "c", "d", "e", "e"}},
+      {"abcdef", "abcde", {"f"}},
+      {"abcdefgh", "ba", {"c", "d", "e", "f", "g", "h"}},
+      {"abcdefghij", "i", {"a", "b", "c", "d", "e", "f", "g", "h", "j"}},
+      {"abcdefghij", "abcdefgh", {"i", "j"}},  // an empty leaf in front
+      {"abcdefghijklmnopqr", "ijklmnop", {"a", "b", "c", "d", "e", "f", "g", "h", "q", "r"}},
+      {"abcdefghij", "ij", {"a", "b", "c", "d", "e", "f", "g", "h"}},  // and at the end
+      {"abc", "abc", {}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.keys) + " without " + row.removed);
+    const TreeHandle tree = TreePlant(Settings(8, 1, 3, 1));
+    for (const char* key = row.keys; *key != 0; ++key) Add(tree, {*key});
+    for (const char* key = row.removed; *key != 0; ++key) {
+      EXPECT_EQ(Delete(tree, {*key}), *key != 'x');
+      EXPECT_FALSE(Find(tree, {*key})) << *key;
+    }
+    EXPECT_EQ(Keys(tree), row.left);
+    Strings backwards;
+    for (KeyRecord r = TreeHighKey(tree.get()); r; r = TreePrevKey(tree.get())) {
+      backwards.insert(backwards.begin(), KeyText(r));
+    }
+    EXPECT_EQ(backwards, row.left);
+  }
+}
+
+TEST(TreeDelete, GivesTheKeysRoomBack) {
+  const TreeHandle tree = TreePlant(Settings(4, 9, 2, 9));
+  for (const char* key : {"a", "b", "c", "d"}) Add(tree, key);
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_TRUE(Delete(tree, "a"));
+    ASSERT_TRUE(Add(tree, "a"));
+  }
+  EXPECT_EQ(tree->keyNodes.images.size(), 2U);
+  EXPECT_THAT(Keys(tree), testing::ElementsAre("a", "b", "c", "d"));
+}
+
+// Whatever deletions have left behind, no operation may fail or loop.
+TEST(TreeDelete, LeavesATreeThatCanStillBeUsed) {
+  std::mt19937 random(11);
+  for (uint32_t fanOut = 2; fanOut < 7; ++fanOut) {
+    const TreeHandle tree = TreePlant(Settings(fanOut, 2, 3, 2));
+    for (int i = 0; i < 2'000; ++i) {
+      const std::string key = std::to_string(random() % 60);
+      if (random() % 2 != 0) {
+        Add(tree, key);
+      } else {
+        Delete(tree, key);
+      }
+    }
+    EXPECT_LT(Keys(tree).size(), 2'000U);
+    EXPECT_TRUE(TreeIsSound(*tree));
+  }
+}
+
+TEST(TreeNull, IsAnEmptyTree) {
+  EXPECT_FALSE(TreeLowKey(nullptr));
+  EXPECT_FALSE(TreeHighKey(nullptr));
+  EXPECT_FALSE(TreeSearch(nullptr, "a", 1));
+  EXPECT_FALSE(TreeDeleteKey(nullptr, "a", 1));
+  TreeFree(nullptr);
+}
+
+}  // namespace
+}  // namespace tabulon

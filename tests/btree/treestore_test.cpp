@@ -1,0 +1,332 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <list>
+#include <random>
+
+#include "base/uniquefd.h"
+#include "tests/btree/treecheck.h"
+#include "tests/support.h"
+
+namespace tabulon {
+namespace {
+
+using testing::ExitedWithCode;
+
+// Fills a tree so that both kinds of node leave memory.
+void Overfill(const TreeHandle& tree) {
+  for (int i = 0; i < 40; ++i) Add(tree, std::to_string(i * 7 % 40));
+}
+
+// --- Resident nodes -----------------------------------------------------------------------------
+
+TEST(NodeTable, KeepsTheNodesUsedLast) {
+  PageFile pages;
+  pages.Create(nullptr, "tpage.tmp", 64);
+  NodeTable table;
+  table.nodeSize = 64;
+  table.capacity = 5;
+  table.pages = &pages;
+  table.allocate = std::malloc;
+  table.release = std::free;
+  std::list<uint32_t> recent;
+  std::vector<uint64_t> contents{0};
+  std::mt19937 random(3);
+  const auto use = [&](uint32_t number) {
+    recent.remove(number);
+    recent.push_front(number);
+    if (recent.size() > table.capacity) recent.pop_back();
+  };
+  for (int i = 0; i < 4'000; ++i) {
+    if (contents.size() < 3 || random() % 100 == 0) {
+      use(_getNewNode(table)->number);
+      contents.push_back(0);
+    }
+    const uint32_t newest = static_cast<uint32_t>(contents.size()) - 1;
+    const uint32_t number = newest - static_cast<uint32_t>(random()) % std::min(newest, 8U);
+    use(number);
+    NodeHeader* node = _nodeAddr(table, number);
+    ASSERT_EQ(node->number, number);
+    ASSERT_EQ(node->lruNext, contents[number]) << "what was written last comes back";
+    node->lruNext = contents[number] = random();
+    std::vector<uint32_t> expected(recent.begin(), recent.end());
+    std::sort(expected.begin(), expected.end());
+    ASSERT_EQ(ResidentNumbers(table), expected);
+  }
+}
+
+TEST(TreeMemory, IsBytesOrNodes) {
+  const struct {
+    int32_t memory;
+    uint32_t treeNodes, keyNodes;
+  } rows[] = {{0, 50'000'000 / 168, 100'000'000 / 72}, {1'000, 5, 13}, {1, 1, 1}, {-257, 257, 257}};
+  for (const auto& row : rows) {
+    TreeSettings settings = Settings(10, 0, 2, 0);
+    settings.extraBytes = 1;  // nodes of 10 x 12 + 48 and 2 x (11 + 1 + 12) + 24 bytes
+    settings.treeMemory = settings.keyMemory = row.memory;
+    const TreeHandle tree = TreePlant(settings);
+    EXPECT_EQ(tree->treeNodes.capacity, row.treeNodes) << row.memory;
+    EXPECT_EQ(tree->keyNodes.capacity, row.keyNodes) << row.memory;
+  }
+}
+
+int allocationsLeft = 0;
+int blocksHeld = 0;
+
+void* CountedAllocate(size_t size) {
+  if (allocationsLeft-- == 0) return nullptr;
+  ++blocksHeld;
+  void* block = std::malloc(size);
+  std::memset(block, 0x55, size);
+  return block;
+}
+
+void CountedRelease(void* block) {
+  --blocksHeld;
+  std::free(block);
+}
+
+void GrowCounted(int allocations) {
+  allocationsLeft = allocations;
+  TreeSettings settings = Settings(4, 3, 2, 2);
+  settings.allocate = CountedAllocate;
+  settings.release = CountedRelease;
+  const TreeHandle tree = TreePlant(settings);
+  Overfill(tree);
+  EXPECT_EQ(blocksHeld, 1 + 3 + 2) << "the handle and the resident nodes";
+  EXPECT_EQ(Keys(tree).size(), 40U);
+}
+
+TEST(TreeMemory, ComesFromAndGoesBackToTheGivenFunctions) {
+  GrowCounted(6);
+  EXPECT_EQ(blocksHeld, 0);
+}
+
+TEST(TreeMemoryDeathTest, RefusedEndsTheRun) {
+  for (int allocations = 0; allocations < 6; ++allocations) {
+    EXPECT_EXIT(GrowCounted(allocations), ExitedWithCode(1),
+                "^Insufficient memory: called from 'tree alloc'\n$")
+        << allocations;
+  }
+}
+
+// --- Page files ---------------------------------------------------------------------------------
+
+class PageFileTest : public testing::Test {
+ protected:
+  TreeHandle Plant(uint32_t flags = 0) {
+    settings_.flags = flags;
+    settings_.treeFileName = treeName_.c_str();
+    settings_.keyFileName = keyName_.c_str();
+    return TreePlant(settings_);
+  }
+
+  TempDir dir_;
+  std::string treeName_ = dir_ / "tree";
+  std::string keyName_ = dir_ / "keys";
+  TreeSettings settings_ = Settings(2, 1, 2, 1);
+};
+using PageFileDeathTest = PageFileTest;
+
+TEST_F(PageFileTest, ExistsFromPlantingToFreeing) {
+  for (const bool named : {false, true}) {
+    for (const uint32_t flags : {0U, kTreeShared}) {
+      tempDir = dir_.path();
+      TreeHandle tree = named ? Plant(flags) : TreePlant(Settings(2, 1, 2, 1));
+      const size_t files = named && flags != 0 ? 1 : 2;
+      EXPECT_EQ(dir_.Entries().size(), files);
+      Overfill(tree);
+      EXPECT_EQ(dir_.Entries().size(), files);
+      tree.reset();
+      EXPECT_EQ(dir_.Entries().size(), 0U);
+      tempDir.reset();
+    }
+  }
+}
+
+std::string Words(std::initializer_list<uint32_t> words) {
+  return {reinterpret_cast<const char*>(words.begin()), words.size() * sizeof(uint32_t)};
+}
+
+TEST_F(PageFileTest, HoldsNodeImages) {
+  settings_.fanOut = 5;
+  settings_.keysPerKeyNode = 4;
+  settings_.maxKeyBytes = settings_.extraBytes = 4;
+  const TreeHandle tree = Plant();
+  for (const char* key : {"a", "b", "c", "d", "e", "bb"}) Add(tree, key, "EXTR");
+  Find(tree, "a");  // now the lower leaf and the first key node are in memory, the others are not
+  EXPECT_EQ(ReadFile(treeName_).substr(108, 108),  // the upper half of the leaf that was split
+            Words({1, 4, 0, 0, 0, 0, 0, 5, 2, 0, 3, 0}) + std::string(12, '\xAA') +
+                Words({0, 2, 1, 0, 1, 2, 0, 1, 3, 0, 2, 0}));
+  EXPECT_EQ(ReadFile(treeName_).substr(324, 108),  // the root
+            Words({3, 2, 0, 0, 0, 0, 1, 5, 0, 0, 0, 0}) + std::string(36, '\0') +
+                Words({2, 1, 1, 1, 2, 0}));
+  EXPECT_EQ(ReadFile(keyName_).substr(208, 104),  // two keys and two free slots
+            Words({2, 0, 0, 0, 0, 0}) + Words({0, 0, 1, 'e'}) + "EXTR" +
+                Words({0, 0, 2, 'b' + ('b' << 8)}) + "EXTR" +
+                Words({2, 3, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(PageFileTest, ManyTreesShareFewDescriptors) {
+  const auto openFiles = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  const auto before = openFiles();
+  std::vector<TreeHandle> trees;
+  for (int i = 0; i < 100; ++i) trees.push_back(TreePlant(Settings(2, 1, 2, 1)));
+  EXPECT_EQ(openFiles(), before);
+  for (int i = 0; i < 10; ++i) {
+    for (const TreeHandle& tree : trees) EXPECT_TRUE(Add(tree, std::to_string(i)));
+  }
+  EXPECT_LE(openFiles(), before + 64);
+  for (const TreeHandle& tree : trees) EXPECT_EQ(Keys(tree).size(), 10U);
+  trees.clear();
+  EXPECT_EQ(openFiles(), before);
+}
+
+TEST_F(PageFileDeathTest, MissingIsToldByTheFirstPageThatMoves) {
+  keyName_ = dir_ / "none/keys";
+  settings_.keyMemory = -2;
+  const TreeHandle tree = Plant();
+  for (const char* key : {"a", "b", "c", "d"}) EXPECT_TRUE(Add(tree, key));
+  EXPECT_EXIT(Add(tree, "e"), ExitedWithCode(1),
+              "^Error creating tree page file '.*/none/keys'\n  \\(p2\\) No such file");
+}
+
+TEST_F(PageFileDeathTest, FullDiskEndsTheRunAndLeavesNoFile) {
+  settings_.keyMemory = -100;
+  const auto fill = [&] {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{200, 200};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    Overfill(Plant());
+  };
+  EXPECT_EXIT(fill(), ExitedWithCode(1),
+              "^Error writing tree page file '.*/tree'\n  \\(p27\\) File too large");
+  EXPECT_EQ(dir_.Entries().size(), 0U);
+}
+
+TEST_F(PageFileDeathTest, ForeignChangesEndTheRun) {
+  const char* message = "^Error reading tree page file '.*/keys'\n  \\(p5\\) ";
+  const TreeHandle tree = Plant();
+  Overfill(tree);
+  const std::string bytes = ReadFile(keyName_);
+  truncate(keyName_.c_str(), 100);
+  EXPECT_EXIT(Keys(tree), ExitedWithCode(1), message) << "cut";
+  WriteFile(keyName_, std::string(bytes.size(), '\1'));
+  EXPECT_EXIT(Keys(tree), ExitedWithCode(1), message) << "overwritten";
+}
+
+// --- Saved trees --------------------------------------------------------------------------------
+
+class SavedTreeTest : public testing::Test {
+ protected:
+  SavedTreeTest() : fd_(open((dir_ / "saved").c_str(), O_RDWR | O_CREAT, 0600)) {}
+
+  // A tree after appends, splits and a deletion, saved behind a few bytes of something else.
+  TreeHandle Save(TreeSettings settings) {
+    settings.extraBytes = 2;
+    TreeHandle tree = TreePlant(settings);
+    for (int i = 0; i < 40; ++i) Add(tree, std::to_string(i * 7 % 40), "ex");
+    Delete(tree, Keys(tree).front());
+    EXPECT_EQ(ftruncate(fd_.get(), 5), 0);
+    EXPECT_EQ(TreeSave(tree.get(), fd_.get()), 5);
+    return tree;
+  }
+
+  TempDir dir_;
+  UniqueFd fd_;
+};
+
+TreeSettings Shared(TreeSettings settings) {
+  settings.flags = kTreeShared;
+  return settings;
+}
+
+const TreeSettings kSavedSettings[] = {Settings(4, 3, 3, 2), Settings(2, 1, 1, 1),
+                                       Settings(5, 90, 4, 90), Shared(Settings(3, 2, 2, 2)),
+                                       Shared(Settings(8, 90, 1, 2))};
+
+TEST_F(SavedTreeTest, ComesBackAsItWas) {
+  for (const TreeSettings& settings : kSavedSettings) {
+    const TreeHandle tree = Save(settings);
+    const bool shared = settings.flags != 0;
+    const size_t page = std::max(tree->treeNodes.nodeSize, shared ? tree->keyNodes.nodeSize : 0);
+    const size_t keyPages = shared ? 0 : tree->keyPages.nextNumber() * tree->keyNodes.nodeSize;
+    EXPECT_EQ(ReadFile(dir_ / "saved").size(),
+              5 + 240 + 8 * (tree->treeNodes.capacity + tree->keyNodes.capacity) +
+                  tree->treePages.nextNumber() * page + keyPages);
+    const auto resident = ResidentNumbers(tree->keyNodes);
+    const TreeHandle loaded = TreeLoad(fd_.get(), 5);
+    ASSERT_TRUE(loaded);
+    EXPECT_EQ(ResidentNumbers(loaded->keyNodes).size(), resident.size());
+    EXPECT_EQ(Keys(loaded), Keys(tree));
+    EXPECT_EQ(std::memcmp(Find(loaded, "33").extra(), "ex", 2), 0);
+    for (int i = 0; i < 60; ++i) {
+      EXPECT_EQ(Add(loaded, std::to_string(i)), Add(tree, std::to_string(i))) << i;
+    }
+    EXPECT_EQ(Keys(loaded), Keys(tree));
+    ASSERT_NO_FATAL_FAILURE(CheckTree(*loaded, 60));
+  }
+}
+
+TEST_F(SavedTreeTest, KeepsTheOrderOfUse) {
+  const TreeHandle tree = Save(Settings(4, 3, 3, 4));
+  const TreeHandle loaded = TreeLoad(fd_.get(), 5);
+  for (const char* key : {"0", "12", "39", "25", "8", "31"}) {
+    EXPECT_EQ(ResidentNumbers(loaded->keyNodes), ResidentNumbers(tree->keyNodes)) << key;
+    Find(loaded, key);
+    Find(tree, key);
+  }
+}
+
+TEST_F(SavedTreeTest, OfNoKeysIsEmpty) {
+  const TreeHandle tree = TreePlant(Settings(4, 2, 2, 2));
+  const off_t at = TreeSave(tree.get(), fd_.get());
+  const TreeHandle loaded = TreeLoad(fd_.get(), at);
+  ASSERT_TRUE(loaded);
+  EXPECT_TRUE(Keys(loaded).empty());
+  EXPECT_TRUE(Add(loaded, "a"));
+}
+
+TEST_F(SavedTreeTest, FailureToWriteIsTold) {
+  const TreeHandle tree = TreePlant(Settings(4, 2, 2, 2));
+  const UniqueFd full(open("/dev/full", O_WRONLY));
+  EXPECT_EQ(TreeSave(tree.get(), full.get()), -1);
+  EXPECT_EQ(errno, ENOSPC);
+  EXPECT_EQ(TreeSave(tree.get(), -1), -1);
+  EXPECT_EQ(errno, EBADF);
+}
+
+// Cut and damaged saves give no tree, or one that can be used without harm.
+TEST_F(SavedTreeTest, DamageIsHarmless) {
+  for (const TreeSettings& settings : {Settings(3, 5, 4, 5), Shared(Settings(4, 4, 2, 4))}) {
+    Save(settings);
+    const std::string whole = ReadFile(dir_ / "saved");
+    for (size_t size = 0; size < whole.size(); size += 29) {
+      WriteFile(dir_ / "saved", whole.substr(0, size));
+      EXPECT_FALSE(TreeLoad(fd_.get(), 5)) << size;
+    }
+    for (size_t at = 5; at < whole.size(); at += at < 300 ? 1 : 7) {
+      std::string damaged = whole;
+      damaged[at] = static_cast<char>(damaged[at] ^ (at % 2 != 0 ? 1 << (at % 7) : 0xFF));
+      WriteFile(dir_ / "saved", damaged);
+      const TreeHandle tree = TreeLoad(fd_.get(), 5);
+      if (!tree) continue;
+      EXPECT_LE(Keys(tree).size(), 100U) << at;
+      for (const char* key : {"", "17", "3", "5x", "9"}) {
+        Find(tree, key);
+        Add(tree, key);
+        Delete(tree, key);
+      }
+      EXPECT_TRUE(TreeIsSound(*tree)) << at;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tabulon
