@@ -17,8 +17,6 @@ constexpr uint64_t kMarksPerFile = 8;
 constexpr uint64_t kFewestMarks = uint64_t{1} << 16;
 constexpr uint64_t kMostMarks = uint64_t{1} << 30;  // 256 MiB of marks
 
-// Entries kept in memory before they go to the temporary file (48 MiB).
-constexpr size_t kEntriesInMemory = 4U << 20;
 // Entries read back at a time.
 constexpr size_t kEntriesAtOnce = 64 * 1024;
 // How far ahead the marks of entries are fetched.
@@ -45,13 +43,12 @@ void SeenTable::Finish() {
   for (uint32_t& slot : waiting_) Mark(std::exchange(slot, kNone));
 }
 
-DupCandidates::DupCandidates(uint32_t fields, uint32_t runLimit, bool everyFile)
-    : fields_(fields),
-      runLimit_(runLimit),
+DupCandidates::DupCandidates(uint32_t fields, const DupLimits& limits, bool everyFile)
+    : runLimit_(limits.runFiles),
       everyFile_(everyFile),
       key_(fields),
       seen_(ExpectedFiles()),
-      entries_(kEntriesInMemory) {}
+      entries_(limits.gathered) {}
 
 void DupCandidates::Push(uint64_t position, uint32_t slot) {
   if (entries_.full()) Spill();

@@ -13,6 +13,14 @@
 
 namespace tabulon {
 
+// How much the duplicate finder takes in at a time; tests set it lower. Defaults: runs of 5,000,000
+// files, 48 MiB of gathered entries, and in the sorted stores 192, 96 and 96 MiB.
+struct DupLimits {
+  uint32_t runFiles = 5'000'000;      // files of one run: groups are counted run by run
+  size_t gathered = size_t{4} << 20;  // entries gathered in memory
+  size_t sorted = size_t{4} << 20;    // candidates, groups and members, each, held in memory
+};
+
 // Which fingerprints have been seen once, which more often. Marks are made with a short delay, so
 // that the memory they touch is on its way when they are made. Two files that fall on one mark by
 // chance count as seen twice: the digest tells them apart.
@@ -68,9 +76,8 @@ static_assert(sizeof(Candidate) == 48);
 
 class DupCandidates {
  public:
-  // `fields`: the check fields. A run is closed when it holds `runLimit` files; `everyFile` makes
-  // every file a candidate, a lone one too.
-  DupCandidates(uint32_t fields, uint32_t runLimit, bool everyFile);
+  // `fields`: the check fields. `everyFile` makes every file a candidate, a lone one too.
+  DupCandidates(uint32_t fields, const DupLimits& limits, bool everyFile);
 
   // Gathers one file of the scan; returns true when a run began with it.
   bool Gather(const ScanRecord& record);
@@ -93,7 +100,6 @@ class DupCandidates {
   void Spill();
   class Reader;
 
-  uint32_t fields_;
   uint32_t runLimit_;
   bool everyFile_;
   DupKey key_;

@@ -4,7 +4,7 @@
 
 namespace tabulon {
 
-uint32_t dupTreeLimit = 5'000'000;
+DupLimits dupLimits;
 
 namespace {
 
@@ -16,8 +16,8 @@ DupFinder& FinderOf(Report& report) {
 
 DupFinder::DupFinder(const Report& report)
     : files(dbgFlag ? std::make_unique<DupDebugFiles>() : nullptr),
-      candidates(report.dupFields, dupTreeLimit, dbgFlag),
-      groups(files.get()) {}
+      candidates(report.dupFields, dupLimits, dbgFlag),
+      groups(files.get(), dupLimits.sorted) {}
 
 void NewDuplicateTree(Report& report) {
   report.work = std::make_unique<DupFinder>(report);

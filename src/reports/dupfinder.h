@@ -12,9 +12,7 @@
 
 namespace tabulon {
 
-// Files of one run: the size and the totals of groups are counted run by run. 5,000,000; tests set
-// it lower.
-extern uint32_t dupTreeLimit;
+extern DupLimits dupLimits;  // for the finders that are made next
 
 struct DupFinder : ReportWork {
   explicit DupFinder(const Report& report);

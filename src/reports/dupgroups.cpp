@@ -40,9 +40,9 @@ void DupMembers::Read(uint64_t first, size_t number, std::vector<DupMember>& out
 
 DupGroups::DupGroups(DupDebugFiles* files, size_t limit)
     : files_(files),
-      candidates_(limit != 0 ? limit : kCandidatesInMemory, "dups.tmp"),
-      groups_(limit != 0 ? limit : kGroupsInMemory, "dupsort.tmp"),
-      members_(limit != 0 ? limit : kMembersInMemory) {}
+      candidates_(limit, "dups.tmp"),
+      groups_(limit, "dupsort.tmp"),
+      members_(limit) {}
 
 void DupGroups::Finish() {
   candidates_.Finish();

@@ -73,16 +73,11 @@ struct DupTotals {
   uint64_t allocated = 0;
 };
 
-// Entries kept in memory by each of the three stores (192, 96 and 96 MiB).
-inline constexpr size_t kCandidatesInMemory = 4U << 20;
-inline constexpr size_t kMembersInMemory = 4U << 20;
-inline constexpr size_t kGroupsInMemory = 4U << 20;
-
 class DupGroups {
  public:
   // `files`: where the runs and groups are also written in the form that is kept; null for none.
-  // `limit`: entries held in memory of each kind (0: the defaults).
-  explicit DupGroups(DupDebugFiles* files, size_t limit = 0);
+  // `limit`: candidates, groups and members, each, held in memory.
+  DupGroups(DupDebugFiles* files, size_t limit);
 
   void Add(const Candidate& candidate) { candidates_.Add(candidate); }
   // Ends the adding: makes the groups and counts.
