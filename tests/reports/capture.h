@@ -1,0 +1,42 @@
+// A report whose text, and the log beside it, go to memory.
+#pragma once
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "base/loganderr.h"
+#include "config/report.h"
+
+namespace tabulon {
+
+inline void AttachToMemory(TextStream& stream) {
+  stream.Attach(memfd_create("report", 0), true, TextEncoding::kLocale, "report");
+}
+
+// All that was written to a stream of AttachToMemory.
+inline std::string Written(TextStream& stream) {
+  stream.Flush();
+  std::string text(static_cast<size_t>(lseek(stream.fd(), 0, SEEK_END)), '\0');
+  text.resize(static_cast<size_t>(pread(stream.fd(), text.data(), text.size(), 0)));
+  return text;
+}
+
+// Has the list log in memory while it lives.
+class CapturedLog {
+ public:
+  CapturedLog() {
+    AttachToMemory(stream_);
+    logFile = &stream_;
+  }
+  ~CapturedLog() { logFile = nullptr; }
+  CapturedLog(const CapturedLog&) = delete;
+  CapturedLog& operator=(const CapturedLog&) = delete;
+  std::string text() { return Written(stream_); }
+
+ private:
+  TextStream stream_;
+};
+
+}  // namespace tabulon

@@ -1,0 +1,213 @@
+#include "reports/filetypes.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <clocale>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "capture.h"
+#include "config/settings.h"
+#include "detail/detailfile.h"
+#include "detail/scandetail.h"
+#include "query/parsequery.h"
+
+namespace tabulon {
+namespace {
+
+struct File {
+  std::string name;
+  uint64_t size = 1;
+  uint32_t uid = 0;
+  uint32_t gid = 0;
+};
+
+class FileTypes : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
+    Start(kRootNfs, kReportFiletypes);
+  }
+  void TearDown() override {
+    fileIncr = 0;
+    ResetDetailFile();
+    ResetSettings();
+  }
+
+  void Start(int kind, uint32_t type, uint32_t extLength = 4) {
+    rootType = kind;
+    csvSep = L',';
+    report_ = std::make_unique<Report>();
+    report_->type = type;
+    report_->format = kFormatCsv;
+    report_->typeSort = kSortBySize;
+    report_->extLength = extLength;
+    report_->tree = TreePlant({.fanOut = 512,
+                               .treeMemory = -513,
+                               .keysPerKeyNode = extLength > 1000 ? 4U : 512U,
+                               .maxKeyBytes = extLength * 4 + 8,
+                               .extraBytes = 8,
+                               .keyMemory = 10'000'000});
+  }
+
+  void Classify(const File& file, uint32_t flags = 0) {
+    std::array<unsigned char, kNfsRecord.fixedSize> fixed{};
+    const auto put = [&](size_t at, auto value) { std::memcpy(&fixed[at], &value, sizeof value); };
+    put(0, flags);
+    put(kNfsRecord.uid, file.uid);
+    put(kNfsRecord.gid, file.gid);
+    put(kNfsRecord.size, file.size);
+    ScanRecord record;
+    record.view.fields = RecordFields(fixed.data(), &kNfsRecord);
+    record.name.Assign(file.name);
+    record.allocatedSize = AllocatedSize(file.size);
+    ClassifyFile(*report_, record);
+  }
+
+  // The text of the report, after classifying these files too.
+  std::string Text(const std::vector<File>& files = {}) {
+    for (const File& file : files) Classify(file);
+    CapturedLog log;
+    FiletypeReport(*report_);
+    EXPECT_EQ(report_->tree, nullptr);
+    EXPECT_EQ(report_->work, nullptr);
+    return log.text();
+  }
+
+  std::unique_ptr<Report> report_;
+};
+
+TEST_F(FileTypes, TakesTheLastExtensionOfLimitedLength) {
+  struct {
+    std::string name;
+    std::string line;
+  } const rows[] = {
+      {"page.html", ".html,1,1\n"},
+      {"Main.class", ""},
+      {"a.tar.gz", ".gz,1,1\n"},
+      {".profile", ""},
+      {"..a", ".a,1,1\n"},
+      {"none", ""},
+      {"end.", ""},
+      {"a.x.", ""},
+      {"", ""},
+      {".", ""},
+      {std::string("cut.c\0pp", 8), ".c,1,1\n"},
+      {"/srv/v1.2/x", ".2/x,1,1\n"},
+      {"caf\xC3\xA9.\xC3\xA9t\xC3\xA9", ".\xC3\xA9t\xC3\xA9,1,1\n"},
+      {"\xC3\xA9.\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9", ""},
+  };
+  for (const auto& row : rows) {
+    Start(kRootNfs, kReportFiletypes);
+    EXPECT_EQ(Text({{row.name}}), row.line) << row.name;
+  }
+}
+
+TEST_F(FileTypes, FoldsCaseOnCifsScansOnly) {
+  const std::vector<File> files = {
+      {"A.TXT", 5}, {"b.txt", 6}, {"c.Txt", 7}, {"d.\xC3\x89", 2}, {"e.\xC3\xA9", 1}};
+  EXPECT_EQ(Text(files), ".Txt,1,7\n.txt,1,6\n.TXT,1,5\n.\xC3\x89,1,2\n.\xC3\xA9,1,1\n");
+  Start(kRootCifs, kReportFiletypes);
+  EXPECT_EQ(Text(files), ".TXT,3,18\n.\xC3\x89,2,3\n");
+}
+
+TEST_F(FileTypes, GroupsByIds) {
+  const std::vector<File> files = {{"a", 1, 0, 7}, {"b", 2, 4294967294, 7}, {"c", 4, 0, 0}};
+  Start(kRootNfs, kReportUidTotals);
+  EXPECT_EQ(Text(files), "0,2,5\n-2,1,2\n");
+  Start(kRootNfs, kReportGidTotals);
+  Classify({"/dir", 8, 1, 7}, kRecordDirectory);
+  EXPECT_EQ(Text(files), "7,3,11\n0,1,4\n");
+  Start(kRootCifs, kReportOwnerTotals);
+  EXPECT_EQ(Text(files), "");
+}
+
+TEST_F(FileTypes, FilterComesFirst) {
+  report_->filter = ParseQuery(L"size gt 10");
+  report_->plan = FilterPlan(report_->filter);
+  EXPECT_EQ(Text({{"a.txt", 10}, {"b.txt", 11}, {"c.c", 2}}), ".txt,1,11\n");
+}
+
+TEST_F(FileTypes, SortsAndPrintsAsAsked) {
+  const std::vector<File> files = {{"a.few", 3000}, {"a.many", 10}, {"b.many", 20}, {"a.b", 30},
+                                   {"a.tie", 30},   {"c.many", 1},  {"x.two", 15},  {"y.two", 15}};
+  EXPECT_EQ(Text(files), ".few,1,3000\n.many,3,31\n.two,2,30\n.b,1,30\n.tie,1,30\n");
+  Start(kRootNfs, kReportFiletypes);
+  report_->typeSort = kSortByCount;
+  EXPECT_EQ(Text(files), ".many,3,31\n.two,2,30\n.few,1,3000\n.b,1,30\n.tie,1,30\n");
+
+  Start(kRootNfs, kReportFiletypes);
+  fileIncr = 4096;
+  EXPECT_EQ(Text(files),
+            ".many,3,31,12288\n.two,2,30,8192\n.b,1,30,4096\n.few,1,3000,4096\n.tie,1,30,4096\n");
+  Start(kRootNfs, kReportFiletypes);
+  report_->format = kFormatText;
+  report_->title = L"none";
+  EXPECT_EQ(Text({{"a.gz", 5'000'000}, {"b.c", 1}}),
+            "\n---- none ----\n\n"
+            ".gz           1   4.767mb (5,000,000)          4.769mb (5,001,216)\n"
+            " .c           1   1 bytes                      4,096 bytes\n");
+  Start(kRootNfs, kReportFiletypes);
+  fileIncr = 0;
+  report_->format = kFormatText;
+  EXPECT_EQ(Text({{"a.gz", 1'000'000}}), ".gz           1   953mb (1,000,000)           \n");
+}
+
+// Thousands of keys, so that the entries' index grows and some keys find no room in it.
+TEST_F(FileTypes, CountsLikeAMapOverManyKeys) {
+  const char* const letters[] = {"a", "B", "b", "z", "Z", "7", "~", "\xC3\xA9", "_"};
+  std::mt19937 random(2);
+  for (const int kind : {kRootNfs, kRootCifs}) {
+    Start(kind, kReportFiletypes, 12);
+    std::map<std::string, std::pair<int, uint64_t>> expected;
+    for (int i = 0; i < 20'000; ++i) {
+      std::string extension = ".";
+      for (size_t left = 1 + random() % (random() % 11 + 1); left > 0; --left) {
+        extension += letters[random() % std::size(letters)];
+      }
+      const uint64_t size = random() % 1000;
+      Classify({"name" + extension, size});
+      if (kind == kRootCifs) {
+        for (char& c : extension) c = c == 'B' ? 'b' : c == 'Z' ? 'z' : c;
+      }
+      auto& [count, bytes] = expected[extension];
+      ++count;
+      bytes += size;
+    }
+    ASSERT_GT(expected.size(), 4'000U);
+    std::map<std::string, std::pair<int, uint64_t>> found;
+    const std::string text = Text();
+    for (size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
+      const size_t comma = text.find(',', at);
+      std::string extension = text.substr(at, comma - at);
+      if (kind == kRootCifs) {
+        for (char& c : extension) c = c == 'B' ? 'b' : c == 'Z' ? 'z' : c;
+      }
+      char* end = nullptr;
+      const auto count = static_cast<int>(std::strtol(&text[comma + 1], &end, 10));
+      const bool added =
+          found.try_emplace(extension, count, std::strtoull(end + 1, nullptr, 10)).second;
+      EXPECT_TRUE(added) << extension;
+    }
+    EXPECT_EQ(found, expected);
+  }
+  Start(kRootNfs, kReportUidTotals);
+  for (uint32_t i = 0; i < 20'000; ++i) Classify({"x", 1, i % 6'000 << 12, 0});
+  const std::string text = Text();
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 6'000);
+  EXPECT_EQ(text.find(",1,"), std::string::npos);
+}
+
+TEST_F(FileTypes, LongExtensionsKeepToTheirKeyRoom) {
+  Start(kRootNfs, kReportFiletypes, 65'533);
+  const std::string longest = "a." + std::string(65'533, 'x');
+  EXPECT_EQ(Text({{longest, 3}, {longest + "x", 5}}), longest.substr(1) + ",1,3\n");
+}
+
+}  // namespace
+}  // namespace tabulon

@@ -1,0 +1,269 @@
+#include "reports/summary.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "capture.h"
+#include "config/settings.h"
+#include "detail/detailfile.h"
+#include "detail/scandetail.h"
+#include "reports/totals.h"
+
+namespace tabulon {
+namespace {
+
+constexpr uint32_t kScanTime = 1636264800;  // 2021-11-07 06:00:00 UTC
+
+class ReportTexts : public testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("TZ", "UTC", 1);
+    ResetDetailFile();
+    ResetSettings();
+    csvSep = L',';
+    logHdr.scanTime = kScanTime;
+    logRoot.totalFileSize = 5'000'000;
+    logRoot.volumeCapacity = 5'368'709'120;
+    logRoot.availableSpace = 1'000;
+    logRoot.directories = 3;
+    logRoot.files = 12;
+    rootType = kRootNfs;
+    srvrName = L"filer";
+    rootPath = L"/";
+    tagStr = L" ";
+  }
+  void TearDown() override {
+    for (BandTable* bands : {&sizeBands, &cdateBands, &mdateBands, &adateBands}) *bands = {};
+    reportList.clear();
+    allocSize = 0;
+    fileIncr = 0;
+    ResetDetailFile();
+    ResetSettings();
+  }
+
+  std::string Summary(const VersionBlock& version = {}) {
+    CapturedLog log;
+    Report report;
+    SummaryReport(report, "scan.dtl", version);
+    return log.text();
+  }
+};
+
+TEST_F(ReportTexts, NfsSummaryWithoutOptionalLines) {
+  EXPECT_EQ(Summary(),
+            "\n\nVelmora Filesystem Audit Summary Report\n\n"
+            "Source file: scan.dtl, Created: Sun, 07 Nov, 2021 at 06:00:00\n\n"
+            "Server: filer"
+            "\n---- Totals for NFS root: / (local filesystem)\n\n"
+            "       Directories: 3\n"
+            "             Files: 12\n"
+            "   Total file size: 4.767mb (5,000,000)\n"
+            "   Volume capacity: 5.000gb (5,368,709,120)\n"
+            "   Available space: 1,000 bytes\n"
+            "\n");
+}
+
+TEST_F(ReportTexts, NfsSummaryWithEveryOptionalLine) {
+  dtlVersionHdrPresent = true;
+  tagStr = L"Q4 audit";
+  sharePathKnown = true;
+  sharePath = L"host:/export";
+  rootPath = L"/export";
+  logRoot.emptyDirectories = 1;
+  allocSize = 1'048'576;
+  logRoot.counts[kNfsHardLinks] = 7;
+  logRoot.counts[kNfsSymlinks] = 8;
+  testing::internal::CaptureStdout();
+  const std::string text = Summary({"8.1", "Linux", "x86_64"});
+  Console().Flush();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "8.1 Linux x86_64");
+  EXPECT_EQ(text,
+            "\n\nVelmora Filesystem Audit Summary Report\n\n"
+            "Source file: scan.dtl, Created: Sun, 07 Nov, 2021 at 06:00:00\n\n"
+            "Server: filer"
+            "\n\nScan Version : 8.1\nBuild Platform : Linux\nBuild Architecture : x86_64\n\n"
+            ",  QVA tag: Q4 audit"
+            "\n---- Totals for NFS root: /export (host:/export)\n\n"
+            "       Directories: 3\n"
+            "        Empty dirs: 1\n"
+            "             Files: 12\n"
+            "   Total file size: 4.767mb (5,000,000)\n"
+            "    Allocated size: 1.000mb (1,048,576)\n"
+            "   Volume capacity: 5.000gb (5,368,709,120)\n"
+            "   Available space: 1,000 bytes\n"
+            "    Symbolic links: 8\n"
+            "        Hard links: 7\n"
+            "\n");
+}
+
+TEST_F(ReportTexts, CifsSummaryLines) {
+  rootType = kRootCifs;
+  rootPath = L"\\\\filer\\data";
+  logHdr.uniqueSds = 21;
+  logHdr.sids = 22;
+  const auto counts = [this] {
+    const std::string text = Summary();
+    return text.substr(text.find("---- Totals"));
+  };
+  const std::string head =
+      "---- Totals for CIFS root: \\\\filer\\data\n\n"
+      "       Directories: 3\n"
+      "             Files: 12\n"
+      "   Total file size: 4.767mb (5,000,000)\n"
+      "   Volume capacity: 5.000gb (5,368,709,120)\n"
+      "   Available space: 1,000 bytes\n";
+  EXPECT_EQ(counts(), head +
+                          "\n        Unique SDs: 21\n"
+                          "              SIDs: 22\n"
+                          "      SACLs are not present\n"
+                          "\n");
+  uint32_t next = 1;
+  for (uint32_t& count : logRoot.counts) count = next++;
+  logHdr.orphanedSids = 23;
+  logHdr.orphanedAsOwner = 24;
+  hasSACLs = true;
+  EXPECT_EQ(counts(), head +
+                          "   Encrypted files: 1\n"
+                          "  Compressed files: 2\n"
+                          "     Offline files: 4\n"
+                          "         ADS files: 3\n"
+                          "  Symlinks (Files): 6\n"
+                          "   Symlinks (Dirs): 7\n"
+                          "        Hard links: 5\n"
+                          "  MountPoint Links: 8\n"
+                          "   Junction Points: 9\n"
+                          "\n        Unique SDs: 21\n"
+                          "              SIDs: 22\n"
+                          "         orphaned SIDs: 23\n"
+                          "              as owner: 24\n"
+                          "      SACLs are present\n"
+                          "\n");
+  rootPath = L"C:\\";
+  EXPECT_TRUE(counts().starts_with("---- Totals for CIFS root: C:\\ (local disk)\n"));
+}
+
+TEST_F(ReportTexts, DistributionsFollowTheCounts) {
+  sizeBands.SetLimits({1024, 1048576, INT64_MAX});
+  for (const uint64_t size : {0u, 1024u, 1025u, 1048577u, 99999999u}) UpdateSizeBands(size);
+  mdateBands.SetLimits({86400, 172800});
+  for (const uint32_t time : {86399u, 86400u, 86401u, 172800u}) UpdateDateBands(time, mdateBands);
+  adateBands.SetLimits({kScanTime});
+  const std::string text = Summary();
+  EXPECT_EQ(text.substr(text.find("---- File")),
+            "---- File size distribution\n\n"
+            "              up to 1024: 2\n"
+            "           up to 1048576: 1\n"
+            "       more than 1048576: 2\n"
+            "\n"
+            "---- File date distribution: MODIFY\n\n"
+            "     03-Jan-70:  3\n"
+            "     02-Jan-70:  1\n"
+            "\n"
+            "---- File date distribution: ACCESS\n\n"
+            "     07-Nov-21:  0\n"
+            "\n");
+}
+
+TEST_F(ReportTexts, TextSummaryIsAnnouncedTwiceAndCsvOnce) {
+  for (const int format : {kFormatText, kFormatCsv}) {
+    CapturedLog log;
+    Report report;
+    report.format = format;
+    report.title = L"Audit";
+    report.reportPath = L"out/audit.txt";
+    AttachToMemory(report.stream);
+    testing::internal::CaptureStdout();
+    SummaryReport(report, "scan.dtl", {});
+    Console().Flush();
+    testing::internal::GetCapturedStdout();
+    const std::string once = "Report 'Audit' written to out/audit.txt\n";
+    EXPECT_EQ(log.text(), format == kFormatText ? once + once : once);
+  }
+}
+
+TEST_F(ReportTexts, CsvSummaryHasTheFieldsInTheirOrder) {
+  tagStr = L"tag";
+  fsysHost = L"host";
+  qvaRoot = L"share-x ";
+  logRoot.files = 4'000'000'000;
+  logRoot.availableSpace = UINT64_MAX;
+  struct {
+    std::string fields;
+    std::optional<std::wstring> format;
+    std::string line;
+  } const rows[] = {
+      {"\1\2\3\4\5\6\7\10\11\12\13", std::nullopt,
+       "tag;host;share-x ;NFS;11/07/21 06:00:00;5368709120;-1;5000000;-294967296;3;scan.dtl\n"},
+      {"\5\5\4", L"%n", "1636264800;1636264800;NFS\n"},
+      {"\14\2\77", std::nullopt, ";host;\n"},
+      {"", std::nullopt, "\n"},
+  };
+  csvSep = L';';
+  for (const auto& row : rows) {
+    CapturedLog log;
+    Report report;
+    report.format = kFormatCsv;
+    report.fields = row.fields;
+    dateFmt = row.format;
+    SummaryReport(report, "scan.dtl", {});
+    EXPECT_EQ(log.text(), row.line);
+  }
+}
+
+TEST_F(ReportTexts, TotalsListTheReportsThatAskedForThem) {
+  struct {
+    std::wstring title;
+    std::wstring tag;
+    int active;
+    uint32_t flags;
+    int32_t count;
+    uint64_t bytes;
+    uint64_t allocated;
+  } const rows[] = {
+      {L"Old files", L"", 1, kFlagTotals, 1234567, 1'048'576, 2'097'152},
+      {L"Hidden and very long title", L"", 0, kFlagTotals, 1, 1, 4096},
+      {L"Unasked and very long title", L"", 1, kFlagFullPath, 1, 1, 4096},
+      {L"Temporary", L"Tmp", 1, kFlagTotals | kFlagFullPath, 0, 0, 0},
+  };
+  for (const auto& row : rows) {
+    Report& report = reportList.emplace_back();
+    report.title = row.title;
+    report.totalTag = row.tag;
+    report.active = row.active;
+    report.flags = row.flags;
+    report.count = row.count;
+    report.totalBytes = row.bytes;
+    report.allocatedBytes = row.allocated;
+  }
+  Report& totals = reportList.emplace_back();
+  const auto write = [&](int format, uint32_t unit, uint32_t flags, const wchar_t* title) {
+    CapturedLog log;
+    totals.format = format;
+    totals.flags = flags;
+    totals.title = title;
+    fileIncr = unit;
+    TotalsReport(totals);
+    return log.text();
+  };
+  EXPECT_EQ(write(kFormatText, 0, 0, L"Sum"),
+            "\n---- Sum ----\n\n"
+            "Old files   1,234,567   1.000mb (1,048,576)         \n"
+            "      Tmp           0   0 bytes                     \n");
+  EXPECT_EQ(write(kFormatNone, 4096, kFlagTotals, L"none"),
+            "\n---- none ----\n\n"
+            "Old files   1,234,567   1.000mb (1,048,576)          2.000mb (2,097,152)\n"
+            "      Tmp           0   0 bytes                      0 bytes\n"
+            "     none           0   0 bytes                      0 bytes\n");
+  EXPECT_EQ(write(kFormatCsv, 0, 0, L"Sum"), "Old files,1234567,1048576\nTmp,0,0\n");
+  EXPECT_EQ(write(kFormatCsv, 4096, kFlagTotals, L""),
+            "Old files,1234567,1048576,2097152\nTmp,0,0,0\n,0,0,0\n");
+  reportList.clear();
+  Report alone;
+  CapturedLog log;
+  TotalsReport(alone);
+  EXPECT_EQ(log.text(), "");
+}
+
+}  // namespace
+}  // namespace tabulon
