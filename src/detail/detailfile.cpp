@@ -8,6 +8,7 @@
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <utility>
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
@@ -55,10 +56,13 @@ bool IsCompressed(int fd) {
          std::memcmp(first, kZlibMark, sizeof first) == 0;
 }
 
-UniqueFd OpenExisting(const char* name, const char* mode) {
-  const int access = std::strchr(mode, '+') != nullptr ? O_RDWR : O_RDONLY;
-  UniqueFd file(open(name, access | O_CLOEXEC));
-  if (!file.valid()) PosixErrExit(0, L"Unable to open scan detail file '%s'\n", name);
+UniqueFd TryOpen(const char* name, const char* mode) {
+  return UniqueFd(open(name, (std::strchr(mode, '+') != nullptr ? O_RDWR : O_RDONLY) | O_CLOEXEC));
+}
+
+// `file` when it is open, else the end of the run with system error `errnum`.
+UniqueFd Checked(UniqueFd file, const char* name, int errnum) {
+  if (!file.valid()) PosixErrExit(errnum, L"Unable to open scan detail file '%s'\n", name);
   return file;
 }
 
@@ -102,14 +106,15 @@ const RecordLayout& DetailRecordLayout() {
 
 UniqueFd OpenDtlFile(const char* name, const char* mode, uint32_t* wasCompressed) {
   if (access(name, F_OK) != 0) PosixErrExit(0, L"Couldn't find DTL file: '%s'\n", name);
-  UniqueFd file = OpenExisting(name, mode);
+  UniqueFd file = Checked(TryOpen(name, mode), name, 0);
   if (!IsCompressed(file.get())) return file;
   *wasCompressed = 1;
   file.Reset();
   const std::string temporary = DecompressInPlace(name);
-  file = OpenExisting(name, mode);
+  file = TryOpen(name, mode);
+  const int errnum = errno;
   unlink(temporary.c_str());
-  return file;
+  return Checked(std::move(file), name, errnum);
 }
 
 void CloseDtlFile(UniqueFd file, const char* name, uint32_t wasCompressed) {

@@ -182,7 +182,7 @@ int doCompression(const char* modeText, const char* from, const char* to) {
   errno = EINVAL;
   const Mode* mode = ModeOf(modeText);
   if (mode == nullptr) return Failure(L"Invalid mode!\n");
-  const UniqueFd source(open(from, O_RDONLY | O_CLOEXEC));
+  UniqueFd source(open(from, O_RDONLY | O_CLOEXEC));
   struct stat like {};
   if (!source.valid() || fstat(source.get(), &like) != 0) {
     return Failure(L"Failed opening input file!\n");
@@ -198,7 +198,8 @@ int doCompression(const char* modeText, const char* from, const char* to) {
   const int errnum = kept ? EBADMSG : errno;
   if (kept) target.Keep();
   target.Remove();
-  errno = errnum;
+  source.Reset();
+  errno = errnum;  // behind everything that may change it
   return whole && kept ? 0 : 1;
 }
 
