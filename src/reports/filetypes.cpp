@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <cwchar>
 #include <deque>
 #include <string_view>
@@ -85,6 +86,7 @@ struct TypeWork : ReportWork {
   std::deque<TypeEntry> entries;
   EntryFront front;
   std::wstring key;  // of an extension; kept for its memory
+  bool plainFold;    // the locale folds ASCII letters to ASCII letters
 };
 
 // The entry with this key in the report's tree; made, with the name that `name` tells, when it is
@@ -101,18 +103,32 @@ TypeEntry* EntryInTree(Report& report, TypeWork& work, const void* key, size_t s
   return entry;
 }
 
-// An ASCII extension of at most 8 characters as one number; 0 when it does not come to that.
-uint64_t PackExtension(std::string_view extension) {
-  if (extension.size() > sizeof(uint64_t)) return 0;
-  const bool foldCase = rootType == kRootCifs;
-  const CaseFold& fold = FoldCase();
-  uint64_t packed = 0;
-  for (const char c : extension) {
-    const wchar_t unit = foldCase ? fold(c) : static_cast<wchar_t>(c);
-    if (unit > 0x7F) return 0;
-    packed = packed << 8 | static_cast<uint64_t>(unit);
+constexpr uint64_t kEveryByte = 0x0101010101010101;
+
+// The last `length` (1 to 8) bytes of a text as one number.
+uint64_t PackTail(std::string_view text, size_t length) {
+  if (text.size() >= sizeof(uint64_t)) {
+    return LoadU64(text.data() + text.size() - sizeof(uint64_t)) >> (64 - 8 * length);
   }
+  uint64_t packed = 0;
+  std::memcpy(&packed, text.data() + text.size() - length, length);
   return packed;
+}
+
+// Lower-cases eight ASCII characters together: bit 7 of each sum tells whether the byte reaches the
+// letter, and a quarter of it is the difference between the cases.
+uint64_t LowerPacked(uint64_t packed) {
+  const uint64_t fromA = packed + kEveryByte * (0x80 - 'A');
+  const uint64_t behindZ = packed + kEveryByte * (0x80 - ('Z' + 1));
+  return packed | (fromA & ~behindZ & kEveryByte * 0x80) >> 2;
+}
+
+// Whether the locale folds ASCII as LowerPacked does.
+bool FoldsAsciiPlainly() {
+  for (unsigned char c = 0; c < 0x80; ++c) {
+    if (FoldCase()(static_cast<wchar_t>(c)) != static_cast<wchar_t>(LowerPacked(c))) return false;
+  }
+  return true;
 }
 
 // The key is the extension with its terminator, in small letters on a CIFS scan.
@@ -132,15 +148,19 @@ TypeEntry* FindExtension(Report& report, TypeWork& work, const ScanRecord& recor
   if (dot <= 0) return nullptr;
   const auto start = static_cast<size_t>(dot);
   const bool ascii = name.IsAscii();
+  const bool foldCase = rootType == kRootCifs;
   const size_t length = (ascii ? name.Ascii().size() : name.Wide().size()) - start;
   if (length < 2 || length > size_t{report.extLength} + 1) return nullptr;
 
-  const uint64_t packed = ascii ? PackExtension(name.Ascii().substr(start)) : 0;
-  if (packed == 0) return ExtensionInTree(report, work, name.Wide().substr(start));
-  TypeEntry* entry = work.front.Find(packed);
+  if (!ascii || length > sizeof(uint64_t) || (foldCase && !work.plainFold)) {
+    return ExtensionInTree(report, work, name.Wide().substr(start));
+  }
+  const uint64_t packed = PackTail(name.Ascii(), length);
+  const uint64_t key = foldCase ? LowerPacked(packed) : packed;
+  TypeEntry* entry = work.front.Find(key);
   if (entry == nullptr) {
     entry = ExtensionInTree(report, work, name.Wide().substr(start));
-    work.front.Add(packed, entry);
+    work.front.Add(key, entry);
   }
   return entry;
 }
@@ -164,7 +184,7 @@ constexpr std::array<std::pair<uint32_t, EntryFinder>, 3> kGroupings = {{
     {kReportGidTotals, FindId<&RecordFields::gid>},
 }};
 
-TypeWork::TypeWork(uint32_t type) {
+TypeWork::TypeWork(uint32_t type) : plainFold(FoldsAsciiPlainly()) {
   for (const auto& [groupingType, finder] : kGroupings) {
     if (groupingType == type) find = finder;
   }

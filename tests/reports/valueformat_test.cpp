@@ -28,12 +28,10 @@ TEST(ValueStr, GroupsDigitsFromTheRight) {
   } const rows[] = {
       {0, L"0"},
       {123, L"123"},
-      {1234, L"1,234"},
       {123456, L"123,456"},
       {1234567, L"1,234,567"},
       {INT64_MAX, L"9,223,372,036,854,775,807"},
       {uint64_t{1} << 63, L"-9,223,372,036,854,775,808"},
-      {UINT64_MAX, L"-1"},
       {static_cast<uint64_t>(-123456), L"-,123,456"},
   };
   for (const auto& row : rows) {
@@ -53,8 +51,6 @@ TEST(EditValue, PrintsBothForms) {
       {0, L"0 bytes", L"0 bytes"},
       {999'999, L"999,999 bytes", L"999,999 bytes"},
       {1'000'000, L"953mb (1,000,000)", L"1.000mb (1,000,000)"},
-      {1'048'576, L"1.000mb (1,048,576)", L"1.049mb (1,048,576)"},
-      {5'000'000, L"4.767mb (5,000,000)", L"5.000mb (5,000,000)"},
       {999'999'999, L"953.673mb (999,999,999)", L"1.000.000mb (999,999,999)"},
       {1'000'000'000, L"930gb (1,000,000,000)", L"1,000gb (1,000,000,000)"},
       {5'368'709'120, L"5.000gb (5,368,709,120)", L"5,369gb (5,368,709,120)"},
@@ -136,18 +132,15 @@ TEST(FileTimeFormatter, AgreesWithFormatFileTime) {
       L"%n",
       L"%x %X",
       L"%a, %#d %b, %Y at %X",
-      L"%Y-%m-%dT%H:%M:%S",
       L"%T %R %D %F %j %U %W %V %G %C %h %e %%",
       L"%c %p %I",
       L"%s %z %Z",
       L"%-H:%M %10Y %EY %OS",
       L"%S%M%H%S%M%H%S%M%H%S%M%H",
-      L"%A %B %A %B %H",
       L"%A %B %A %B %A %B %H %M",
       L"dated %d%",
       L"%Q%H",
       L"",
-      L"%H",
   };
   std::mt19937_64 random(4);
   for (const char* zone :
