@@ -249,7 +249,7 @@ ScanSpec DescribeSynth(ScanKind kind) {
                 .server = "nfs01",
                 .rootPath = "/export/projects",
                 .share = "nfs01:/export/projects",
-                .version = {MKDTL_VERSION, "synthetic", "synthetic"},
+                .version = {"1.0", "synthetic", "synthetic"},
                 .availableSpace = uint64_t{3} << 40,
                 .volumeCapacity = uint64_t{10} << 40};
   if (kind == ScanKind::kCifs) {

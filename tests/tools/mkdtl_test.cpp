@@ -1,0 +1,396 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <set>
+
+#include "scanread.h"
+
+namespace tabulon {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// The fields of a record that a file's stat decides.
+std::string Describe(const RecordSpec& record) {
+  std::ostringstream out;
+  out << std::hex << record.flags << " mode " << record.attributes << std::dec << " size "
+      << record.size << " owner " << record.uid << ":" << record.gid << " inode " << record.inode
+      << " links " << record.links << " times " << record.created << " " << record.modified
+      << " -> " << record.target;
+  return out.str();
+}
+
+std::string DescribeFile(const fs::path& path) {
+  struct stat info;
+  if (lstat(path.c_str(), &info) != 0) return "missing";
+  RecordSpec record{.attributes = info.st_mode,
+                    .created = static_cast<uint32_t>(info.st_ctime),
+                    .modified = static_cast<uint32_t>(info.st_mtime),
+                    .size = static_cast<uint64_t>(info.st_size),
+                    .uid = info.st_uid,
+                    .gid = info.st_gid,
+                    .inode = static_cast<uint32_t>(info.st_ino),
+                    .links = static_cast<uint32_t>(info.st_nlink)};
+  if (S_ISDIR(info.st_mode)) record.flags = kRecordDirectory;
+  if (S_ISLNK(info.st_mode)) {
+    record.flags = kRecordSymlink;
+    record.target = fs::read_symlink(path).string();
+  }
+  return Describe(record);
+}
+
+using Tree = std::map<std::string, std::string>;  // path from the root -> description
+
+// A tree as this test's own walk sees it.
+Tree WalkedTree(const fs::path& root) {
+  Tree tree{{"/", DescribeFile(root)}};
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    tree["/" + entry.path().lexically_relative(root).string()] = DescribeFile(entry.path());
+  }
+  return tree;
+}
+
+std::string Below(const std::string& directory, const std::string& name) {
+  return directory == "/" ? "/" + name : directory + "/" + name;
+}
+
+// A tree as the records tell it.
+Tree RecordedTree(const ScanRead& scan) {
+  Tree tree;
+  std::string directory;
+  for (const RecordSpec& record : scan.records) {
+    const bool isDirectory = (record.flags & kRecordDirectory) != 0;
+    if (isDirectory) directory = record.name;
+    const std::string path = isDirectory ? record.name : Below(directory, record.name);
+    EXPECT_TRUE(tree.emplace(path, Describe(record)).second) << "recorded twice: " << path;
+  }
+  return tree;
+}
+
+// Totals and counts, recomputed from the records.
+void ExpectNfsTotalsAgree(const ScanRead& scan) {
+  uint32_t directories = 0, files = 0, hardLinks = 0, symlinks = 0;
+  uint64_t bytes = 0;
+  for (const RecordSpec& record : scan.records) {
+    if ((record.flags & kRecordDirectory) != 0) {
+      ++directories;
+      continue;
+    }
+    ++files;
+    bytes += record.size;
+    hardLinks += record.links > 1;
+    symlinks += (record.flags & kRecordSymlink) != 0;
+  }
+  EXPECT_EQ(scan.root.directories, directories);
+  EXPECT_EQ(scan.root.files, files);
+  EXPECT_EQ(scan.root.totalFileSize, bytes);
+  EXPECT_EQ(scan.root.counts[kNfsHardLinks], hardLinks);
+  EXPECT_EQ(scan.root.counts[kNfsSymlinks], symlinks);
+}
+
+class MkdtlScan : public testing::Test {
+ protected:
+  MkdtlScan() { fs::create_directory(tree()); }
+
+  fs::path tree() const { return dir_ / "tree"; }
+  std::string out() const { return dir_ / "out.dtl"; }
+  void Put(const fs::path& name, const std::string& text = "") {
+    fs::create_directories((tree() / name).parent_path());
+    WriteFile(tree() / name, text);
+  }
+
+  TempDir dir_;
+};
+
+TEST_F(MkdtlScan, RecordsAreWhatTheTreeHolds) {
+  Put("plain.txt", "12345");
+  Put("deep/er/still/file", std::string(100000, 'x'));
+  Put("name \xFF\xC3(not UTF-8)\n", "");
+  Put("group", "");
+  fs::permissions(tree() / "group", fs::perms{0664});
+  fs::create_directories(tree() / "empty");
+  fs::create_hard_link(tree() / "plain.txt", tree() / "deep/second");
+  fs::create_symlink("plain.txt", tree() / "link");
+  fs::create_symlink("../no/such/target", tree() / "deep/dangling");
+  fs::create_symlink(std::string(4000, 't'), tree() / "long link");
+  fs::create_directory_symlink("deep", tree() / "dirlink");
+  ASSERT_EQ(mkfifo((tree() / "pipe").c_str(), 0600), 0);
+  ASSERT_EQ(truncate((tree() / "deep/second").c_str(), off_t{5} << 30), 0);
+  const timespec times[2] = {{.tv_sec = -5, .tv_nsec = 0}, {.tv_sec = 86400, .tv_nsec = 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, (tree() / "group").c_str(), times, 0), 0);
+
+  const RunResult run = RunMkdtl({"scan", tree(), out()});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  const ScanRead scan = ReadScan(out());
+  EXPECT_EQ(RecordedTree(scan), WalkedTree(tree()));
+  ExpectNfsTotalsAgree(scan);
+  EXPECT_EQ(scan.root.emptyDirectories, 1u);
+  EXPECT_EQ(scan.root.counts[kNfsHardLinks], 2u);
+  EXPECT_EQ(scan.root.counts[kNfsSymlinks], 4u);
+  const auto group = std::find_if(scan.records.begin(), scan.records.end(),
+                                  [](const RecordSpec& r) { return r.name == "group"; });
+  EXPECT_EQ(group->accessed, 0u) << "a time before 1970 is stored as 1970";
+}
+
+TEST_F(MkdtlScan, SaysWhereWhenAndOfWhat) {
+  Put("file");
+  const auto before = static_cast<uint32_t>(std::time(nullptr));
+  EXPECT_EQ(RunMkdtl({"scan", "../tree/.", out()}, {.cwd = tree()}).status, 0);
+  const ScanRead scan = ReadScan(out());
+  const std::string bytes = ReadFile(out());
+  EXPECT_EQ(scan.header.magic, kMagicFinished);
+  EXPECT_EQ(scan.header.revision, 8u);
+  EXPECT_EQ(scan.header.flags, kHeaderNfs);
+  EXPECT_GE(scan.header.scanTime, before);
+  EXPECT_LE(scan.header.scanTime, static_cast<uint32_t>(std::time(nullptr)));
+  char host[256] = {};
+  gethostname(host, sizeof host - 1);
+  const std::u16string hostUnits(host, host + strlen(host) + 1);
+  EXPECT_EQ(ReadUnits(bytes, scan.header.serverString), hostUnits);
+  EXPECT_EQ(ReadUnits(bytes, scan.root.hostString), hostUnits);
+  const std::string root = fs::canonical(tree()).string() + '\0';
+  EXPECT_EQ(ReadUnits(bytes, scan.root.rootString), std::u16string(root.begin(), root.end()));
+  struct statvfs volume;
+  ASSERT_EQ(statvfs(tree().c_str(), &volume), 0);
+  EXPECT_EQ(scan.root.volumeCapacity, volume.f_blocks * volume.f_frsize);
+  const std::map<uint32_t, std::string> users = {{geteuid(), getpwuid(geteuid())->pw_name}};
+  const std::map<uint32_t, std::string> groups = {{getegid(), getgrgid(getegid())->gr_name}};
+  EXPECT_EQ(ReadIds(bytes, scan.header.idSection, kIdUser), users);
+  EXPECT_EQ(ReadIds(bytes, scan.header.idSection, kIdGroup), groups);
+}
+
+TEST_F(MkdtlScan, FilesComeRightAfterTheirDirectoryInSortedOrder) {
+  for (const char* name : {"b/z", "b/a/x", "b/c", "a", "c", "B/q", "b/a/y/deep"}) Put(name);
+  ASSERT_EQ(RunMkdtl({"scan", tree(), out()}).status, 0);
+  std::vector<std::string> names;
+  for (const RecordSpec& record : ReadScan(out()).records) names.push_back(record.name);
+  EXPECT_THAT(names,
+              ElementsAre("/", "a", "c", "/B", "q", "/b", "c", "z", "/b/a", "x", "/b/a/y", "deep"));
+}
+
+// The tree is far deeper than a path or the table of open files allows.
+TEST_F(MkdtlScan, DepthHasNoLimitBelowThatOfTheFormat) {
+  constexpr int kDepth = 1100;
+  const std::string name = "deeper";
+  UniqueFd at(open(tree().c_str(), O_RDONLY | O_DIRECTORY));
+  for (int i = 0; i < kDepth; ++i) {
+    ASSERT_EQ(mkdirat(at.get(), name.c_str(), 0755), 0);
+    at = UniqueFd(openat(at.get(), name.c_str(), O_RDONLY | O_DIRECTORY));
+  }
+  ASSERT_TRUE(UniqueFd(openat(at.get(), "bottom", O_CREAT | O_WRONLY, 0600)).valid());
+  Put("zz/after", "");
+  const RunResult run = RunMkdtl({"scan", tree(), out()});
+  EXPECT_EQ(run.status, 0) << run.err;
+  const ScanRead scan = ReadScan(out());
+  ASSERT_EQ(scan.records.size(), kDepth + 4u);
+  EXPECT_EQ(scan.records[kDepth].name.size(), kDepth * (name.size() + 1));
+  EXPECT_EQ(scan.records[kDepth + 1].name, "bottom");
+  EXPECT_EQ(scan.records[kDepth + 2].name, "/zz");
+}
+
+// A path that no record can name is told, and the rest is there.
+TEST_F(MkdtlScan, PathTooLongForTheFormatIsLeftOut) {
+  UniqueFd at(open(tree().c_str(), O_RDONLY | O_DIRECTORY));
+  const std::string name(255, 'n');
+  for (int i = 0; i < 257; ++i) {
+    ASSERT_EQ(mkdirat(at.get(), name.c_str(), 0755), 0);
+    at = UniqueFd(openat(at.get(), name.c_str(), O_RDONLY | O_DIRECTORY));
+  }
+  Put("zz/after");
+  const RunResult run = RunMkdtl({"scan", tree(), out()});
+  EXPECT_EQ(run.status, 3);
+  EXPECT_THAT(run.err, HasSubstr("File name too long\nmkdtl: 1 entries could not be read\n"));
+  const ScanRead scan = ReadScan(out());
+  ASSERT_EQ(scan.records.size(), 255u + 3);  // 255 * 256 bytes fit, 256 * 256 do not
+  EXPECT_EQ(scan.records.back().name, "after");
+}
+
+// Runs the program without the rights of root, which may read everything.
+RunResult RunUnprivileged(const TempDir& dir, std::vector<std::string> args) {
+  if (geteuid() != 0) return RunMkdtl(args);
+  const std::string program = dir / "mkdtl";
+  fs::copy_file(MkdtlPath(), program);
+  std::vector<std::string> argv = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534",
+                                   "--clear-groups", program};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return RunProgram(argv);
+}
+
+TEST_F(MkdtlScan, WhatCannotBeReadIsToldAndTheRestWritten) {
+  if (geteuid() == 0 && !fs::exists("/usr/bin/setpriv")) GTEST_SKIP() << "needs setpriv";
+  Put("a/file");
+  Put("closed/hidden");
+  Put("listed/seen-but-closed");
+  Put("z/file");
+  fs::permissions(dir_.path(), fs::perms{0777});
+  fs::permissions(tree() / "closed", fs::perms{0});
+  fs::permissions(tree() / "listed", fs::perms{0444});
+  const RunResult run = RunUnprivileged(dir_, {"scan", tree(), out()});
+  fs::permissions(tree() / "closed", fs::perms{0700});
+  fs::permissions(tree() / "listed", fs::perms{0700});
+  EXPECT_EQ(run.status, 3);
+  const std::string root = fs::canonical(tree());
+  EXPECT_EQ(run.err, "mkdtl: cannot read '" + root + "/closed': Permission denied\n" +
+                         "mkdtl: cannot read '" + root +
+                         "/listed/seen-but-closed': Permission denied\n" +
+                         "mkdtl: 2 entries could not be read\n");
+  std::vector<std::string> paths;
+  for (const auto& [path, unused] : RecordedTree(ReadScan(out()))) paths.push_back(path);
+  EXPECT_THAT(paths, ElementsAre("/", "/a", "/a/file", "/closed", "/listed", "/z", "/z/file"));
+}
+
+// Mount points are directories without contents. /dev usually holds some.
+TEST_F(MkdtlScan, OtherFilesystemsAreNotEntered) {
+  std::set<std::string> mounts;
+  struct stat dev, info;
+  ASSERT_EQ(lstat("/dev", &dev), 0);
+  for (const auto& entry : fs::directory_iterator("/dev")) {
+    if (lstat(entry.path().c_str(), &info) == 0 && S_ISDIR(info.st_mode) &&
+        info.st_dev != dev.st_dev) {
+      mounts.insert("/" + entry.path().filename().string());
+    }
+  }
+  if (mounts.empty()) GTEST_SKIP() << "nothing is mounted below /dev";
+  RunMkdtl({"scan", "/dev", out()});
+  const Tree tree = RecordedTree(ReadScan(out()));
+  for (const std::string& mount : mounts) {
+    ASSERT_TRUE(tree.contains(mount)) << mount;
+    const auto next = tree.upper_bound(mount + "/");
+    EXPECT_TRUE(next == tree.end() || !next->first.starts_with(mount + "/")) << next->first;
+  }
+}
+
+TEST_F(MkdtlScan, ResultInsideTheTreeDoesNotRecordItself) {
+  Put("file");
+  for (const char* form : {"--", "--compress"}) {
+    const std::string result = (tree() / "r.dtl").string();
+    ASSERT_EQ(RunMkdtl({"scan", form, tree(), result}).status, 0);
+    if (form == std::string("--")) {
+      EXPECT_EQ(ReadScan(result).records.size(), 2u);
+    }
+  }
+  EXPECT_THAT(ReadFile(tree() / "r.dtl").substr(0, 2), "\x78\x01");
+}
+
+class MkdtlOutput : public testing::Test {
+ protected:
+  TempDir dir_;
+  const std::vector<std::string> synth_ = {"synth", "--kind", "nfs", "--records", "5000"};
+
+  std::vector<std::string> Synth(const std::string& out) const {
+    std::vector<std::string> args = synth_;
+    args.push_back(out);
+    return args;
+  }
+};
+
+TEST_F(MkdtlOutput, CompressedFormInflatesToThePlainOne) {
+  ASSERT_EQ(RunMkdtl(Synth(dir_ / "plain")).status, 0);
+  std::vector<std::string> args = Synth(dir_ / "packed");
+  args.push_back("--compress");
+  ASSERT_EQ(RunMkdtl(args).status, 0);
+  const std::string plain = ReadFile(dir_ / "plain");
+  const std::string packed = ReadFile(dir_ / "packed");
+  EXPECT_EQ(packed.substr(0, 2), "\x78\x01");
+  std::string inflated(plain.size(), '\0');
+  uLongf size = inflated.size();
+  ASSERT_EQ(uncompress(reinterpret_cast<Bytef*>(inflated.data()), &size,
+                       reinterpret_cast<const Bytef*>(packed.data()), packed.size()),
+            Z_OK);
+  EXPECT_TRUE(inflated == plain);
+  EXPECT_THAT(dir_.Entries(), ElementsAre("packed", "plain"));
+}
+
+// An older result stays, and nothing else is left, when a new one cannot be written whole.
+TEST_F(MkdtlOutput, FailedWriteLeavesNothing) {
+  for (const std::string form : {"", "--compress"}) {
+    WriteFile(dir_ / "old", "older result");
+    const std::string command =
+        "ulimit -f 200; exec " + MkdtlPath() + " synth --kind cifs --records 50000 " + form + " ";
+    for (const char* name : {"old", "new"}) {
+      const RunResult run = RunProgram({"/bin/sh", "-c", command + name}, {.cwd = dir_.path()});
+      EXPECT_EQ(run.status, 1);
+      EXPECT_EQ(run.out, "");
+      EXPECT_EQ(run.err, std::string("mkdtl: cannot write '") + name + "': File too large\n");
+    }
+    EXPECT_THAT(dir_.Entries(), ElementsAre("old"));
+    EXPECT_EQ(ReadFile(dir_ / "old"), "older result");
+  }
+}
+
+TEST_F(MkdtlOutput, SignalLeavesNothing) {
+  for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
+    const std::string command = MkdtlPath() +
+                                " synth --kind nfs --records 400000000 new & "
+                                "while ! ls new.* > /dev/null 2>&1; do sleep 0.01; done; "
+                                "kill -" +
+                                std::to_string(signalNumber) + " $!; wait $!";
+    const RunResult run = RunProgram({"/bin/bash", "-m", "-c", command}, {.cwd = dir_.path()});
+    EXPECT_EQ(run.status, 128 + signalNumber);
+    EXPECT_THAT(dir_.Entries(), IsEmpty());
+  }
+}
+
+TEST_F(MkdtlOutput, NamesThatCannotBeResults) {
+  ASSERT_EQ(mkfifo((dir_ / "pipe").c_str(), 0600), 0);
+  const std::string notRegular = "it is there and no regular file";
+  const std::map<std::string, std::string> rows = {
+      {"pipe", notRegular}, {".", notRegular}, {"no/such/dir", "No such file or directory"}};
+  for (const auto& [name, problem] : rows) {
+    const RunResult run = RunMkdtl(Synth(name), {.cwd = dir_.path()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "mkdtl: cannot write '" + name + "': " + problem + "\n");
+  }
+  EXPECT_THAT(dir_.Entries(), ElementsAre("pipe"));
+}
+
+TEST_F(MkdtlOutput, LinkToAResultIsWrittenThrough) {
+  WriteFile(dir_ / "real", "");
+  fs::create_symlink("real", dir_ / "link");
+  ASSERT_EQ(RunMkdtl(Synth(dir_ / "link")).status, 0);
+  EXPECT_TRUE(fs::is_symlink(dir_ / "link"));
+  EXPECT_EQ(ReadScan(dir_ / "real").records.size(), 5000u);
+}
+
+TEST(MkdtlCommand, WrongUsageIsTold) {
+  const std::map<std::vector<std::string>, std::string> rows = {
+      {{}, "no command"},
+      {{"walk"}, "unknown command: walk"},
+      {{"scan"}, "'scan' needs a directory and a result file"},
+      {{"scan", "a", "b", "c"}, "'scan' needs a directory and a result file"},
+      {{"synth", "x"}, "'synth' needs --kind and --records"},
+      {{"synth", "--kind", "nfs", "--records", "1"}, "'synth' needs one result file"},
+      {{"synth", "--kind", "smb", "--records", "1", "x"}, "--kind is nfs or cifs, not smb"},
+      {{"synth", "--kind", "nfs", "--records", "0", "x"}, "not a number of records: 0"},
+      {{"synth", "--kind", "nfs", "--records", "4294967296", "x"},
+       "not a number of records: 4294967296"},
+      {{"synth", "--records", "1", "--seed", "-1", "x"}, "not a seed: -1"},
+  };
+  const TempDir dir;
+  for (const auto& [args, problem] : rows) {
+    const RunResult run = RunMkdtl(args, {.cwd = dir.path()});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "mkdtl: " + problem + "\nTry 'mkdtl --help'.\n");
+  }
+  EXPECT_THAT(RunMkdtl({"scan", "--help"}).out, HasSubstr("usage: mkdtl scan"));
+  EXPECT_EQ(RunMkdtl({"scan", "/no/such", "x"}, {.cwd = dir.path()}).err,
+            "mkdtl: cannot open directory '/no/such': No such file or directory\n");
+  EXPECT_THAT(dir.Entries(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace tabulon
