@@ -1,0 +1,255 @@
+#include "detail/securityobjects.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "detail/child.h"
+#include "detail/detailfile.h"
+#include "support.h"
+#include "tools/dtlbuild.h"
+
+namespace tabulon {
+namespace {
+
+using testing::ElementsAre;
+
+template <class Object>
+std::vector<const Object*> Objects(Tree* tree) {
+  std::vector<const Object*> objects;
+  for (KeyRecord at = TreeLowKey(tree); at; at = TreeNextKey(tree)) {
+    const Object* object;
+    std::memcpy(&object, at.key(), sizeof object);
+    objects.push_back(object);
+  }
+  return objects;
+}
+
+std::string Narrow(std::wstring_view text) {
+  std::string narrow;
+  for (const wchar_t unit : text) narrow.push_back(static_cast<char>(unit));
+  return narrow;
+}
+
+// "domain\name" of the SIDs of a tree, in its order.
+std::vector<std::string> Accounts(Tree* tree) {
+  std::vector<std::string> accounts;
+  for (const SidObject* sid : Objects<SidObject>(tree)) {
+    accounts.push_back(Narrow(sid->domain) + "\\" + Narrow(sid->name));
+  }
+  return accounts;
+}
+
+class SecurityObjectsTest : public testing::Test {
+ protected:
+  ~SecurityObjectsTest() override {
+    FreeSecurityObjects();
+    sdTempFile.Remove();
+    tempDir.reset();
+  }
+
+  void Load(std::string_view file) {
+    WriteFile(dir_ / "x.dtl", file);
+    const UniqueFd fd(open((dir_ / "x.dtl").c_str(), O_RDONLY | O_CLOEXEC));
+    tempDir = dir_.path();
+    sdTempFile = TempFile::Create("sdtemp.tmp");
+    const LogHeader header = ParseHeader(Bytes(file));
+    LoadSecurityObjects(fd.get(), header);
+    LoadIdObjects(fd.get(), header);
+  }
+  // Loads a file whose security and ID section are these bytes.
+  void LoadSection(const std::string& section) {
+    Load(BuildDtl(
+             {.tail = section,
+              .adjust = [](LogHeader& header,
+                           LogRoot&) { header.securitySection = header.idSection = kSectionAt; }})
+             .substr(0, kSectionAt) +
+         section);
+  }
+  static std::span<const unsigned char, kHeaderSize> Bytes(std::string_view file) {
+    return std::span<const unsigned char, kHeaderSize>(
+        reinterpret_cast<const unsigned char*>(file.data()), kHeaderSize);
+  }
+
+  static constexpr uint64_t kSectionAt = 100;
+  TempDir dir_;
+};
+
+TEST_F(SecurityObjectsTest, DescriptorsAreCopiedAndIndexed) {
+  const std::vector<std::string> descriptors = {"first", "", std::string(600'000, 's'), "last"};
+  Load(BuildDtl({.kind = ScanKind::kCifs, .descriptors = descriptors}));
+  std::string all;
+  for (uint32_t i = 0; i < descriptors.size(); ++i) {
+    const KeyRecord found = TreeSearch(sdTree, &i, sizeof i);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(LoadU32(found.extra()), descriptors[i].size());
+    EXPECT_EQ(LoadU32(found.extra() + 4), all.size());
+    all += descriptors[i];
+  }
+  EXPECT_EQ(ReadFile(sdTempFile.path()), all);
+  EXPECT_EQ(sdCount, 4U);
+}
+
+TEST_F(SecurityObjectsTest, EachTreeHasItsOrder) {
+  Load(BuildDtl({.kind = ScanKind::kCifs,
+                 .domains = {"beta", "Alpha", "BETA", ""},
+                 .sids = {{.sid = "b2", .name = "zoe", .domain = 0, .type = 1},
+                          {.sid = "b", .name = "Adam", .domain = 1, .type = 1},
+                          {.sid = "\xFF", .name = "adam", .domain = 0, .type = -3},
+                          {.sid = "a", .name = "Everyone", .domain = 3, .type = 5},
+                          {.sid = "c", .name = "lost", .domain = 4, .type = 5},
+                          // Equal to an earlier one in one order each, letter case aside.
+                          {.sid = "b2", .name = "yan", .domain = 1, .type = 2},
+                          {.sid = "d", .name = "ZOE", .domain = 2, .type = 1},
+                          {.sid = "e", .name = "Zoe", .domain = 2, .type = 2}}}));
+  EXPECT_THAT(Accounts(sidTree), ElementsAre("\\Everyone", "Alpha\\Adam", "beta\\zoe", "\\lost",
+                                             "BETA\\ZOE", "BETA\\Zoe", "beta\\adam"));
+  EXPECT_THAT(Accounts(sidDisplayTree),
+              ElementsAre("beta\\adam", "Alpha\\Adam", "beta\\zoe", "Alpha\\yan", "BETA\\Zoe",
+                          "\\Everyone", "\\lost"));
+  EXPECT_THAT(Accounts(sidLookupTree), ElementsAre("\\Everyone", "\\lost", "Alpha\\Adam",
+                                                   "Alpha\\yan", "beta\\adam", "beta\\zoe"));
+  EXPECT_EQ(domainCount, 4U);
+  EXPECT_EQ(sidCount, 8U);
+
+  ASSERT_NE(FindSid(L"bEtA", L"ZoE"), nullptr);
+  EXPECT_EQ(FindSid(L"bEtA", L"ZoE")->sid, "b2");
+  EXPECT_EQ(FindSid(L"", L"everyone")->sid, "a");
+  EXPECT_EQ(FindSid(L"beta", L"zo"), nullptr);
+  EXPECT_EQ(FindSid(L"gamma", L"zoe"), nullptr);
+  FreeSecurityObjects();
+  EXPECT_EQ(FindSid(L"beta", L"zoe"), nullptr);
+}
+
+TEST_F(SecurityObjectsTest, FieldsAreKept) {
+  Load(BuildDtl({.kind = ScanKind::kCifs,
+                 .sids = {{.sid = BinarySid(5, {21, 500}),
+                           .name = "\xE2\x82\xAC",
+                           .domain = 9,
+                           .type = -2,
+                           .firstCount = 7,
+                           .secondCount = 0xFFFFFFFF}}}));
+  const auto sids = Objects<SidObject>(sidTree);
+  ASSERT_EQ(sids.size(), 1U);
+  EXPECT_EQ(sids[0]->sid, BinarySid(5, {21, 500}));
+  EXPECT_EQ(sids[0]->name, L"\x20AC");
+  EXPECT_EQ(sids[0]->type, -2);
+  EXPECT_EQ(sids[0]->firstCount, 7U);
+  EXPECT_EQ(sids[0]->secondCount, 0xFFFFFFFF);
+}
+
+TEST_F(SecurityObjectsTest, IdsAreOrderedByKindAndValue) {
+  Load(BuildDtl({.ids = {{.id = 0xFFFFFFFE, .kind = 1, .third = 3, .name = "nobody"},
+                         {.id = 0, .kind = 2, .third = 0, .name = "wheel"},
+                         {.id = 7, .kind = 1, .third = 0, .name = ""},
+                         {.id = 7, .kind = 1, .third = 0, .name = "again"}}}));
+  std::vector<std::string> names;
+  for (const IdObject* id : Objects<IdObject>(idTree)) {
+    names.push_back(std::to_string(id->kind) + " " + std::to_string(id->id) + " " +
+                    std::to_string(id->third) + " " +
+                    std::string(id->name.data(), strnlen(id->name.data(), id->name.size())));
+  }
+  EXPECT_THAT(names, ElementsAre("1 7 0 ", "1 4294967294 3 nobody", "2 0 0 wheel"));
+  EXPECT_EQ(idCount, 4U);
+}
+
+TEST_F(SecurityObjectsTest, NoSectionGivesEmptyTables) {
+  Load(BuildDtl({.kind = ScanKind::kCifs}));
+  for (Tree* tree : {sdTree, sidTree, sidDisplayTree, sidLookupTree, idTree}) {
+    ASSERT_NE(tree, nullptr);
+    EXPECT_FALSE(TreeLowKey(tree));
+  }
+}
+
+// Little-endian words and bytes, one behind the other.
+std::string Words(std::initializer_list<uint32_t> words, std::string_view rest = {}) {
+  std::string bytes;
+  for (const uint32_t word : words) Append32(bytes, word);
+  return bytes.append(rest);
+}
+
+// At every place where the file may end, what stands whole before it is loaded.
+TEST_F(SecurityObjectsTest, AnEntryCutShortEndsTheLoading) {
+  const std::string descriptors = Words({1, 4}, "desc");
+  const std::string domains = Words({1, 8, 'd', 0});
+  const std::string entry = Words({2, 12, 0, 1, 1, 1}, "s");
+  const std::string name = Words({'n', 'm', 0});
+  const std::string section =
+      descriptors + domains + Words({2}) + entry + "1" + name + entry + "2" + name;
+  const size_t first = descriptors.size() + domains.size() + 4 + entry.size() + 1 + name.size();
+  for (size_t size = 0; size <= section.size(); ++size) {
+    LoadSection(section.substr(0, size));
+    const size_t sids = size < first ? 0 : size < section.size() ? 1 : 2;
+    ASSERT_EQ(Objects<SidObject>(sidTree).size(), sids) << size;
+    const uint32_t ordinal = 0;
+    ASSERT_EQ(bool(TreeSearch(sdTree, &ordinal, sizeof ordinal)), size >= descriptors.size());
+    ASSERT_EQ(FindSid(L"d", L"nm") != nullptr, sids > 0);
+  }
+  const std::string ids = Words({2, 5, 1, 0, 2}, "ab") + Words({6, 1, 0, 2}, "cd");
+  for (size_t size = 0; size <= ids.size(); ++size) {
+    LoadSection(ids.substr(0, size));
+    ASSERT_EQ(Objects<IdObject>(idTree).size(), size < 22 ? 0U : size < ids.size() ? 1U : 2U);
+  }
+}
+
+// Counts and lengths that claim more than the file holds cost neither time nor memory.
+TEST_F(SecurityObjectsTest, CountsAndLengthsThatLie) {
+  constexpr uint32_t kMost = 0xFFFFFFFF;
+  const std::string zeros(65'536, '\0');
+  const std::string sections[] = {
+      Words({kMost}, zeros),         // descriptors of no length
+      Words({kMost, kMost}, zeros),  // one of all lengths
+      Words({0, kMost}, zeros),      // domains
+      Words({0, kMost, kMost}, zeros),
+      Words({0, 0, kMost}, zeros),  // SIDs
+      Words({0, 0, kMost, kMost, kMost, 0, 0, 0, 0}, zeros),
+      Words({0, 0, 2, 3, 5, 0, 0, 0, 0}, "sid12345abc"),  // a name of an odd length
+  };
+  for (const std::string& section : sections) {
+    const auto start = std::chrono::steady_clock::now();
+    LoadSection(section);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_LE(Objects<SidObject>(sidTree).size(), 1U);
+  }
+}
+
+// Two long names that differ in their last letter only, each shared by many SIDs.
+TEST_F(SecurityObjectsTest, LongDomainNamesAreNotComparedForEverySid) {
+  const size_t length = size_t{1} << 20;
+  std::string section = Words({0, 2});
+  for (const char32_t last : {U'a', U'b'}) {
+    std::u32string text(length, U'd');
+    text.back() = last;
+    Append32(section, static_cast<uint32_t>(length * 4));
+    section.append(reinterpret_cast<const char*>(text.data()), length * 4);
+  }
+  constexpr uint32_t kSids = 20'000;
+  Append32(section, kSids);
+  for (uint32_t i = 0; i < kSids; ++i) {
+    section += Words({4, 0, (i * 7) % 2, i, 1, 1, i});
+  }
+  const auto start = std::chrono::steady_clock::now();
+  LoadSection(section);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+  EXPECT_EQ(Objects<SidObject>(sidTree).size(), kSids);
+  EXPECT_EQ(Objects<SidObject>(sidLookupTree).size(), 2U);
+}
+
+TEST_F(SecurityObjectsTest, AFullDiskEndsTheRun) {
+  const RunResult result = RunInChild([&] {
+    sdTempFile = TempFile::CreateNamed("/dev/full");
+    const std::string file = BuildDtl({.kind = ScanKind::kCifs, .descriptors = {"one"}});
+    WriteFile(dir_ / "x.dtl", file);
+    const UniqueFd fd(open((dir_ / "x.dtl").c_str(), O_RDONLY | O_CLOEXEC));
+    LoadSecurityObjects(fd.get(), ParseHeader(Bytes(file)));
+  });
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "Error writing '/dev/full'\n  (p28) No space left on device\n");
+}
+
+}  // namespace
+}  // namespace tabulon
