@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <compare>
 #include <cstring>
 #include <cwchar>
 #include <deque>
@@ -89,18 +90,24 @@ struct TypeWork : ReportWork {
   bool plainFold;    // the locale folds ASCII letters to ASCII letters
 };
 
+// What the report's tree carries with each key.
+struct TypeData {
+  TypeEntry* entry;
+};
+static_assert(sizeof(TypeData) == 8);
+
 // The entry with this key in the report's tree; made, with the name that `name` tells, when it is
 // the first.
 template <class Name>
 TypeEntry* EntryInTree(Report& report, TypeWork& work, const void* key, size_t size, Name name) {
   const auto length = static_cast<uint32_t>(size);
   if (const KeyRecord found = TreeSearch(report.tree.get(), key, length)) {
-    return LoadLittle<TypeEntry*>(found.extra());
+    return LoadLittle<TypeData>(found.extra()).entry;
   }
-  TypeEntry* entry = &work.entries.emplace_back();
-  entry->name = name();
-  TreeAddKey(report.tree.get(), key, length, &entry);
-  return entry;
+  const TypeData data{&work.entries.emplace_back()};
+  data.entry->name = name();
+  TreeAddKey(report.tree.get(), key, length, &data);
+  return data.entry;
 }
 
 constexpr uint64_t kEveryByte = 0x0101010101010101;
@@ -207,7 +214,7 @@ TreeHandle SortEntries(Report& report, size_t& width) {
                                  .compare = SortKeyCompare});
   for (KeyRecord record = TreeLowKey(report.tree.get()); record;
        record = TreeNextKey(report.tree.get())) {
-    const SortKey key{&report, LoadLittle<TypeEntry*>(record.extra())};
+    const SortKey key{&report, LoadLittle<TypeData>(record.extra()).entry};
     width = std::max(width, key.entry->name.size());
     TreeAddKey(sorted.get(), &key, sizeof key, nullptr);
   }
@@ -259,8 +266,8 @@ int SortKeyCompare(const void* a, uint32_t, const void* b, uint32_t) {
   const bool countFirst = keyA.report->typeSort == kSortByCount;
   const std::strong_ordering first = countFirst ? byCount : bySize;
   const std::strong_ordering second = countFirst ? bySize : byCount;
-  if (first != 0) return first < 0 ? -1 : 1;
-  if (second != 0) return second < 0 ? -1 : 1;
+  if (std::is_neq(first)) return std::is_lt(first) ? -1 : 1;
+  if (std::is_neq(second)) return std::is_lt(second) ? -1 : 1;
   return std::wcscmp(entryA.name.c_str(), entryB.name.c_str());
 }
 

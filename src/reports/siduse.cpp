@@ -80,6 +80,12 @@ void WriteCsvRow(Report& report, const SidObject& sid) {
   }
 }
 
+// A key of the tree.
+struct DisplayKey {
+  const SidObject* sid;
+};
+static_assert(sizeof(DisplayKey) == 8);
+
 void WriteHeading(Report& report) {
   if (report.format != kFormatCsv) {
     ReportEntry(report, L"---- %ls\n\n", report.title);
@@ -99,7 +105,7 @@ void DisplaySidUse(Report& report) {
   const SidObject* written = nullptr;  // the row above
   for (KeyRecord record = TreeLowKey(sidDisplayTree); record;
        record = TreeNextKey(sidDisplayTree)) {
-    const auto* sid = LoadLittle<const SidObject*>(record.key());
+    const SidObject* sid = LoadLittle<DisplayKey>(record.key()).sid;
     if (sid->firstCount == 0) continue;
     if (report.format == kFormatCsv) {
       WriteCsvRow(report, *sid);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <deque>
 
 #include "capture.h"
@@ -37,7 +38,7 @@ class SidUse : public testing::Test {
     sid.domain = domain;
     sid.name = name;
     const SidObject* reference = &sid;
-    ASSERT_TRUE(TreeAddKey(tree_.get(), &reference, sizeof reference, nullptr));
+    ASSERT_TRUE(TreeAddKey(tree_.get(), &reference, sizeof(uintptr_t), nullptr));
   }
 
   static std::string Text(int format, uint32_t flags = 0) {
