@@ -9,7 +9,6 @@
 #include <ctime>
 #include <memory>
 #include <optional>
-#include <utility>
 
 #include "base/fileio.h"
 
@@ -29,7 +28,7 @@ constexpr mode_t kLogMode = 0666;  // before the process mask
 
 bool writeErrors = false;
 
-// The mutexes of embedders that log from several threads; made when asked for, never freed.
+// The mutexes of embedders that log from several threads; made when asked for.
 std::unique_ptr<pthread_mutex_t> logLock;
 std::unique_ptr<pthread_mutex_t> debugLogLock;
 
@@ -37,6 +36,11 @@ std::unique_ptr<pthread_mutex_t> NewLock() {
   auto lock = std::make_unique<pthread_mutex_t>();
   pthread_mutex_init(lock.get(), nullptr);
   return lock;
+}
+
+void DropLock(std::unique_ptr<pthread_mutex_t>& lock) {
+  if (lock) pthread_mutex_destroy(lock.get());
+  lock.reset();
 }
 
 // Holds a lock for one entry when locking is in use.
@@ -50,10 +54,6 @@ class EntryLock {
   }
   EntryLock(const EntryLock&) = delete;
   EntryLock& operator=(const EntryLock&) = delete;
-  // Destroys the mutex instead of unlocking it.
-  void Destroy() {
-    if (lock_ != nullptr) pthread_mutex_destroy(std::exchange(lock_, nullptr));
-  }
 
  private:
   pthread_mutex_t* lock_;
@@ -140,17 +140,14 @@ void PutMemoryError(TextStream& stream, const wchar_t* label) {
   put("\n");
 }
 
-[[noreturn]] void CannotCreate(int errnum, std::wstring_view which, std::string_view name) {
-  PosixErrExit(errnum, L"Unable to create %ls file '%s'\n", which, name);
-}
-
 // Opens a log file under its expanded name, or ends the run.
 TextStream* OpenLog(TextStream& stream, const char* name, int openFlags, std::wstring_view which) {
   const std::string expanded = MakeFilename(name);
   const int fd = open(expanded.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | openFlags, kLogMode);
   if (fd < 0) {
+    const int failure = errno;
     if (which == L"error") errFile = &ErrorConsole();
-    CannotCreate(errno, which, expanded);
+    PosixErrExit(failure, L"Unable to create %ls file '%s'\n", which, expanded);
   }
   stream.Attach(fd, true, TextEncoding::kLocale, expanded);
   return &stream;
@@ -244,10 +241,12 @@ void Error(std::wstring_view format, Args args) {
 
 void PosixError(int errnum, std::wstring_view format, Args args) {
   const int number = errnum != 0 ? errnum : errno;
-  EntryLock lock(useLogThrdLock, logLock.get());
-  PutErrorTwice(number, format, args);
-  // Destroyed, not released: after this the lock is unusable. Kept so; see the header.
-  lock.Destroy();
+  {
+    const EntryLock lock(useLogThrdLock, logLock.get());
+    PutErrorTwice(number, format, args);
+  }
+  // From here on there is no lock, and entries are not serialised. Kept so; see the header.
+  if (useLogThrdLock == 1) DropLock(logLock);
 }
 
 void Debug(int level, std::wstring_view format, Args args) {

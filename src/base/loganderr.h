@@ -66,7 +66,7 @@ void LogErr(WideFormat<A...> format, const A&... args) {
 }
 
 // LogErr with the line "  (p<number>) <text>" of the system error behind it. `errnum` 0 = errno.
-// Under locking it leaves the log lock unusable: on purpose.
+// Under locking it destroys the log lock; later entries are not serialised. On purpose.
 template <class... A>
 void LogPosixErr(int errnum, WideFormat<A...> format, const A&... args) {
   WithArgs([&](auto packed) { log_internal::PosixError(errnum, format.text, packed); }, args...);

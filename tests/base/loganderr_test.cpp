@@ -1,0 +1,237 @@
+#include "base/loganderr.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/resource.h>
+
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <list>
+#include <new>
+
+#include "base/memory.h"
+#include "base/tempfile.h"
+#include "tests/support.h"
+
+namespace tabulon {
+namespace {
+
+using testing::ExitedWithCode;
+using testing::MatchesRegex;
+
+std::string Stamp(std::time_t time) {
+  char text[14];
+  std::strftime(text, sizeof text, "%y%m%d.%H%M%S", std::localtime(&time));
+  return text;
+}
+
+TEST(MakeFilename, PutsTheTimeInFrontOfTheLetter) {
+  const struct {
+    const char* pattern;
+    const char* before;
+    const char* between;  // of two stamps; null when there is one
+    const char* after;
+  } rows[] = {
+      {"list%d.txt", "list", nullptr, "d.txt"},
+      {"%D", "", nullptr, "D"},
+      {"a%d%Db", "a", "d", "Db"},
+      {"%%d", "%", nullptr, "d"},
+  };
+  for (const auto& row : rows) {
+    const std::time_t early = std::time(nullptr);
+    const std::string name = MakeFilename(row.pattern);
+    std::vector<std::string> possible;
+    for (std::time_t t = early; t <= std::time(nullptr); ++t) {
+      const std::string second = row.between != nullptr ? row.between + Stamp(t) : "";
+      possible.push_back(row.before + Stamp(t) + second + row.after);
+    }
+    EXPECT_THAT(possible, testing::Contains(name));
+  }
+  for (const char* plain : {"", "list.txt", "%x", "100%", "%%"}) {
+    EXPECT_EQ(MakeFilename(plain), plain);
+  }
+}
+
+TEST(Logs, ErrorLinesAlsoGoToTheListLogUnlessBothAreTheConsole) {
+  const TempDir dir;
+  const std::string list = dir / "list";
+  const std::string errors = dir / "errors";
+  const struct {
+    const char* logName;
+    const char* errName;
+    uint32_t combined;
+    std::string out;  // what standard output, standard error and the two files hold in the end
+    std::string err;
+    std::string inList;
+    std::string inErrors;
+  } rows[] = {
+      {nullptr, nullptr, 1, "one\n", "bad 7\n", "", ""},
+      {list.c_str(), nullptr, 0, "", "bad 7\n", "one\nbad 7\n", ""},
+      {nullptr, errors.c_str(), 0, "one\nbad 7\n", "", "", "bad 7\n"},
+      {list.c_str(), errors.c_str(), 0, "", "", "one\nbad 7\n", "bad 7\n"},
+  };
+  for (const auto& row : rows) {
+    for (const std::string& path : {list, errors}) WriteFile(path, "");
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    OpenLogErrFiles(0, row.logName, row.errName);
+    LogEntry(L"one\n");
+    LogErr(L"bad %d\n", 7);
+    const uint32_t combined = errLogCombined;
+    EXPECT_TRUE(CloseLogErrFiles());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), row.out);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), row.err);
+    EXPECT_EQ(combined, row.combined);
+    EXPECT_EQ(ReadFile(list), row.inList);
+    EXPECT_EQ(ReadFile(errors), row.inErrors);
+  }
+}
+
+TEST(Logs, SystemErrorsCarryNumberAndText) {
+  const TempDir dir;
+  OpenLogErrFiles(1, (dir / "list").c_str(), (dir / "errors").c_str());
+  LogExcEntry("na\xC3\xA9rrow\n");
+  errno = EACCES;
+  LogPosixErr(0, L"first '%s'\n", "x");
+  CloseLogErrFiles();
+  OpenLogErrFiles(1, (dir / "list2").c_str(), (dir / "errors2").c_str());
+  LogPosixErr(ENOENT, L"second\n");
+  LogEntry(L"after\n");  // the lock is gone, the log is not
+  CloseLogErrFiles();
+  EXPECT_EQ(ReadFile(dir / "errors"), "first 'x'\n  (p13) Permission denied\n");
+  EXPECT_EQ(ReadFile(dir / "list"), "na\xC3\xA9rrow\n" + ReadFile(dir / "errors"));
+  EXPECT_EQ(ReadFile(dir / "errors2"), "second\n  (p2) No such file or directory\n");
+  EXPECT_EQ(ReadFile(dir / "list2"), ReadFile(dir / "errors2") + "after\n");
+}
+
+TEST(Logs, TerminalsNeverGetControlsFromOutside) {
+  int ends[2];
+  ASSERT_EQ(openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr), 0);
+  const UniqueFd screen(ends[0]);
+  TextStream terminal;
+  terminal.Attach(ends[1], true, TextEncoding::kLocale, "terminal");
+  logFile = &terminal;
+  LogEntry(L"\t%ls|%c\n", L"\x1b]0;owned\a\n", L'\b');
+  char bytes[64];
+  const ssize_t got = read(screen.get(), bytes, sizeof bytes);
+  EXPECT_EQ(std::string(bytes, static_cast<size_t>(got)), "\t?]0;owned??|?\r\n");
+  logFile = nullptr;
+}
+
+TEST(DebugLog, TakesItsLevelsAndGathersRuns) {
+  const TempDir dir;
+  const std::string path = dir / "debug";
+  DebugLogEntry(1, L"never opened\n");
+  for (const int level : {0, 1, 3}) {
+    debugLevel = level;
+    OpenDebugLogFile(1, path.c_str());
+    for (const int entry : {0, 1, 3, 4}) DebugLogEntry(entry, L"level %d of %d\n", entry, level);
+    CloseDebugLogFile();
+  }
+  debugLevel = 0;
+  const std::string stamp = "[0-9][0-9]-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9] ";
+  EXPECT_THAT(ReadFile(path), MatchesRegex(stamp + "level 1 of 1\n" + stamp + "level 1 of 3\n" +
+                                           stamp + "level 3 of 3\n"));
+}
+
+TEST(LogsDeathTest, FilesThatCannotBeMadeEndTheRun) {
+  const auto message = [](const char* which) {
+    return "^Unable to create " + std::string(which) +
+           " file '/nonexistent/x'\n  \\(p2\\) No such file or directory\n$";
+  };
+  EXPECT_EXIT(OpenLogErrFiles(0, nullptr, "/nonexistent/x"), ExitedWithCode(1), message("error"));
+  EXPECT_EXIT(OpenLogErrFiles(0, "/nonexistent/x", nullptr), ExitedWithCode(1), message("log"));
+  EXPECT_EXIT(OpenDebugLogFile(0, "/nonexistent/x"), ExitedWithCode(1), message("debug"));
+}
+
+struct FatalCase {
+  void (*leave)();
+  int status;
+  std::string message;
+};
+
+const FatalCase kFatalCases[] = {
+    {[] { ErrExit(L"bad '%ls' %d\n", L"text", 3); }, 1, "bad 'text' 3\n"},
+    {[] { ErrExitWithRetCode(7, L"seven\n"); }, 7, "seven\n"},
+    {[] { PosixErrExit(ENOSPC, L"full '%s'\n", "f"); }, 1,
+     "full 'f'\n  (p28) No space left on device\n"},
+    {[] {
+       errno = EACCES;
+       PosixErrExit(0, L"current\n");
+     },
+     1, "current\n  (p13) Permission denied\n"},
+    {[] {
+       errno = 0;
+       PosixErrExit(0, L"none\n");
+     },
+     1, "none\n  (p0) Success\n"},
+    // Memory.
+    {[] { GetMem(size_t{1} << 31, nullptr); }, 1, "Insufficient memory\n"},
+    {[] { GetMem(SIZE_MAX, L"here"); }, 1, "Insufficient memory: called from 'here'\n"},
+    {[] { GetTreeMem(SIZE_MAX / 2); }, 1, "Insufficient memory: called from 'tree alloc'\n"},
+    {[] {
+       std::unique_ptr<ArenaBlock> arena;
+       TempAlloc(sizeof arena->payload + 1, arena);
+     },
+     1, "Insufficient memory: called from 'allocate temm mem'\n"},
+    {[] { WithMemoryLabel(L"label", []() -> int { throw std::bad_alloc(); }); }, 1,
+     "Insufficient memory: called from 'label'\n"},
+    {[] {
+       EndRunWhenMemoryIsExhausted();
+       std::get_new_handler()();
+     },
+     1, "Insufficient memory\n"},
+};
+
+// Every fatal exit tells its message on the error log and on the console, writes nothing to the
+// list log but what was there before, and takes the temporary files with it.
+TEST(LogsDeathTest, FatalExitsTellAndCleanUp) {
+  for (const FatalCase& row : kFatalCases) {
+    const TempDir dir;
+    const auto run = [&] {
+      OpenLogErrFiles(0, (dir / "list").c_str(), (dir / "errors").c_str());
+      TempFile owned = TempFile::CreateExclusive(dir / "temporary", 0600);
+      LogEntry(L"before\n");
+      row.leave();
+    };
+    EXPECT_EXIT(run(), ExitedWithCode(row.status), testing::Eq(row.message));
+    EXPECT_EQ(ReadFile(dir / "errors"), row.message);
+    EXPECT_EQ(ReadFile(dir / "list"), "before\n");
+    EXPECT_THAT(dir.Entries(), testing::ElementsAre("errors", "list"));
+    EXPECT_EXIT(row.leave(), ExitedWithCode(row.status), testing::Eq(row.message));
+  }
+}
+
+#ifndef __SANITIZE_ADDRESS__  // whose allocator takes no part in this
+TEST(LogsDeathTest, NothingIsAllocatedOnTheWayOut) {
+  const TempDir dir;
+  const auto run = [&] {
+    EndRunWhenMemoryIsExhausted();
+    OpenLogErrFiles(0, nullptr, (dir / "errors").c_str());
+    const TempFile owned = TempFile::CreateExclusive(dir / "temporary", 0600);
+    const rlimit limit{64 << 20, 64 << 20};
+    setrlimit(RLIMIT_AS, &limit);
+    std::list<std::array<char, 1000>> hoard;
+    while (true) hoard.emplace_back();
+  };
+  EXPECT_EXIT(run(), ExitedWithCode(1), testing::Eq("Insufficient memory\n"));
+  EXPECT_EQ(ReadFile(dir / "errors"), "Insufficient memory\n");
+  EXPECT_THAT(dir.Entries(), testing::ElementsAre("errors"));
+}
+#endif
+
+TEST(LogsDeathTest, AFullDiskIsToldAtTheEnd) {
+  const auto run = [] {
+    OpenLogErrFiles(0, "/dev/full", nullptr);
+    LogEntry(L"lost\n");
+    std::exit(CloseLogErrFiles() ? 0 : HadWriteErrors() ? 3 : 4);
+  };
+  EXPECT_EXIT(run(), ExitedWithCode(3),
+              testing::Eq("Error writing '/dev/full'\n  (p28) No space left on device\n"));
+}
+
+}  // namespace
+}  // namespace tabulon

@@ -1,0 +1,219 @@
+#include "base/tempfile.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "base/spoolfile.h"
+#include "tests/support.h"
+
+namespace tabulon {
+namespace {
+
+using testing::ElementsAre;
+using testing::ExitedWithCode;
+
+// Temporary files go to a directory of the test's own.
+class TempFiles : public testing::Test {
+ protected:
+  TempFiles() {
+    unsetenv("TMPDIR");  // tempnam prefers it
+    tempDir = dir_.path();
+    tempId.reset();
+  }
+  ~TempFiles() override {
+    tempDir.reset();
+    tempId.reset();
+  }
+  TempDir dir_;
+};
+using TempFilesDeathTest = TempFiles;
+using SpoolFiles = TempFiles;
+using SpoolFilesDeathTest = TempFiles;
+
+TEST_F(TempFiles, NamesStartWithIdentifierAndName) {
+  const struct {
+    std::optional<std::string> id;
+    const char* name;
+    std::string prefix;  // the C library takes five bytes
+  } rows[] = {
+      {std::nullopt, "ab", "ab"},      {std::nullopt, "tpage.tmp", "tpage"},
+      {"id", "tpage.tmp", "id.tp"},    {"id", nullptr, "id"},
+      {std::nullopt, nullptr, "file"},
+  };
+  for (const auto& row : rows) {
+    tempId = row.id;
+    EXPECT_THAT(DefinedTempName(row.name), testing::StartsWith(dir_ / row.prefix));
+  }
+}
+
+TEST_F(TempFiles, AreNewPrivateAndGone) {
+  {
+    TempFile file = TempFile::Create("x", 0600);
+    TempFile other = TempFile::Create("x", 0640);
+    struct stat status {};
+    ASSERT_EQ(stat(file.path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, mode_t{S_IFREG | 0600});
+    EXPECT_NE(file.path(), other.path());
+    TempFile moved = std::move(file);
+    file = std::move(other);
+    EXPECT_EQ(dir_.Entries().size(), 2U);
+  }
+  EXPECT_THAT(dir_.Entries(), ElementsAre());
+}
+
+TEST_F(TempFiles, NeverOpenWhatIsAlreadyThere) {
+  WriteFile(dir_ / "victim", "precious");
+  ASSERT_EQ(symlink((dir_ / "victim").c_str(), (dir_ / "planted").c_str()), 0);
+  for (const char* name : {"victim", "planted"}) {
+    const TempFile file = TempFile::CreateExclusive(dir_ / name, 0600);
+    EXPECT_FALSE(file.valid());
+    EXPECT_EQ(errno, EEXIST);
+    EXPECT_EQ(file.path(), dir_ / name);
+  }
+  EXPECT_FALSE(TempFile::CreateNamed(dir_ / "planted", 0600).valid());
+  EXPECT_EQ(ReadFile(dir_ / "victim"), "precious");
+  EXPECT_THAT(dir_.Entries(), ElementsAre("planted", "victim"));
+}
+
+TEST_F(TempFiles, ReopenOnlyTheFileThatWasMade) {
+  TempFile file = TempFile::Create("x");
+  ASSERT_EQ(write(file.fd(), "abc", 3), 3);
+  file.Close();
+  EXPECT_FALSE(file.valid());
+  ASSERT_TRUE(file.Reopen());
+  file.Close();
+  const std::string aside = dir_ / "aside";
+  std::filesystem::rename(file.path(), aside);
+  WriteFile(file.path(), "another");
+  EXPECT_FALSE(file.Reopen());
+  EXPECT_EQ(errno, ESTALE);
+  std::filesystem::remove(file.path());
+  std::filesystem::create_symlink(aside, file.path());
+  EXPECT_FALSE(file.Reopen());
+  EXPECT_EQ(errno, ELOOP);
+}
+
+TEST_F(TempFilesDeathTest, GoAtExitUnlessKept) {
+  const auto run = [&] {
+    // Owners that the exit never reaches.
+    auto* const lost = new TempFile(TempFile::Create("lost"));
+    auto* const kept = new TempFile(TempFile::CreateExclusive(dir_ / "kept", 0600));
+    auto* const named = new TempFile(TempFile::CreateNamed(dir_ / "named", 0600));
+    auto* const later = new TempFile(TempFile::CreateNamed(dir_ / "later", 0600));
+    kept->Keep();
+    later->RemoveAtEnd();
+    std::exit(lost->valid() && kept->valid() && named->valid() && later->valid() ? 0 : 1);
+  };
+  EXPECT_EXIT(run(), ExitedWithCode(0), "");
+  EXPECT_THAT(dir_.Entries(), ElementsAre("kept", "named"));
+}
+
+struct Pair {
+  uint64_t a;
+  uint64_t b;
+};
+
+size_t OpenDescriptors() {
+  return static_cast<size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                                           std::filesystem::directory_iterator()));
+}
+
+void Fill(SpoolFile& spool, uint64_t count) {
+  for (uint64_t i = 0; i < count; ++i) {
+    const Pair pair{i, ~i};
+    spool.Append(&pair, sizeof pair);
+  }
+}
+
+TEST_F(SpoolFiles, GiveBackWhatWasAppended) {
+  for (const uint64_t count : {0U, 1U, 1023U, 1024U, 1025U, 2048U, 5000U}) {
+    const size_t before = OpenDescriptors();
+    SpoolFile spool;
+    ASSERT_TRUE(spool.Create("spool"));
+    Fill(spool, count);
+    EXPECT_EQ(OpenDescriptors(), before);
+    for (int pass = 0; pass < 2; ++pass) {
+      spool.Rewind();
+      Pair pair{};
+      for (uint64_t i = 0; i < count; ++i) {
+        ASSERT_TRUE(spool.Read(&pair, sizeof pair));
+        ASSERT_TRUE(pair.a == i && pair.b == ~i);
+      }
+      EXPECT_FALSE(spool.Read(&pair, sizeof pair));
+    }
+    EXPECT_EQ(OpenDescriptors(), before);
+    spool.Remove();
+    EXPECT_FALSE(spool.IsOpen());
+    EXPECT_THAT(dir_.Entries(), ElementsAre());
+  }
+}
+
+TEST_F(SpoolFiles, RecordsMayLieAcrossBuffers) {
+  SpoolFile spool;
+  ASSERT_TRUE(spool.Create("spool"));
+  std::array<char, 1001> record{};
+  for (char i = 0; i < 100; ++i) {
+    record.fill(i);
+    spool.Append(record.data(), record.size());
+  }
+  spool.Rewind();
+  for (char i = 0; i < 100; ++i) {
+    ASSERT_TRUE(spool.Read(record.data(), record.size()));
+    ASSERT_TRUE(record.front() == i && record.back() == i);
+  }
+}
+
+TEST_F(SpoolFiles, CannotBeMadeInAMissingDirectory) {
+  SpoolFile spool;
+  tempDir = "/proc/self";  // exists, and nothing can be made in it
+  EXPECT_FALSE(spool.Create("spool"));
+  EXPECT_FALSE(spool.IsOpen());
+  EXPECT_NE(spool.path(), "");
+}
+
+TEST_F(SpoolFilesDeathTest, DamageEndsTheRun) {
+  using Damage = void (*)(const std::string& path);
+  const Damage none = [](const std::string&) {};
+  const struct {
+    Damage beforeWriting;
+    Damage beforeReading;
+    const char* message;
+  } rows[] = {
+      {none, [](const std::string& path) { std::filesystem::resize_file(path, 31999); },
+       "^Error reading '.*/spool.*'\n  \\(p5\\) Input/output error\n$"},
+      {none, [](const std::string& path) { std::filesystem::remove(path); },
+       "^Error reading '.*/spool.*'\n  \\(p2\\) No such file or directory\n$"},
+      {[](const std::string& path) { std::filesystem::remove(path); }, none,
+       "^Error writing '.*/spool.*'\n  \\(p2\\) No such file or directory\n$"},
+      {[](const std::string&) {
+         std::signal(SIGXFSZ, SIG_IGN);
+         const rlimit limit{20000, 20000};
+         setrlimit(RLIMIT_FSIZE, &limit);
+       },
+       none, "^Error writing '.*/spool.*'\n  \\(p27\\) File too large\n$"},
+  };
+  for (const auto& row : rows) {
+    const auto run = [&] {
+      SpoolFile spool;
+      spool.Create("spool");
+      row.beforeWriting(spool.path());
+      Fill(spool, 2000);
+      spool.Rewind();
+      row.beforeReading(spool.path());
+      Pair pair{};
+      while (spool.Read(&pair, sizeof pair)) {
+      }
+    };
+    EXPECT_EXIT(run(), ExitedWithCode(1), row.message);
+    EXPECT_THAT(dir_.Entries(), ElementsAre());
+  }
+}
+
+}  // namespace
+}  // namespace tabulon
