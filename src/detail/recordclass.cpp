@@ -59,9 +59,6 @@ bool IsShortName(std::basic_string_view<Char> name) {
 }
 
 // The tests; `mask` is the bits that the row of the report type asks for.
-bool Always(const ScanRecord&, uint32_t) {
-  return true;
-}
 bool HasFlag(const ScanRecord& record, uint32_t mask) {
   return (record.fields().flags() & mask) != 0;
 }
@@ -82,7 +79,7 @@ bool NeedsUtf(const ScanRecord& record, uint32_t) {
 // What a report type selects, and on which kinds of scan.
 struct Selection {
   uint32_t type;
-  bool (*test)(const ScanRecord& record, uint32_t mask);
+  bool (*test)(const ScanRecord& record, uint32_t mask);  // null: none is needed
   uint32_t mask;
   bool cifs;
   bool nfs;
@@ -101,12 +98,12 @@ constexpr Selection kSelections[] = {
     {kReportLongPaths, HasLongPath, 0, true, true},
     {kReportUtfRequired, NeedsUtf, 0, true, false},
     {kReportNameConflict, HasShortName, 0, true, false},
-    {kReportCustom, Always, 0, true, true},
+    {kReportCustom, nullptr, 0, true, true},
     {kReportSymlinks, HasFlag, kRecordSymlink, true, true},
     {kReportNfsStubs, HasFlag, kRecordNfsStub, false, true},
     {kReportMountPoints, HasFlag, kRecordMountPoint, true, true},
     {kReportJunctionPoints, HasFlag, kRecordJunction, true, true},
-    {kReportSubdirCount, HasFlag, kRecordDirectory, true, true},
+    {kReportSubdirCount, nullptr, 0, true, true},
 };
 
 // The row of each listing type, found by the type's bits above the low byte; -1 = no row.
@@ -130,13 +127,14 @@ const Selection* SelectionOf(uint32_t type) {
 
 }  // namespace
 
-bool RecordSelected(uint32_t type, const ScanRecord& record) {
+RecordSelector SelectorOf(uint32_t type) {
   const Selection* selection = SelectionOf(type);
-  if (selection == nullptr || !(rootType == kRootNfs ? selection->nfs : selection->cifs)) {
-    return false;
-  }
-  if (record.fields().isDirectory() && type != kReportSubdirCount) return false;
-  return selection->test(record, selection->mask);
+  if (selection == nullptr || !(rootType == kRootNfs ? selection->nfs : selection->cifs)) return {};
+  return {false, type == kReportSubdirCount, selection->test, selection->mask};
+}
+
+bool RecordSelected(uint32_t type, const ScanRecord& record) {
+  return SelectorOf(type).Selects(record);
 }
 
 bool CheckPathLength(std::wstring_view directory, std::wstring_view name) {

@@ -16,8 +16,21 @@ extern uint32_t maxPath;  // longest path that is not reported, in units (defaul
 extern int maxPathUnits;  // MaxPathUnits (default kPathUtfBytes)
 extern int isoCodepage;   // part number of ISO 8859 (default 1)
 
-// Whether a report of type `type` selects the record (its filter aside). Directories are selected
-// by the subdirectory count report only.
+// What a report type asks of a record on the scan at hand, looked up once for all records.
+struct RecordSelector {
+  bool never = true;         // the type selects nothing here
+  bool directories = false;  // directories are asked for (the subdirectory counts), else files
+  bool (*test)(const ScanRecord& record, uint32_t mask) = nullptr;  // null: all of them
+  uint32_t mask = 0;
+
+  bool Selects(const ScanRecord& record) const {
+    return !never && record.fields().isDirectory() == directories &&
+           (test == nullptr || test(record, mask));
+  }
+};
+RecordSelector SelectorOf(uint32_t type);
+
+// Whether a report of type `type` selects the record (its filter aside).
 bool RecordSelected(uint32_t type, const ScanRecord& record);
 
 // Whether directory path and name together are longer than maxPath. One separator is counted

@@ -26,6 +26,22 @@ size_t PlainLength(std::string_view bytes) {
   return i;
 }
 
+// Position of the last '.', -1 when there is none. Most extensions are short: the last eight bytes
+// are looked at together.
+std::ptrdiff_t LastDotOf(std::string_view ascii) {
+  const size_t size = ascii.size();
+  if (size >= sizeof(uint64_t)) {
+    uint64_t word;
+    std::memcpy(&word, ascii.data() + size - sizeof word, sizeof word);
+    // ASCII bytes that differ from '.' get their high bit; exact for every byte.
+    const uint64_t dots = ~((word ^ kEveryByte * '.') + kEveryByte * 0x7F) & kHighBits;
+    if (dots != 0) {
+      return static_cast<std::ptrdiff_t>(size) - 1 - __builtin_clzll(dots) / 8;
+    }
+  }
+  return static_cast<std::ptrdiff_t>(ascii.rfind('.'));
+}
+
 }  // namespace
 
 void RecordText::Decide() const {
@@ -52,12 +68,7 @@ std::wstring_view RecordText::Wide() const {
 }
 
 void RecordText::FindLastDot() const {
-  const size_t dot = Visit([](auto text) {
-    using Text = decltype(text);
-    const size_t at = text.rfind(static_cast<typename Text::value_type>('.'));
-    return at == Text::npos ? static_cast<size_t>(-1) : at;
-  });
-  lastDot_ = static_cast<std::ptrdiff_t>(dot);
+  lastDot_ = IsAscii() ? LastDotOf(ascii_) : static_cast<std::ptrdiff_t>(wide_.rfind(L'.'));
   dotFound_ = true;
 }
 

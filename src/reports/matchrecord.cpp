@@ -11,9 +11,45 @@
 namespace tabulon {
 namespace {
 
+using Offer = void (*)(Report& report, const ScanRecord& record);
+
+// Which reports look at records, and how, by type. The first row that fits counts.
+struct OfferRow {
+  uint32_t mask;
+  uint32_t
+      type;     // the report's type under the mask; 0: any bit of the mask, or any type without one
+  bool looks;   // false: reports of this type look at no record
+  Offer offer;  // null: they list what is selected
+};
+constexpr OfferRow kOffers[] = {
+    {~0U, kReportDuplicates, true, CheckDuplicate},
+    {kGroupingTypes, 0, true, ClassifyFile},
+    {~0U, kReportSummary, false, nullptr},
+    {~0U, kReportSidUse, false, nullptr},
+    {0, 0, true, nullptr},
+};
+
+const OfferRow& OfferOf(uint32_t type) {
+  const OfferRow* row = kOffers;
+  while (row->mask != 0 &&
+         (row->type == 0 ? (type & row->mask) == 0 : (type & row->mask) != row->type)) {
+    ++row;
+  }
+  return *row;
+}
+
+// A report that looks at the records of the scan.
+struct Watch {
+  Report* report;
+  Offer offer;
+  RecordSelector selector;  // of a listing
+};
+std::vector<Watch> watches;
+
 // A listing report notes the record when its type and its filter select it.
-void CheckReport(Report& report, const ScanRecord& record) {
-  if (!RecordSelected(report.type, record) || !report.plan.Passes(record)) return;
+void CheckReport(const Watch& watch, const ScanRecord& record) {
+  Report& report = *watch.report;
+  if (!watch.selector.Selects(record) || !report.plan.Passes(record)) return;
   if (report.format != kFormatNone && report.positions.IsOpen()) {
     const PositionPair pair = {record.view.position, record.directoryPosition};
     report.positions.Append(&pair, sizeof pair);
@@ -23,39 +59,14 @@ void CheckReport(Report& report, const ScanRecord& record) {
   report.allocatedBytes += record.allocatedSize;
 }
 
-using Offer = void (*)(Report& report, const ScanRecord& record);
-
-// Which reports look at records, and how, by type. The first row that fits counts.
-struct OfferRow {
-  uint32_t mask;
-  uint32_t type;  // the report's type under the mask; 0: any bit of the mask
-  Offer offer;    // null: reports of this type look at no record
-};
-constexpr OfferRow kOffers[] = {
-    {~0U, kReportDuplicates, CheckDuplicate},
-    {kGroupingTypes, 0, ClassifyFile},
-    {~0U, kReportSummary, nullptr},
-    {~0U, kReportSidUse, nullptr},
-    {~0U, kReportTotals, nullptr},
-    {0, 0, CheckReport},
-};
-
-Offer OfferOf(uint32_t type) {
-  for (const OfferRow& row : kOffers) {
-    if (row.mask == 0) return row.offer;
-    if (row.type == 0 ? (type & row.mask) != 0 : (type & row.mask) == row.type) return row.offer;
-  }
-  return nullptr;
-}
-
-struct Watch {
-  Report* report;
-  Offer offer;
-};
-std::vector<Watch> watches;
-
 void OfferRecord(const ScanRecord& record) {
-  for (const Watch& watch : watches) watch.offer(*watch.report, record);
+  for (const Watch& watch : watches) {
+    if (watch.offer != nullptr) {
+      watch.offer(*watch.report, record);
+    } else {
+      CheckReport(watch, record);
+    }
+  }
 }
 
 }  // namespace
@@ -63,9 +74,10 @@ void OfferRecord(const ScanRecord& record) {
 void ScanReports() {
   watches.clear();
   for (Report& report : reportList) {
-    const Offer offer = report.active != 0 ? OfferOf(report.type) : nullptr;
-    if (offer != nullptr) watches.push_back({&report, offer});
-    if (offer == CheckDuplicate) NewDuplicateTree(report);
+    const OfferRow& row = OfferOf(report.type);
+    if (report.active == 0 || !row.looks) continue;
+    watches.push_back({&report, row.offer, SelectorOf(report.type)});
+    if (row.offer == CheckDuplicate) NewDuplicateTree(report);
   }
   ScanDetail(OfferRecord);
   for (const Watch& watch : watches) {
