@@ -11,7 +11,7 @@ namespace tabulon {
 
 // The first row of that keyword, letter case ignored; null when there is none.
 template <class Rows>
-constexpr auto FindKeyword(const Rows& rows, std::wstring_view keyword) -> decltype(&rows[0]) {
+auto FindKeyword(const Rows& rows, std::wstring_view keyword) -> decltype(&rows[0]) {
   for (const auto& row : rows) {
     if (EqualIgnoringCase(row.keyword, keyword)) return &row;
   }

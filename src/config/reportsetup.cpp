@@ -38,8 +38,8 @@ constexpr uint32_t kFanOut = 512;
 constexpr uint32_t kKeysPerNode = 512;
 constexpr uint32_t kReferenceBytes = 8;
 constexpr int32_t kKeyMemory = 10'000'000;
-// With long keys a node takes fewer of them, one at least: the key memory then still holds dozens of
-// nodes, and paging one of them in moves little that nobody asked for.
+// With long keys a node takes fewer of them, one at least: the key memory then still holds dozens
+// of nodes, and paging one of them in moves little that nobody asked for.
 constexpr uint32_t kLargestKeyNode = 24 * 1024;
 constexpr uint32_t kKeyRecordOverhead = 12;
 constexpr uint32_t KeysPerNode(uint32_t keyBytes) {
