@@ -1,12 +1,40 @@
 #include "query/extensionset.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "base/foldcase.h"
 
 namespace tabulon {
+namespace {
 
-ExtensionSet::ExtensionSet(const FileClass& fileClass, bool ignoreCase) : ignoreCase_(ignoreCase) {
+constexpr size_t kPackedUnits = sizeof(uint64_t);
+
+// Up to eight ASCII units as the bytes of one number. No unit is 0, so no two texts look alike.
+template <class Units, class Fold>
+uint64_t Pack(const Units& units, Fold&& fold) {
+  uint64_t packed = 0;
+  for (const auto unit : units) packed = packed << 8 | static_cast<uint64_t>(fold(unit));
+  return packed;
+}
+
+// Not so in a Turkish locale, where 'I' becomes a dotless i.
+bool FoldsWithinAscii() {
+  for (wchar_t unit = 0; unit < 0x80; ++unit) {
+    if (FoldCase()(unit) >= 0x80) return false;
+  }
+  return true;
+}
+
+bool CanBePacked(std::wstring_view text) {
+  return text.size() <= kPackedUnits &&
+         std::ranges::all_of(text, [](wchar_t unit) { return unit > 0 && unit < 0x80; });
+}
+
+}  // namespace
+
+ExtensionSet::ExtensionSet(const FileClass& fileClass, bool ignoreCase)
+    : ignoreCase_(ignoreCase), packs_(!ignoreCase || FoldsWithinAscii()) {
   for (const ClassPattern& pattern : fileClass.patterns) {
     if (pattern.wildcard) {
       templates_.emplace_back(pattern.text, true);  // backslash on NFS scans too: kept so
@@ -14,6 +42,7 @@ ExtensionSet::ExtensionSet(const FileClass& fileClass, bool ignoreCase) : ignore
     }
     std::wstring& text = plain_.emplace_back(pattern.text);
     if (ignoreCase_) std::ranges::transform(text, text.begin(), FoldCase());
+    if (CanBePacked(text)) packed_.push_back(Pack(text, std::identity()));
   }
 }
 
@@ -29,8 +58,14 @@ bool ExtensionSet::Search(std::basic_string_view<Char> extension) const {
          std::ranges::any_of(templates_, [&](const auto& each) { return each.Match(extension); });
 }
 
+bool ExtensionSet::SearchPacked(std::string_view ascii) const {
+  const uint64_t packed = ignoreCase_ ? Pack(ascii, FoldCase()) : Pack(ascii, std::identity());
+  return std::ranges::find(packed_, packed) != packed_.end() ||
+         std::ranges::any_of(templates_, [&](const auto& each) { return each.Match(ascii); });
+}
+
 bool ExtensionSet::Contains(std::string_view ascii) const {
-  return Search(ascii);
+  return packs_ && ascii.size() <= kPackedUnits ? SearchPacked(ascii) : Search(ascii);
 }
 
 bool ExtensionSet::Contains(std::wstring_view extension) const {

@@ -1,6 +1,7 @@
 // A class of file extensions made ready for many tests.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,9 +23,12 @@ class ExtensionSet {
  private:
   template <class Char>
   bool Search(std::basic_string_view<Char> extension) const;
+  bool SearchPacked(std::string_view ascii) const;
 
   bool ignoreCase_;
+  bool packs_;  // letter case stays within ASCII, so packed texts can be compared
   std::vector<std::wstring> plain_;  // folded when letter case is ignored
+  std::vector<uint64_t> packed_;     // those of plain_ that are ASCII of up to eight units
   std::vector<CompiledTemplate> templates_;
 };
 

@@ -11,41 +11,6 @@
 namespace tabulon {
 namespace {
 
-constexpr int32_t kAccept = -1;
-constexpr int32_t kReject = -2;
-
-// Results of a comparison, as bit numbers of PlanStep::outcomes.
-enum Outcome { kIsLess, kIsEqual, kIsGreater };
-
-uint32_t OutcomesOf(uint32_t comparison) {
-  uint32_t outcomes = 0;
-  if (CompareTest(comparison, 0, 1)) outcomes |= 1U << kIsLess;
-  if (CompareTest(comparison, 0, 0)) outcomes |= 1U << kIsEqual;
-  if (CompareTest(comparison, 1, 0)) outcomes |= 1U << kIsGreater;
-  return outcomes;
-}
-
-bool Compare(const PlanStep& step, uint64_t value) {
-  const auto difference = static_cast<int64_t>(value - step.number);
-  const Outcome outcome = difference == 0 ? kIsEqual : difference < 0 ? kIsLess : kIsGreater;
-  return (step.outcomes >> outcome & 1) != 0;
-}
-
-template <auto Field>
-bool NumberTest(const PlanStep& step, const ScanRecord& record) {
-  return Compare(step, (record.fields().*Field)());
-}
-
-template <auto Field>
-bool DateTest(const PlanStep& step, const ScanRecord& record) {
-  const uint32_t time = (record.fields().*Field)();
-  return Compare(step, time - time % kSecondsPerDay);
-}
-
-bool BitsTest(const PlanStep& step, const ScanRecord& record) {
-  return ((record.fields().attributes() & step.mask) == step.bits) == step.expected;
-}
-
 // Text is a RecordText or a PathText.
 template <class Text>
 bool MatchTest(const PlanStep& step, const Text& text) {
@@ -82,38 +47,77 @@ bool PlainTest(const PlanStep& step, const ScanRecord& record) {
 enum Cost : uint64_t {
   kFree = 0,
   kNumberCost = 1,
-  kDateCost = 2,
-  kBitsCost = 3,
-  kNameEndCost = 5,  // template with one run of wildcards, at its start or end
-  kTemplateCost = 12,
+  kNameEndCost = 3,  // template with one run of wildcards, at its start or end
+  kTemplateCost = 10,
   kClassCost = 16,
   kPathCost = 24,
   kGroupCost = 32,  // of a group inside a group, which nobody looks into
 };
 
+void PrepareNumber(PlanStep& step, const Filter& element) {
+  step.fieldMask = ~uint32_t{0};
+  step.range = RangeOf(element.comparison, element.number);
+}
+
+void PrepareSize(PlanStep& step, const Filter& element) {
+  step.fieldMask = ~uint64_t{0};
+  step.range = RangeOf(element.comparison, element.number);
+}
+
+void PrepareDate(PlanStep& step, const Filter& element) {
+  step.fieldMask = ~uint32_t{0};
+  step.range = DayRangeOf(element.comparison, element.dateValue);
+}
+
+void PrepareAttributes(PlanStep& step, const Filter& element) {
+  step.fieldMask = element.number;
+  step.range = RangeOf(element.comparison, element.number);
+}
+
+void PrepareType(PlanStep& step, const Filter& element) {
+  const bool isCifs = rootType == kRootCifs;
+  const bool wantsDirectory = (element.comparison == kEqual) == (element.number == kTypeDirectory);
+  step.fieldMask = isCifs ? kAttrDirectory : kModeTypeMask;
+  step.range =
+      RangeOf(wantsDirectory ? kEqual : kNotEqual, isCifs ? kAttrDirectory : kModeDirectory);
+}
+
 struct PlannedTest {
   uint32_t object;
   Cost cost;
   bool (*test)(const PlanStep& step, const ScanRecord& record);
+  // Number tests, which have no function of their own: the field, and what sets its mask and range.
+  uint8_t RecordLayout::*field = nullptr;
+  void (*prepare)(PlanStep& step, const Filter& element) = nullptr;
 };
 
 constexpr std::array<PlannedTest, 15> kPlannedTests = {{
     {kObjName, kTemplateCost, NameTest},
     {kObjPath, kPathCost, PathTest},
     {kObjTarget, kTemplateCost, TargetTest},
-    {kObjSize, kNumberCost, NumberTest<&RecordFields::size>},
-    {kObjAdate, kDateCost, DateTest<&RecordFields::accessed>},
-    {kObjMdate, kDateCost, DateTest<&RecordFields::modified>},
-    {kObjCdate, kDateCost, DateTest<&RecordFields::created>},
-    {kObjInode, kNumberCost, NumberTest<&RecordFields::inode>},
-    {kObjLinks, kNumberCost, NumberTest<&RecordFields::links>},
-    {kObjUid, kNumberCost, NumberTest<&RecordFields::uid>},
-    {kObjGid, kNumberCost, NumberTest<&RecordFields::gid>},
-    {kObjAttrs, kBitsCost, BitsTest},
-    {kObjType, kBitsCost, BitsTest},
     {kObjClass, kClassCost, ClassTest},
-    {kObjSdirCount, kNumberCost, NumberTest<&RecordFields::modified>},
+    {kObjSize, kNumberCost, nullptr, &RecordLayout::size, PrepareSize},
+    {kObjAdate, kNumberCost, nullptr, &RecordLayout::accessed, PrepareDate},
+    {kObjMdate, kNumberCost, nullptr, &RecordLayout::modified, PrepareDate},
+    {kObjCdate, kNumberCost, nullptr, &RecordLayout::created, PrepareDate},
+    {kObjInode, kNumberCost, nullptr, &RecordLayout::inode, PrepareNumber},
+    {kObjLinks, kNumberCost, nullptr, &RecordLayout::links, PrepareNumber},
+    {kObjUid, kNumberCost, nullptr, &RecordLayout::uid, PrepareNumber},
+    {kObjGid, kNumberCost, nullptr, &RecordLayout::gid, PrepareNumber},
+    {kObjAttrs, kNumberCost, nullptr, &RecordLayout::attributes, PrepareAttributes},
+    {kObjType, kNumberCost, nullptr, &RecordLayout::attributes, PrepareType},
+    {kObjSdirCount, kNumberCost, nullptr, &RecordLayout::modified, PrepareNumber},
 }};
+
+constexpr bool ReadsInsideFixedPart(const RecordLayout& layout) {
+  for (const PlannedTest& row : kPlannedTests) {
+    if (row.field != nullptr && layout.*row.field + sizeof(uint64_t) > layout.fixedSize)
+      return false;
+  }
+  return true;
+}
+static_assert(ReadsInsideFixedPart(kCifsRecord) && ReadsInsideFixedPart(kNfsRecord),
+              "eight bytes are loaded for every field");
 
 const PlannedTest& PlannedTestOf(const Filter& element) {
   static constexpr PlannedTest kPlain = {0, kFree, PlainTest};
@@ -217,50 +221,34 @@ FilterPlan::FilterPlan(const Filter* list) {
 }
 
 void FilterPlan::AddStep(const Filter& element, int32_t onTrue, int32_t onFalse) {
+  const PlannedTest& planned = PlannedTestOf(element);
   PlanStep& step = steps_.emplace_back();
-  step.test = PlannedTestOf(element).test;
-  step.onTrue = onTrue;
-  step.onFalse = onFalse;
-  step.element = &element;
-  const bool isDate = (element.object & kObjAnyDate) != 0;
-  step.number = isDate ? static_cast<uint64_t>(element.dateValue) : element.number;
-  step.outcomes = OutcomesOf(element.comparison);
+  step.test = planned.test;
+  step.next = {onFalse, onTrue};
   step.expected = element.comparison == kEqual;
-  step.mask = step.bits = static_cast<uint32_t>(element.number);
-  if (element.object == kObjType) {
-    step.mask = rootType == kRootCifs ? kAttrDirectory : kModeTypeMask;
-    step.bits = rootType == kRootCifs ? kAttrDirectory : kModeDirectory;
-    step.expected ^= element.number != kTypeDirectory;
+  step.element = &element;
+  if (planned.field != nullptr) {
+    step.fieldOffset = DetailRecordLayout().*planned.field;
+    planned.prepare(step, element);
   }
-  const bool backslash = rootType == kRootCifs;
+  const bool isCifs = rootType == kRootCifs;
   if ((element.object & (kObjName | kObjPath | kObjTarget)) != 0) {
-    step.pattern =
-        templates_.emplace_back(std::make_unique<CompiledTemplate>(element.pattern, backslash))
-            .get();
+    templates_.push_back(std::make_unique<CompiledTemplate>(element.pattern, isCifs));
+    step.pattern = templates_.back().get();
   }
   if (element.object == kObjClass) {
-    step.extensions =
-        extensionSets_.emplace_back(std::make_unique<ExtensionSet>(*element.fileClass, backslash))
-            .get();
+    extensionSets_.push_back(std::make_unique<ExtensionSet>(*element.fileClass, isCifs));
+    step.extensions = extensionSets_.back().get();
   }
 }
 
 void FilterPlan::NumberFromTheFront() {
   std::ranges::reverse(steps_);
+  start_ = 0;
   const auto last = static_cast<int32_t>(steps_.size()) - 1;
   for (PlanStep& step : steps_) {
-    if (step.onTrue >= 0) step.onTrue = last - step.onTrue;
-    if (step.onFalse >= 0) step.onFalse = last - step.onFalse;
+    for (int32_t& next : step.next) next = next >= 0 ? last - next : next;
   }
-}
-
-bool FilterPlan::Run(const ScanRecord& record) const {
-  int32_t at = 0;
-  do {
-    const PlanStep& step = steps_[static_cast<size_t>(at)];
-    at = step.test(step, record) ? step.onTrue : step.onFalse;
-  } while (at >= 0);
-  return at == kAccept;
 }
 
 }  // namespace tabulon

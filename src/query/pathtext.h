@@ -32,7 +32,7 @@ class PathText {
     Text View() const { return {units.data(), length}; }
     void Join(uint64_t newDirectoryStamp, Text directory, Text name);
 
-    std::array<Char, kPathLimit> units;
+    std::array<Char, kPathLimit> units{};
     size_t length = 0;
     size_t directoryLength = 0;  // separator included
     uint64_t directoryStamp = 0;
