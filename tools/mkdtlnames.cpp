@@ -74,12 +74,12 @@ NameMaker::NameMaker() {
   std::set<std::string> taken;
   for (const std::string_view known : kKnownExtensions) {
     taken.emplace(known);
-    extensions_.push_back("." + std::string(known));
+    extensions_.emplace_back(".").append(known);
   }
   // A step that shares no factor with the number of combinations visits each of them once.
   for (uint32_t n = 0; extensions_.size() < kExtensions; n += 37) {
-    std::string made = MadeExtension(n);
-    if (taken.insert(made).second) extensions_.push_back("." + made);
+    const std::string made = MadeExtension(n);
+    if (taken.insert(made).second) extensions_.emplace_back(".").append(made);
   }
 }
 

@@ -144,7 +144,7 @@ std::string TreeWalk::LinkTarget(const std::string& name, const struct stat& inf
   for (;;) {
     const ssize_t got = readlinkat(current_.get(), name.c_str(), target.data(), target.size());
     if (got < 0) {
-      visitor_.Unreadable(PathOf(name), errno);
+      if (errno != ENOENT) visitor_.Unreadable(PathOf(name), errno);
       return {};
     }
     const auto length = static_cast<size_t>(got);
