@@ -52,7 +52,7 @@ void WritePiece(Report& report, std::wstring& text) {
 
 void DisplayReportFile(const Report& report) {
   if (!report.stream.IsOpen()) return;
-  ConsoleEntry(Console(), L"Path = %ls\n", report.reportPath);
+  ConsoleEntry(ErrorConsole(), L"Path = %ls\n", report.reportPath);
   LogEntry(L"Report '%ls' written to %ls\n", report.title, report.reportPath);
 }
 

@@ -31,7 +31,7 @@ void ReportEntry(Report& report, WideFormat<A...> format, const A&... args) {
 // Writes one assembled piece by the same rules; `text` is used up.
 void WritePiece(Report& report, std::wstring& text);
 
-// Announces the report's file on standard output and the list log; nothing for a report without
+// Announces the report's file on standard error and the list log; nothing for a report without
 // one.
 void DisplayReportFile(const Report& report);
 
