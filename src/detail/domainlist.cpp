@@ -20,28 +20,30 @@ int CompareFolded(std::wstring_view a, std::wstring_view b) {
 
 bool DomainList::Load(SectionReader& reader, Pool& pool, uint32_t& count) {
   if (!reader.ReadU32(count)) return false;
+  domains_.reserve(static_cast<size_t>(std::min<uint64_t>(count, reader.left() / sizeof count)));
   for (uint32_t i = 0; i < count; ++i) {
     uint32_t size = 0;
     std::wstring_view text;
     if (!reader.ReadU32(size) || !reader.ReadText(size, pool, text)) return false;
-    domains_.push_back({.text = text.data(), .length = static_cast<uint32_t>(text.size())});
+    domains_.push_back({text.data(), static_cast<uint32_t>(text.size())});
   }
   Rank();
   return true;
 }
 
 void DomainList::Rank() {
-  std::deque<Domain*> named;
-  for (Domain& domain : domains_) {
-    if (domain.length > 0) named.push_back(&domain);
+  std::vector<uint32_t> named;
+  for (uint32_t i = 0; i < domains_.size(); ++i) {
+    if (domains_[i].length > 0) named.push_back(i);
   }
-  std::sort(named.begin(), named.end(), [](const Domain* a, const Domain* b) {
-    return CompareFolded(a->view(), b->view()) < 0;
+  std::sort(named.begin(), named.end(), [&](uint32_t a, uint32_t b) {
+    return CompareFolded(domains_[a].view(), domains_[b].view()) < 0;
   });
   Domain last;
-  for (Domain* domain : named) {
-    domain->rank = last.rank + (CompareFolded(last.view(), domain->view()) != 0 ? 1 : 0);
-    last = *domain;
+  for (const uint32_t i : named) {
+    Domain& domain = domains_[i];
+    domain.rank = last.rank + (CompareFolded(last.view(), domain.view()) != 0 ? 1 : 0);
+    last = domain;
   }
 }
 

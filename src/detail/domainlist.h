@@ -4,8 +4,8 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <string_view>
+#include <vector>
 
 #include "detail/sectionreader.h"
 
@@ -34,7 +34,7 @@ class DomainList {
  private:
   void Rank();
 
-  std::deque<Domain> domains_;
+  std::vector<Domain> domains_;
 };
 
 }  // namespace tabulon

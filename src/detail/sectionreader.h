@@ -43,6 +43,9 @@ class SectionReader {
     return true;
   }
 
+  bool Skip(uint64_t size) {
+    return Consume(size, [](std::string_view) {});
+  }
   // Copies the next `size` bytes to `to`, which has room for them.
   bool Read(void* to, uint64_t size) {
     auto* next = static_cast<char*>(to);

@@ -1,8 +1,10 @@
 #include "detail/securityobjects.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory_resource>
+#include <vector>
 
 #include "base/loganderr.h"
 #include "base/textstream.h"
@@ -68,13 +70,38 @@ TreeHandle PlantSidTree(TreeCompare compare) {
                     .compare = compare});
 }
 
-TreeHandle PlantDescriptorTree() {
-  return TreePlant({.fanOut = kFanOut,
-                    .treeMemory = kResidentTreeNodes,
-                    .keysPerKeyNode = 128,
-                    .maxKeyBytes = sizeof(uint32_t),
-                    .extraBytes = 2 * sizeof(uint32_t),
-                    .keyMemory = 5'000'000});
+// Where a descriptor stands in sdTempFile: what its index entry carries.
+struct Place {
+  uint32_t length = 0;
+  uint32_t offset = 0;
+};
+
+// `room` is the number of bytes that the file holds from the section on. No real section needs more
+// memory for its index than this; one that is full of empty descriptors shall not get it.
+TreeHandle PlantDescriptorTree(uint64_t room) {
+  return TreePlant(
+      {.fanOut = kFanOut,
+       .treeMemory = kResidentTreeNodes,
+       .keysPerKeyNode = 128,
+       .maxKeyBytes = sizeof(uint32_t),
+       .extraBytes = sizeof(Place),
+       .keyMemory = static_cast<int32_t>(std::min<uint64_t>(5'000'000, 100'000 + room))});
+}
+
+// Calls use(i) for each i below `count` in the order of the bytes of i, lowest byte first; `from`
+// is 0 and `step` 1. Plain keys stand in that order in a tree: added so, they fill it from left to
+// right instead of each landing on a page of its own.
+template <class Use>
+void InByteOrder(uint64_t from, uint64_t step, uint64_t count, const Use& use) {
+  constexpr uint64_t kLastStep = 1 << 24;
+  const uint64_t end = std::min(count, from + 256 * step);
+  for (uint64_t i = from; i < end; i += step) {
+    if (step == kLastStep) {
+      use(static_cast<uint32_t>(i));
+    } else {
+      InByteOrder(i, 256 * step, count, use);
+    }
+  }
 }
 
 // Loads the parts of a security section in their order. Each step is false when the file ends.
@@ -83,6 +110,7 @@ class SectionLoader {
   SectionLoader(int fd, const LogHeader& header)
       : reader_(fd, header.securitySection), pool_(Owned().sids) {}
 
+  uint64_t room() const { return reader_.left(); }
   bool LoadDescriptors();
   bool LoadDomains() { return domains_.Load(reader_, pool_, domainCount); }
   bool LoadSids();
@@ -95,23 +123,24 @@ class SectionLoader {
   DomainList domains_;
 };
 
-// Index and copy grow together; offsets wrap at 32 bits.
 bool SectionLoader::LoadDescriptors() {
   if (!reader_.ReadU32(sdCount)) return false;
+  std::vector<Place> places;
+  places.reserve(static_cast<size_t>(std::min<uint64_t>(sdCount, room() / sizeof(uint32_t))));
   TextStream copy;
   copy.Attach(sdTempFile.fd(), false, TextEncoding::kLocale, sdTempFile.path());
-  uint32_t place[2] = {0, 0};  // length, offset
-  uint32_t i = 0;
-  for (; i < sdCount; ++i) {
-    const bool whole =
-        reader_.ReadU32(place[0]) &&
-        reader_.Consume(place[0], [&](std::string_view piece) { copy.WriteBytes(piece); });
-    if (!whole) break;
-    TreeAddKey(sdTree, &i, sizeof i, place);
-    place[1] += place[0];
+  Place place;
+  while (places.size() < sdCount) {
+    if (!reader_.ReadU32(place.length)) break;
+    const auto write = [&](std::string_view piece) { copy.WriteBytes(piece); };
+    if (!reader_.Consume(place.length, write)) break;
+    places.push_back(place);
+    place.offset += place.length;  // wraps at 32 bits
   }
   if (copy.Close() != 0) PosixErrExit(copy.error(), L"Error writing '%s'\n", copy.name());
-  return i == sdCount;
+  InByteOrder(0, 1, places.size(),
+              [&](uint32_t i) { TreeAddKey(sdTree, &i, sizeof i, &places[i]); });
+  return places.size() == sdCount;
 }
 
 bool SectionLoader::LoadSids() {
@@ -193,12 +222,12 @@ int IdKeyCmp(const void* a, uint32_t, const void* b, uint32_t) {
 void LoadSecurityObjects(int fd, const LogHeader& header) {
   FreeSecurityObjects();
   Tables& tables = Owned();
-  sdTree = (tables.sd = PlantDescriptorTree()).get();
+  SectionLoader loader(fd, header);
+  sdTree = (tables.sd = PlantDescriptorTree(loader.room())).get();
   sidTree = (tables.sid = PlantSidTree(SidKeyCmp)).get();
   sidDisplayTree = (tables.sidDisplay = PlantSidTree(SidDisplayCmp)).get();
   sidLookupTree = (tables.sidLookup = PlantSidTree(SidLookupCmp)).get();
   if (header.securitySection == 0) return;
-  SectionLoader loader(fd, header);
   if (loader.LoadDescriptors() && loader.LoadDomains()) loader.LoadSids();
 }
 
