@@ -149,12 +149,14 @@ TEST_F(ReportTexts, TextSummaryIsAnnouncedTwiceAndCsvOnce) {
     report.title = L"Audit";
     report.reportPath = L"out/audit.txt";
     AttachToMemory(report.stream);
-    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     SummaryReport(report, "scan.dtl", {});
-    Console().Flush();
-    testing::internal::GetCapturedStdout();
-    const std::string once = "Report 'Audit' written to out/audit.txt\n";
-    EXPECT_EQ(log.text(), format == kFormatText ? once + once : once);
+    ErrorConsole().Flush();
+    const std::string path = "Path = out/audit.txt\n";
+    const std::string line = "Report 'Audit' written to out/audit.txt\n";
+    const bool twice = format == kFormatText;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), twice ? path + path : path);
+    EXPECT_EQ(log.text(), twice ? line + line : line);
   }
 }
 
