@@ -31,14 +31,17 @@ using TreeHandle = std::unique_ptr<Tree, TreeFreer>;
 // for "none".
 class KeyRecord {
  public:
+  // In the record's image, which begins with 8 bytes of link.
+  static constexpr size_t kLengthOffset = 8;
+  static constexpr size_t kKeyOffset = 12;
+
   KeyRecord() = default;
-  // `start` points at the record's image: 8 bytes of link, 4 of key length, the key.
   KeyRecord(unsigned char* start, unsigned char* extra) : start_(start), extra_(extra) {}
   explicit operator bool() const { return start_ != nullptr; }
-  const unsigned char* key() const { return start_ + 12; }
+  const unsigned char* key() const { return start_ + kKeyOffset; }
   uint32_t length() const {
     uint32_t length;
-    std::memcpy(&length, start_ + 8, sizeof length);
+    std::memcpy(&length, start_ + kLengthOffset, sizeof length);
     return length;
   }
   // The extra bytes, which need not be aligned and may be changed in place; null when the tree has

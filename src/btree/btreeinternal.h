@@ -52,8 +52,8 @@ struct TreeNode {
 };
 static_assert(sizeof(TreeNode) == 48);
 
-inline constexpr size_t kKeyLengthOffset = 8;
-inline constexpr size_t kKeyOffset = 12;
+inline constexpr size_t kKeyLengthOffset = KeyRecord::kLengthOffset;
+inline constexpr size_t kKeyOffset = KeyRecord::kKeyOffset;
 inline constexpr int kUnusedEntryByte = 0xAA;
 
 struct Cursor {

@@ -41,7 +41,7 @@ struct NodeTable {
   TreeAllocate allocate = nullptr;
   TreeRelease release = nullptr;
   std::vector<std::unique_ptr<NodeHeader, TreeRelease>> images;  // of the resident nodes
-  std::vector<ResidentNode> byNumber;  // of every node there is; nothing at 0
+  std::vector<ResidentNode> byNumber;  // every node there is, 16 bytes each; nothing at 0
   uint64_t clock = 0;
   // Nodes in the order of their last use when it was taken, the oldest at the back. A node used
   // since then is newer than all of them, so the first one not used since is the oldest of all.
