@@ -154,8 +154,9 @@ class CompiledTemplate::Matcher {
   bool StandsInLastComponent(const Segment& s, size_t at) const {
     const size_t found = Find(s, at);
     if (found == kNone || !HasSeparator(found + s.length)) return found != kNone;
+    // The segment itself may hold the last separator.
     const size_t component = text_.rfind(static_cast<Char>(pattern_.separator_)) + 1;
-    return Find(s, std::max(at, component - std::min(component, s.length))) != kNone;
+    return Find(s, component - s.length) != kNone;
   }
 
   // The first place at or behind `at` where the segment stands; kNone when there is none.

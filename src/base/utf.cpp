@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "base/endian.h"
 #include "base/memory.h"
 
 namespace tabulon {
@@ -12,6 +13,14 @@ constexpr int32_t kLastTwoByteUnit = 0x3FF;  // UTF-8 proper: 0x7FF. Kept so; se
 
 const unsigned char* Bytes(const char* text) {
   return reinterpret_cast<const unsigned char*>(text);
+}
+
+constexpr size_t kWordBytes = sizeof(uint64_t);
+
+// Whether eight bytes are ASCII without a zero byte.
+bool IsPlainWord(uint64_t word) {
+  constexpr uint64_t kEveryByte = 0x0101010101010101;
+  return ((word | (word - kEveryByte)) & (0x80 * kEveryByte)) == 0;
 }
 
 size_t EncodedLength(wchar_t unit) {
@@ -36,6 +45,11 @@ void AppendUtfToWide(std::wstring& out, std::string_view bytes) {
   out.resize(start + bytes.size());  // a sequence has a byte at least
   wchar_t* to = out.data() + start;
   for (size_t at = 0; at < bytes.size() && bytes[at] != '\0';) {
+    if (at + kWordBytes <= bytes.size() && IsPlainWord(LoadU64(&bytes[at]))) {
+      for (size_t i = 0; i < kWordBytes; ++i) *to++ = static_cast<wchar_t>(bytes[at + i]);
+      at += kWordBytes;
+      continue;
+    }
     *to++ = DecodeUtfUnit(Bytes(bytes.data()), bytes.size(), at);
   }
   out.resize(static_cast<size_t>(to - out.data()));

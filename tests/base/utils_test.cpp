@@ -182,11 +182,14 @@ Secret TypeSecret(std::string_view input, int size) {
     _exit(0);
   }
   const UniqueFd terminal(ends[0]);
-  // Wait for the child to leave line editing before typing.
+  close(results[1]);  // so that a child that died shows as an end, not as a wait
+  // The child has to leave line editing before anything is typed.
   termios state{};
-  do {
+  for (int tries = 0; tries < 10000; ++tries) {
     tcgetattr(ends[1], &state);
-  } while (size > 1 && (state.c_lflag & ICANON) != 0);
+    if ((state.c_lflag & ICANON) == 0) break;
+    usleep(1000);
+  }
   EXPECT_EQ(write(terminal.get(), input.data(), input.size()), static_cast<ssize_t>(input.size()));
   Secret secret;
   char bytes[64] = {};
@@ -196,7 +199,7 @@ Secret TypeSecret(std::string_view input, int size) {
   waitpid(child, nullptr, 0);
   const ssize_t shown = read(terminal.get(), bytes, sizeof bytes);
   secret.screen.assign(bytes, static_cast<size_t>(shown));
-  for (const int fd : {ends[1], results[0], results[1]}) close(fd);
+  for (const int fd : {ends[1], results[0]}) close(fd);
   return secret;
 }
 
