@@ -23,6 +23,7 @@ struct RecordSelector {
   bool (*test)(const ScanRecord& record, uint32_t mask) = nullptr;  // null: all of them
   uint32_t mask = 0;
 
+  bool SelectsEveryFile() const { return !never && !directories && test == nullptr; }
   bool Selects(const ScanRecord& record) const {
     return !never && record.fields().isDirectory() == directories &&
            (test == nullptr || test(record, mask));

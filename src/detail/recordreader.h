@@ -26,9 +26,10 @@ class FileWindow {
   // returns the first; `available` tells how many stand there (it may be more than `size`).
   // Valid until the next call. REQUIRES: size <= kLargest.
   const unsigned char* At(uint64_t position, size_t size, size_t& available) {
-    if (position >= start_ && position - start_ < held_ && held_ - (position - start_) >= size) {
-      available = held_ - static_cast<size_t>(position - start_);
-      return buffer_.get() + (position - start_);
+    const uint64_t offset = position - start_;  // huge for a position before the window
+    if (offset < held_ && held_ - offset >= size) {
+      available = held_ - static_cast<size_t>(offset);
+      return buffer_.get() + offset;
     }
     return Refill(position, size, available);
   }

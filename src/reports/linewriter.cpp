@@ -19,6 +19,11 @@ void EncodedText::Assign(std::wstring_view text) {
   AppendLocaleBytes(bytes, text);
 }
 
+void EncodedText::Append(wchar_t unit) {
+  wide.push_back(unit);
+  AppendLocaleBytes(bytes, {&unit, 1});
+}
+
 LineWriter::LineWriter(Report& report)
     : report_(report),
       out_(ReportStream(report)),

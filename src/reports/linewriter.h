@@ -15,6 +15,7 @@ namespace tabulon {
 // A text that many lines repeat, in wide form and as the locale's bytes.
 struct EncodedText {
   void Assign(std::wstring_view text);
+  void Append(wchar_t unit);
   std::wstring wide;
   std::string bytes;
 };

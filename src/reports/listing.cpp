@@ -68,7 +68,8 @@ class Listing {
   void UseDirectory(const std::wstring& path) {
     directory_.Assign(path);
     const bool ended = !path.empty() && path.back() == pathSep;
-    prefix_.Assign(ended ? path : path + pathSep);
+    prefix_ = directory_;
+    if (!ended) prefix_.Append(pathSep);
   }
 
   void WriteStreams() {

@@ -45,11 +45,10 @@ struct Watch {
   RecordSelector selector;  // of a listing
 };
 std::vector<Watch> watches;
+std::vector<Report*> fileLists;  // listings that choose among all files by their filters alone
 
-// A listing report notes the record when its type and its filter select it.
-void CheckReport(const Watch& watch, const ScanRecord& record) {
-  Report& report = *watch.report;
-  if (!watch.selector.Selects(record) || !report.plan.Passes(record)) return;
+// Notes a record that a listing has selected.
+void Note(Report& report, const ScanRecord& record) {
   if (report.format != kFormatNone && report.positions.IsOpen()) {
     const PositionPair pair = {record.view.position, record.directoryPosition};
     report.positions.Append(&pair, sizeof pair);
@@ -59,7 +58,18 @@ void CheckReport(const Watch& watch, const ScanRecord& record) {
   report.allocatedBytes += record.allocatedSize;
 }
 
+// A listing report notes the record when its type and its filter select it.
+void CheckReport(const Watch& watch, const ScanRecord& record) {
+  Report& report = *watch.report;
+  if (watch.selector.Selects(record) && report.plan.Passes(record)) Note(report, record);
+}
+
 void OfferRecord(const ScanRecord& record) {
+  if (!record.fields().isDirectory()) {
+    for (Report* report : fileLists) {
+      if (report->plan.Passes(record)) Note(*report, record);
+    }
+  }
   for (const Watch& watch : watches) {
     if (watch.offer != nullptr) {
       watch.offer(*watch.report, record);
@@ -73,10 +83,16 @@ void OfferRecord(const ScanRecord& record) {
 
 void ScanReports() {
   watches.clear();
+  fileLists.clear();
   for (Report& report : reportList) {
     const OfferRow& row = OfferOf(report.type);
     if (report.active == 0 || !row.looks) continue;
-    watches.push_back({&report, row.offer, SelectorOf(report.type)});
+    const RecordSelector selector = SelectorOf(report.type);
+    if (row.offer == nullptr && selector.SelectsEveryFile()) {
+      fileLists.push_back(&report);
+    } else {
+      watches.push_back({&report, row.offer, selector});
+    }
     if (row.offer == CheckDuplicate) NewDuplicateTree(report);
   }
   ScanDetail(OfferRecord);
