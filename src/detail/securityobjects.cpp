@@ -30,6 +30,9 @@ namespace {
 constexpr uint32_t kFanOut = 256;
 constexpr int32_t kResidentTreeNodes = -257;  // one more than the fan-out; negative counts nodes
 
+// Bytes of a key that refers to an object.
+constexpr uint32_t kReferenceSize = sizeof(void*);
+
 // What the trees refer to and who frees them. Never destroyed: a fatal exit may come from inside a
 // tree.
 struct Tables {
@@ -46,14 +49,14 @@ Tables& Owned() {
 template <class Object>
 const Object& FromKey(const void* key) {
   const Object* object;
-  std::memcpy(&object, key, sizeof object);
+  std::memcpy(&object, key, kReferenceSize);
   return *object;
 }
 
 // Adds a key that refers to `object`, unless the tree has an equal one.
 template <class Object>
 void AddReference(Tree* tree, const Object* object) {
-  TreeAddKey(tree, &object, sizeof object, nullptr);
+  TreeAddKey(tree, &object, kReferenceSize, nullptr);
 }
 
 int CompareDomains(const SidObject& a, const SidObject& b) {
@@ -65,7 +68,7 @@ TreeHandle PlantSidTree(TreeCompare compare) {
   return TreePlant({.fanOut = kFanOut,
                     .treeMemory = kResidentTreeNodes,
                     .keysPerKeyNode = 64,
-                    .maxKeyBytes = sizeof(const SidObject*),
+                    .maxKeyBytes = kReferenceSize,
                     .keyMemory = 500'000,
                     .compare = compare});
 }
@@ -239,7 +242,7 @@ void LoadIdObjects(int fd, const LogHeader& header) {
   tables.id = TreePlant({.fanOut = kFanOut,
                          .treeMemory = kResidentTreeNodes,
                          .keysPerKeyNode = 64,
-                         .maxKeyBytes = sizeof(const IdObject*),
+                         .maxKeyBytes = kReferenceSize,
                          .keyMemory = 500'000,
                          .compare = IdKeyCmp});
   idTree = tables.id.get();
@@ -265,7 +268,7 @@ const SidObject* FindSid(std::wstring_view domain, std::wstring_view account) {
   if (sidLookupTree == nullptr) return nullptr;
   const SidObject probe{.sid = {}, .domain = domain, .name = account};
   const SidObject* key = &probe;
-  const KeyRecord found = TreeSearch(sidLookupTree, &key, sizeof key);
+  const KeyRecord found = TreeSearch(sidLookupTree, &key, kReferenceSize);
   return found ? &FromKey<SidObject>(found.key()) : nullptr;
 }
 
