@@ -29,8 +29,12 @@ class FilterTest : public testing::Test {
  protected:
   void SetUp() override {
     OpenLogErrFiles(0, nullptr, nullptr);
-    classList.push_back(
-        {L"docs", {{false, L"doc"}, {false, L"Md"}, {true, ConvertTemplate(L"htm?")}}});
+    classList.push_back({L"docs",
+                         {{false, L"doc"},
+                          {false, L"Md"},
+                          {false, L"xmarkdown"},
+                          {true, ConvertTemplate(L"htm?")},
+                          {true, ConvertTemplate(L"x*")}}});
     classList.push_back({L"none", {}});
     classList.push_back({L"dots", {{false, L""}, {false, L"\xE9t\xE9"}}});
   }
@@ -115,6 +119,10 @@ const Evaluation kEvaluations[] = {
     {kRootCifs, "class matches docs", "\\d", {.name = "a.mD"}, true},
     {kRootNfs, "class is docs", "/d", {.name = "a.HTMx"}, true},
     {kRootNfs, "class is docs", "/d", {.name = "a.htm"}, false},
+    {kRootNfs, "class is docs", "/d", {.name = "a.markdown"}, false},
+    {kRootNfs, "class is docs", "/d", {.name = "a.xmarkdown"}, true},
+    {kRootNfs, "class is docs", "/d", {.name = "a.x/y"}, true},  // only "\\" separates there
+    {kRootNfs, "class is docs", "/d", {.name = "a.x\\y"}, false},
     {kRootNfs, "class isnot docs", "/d", {.name = "doc."}, true},
     {kRootNfs, "class is docs", "/d", {.name = "doc"}, false},
     {kRootNfs, "class isnot docs", "/d", {.name = "doc"}, false},
@@ -150,7 +158,7 @@ TEST_F(FilterTest, NoListPassesEveryRecord) {
   EXPECT_TRUE(FilterPlan().Passes(*record));
 }
 
-// A path is looked at up to its 511th unit, and the one kept between records is the right one.
+// A path is looked at up to its 511th unit.
 TEST_F(FilterTest, CutsLongPaths) {
   rootType = kRootNfs;
   const std::string accent = "\xC3\xA9";
@@ -159,14 +167,32 @@ TEST_F(FilterTest, CutsLongPaths) {
       const std::string directory(length, 'd');
       std::wstring path = Wide(directory + "\\" + name);
       if (path.size() > 511) path.resize(511);
-      const std::array<const Filter*, 2> lists = {ParseQuery(L"path is " + path.substr(0, 255)),
-                                                  ParseQuery(L"path matches *x")};
-      const std::array<bool, 2> expected = {path.size() <= 255, path.back() == L'x'};
+      const std::array<const Filter*, 3> lists = {ParseQuery(L"path is " + path.substr(0, 255)),
+                                                  ParseQuery(L"path matches *x"),
+                                                  ParseQuery(L"path matches *d")};
+      const std::array<bool, 3> expected = {path.size() <= 255, path.back() == L'x',
+                                            path.back() == L'd'};
       const TestRecord record(directory, {.name = name});
       for (size_t i = 0; i < lists.size(); ++i) {
         EXPECT_EQ(CheckFilterList(lists[i], *record), expected[i]) << length << name;
         EXPECT_EQ(FilterPlan(lists[i]).Passes(*record), expected[i]) << length << name;
       }
+    }
+  }
+}
+
+// The directory's part is kept between records, in both forms of text.
+TEST_F(FilterTest, FollowsTheRecordsOfADirectory) {
+  rootType = kRootNfs;
+  const Filter* list = ParseQuery(L"path matches ~\\a*");
+  const FilterPlan plan(list);
+  TestRecord record("/d", {});
+  for (const char* directory : {"/d", "/\xC3\xA9", "/a", "/a\\"}) {
+    record.MoveTo(directory);
+    for (const char* name : {"a1", "b", "a\xC3\xA9", "\xC3\xA9", "a2"}) {
+      record.Rename(name);
+      EXPECT_EQ(plan.Passes(*record), name[0] == 'a') << directory << " " << name;
+      EXPECT_EQ(CheckFilterList(list, *record), name[0] == 'a') << directory << " " << name;
     }
   }
 }
