@@ -244,7 +244,7 @@ TEST_F(InPlaceTest, ATakenTemporaryNameStopsTheRun) {
   EXPECT_EXIT(Close(), testing::ExitedWithCode(1), testing::Eq(message));
 }
 
-TEST_F(InPlaceTest, MissingAndUnwritable) {
+TEST_F(InPlaceTest, AMissingFileStopsTheRun) {
   const std::string missing =
       "Couldn't find DTL file: '" + path_ + "'\n  (p2) No such file or directory\n";
   EXPECT_EXIT(Open(), testing::ExitedWithCode(1), testing::Eq(missing));
