@@ -1,12 +1,12 @@
 #include "detail/recordreader.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstring>
+#include <csignal>
 
-#include "base/fileio.h"
 #include "base/loganderr.h"
 
 namespace tabulon {
@@ -15,6 +15,19 @@ namespace {
 uint64_t SizeOfFile(int fd) {
   struct stat info {};
   return fstat(fd, &info) == 0 && info.st_size > 0 ? static_cast<uint64_t>(info.st_size) : 0;
+}
+
+// Offsets of mappings are multiples of this; all page sizes in use divide it.
+constexpr uint64_t kPage = 64 * 1024;
+
+// A mapped page that the system cannot read raises SIGBUS where it is touched. That is only ever in
+// the middle of looking at a record, so the handler may leave like any other failure.
+bool EndRunOnBusErrors() {
+  struct sigaction action {};
+  action.sa_handler = [](int) { ErrExit(L"Error reading scan detail file\n"); };
+  action.sa_flags = SA_RESETHAND;
+  sigaction(SIGBUS, &action, nullptr);
+  return true;
 }
 
 // The part [offset, offset + length) of the `available` bytes at `bytes`, as far as it is there.
@@ -26,33 +39,36 @@ std::string_view Piece(const unsigned char* bytes, size_t available, size_t offs
 }  // namespace
 
 FileWindow::FileWindow(int fd) : fd_(fd), fileSize_(SizeOfFile(fd)) {
+  static const bool prepared = EndRunOnBusErrors();
+  static_cast<void>(prepared);
   posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 
-const unsigned char* FileWindow::Refill(uint64_t position, size_t size, size_t& available) {
-  const bool readingOn = position >= start_ && position <= start_ + held_;
-  const size_t kept = readingOn ? static_cast<size_t>(start_ + held_ - position) : 0;
-  block_ = readingOn ? std::min(block_ * 2, kBlock) : kFirstBlock;
-  const size_t wanted = kept + std::max(block_, size > kept ? size - kept : 0);
-  if (wanted > capacity_) {
-    const size_t capacity = std::max(wanted, 2 * kBlock);
-    auto larger = std::make_unique_for_overwrite<unsigned char[]>(capacity);
-    if (kept > 0) std::memcpy(larger.get(), buffer_.get() + (position - start_), kept);
-    buffer_ = std::move(larger);
-    capacity_ = capacity;
-  } else if (kept > 0) {
-    std::memmove(buffer_.get(), buffer_.get() + (position - start_), kept);
+const unsigned char* FileWindow::Move(uint64_t position, size_t size, size_t& available) {
+  if (position >= fileSize_) {
+    available = 0;
+    return data_;
   }
-  start_ = position;
-  held_ = kept;
-  if (position + kept < fileSize_) {
-    const ssize_t got =
-        ReadFullyAt(fd_, buffer_.get() + kept, wanted - kept, static_cast<off_t>(position + kept));
-    if (got < 0) PosixErrExit(0, L"Error reading scan detail file\n");
-    held_ += static_cast<size_t>(got);
+  const uint64_t start = position - position % kPage;
+  const size_t wanted = std::max(kWindow, static_cast<size_t>(position - start) + size);
+  const auto length = static_cast<size_t>(std::min<uint64_t>(wanted, fileSize_ - start));
+  if (start_ != start || held_ != length) {
+    Unmap();
+    void* mapped = mmap(nullptr, length, PROT_READ, MAP_SHARED, fd_, static_cast<off_t>(start));
+    if (mapped == MAP_FAILED) PosixErrExit(0, L"Error reading scan detail file\n");
+    data_ = static_cast<const unsigned char*>(mapped);
+    start_ = start;
+    held_ = length;
+    sure_ = length >= kSurely ? length - (kSurely - 1) : 0;
   }
-  available = held_;
-  return buffer_.get();
+  available = held_ - static_cast<size_t>(position - start_);
+  return data_ + (position - start_);
+}
+
+void FileWindow::Unmap() {
+  if (data_ != nullptr) munmap(const_cast<unsigned char*>(data_), held_);
+  data_ = nullptr;
+  held_ = sure_ = 0;
 }
 
 bool RecordReader::ReadStream(uint64_t& at, StreamEntry& entry) {
@@ -69,9 +85,18 @@ bool RecordReader::ReadStream(uint64_t& at, StreamEntry& entry) {
   return true;
 }
 
-// The record has streams, a target, or less than its name in the window.
-bool RecordReader::ReadWhole(RecordView& view) {
+// The record has streams or a target, or it may reach beyond the window.
+bool RecordReader::ReadWhole(uint64_t position, RecordView& view) {
   const size_t fixedSize = layout_->fixedSize;
+  size_t available = 0;
+  const unsigned char* fixed = window_.At(position, fixedSize, available);
+  if (available < fixedSize || LoadU32(fixed) == kRecordEnd) {
+    atEndMarker_ = available >= sizeof(uint32_t) && LoadU32(fixed) == kRecordEnd;
+    return false;
+  }
+  view.fields = RecordFields(fixed, layout_);
+  view.position = position;
+  view.extended = true;
   const size_t nameLength = view.fields.nameLength();
   const uint64_t targetLength = view.fields.targetLength();
   view.hasTarget = (view.fields.flags() & kRecordHasTarget) != 0;
@@ -90,7 +115,6 @@ bool RecordReader::ReadWhole(RecordView& view) {
   const auto kept =
       static_cast<size_t>(view.hasTarget ? std::min<uint64_t>(targetLength, kLongestTarget) : 0);
   const uint64_t targetOffset = behindStreams - view.position;
-  size_t available = 0;
   if (targetOffset + kept <= FileWindow::kLargest) {
     const unsigned char* start =
         window_.At(view.position, static_cast<size_t>(targetOffset) + kept, available);

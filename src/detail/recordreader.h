@@ -1,10 +1,10 @@
-// The record stream, read through a window: large sequential blocks, records parsed in place.
-// Positions that are asked for in ascending order cost one pass over the file at most.
+// The record stream, read through a window: a part of the file mapped into memory, records parsed
+// in place. The window moves on with the positions asked for; those in ascending order cost one
+// pass over the file at most.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -16,11 +16,15 @@ namespace tabulon {
 // (PATH_MAX is 4096.)
 inline constexpr size_t kLongestTarget = size_t{1} << 20;
 
-// A window onto a file: the bytes around the position that was asked for last.
+// A window onto a file. A file that cannot be read where the window looks (an I/O error, or someone
+// cuts it during the run) ends the run with its message.
 class FileWindow {
  public:
   // `fd` must stay open while the window is used.
   explicit FileWindow(int fd);
+  ~FileWindow() { Unmap(); }
+  FileWindow(const FileWindow&) = delete;
+  FileWindow& operator=(const FileWindow&) = delete;
 
   // Makes the bytes from `position` on available, `size` of them or as many as the file holds, and
   // returns the first; `available` tells how many stand there (it may be more than `size`).
@@ -29,26 +33,34 @@ class FileWindow {
     const uint64_t offset = position - start_;  // huge for a position before the window
     if (offset < held_ && held_ - offset >= size) {
       available = held_ - static_cast<size_t>(offset);
-      return buffer_.get() + offset;
+      return data_ + offset;
     }
-    return Refill(position, size, available);
+    return Move(position, size, available);
+  }
+  // The bytes at `position` when kSurely of them or more stand in the window as it is; else null.
+  const unsigned char* AtOnce(uint64_t position) const {
+    const uint64_t offset = position - start_;
+    return offset < sure_ ? data_ + offset : nullptr;
   }
   uint64_t fileSize() const { return fileSize_; }
 
-  static constexpr size_t kBlock = 256 * 1024;
-  static constexpr size_t kFirstBlock = 16 * 1024;  // after a jump; doubled while reading on
+  static constexpr size_t kBlock = 256 * 1024;  // a good size for copying out of a window
   static constexpr size_t kLargest = kLongestTarget + 256 * 1024;
+  // A record without streams and target is not longer.
+  static constexpr size_t kSurely = 80 + 0xFFFF;
 
  private:
-  const unsigned char* Refill(uint64_t position, size_t size, size_t& available);
+  static constexpr size_t kWindow = size_t{8} << 20;
+
+  const unsigned char* Move(uint64_t position, size_t size, size_t& available);
+  void Unmap();
 
   int fd_;
   uint64_t fileSize_;
-  std::unique_ptr<unsigned char[]> buffer_;
-  size_t capacity_ = 0;
-  uint64_t start_ = 0;  // file position of the buffer's first byte
-  size_t held_ = 0;     // bytes in the buffer
-  size_t block_ = kFirstBlock;
+  const unsigned char* data_ = nullptr;
+  uint64_t start_ = 0;  // file position of the window's first byte
+  size_t held_ = 0;     // bytes in the window
+  size_t sure_ = 0;     // bytes of it that have kSurely - 1 more behind them
 };
 
 // One alternate stream of a record.
@@ -63,10 +75,18 @@ struct RecordView {
   std::string_view name;    // stored bytes
   std::string_view target;  // stored bytes; empty when the record has none
   bool hasTarget = false;
+  bool extended = false;    // one of target, hasTarget, streams and streamCount is set
   uint64_t position = 0;    // file offset of the record
   uint64_t next = 0;        // file offset of the next one
   uint64_t streams = 0;     // file offset of the first alternate-stream entry
   int32_t streamCount = 0;  // entries to read; 0 = none
+
+  void ClearExtension() {
+    target = {};
+    hasTarget = extended = false;
+    streams = 0;
+    streamCount = 0;
+  }
 };
 
 class RecordReader {
@@ -78,25 +98,19 @@ class RecordReader {
   // Reads the record at `position`. False at the end marker or when the file ends inside the fixed
   // part. The view is valid until the next call on the reader.
   bool Read(uint64_t position, RecordView& view) {
-    size_t available = 0;
-    const unsigned char* fixed = window_.At(position, layout_->fixedSize, available);
-    if (available < layout_->fixedSize || LoadU32(fixed) == kRecordEnd) {
-      atEndMarker_ = available >= sizeof(uint32_t) && LoadU32(fixed) == kRecordEnd;
-      return false;
-    }
+    const unsigned char* fixed = window_.AtOnce(position);
+    if (fixed == nullptr) return ReadWhole(position, view);
     view.fields = RecordFields(fixed, layout_);
-    view.position = position;
-    const size_t plain = size_t{layout_->fixedSize} + view.fields.nameLength();
-    if (available < plain || (view.fields.flags() & kRecordHasTarget) != 0 ||
+    // The end marker has these bits, too.
+    if ((view.fields.flags() & kRecordHasTarget) != 0 ||
         (withStreams_ && view.fields.streamCount() >= 1)) {
-      return ReadWhole(view);
+      return ReadWhole(position, view);
     }
-    view.name = {reinterpret_cast<const char*>(fixed) + layout_->fixedSize,
-                 view.fields.nameLength()};
-    view.target = {};
-    view.hasTarget = false;
-    view.streamCount = 0;
-    view.next = position + plain;
+    if (view.extended) view.ClearExtension();
+    const size_t nameLength = view.fields.nameLength();
+    view.name = {reinterpret_cast<const char*>(fixed) + layout_->fixedSize, nameLength};
+    view.position = position;
+    view.next = position + layout_->fixedSize + nameLength;
     return true;
   }
 
@@ -108,7 +122,7 @@ class RecordReader {
   bool ReadStream(uint64_t& at, StreamEntry& entry);
 
  private:
-  bool ReadWhole(RecordView& view);
+  bool ReadWhole(uint64_t position, RecordView& view);
 
   FileWindow window_;
   const RecordLayout* layout_;

@@ -74,7 +74,7 @@ uint64_t ScanDetailRecord(RecordReader& reader, uint64_t position, const Tallies
     record.directoryPosition = position;
   }
   if (tallies.any) tallies.Count(record);
-  record.target.Assign(record.view.target);
+  if (record.view.hasTarget) record.target.Assign(record.view.target);
   sink(record);
   return record.view.next;
 }

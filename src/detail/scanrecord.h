@@ -13,7 +13,7 @@ namespace tabulon {
 struct ScanRecord {
   RecordView view;
   RecordText name;
-  RecordText target;            // empty when the record has none
+  RecordText target;                      // REQUIRES: view.hasTarget
   const RecordText* directory = nullptr;  // path of the current directory; never null
   uint64_t directoryPosition = 0;         // file offset of its record; 0 before the first
   uint64_t allocatedSize = 0;             // size rounded up to the allocation unit; 0 without one
