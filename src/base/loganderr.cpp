@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
+#include <new>
 #include <optional>
 
 #include "base/fileio.h"
@@ -59,7 +61,8 @@ class EntryLock {
   pthread_mutex_t* lock_;
 };
 
-// The streams of the process's own descriptors. They outlive every other object.
+// The streams of the process's own descriptors. They outlive every other object, and need no memory
+// to be there: exhausted memory is told through them.
 struct ConsoleStreams {
   ConsoleStreams() {
     out.Attach(STDOUT_FILENO, false, TextEncoding::kLocale, "standard output");
@@ -70,9 +73,11 @@ struct ConsoleStreams {
 };
 
 ConsoleStreams& Consoles() {
+  alignas(ConsoleStreams) static std::byte place[sizeof(ConsoleStreams)];
   static auto* const streams = [] {
+    auto* const made = new (place) ConsoleStreams;
     std::atexit([] { Consoles().out.Flush(); });
-    return new ConsoleStreams;
+    return made;
   }();
   return *streams;
 }

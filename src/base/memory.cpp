@@ -29,8 +29,6 @@ Memory GetTreeMem(size_t size) {
 }
 
 void EndRunWhenMemoryIsExhausted() {
-  ErrorConsole();  // both console streams are made while there is memory for them
-  Console();
   std::set_new_handler(MemoryExhausted);
 }
 

@@ -4,12 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
-#include <sys/resource.h>
 
-#include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
-#include <list>
 #include <new>
 
 #include "base/memory.h"
@@ -204,24 +202,6 @@ TEST(LogsDeathTest, FatalExitsTellAndCleanUp) {
     EXPECT_EXIT(row.leave(), ExitedWithCode(row.status), testing::Eq(row.message));
   }
 }
-
-#ifndef __SANITIZE_ADDRESS__  // whose allocator takes no part in this
-TEST(LogsDeathTest, NothingIsAllocatedOnTheWayOut) {
-  const TempDir dir;
-  const auto run = [&] {
-    EndRunWhenMemoryIsExhausted();
-    OpenLogErrFiles(0, nullptr, (dir / "errors").c_str());
-    const TempFile owned = TempFile::CreateExclusive(dir / "temporary", 0600);
-    const rlimit limit{64 << 20, 64 << 20};
-    setrlimit(RLIMIT_AS, &limit);
-    std::list<std::array<char, 1000>> hoard;
-    while (true) hoard.emplace_back();
-  };
-  EXPECT_EXIT(run(), ExitedWithCode(1), testing::Eq("Insufficient memory\n"));
-  EXPECT_EQ(ReadFile(dir / "errors"), "Insufficient memory\n");
-  EXPECT_THAT(dir.Entries(), testing::ElementsAre("errors"));
-}
-#endif
 
 TEST(LogsDeathTest, AFullDiskIsToldAtTheEnd) {
   const auto run = [] {

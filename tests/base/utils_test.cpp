@@ -19,35 +19,6 @@
 namespace tabulon {
 namespace {
 
-TEST(Memory, IsZeroFilled) {
-  for (const size_t size : {0U, 1U, 100000U}) {
-    const Memory block = GetMem(size, nullptr);
-    ASSERT_NE(block.get(), nullptr);
-    const auto* bytes = static_cast<const char*>(block.get());
-    EXPECT_EQ(std::count(bytes, bytes + size, '\0'), static_cast<ptrdiff_t>(size));
-  }
-}
-
-TEST(Arena, HandsOutMultiplesOfEightUntilABlockIsFull) {
-  std::unique_ptr<ArenaBlock> arena;
-  const auto used = [&] { return arena->nextFree - arena->payload; };
-  char* const first = static_cast<char*>(TempAlloc(1, arena));
-  EXPECT_EQ(first, arena->payload);
-  EXPECT_EQ(TempAlloc(8, arena), first + 8);
-  EXPECT_EQ(used(), 16);
-  // A piece that would fill the block exactly starts another one, which it may then fill.
-  const ArenaBlock* const firstBlock = arena.get();
-  TempAlloc(sizeof arena->payload - 16, arena);
-  EXPECT_NE(arena.get(), firstBlock);
-  EXPECT_EQ(arena->previous.get(), firstBlock);
-  TempAlloc(sizeof arena->payload - used() - 8, arena);
-  EXPECT_EQ(used(), static_cast<ptrdiff_t>(sizeof arena->payload) - 8);
-  char* const whole = static_cast<char*>(TempAlloc(sizeof arena->payload, arena));
-  EXPECT_EQ(std::count(whole, whole + sizeof arena->payload, '\0'), 32736);
-  TempFree(arena);
-  EXPECT_EQ(arena, nullptr);
-}
-
 TEST(ByteOrder, IsReversedUntilAsked) {
   const auto saved = std::exchange(endianType, 0);
   EXPECT_EQ(logShort(0x0102), 0x0201);
