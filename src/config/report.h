@@ -10,7 +10,6 @@
 #include "base/spoolfile.h"
 #include "base/stringobj.h"
 #include "base/textstream.h"
-#include "btree/btree.h"
 #include "detail/reporttype.h"
 #include "query/filterplan.h"
 
@@ -69,7 +68,6 @@ struct Report {
   uint32_t dupFields = 0;     // kDup... bits
   uint32_t extLength = 0;     // longest extension counted, in characters behind the '.'
   int typeSort = kSortUnset;  // TypeSort
-  TreeHandle tree;            // type tallies, in key order
   std::unique_ptr<ReportWork> work;
 
   // Collected by the scan.

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <optional>
 
@@ -22,32 +21,6 @@ constexpr mode_t kReportFileMode = 0666;
 constexpr char kByteOrderMark[] = {'\xFF', '\xFE'};
 
 constexpr uint32_t kDefaultExtLength = 4;
-constexpr uint32_t kOwnerKeyBytes = 8;
-constexpr uint32_t kIdKeyBytes = 4;
-
-// Longest extension that a record can carry, in characters: its name is at most 65,535 bytes long,
-// and no character takes less than one.
-constexpr uint32_t kLongestExtension = 0xFFFF;
-// Room for an extension's characters, its dot and its terminator.
-constexpr uint32_t ExtensionKeyBytes(uint32_t extLength) {
-  return std::min(extLength, kLongestExtension) * 4 + 8;
-}
-
-// The store of a grouping report: 512 keys a node, 10,000,000 bytes of resident key nodes.
-constexpr uint32_t kFanOut = 512;
-constexpr uint32_t kKeysPerNode = 512;
-constexpr uint32_t kReferenceBytes = 8;
-constexpr int32_t kKeyMemory = 10'000'000;
-// With long keys a node takes fewer of them, one at least: the key memory then still holds dozens
-// of nodes, and paging one of them in moves little that nobody asked for.
-constexpr uint32_t kLargestKeyNode = 24 * 1024;
-constexpr uint32_t kKeyRecordOverhead = 12;
-constexpr uint32_t KeysPerNode(uint32_t keyBytes) {
-  const uint32_t recordBytes = keyBytes + kReferenceBytes + kKeyRecordOverhead;
-  return std::clamp<uint32_t>(kLargestKeyNode / recordBytes, 1, kKeysPerNode);
-}
-static_assert(KeysPerNode(ExtensionKeyBytes(kDefaultExtLength)) == kKeysPerNode);
-static_assert(KeysPerNode(ExtensionKeyBytes(UINT32_MAX)) == 1);
 
 void CheckScanKind(Report& report) {
   if (report.type == 0) ErrExit(L"Report definition section with no type specified\n");
@@ -106,21 +79,9 @@ void SetUpDuplicates(Report& report) {
   report.flags |= kFlagFullPath;
 }
 
-uint32_t GroupKeyBytes(const Report& report) {
-  if (report.type == kReportFiletypes) return ExtensionKeyBytes(report.extLength);
-  return report.type == kReportOwnerTotals ? kOwnerKeyBytes : kIdKeyBytes;
-}
-
-void PlantTypeTree(Report& report) {
+void SetUpGroups(Report& report) {
   if (report.typeSort == kSortUnset) report.typeSort = kSortBySize;
   if (report.extLength == 0) report.extLength = kDefaultExtLength;
-  const uint32_t keyBytes = GroupKeyBytes(report);
-  report.tree = TreePlant({.fanOut = kFanOut,
-                           .treeMemory = -int32_t{kFanOut + 1},
-                           .keysPerKeyNode = KeysPerNode(keyBytes),
-                           .maxKeyBytes = keyBytes,
-                           .extraBytes = kReferenceBytes,
-                           .keyMemory = kKeyMemory});
 }
 
 }  // namespace
@@ -131,7 +92,7 @@ void InitializeReportEntry(Report& report) {
   if (!qvaFlag && report.hasReportFile) CreateReportFile(report);
   if ((report.type & kNotRecordList) == 0) CreatePositionFile(report);
   if (report.type == kReportDuplicates) SetUpDuplicates(report);
-  if ((report.type & kGroupingTypes) != 0) PlantTypeTree(report);
+  if ((report.type & kGroupingTypes) != 0) SetUpGroups(report);
   report.currentDir = NewStringObject({}, 0);
   report.plan = FilterPlan(report.filter);
 }

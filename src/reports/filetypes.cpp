@@ -12,7 +12,9 @@
 
 #include "base/endian.h"
 #include "base/foldcase.h"
+#include "btree/btree.h"
 #include "detail/detailfile.h"
+#include "detail/domainlist.h"
 #include "detail/scandetail.h"
 #include "reports/reportwriter.h"
 #include "reports/totals.h"
@@ -48,7 +50,7 @@ class EntryFront {
   }
 
  private:
-  static constexpr unsigned kFirstBits = 10;
+  static constexpr unsigned kFirstBits = 5;  // thousands of reports may ask for little
   static constexpr size_t kProbes = 8;
   struct Slot {
     uint64_t key = 0;
@@ -78,36 +80,47 @@ class EntryFront {
 
 struct TypeWork;
 // The entry under which a record counts, made when it is the first; null when it does not count.
-using EntryFinder = TypeEntry* (*)(Report&, TypeWork&, const ScanRecord&);
+using EntryFinder = TypeEntry* (*)(const Report&, TypeWork&, const ScanRecord&);
 
 struct TypeWork : ReportWork {
   explicit TypeWork(uint32_t type);
 
   EntryFinder find = nullptr;
   std::deque<TypeEntry> entries;
+  TreeHandle tree;  // of the entries, by their keys
   EntryFront front;
-  std::wstring key;  // of an extension; kept for its memory
-  bool plainFold;    // the locale folds ASCII letters to ASCII letters
+  bool plainFold;  // the locale folds ASCII letters to ASCII letters
 };
 
-// What the report's tree carries with each key.
-struct TypeData {
-  TypeEntry* entry;
-};
-static_assert(sizeof(TypeData) == 8);
+// A key of the tree is an ID, or the reference to an extension: keys are small, however long
+// extensions are.
+using ExtensionKey = const std::wstring*;
 
-// The entry with this key in the report's tree; made, with the name that `name` tells, when it is
-// the first.
-template <class Name>
-TypeEntry* EntryInTree(Report& report, TypeWork& work, const void* key, size_t size, Name name) {
-  const auto length = static_cast<uint32_t>(size);
-  if (const KeyRecord found = TreeSearch(report.tree.get(), key, length)) {
-    return LoadLittle<TypeData>(found.extra()).entry;
-  }
-  const TypeData data{&work.entries.emplace_back()};
-  data.entry->name = name();
-  TreeAddKey(report.tree.get(), key, length, &data);
-  return data.entry;
+const std::wstring& ExtensionOf(const void* key) {
+  return *LoadLittle<ExtensionKey>(key);
+}
+
+// The order of extensions, without regard to letter case on a CIFS scan.
+int CompareExtensions(const void* a, uint32_t, const void* b, uint32_t) {
+  const std::wstring& x = ExtensionOf(a);
+  const std::wstring& y = ExtensionOf(b);
+  return rootType == kRootCifs ? CompareFolded(x, y) : x.compare(y);
+}
+
+TreeHandle PlantTypeTree(bool byExtension) {
+  return TreePlant({.fanOut = 512,
+                    .treeMemory = -513,
+                    .keysPerKeyNode = byExtension ? 512U : 64U,
+                    .maxKeyBytes = sizeof(ExtensionKey),
+                    .extraBytes = sizeof(TypeEntry*),
+                    .keyMemory = 10'000'000,
+                    .compare = byExtension ? CompareExtensions : nullptr});
+}
+
+// The entry with this key; null when there is none.
+TypeEntry* EntryInTree(TypeWork& work, const void* key, uint32_t length) {
+  const KeyRecord found = TreeSearch(work.tree.get(), key, length);
+  return found ? LoadLittle<TypeEntry*>(found.extra()) : nullptr;
 }
 
 constexpr uint64_t kEveryByte = 0x0101010101010101;
@@ -138,18 +151,26 @@ bool FoldsAsciiPlainly() {
   return true;
 }
 
-// The key is the extension with its terminator, in small letters on a CIFS scan.
-TypeEntry* ExtensionInTree(Report& report, TypeWork& work, std::wstring_view extension) {
-  const CaseFold& fold = FoldCase();
-  work.key = extension;
-  if (rootType == kRootCifs) {
-    for (wchar_t& unit : work.key) unit = fold(unit);
-  }
-  return EntryInTree(report, work, work.key.c_str(), (work.key.size() + 1) * sizeof(wchar_t),
-                     [&] { return std::wstring(extension); });
+TypeEntry* ExtensionInTree(TypeWork& work, std::wstring_view extension) {
+  const std::wstring text(extension);
+  ExtensionKey key = &text;
+  if (TypeEntry* found = EntryInTree(work, &key, sizeof key)) return found;
+  TypeEntry* entry = &work.entries.emplace_back();
+  entry->name = text;
+  key = &entry->name;
+  TreeAddKey(work.tree.get(), &key, sizeof key, &entry);
+  return entry;
 }
 
-TypeEntry* FindExtension(Report& report, TypeWork& work, const ScanRecord& record) {
+TypeEntry* IdInTree(TypeWork& work, uint32_t id) {
+  if (TypeEntry* found = EntryInTree(work, &id, sizeof id)) return found;
+  TypeEntry* entry = &work.entries.emplace_back();
+  entry->name = std::to_wstring(static_cast<int32_t>(id));
+  TreeAddKey(work.tree.get(), &id, sizeof id, &entry);
+  return entry;
+}
+
+TypeEntry* FindExtension(const Report& report, TypeWork& work, const ScanRecord& record) {
   const RecordText& name = record.name;
   const std::ptrdiff_t dot = name.LastDot();
   if (dot <= 0) return nullptr;
@@ -160,25 +181,24 @@ TypeEntry* FindExtension(Report& report, TypeWork& work, const ScanRecord& recor
   if (length < 2 || length > size_t{report.extLength} + 1) return nullptr;
 
   if (!ascii || length > sizeof(uint64_t) || (foldCase && !work.plainFold)) {
-    return ExtensionInTree(report, work, name.Wide().substr(start));
+    return ExtensionInTree(work, name.Wide().substr(start));
   }
   const uint64_t packed = PackTail(name.Ascii(), length);
   const uint64_t key = foldCase ? LowerPacked(packed) : packed;
   TypeEntry* entry = work.front.Find(key);
   if (entry == nullptr) {
-    entry = ExtensionInTree(report, work, name.Wide().substr(start));
+    entry = ExtensionInTree(work, name.Wide().substr(start));
     work.front.Add(key, entry);
   }
   return entry;
 }
 
 template <uint32_t (RecordFields::*field)() const>
-TypeEntry* FindId(Report& report, TypeWork& work, const ScanRecord& record) {
+TypeEntry* FindId(const Report&, TypeWork& work, const ScanRecord& record) {
   const uint32_t id = (record.fields().*field)();
   TypeEntry* entry = work.front.Find(id);
   if (entry == nullptr) {
-    entry = EntryInTree(report, work, &id, sizeof id,
-                        [&] { return std::to_wstring(static_cast<int32_t>(id)); });
+    entry = IdInTree(work, id);
     work.front.Add(id, entry);
   }
   return entry;
@@ -191,10 +211,16 @@ constexpr std::array<std::pair<uint32_t, EntryFinder>, 3> kGroupings = {{
     {kReportGidTotals, FindId<&RecordFields::gid>},
 }};
 
-TypeWork::TypeWork(uint32_t type) : plainFold(FoldsAsciiPlainly()) {
+TypeWork::TypeWork(uint32_t type)
+    : tree(PlantTypeTree(type == kReportFiletypes)), plainFold(FoldsAsciiPlainly()) {
   for (const auto& [groupingType, finder] : kGroupings) {
     if (groupingType == type) find = finder;
   }
+}
+
+TypeWork& WorkOf(Report& report) {
+  if (!report.work) report.work = std::make_unique<TypeWork>(report.type);
+  return static_cast<TypeWork&>(*report.work);
 }
 
 struct SortKey {
@@ -212,9 +238,9 @@ TreeHandle SortEntries(Report& report, size_t& width) {
                                  .maxKeyBytes = sizeof(SortKey),
                                  .keyMemory = 10'000'000,
                                  .compare = SortKeyCompare});
-  for (KeyRecord record = TreeLowKey(report.tree.get()); record;
-       record = TreeNextKey(report.tree.get())) {
-    const SortKey key{&report, LoadLittle<TypeData>(record.extra()).entry};
+  Tree* const tree = WorkOf(report).tree.get();
+  for (KeyRecord record = TreeLowKey(tree); record; record = TreeNextKey(tree)) {
+    const SortKey key{&report, LoadLittle<TypeEntry*>(record.extra())};
     width = std::max(width, key.entry->name.size());
     TreeAddKey(sorted.get(), &key, sizeof key, nullptr);
   }
@@ -225,8 +251,7 @@ TreeHandle SortEntries(Report& report, size_t& width) {
 
 void ClassifyFile(Report& report, const ScanRecord& record) {
   if (!report.plan.Passes(record)) return;
-  if (!report.work) report.work = std::make_unique<TypeWork>(report.type);
-  auto& work = static_cast<TypeWork&>(*report.work);
+  TypeWork& work = WorkOf(report);
   TypeEntry* entry = work.find != nullptr ? work.find(report, work, record) : nullptr;
   if (entry == nullptr) return;
   ++entry->count;
@@ -249,7 +274,6 @@ void FiletypeReport(Report& report) {
                 .totalBytes = entry.totalBytes,
                 .allocatedBytes = entry.allocatedBytes});
   }
-  report.tree.reset();
   report.work.reset();
 }
 

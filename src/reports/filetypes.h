@@ -19,7 +19,7 @@ struct TypeEntry {
 };
 
 // Counts the record, file or directory, under its key when it passes the report's filter and has
-// one. REQUIRES: report.tree has room for the key and 8 extra bytes, and is touched by no one else.
+// one.
 void ClassifyFile(Report& report, const ScanRecord& record);
 
 // Writes the tallies of a grouping report in the chosen order and frees them.

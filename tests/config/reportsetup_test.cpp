@@ -41,7 +41,6 @@ TEST_F(ReportSetup, DefaultsFillWhatTheDefinitionLeftOpen) {
   EXPECT_EQ(plain.fields, "");
   EXPECT_TRUE(plain.positions.IsOpen());
   ASSERT_NE(plain.currentDir, nullptr);
-  EXPECT_FALSE(plain.tree);
 
   namesDflt = kFlagFullPath;
   pathFormDflt = kFlagRelative;
@@ -70,29 +69,10 @@ TEST_F(ReportSetup, DuplicatesShowFullPaths) {
   EXPECT_EQ(SetUp({{L"type", L"duplicates"}, {L"dupcheck", L"name"}}).dupFields, kDupName);
 }
 
-TEST_F(ReportSetup, LongestExtensionsFitTheTree) {
-  const Report& plain = SetUp({{L"type", L"filetypes"}});
-  EXPECT_EQ(plain.extLength, 4U);
-  EXPECT_EQ(plain.typeSort, kSortBySize);
-  const Report& report = SetUp({{L"type", L"filetypes"}, {L"extlen", L"4294967294"}});
-  // A name of 65,535 bytes: one character before the dot, the dot and 65,533 behind it.
-  std::wstring key(65535, L'x');
-  constexpr int kKeys = 200;
-  for (wchar_t i = 0; i < kKeys; ++i) {
-    key[1] = i;
-    const uint64_t reference = static_cast<uint64_t>(i) * 3;
-    EXPECT_TRUE(TreeAddKey(report.tree.get(), key.c_str(),
-                           static_cast<uint32_t>((key.size() + 1) * sizeof(wchar_t)), &reference));
-  }
-  int found = 0;
-  for (KeyRecord record = TreeLowKey(report.tree.get()); record;
-       record = TreeNextKey(report.tree.get())) {
-    uint64_t reference = 0;
-    memcpy(&reference, record.extra(), sizeof reference);
-    EXPECT_EQ(reference % 3, 0U);
-    ++found;
-  }
-  EXPECT_EQ(found, kKeys);
+TEST_F(ReportSetup, GroupingReportsHaveDefaults) {
+  const Report& report = SetUp({{L"type", L"filetypes"}});
+  EXPECT_EQ(report.extLength, 4U);
+  EXPECT_EQ(report.typeSort, kSortBySize);
 }
 
 TEST_F(ReportSetup, ReportFilesAreMadeAndEmptied) {

@@ -50,12 +50,6 @@ class FileTypes : public testing::Test {
     report_->format = kFormatCsv;
     report_->typeSort = kSortBySize;
     report_->extLength = extLength;
-    report_->tree = TreePlant({.fanOut = 512,
-                               .treeMemory = -513,
-                               .keysPerKeyNode = extLength > 1000 ? 4U : 512U,
-                               .maxKeyBytes = extLength * 4 + 8,
-                               .extraBytes = 8,
-                               .keyMemory = 10'000'000});
   }
 
   void Classify(const File& file, uint32_t flags = 0) {
@@ -77,7 +71,6 @@ class FileTypes : public testing::Test {
     for (const File& file : files) Classify(file);
     CapturedLog log;
     FiletypeReport(*report_);
-    EXPECT_EQ(report_->tree, nullptr);
     EXPECT_EQ(report_->work, nullptr);
     return log.text();
   }
