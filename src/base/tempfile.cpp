@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <set>
@@ -18,20 +20,72 @@ namespace {
 
 constexpr int kNameTries = 100;
 
-// The files that still have to go when the process exits. Never destroyed: owners that outlive the
+// The signals by which users, terminals and readers that go away end a run.
+constexpr std::array<int, 4> kEndingSignals = {SIGHUP, SIGINT, SIGPIPE, SIGTERM};
+
+// The files that still have to go when the process ends. Never destroyed: owners that outlive the
 // exit handler still use it.
 std::set<std::string>& LiveFiles() {
-  static auto* const files = [] {
-    std::atexit([] {
-      for (const std::string& path : LiveFiles()) unlink(path.c_str());
-      LiveFiles().clear();
-    });
-    return new std::set<std::string>;
-  }();
+  static auto* const files = new std::set<std::string>;
   return *files;
 }
 
+void RemoveLiveFiles() {
+  for (const std::string& path : LiveFiles()) unlink(path.c_str());
+}
+
+// Keeps the ending signals waiting while the set changes, so that their handler finds it whole.
+class SignalsWait {
+ public:
+  SignalsWait() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+    sigprocmask(SIG_BLOCK, &ending, &before_);
+  }
+  ~SignalsWait() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsWait(const SignalsWait&) = delete;
+  SignalsWait& operator=(const SignalsWait&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+// Notes a file that has to go; false when it was noted before.
+bool Remember(const std::string& path) {
+  LiveFiles();  // there before its exit handler is, which runs even when there is no memory for it
+  [[maybe_unused]] static const int atExit = std::atexit([] {
+    RemoveLiveFiles();
+    LiveFiles().clear();
+  });
+  const SignalsWait wait;
+  return LiveFiles().insert(path).second;
+}
+
+void Forget(const std::string& path) {
+  const SignalsWait wait;
+  LiveFiles().erase(path);
+}
+
+// Removes the files and lets the signal do what it does. Async-signal-safe: the set is only read.
+void EndBySignal(int signal) {
+  RemoveLiveFiles();
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+}
+
 }  // namespace
+
+void RemoveTempFilesOnSignals() {
+  LiveFiles();
+  for (const int signal : kEndingSignals) {
+    struct sigaction present {};
+    if (sigaction(signal, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) continue;
+    present.sa_handler = EndBySignal;
+    present.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(signal, &present, nullptr);
+  }
+}
 
 std::string DefinedTempName(const char* name) {
   const char* prefix = name;
@@ -80,12 +134,12 @@ TempFile TempFile::CreateExclusive(std::string path, mode_t mode) {
   TempFile file;
   file.path_ = std::move(path);
   // Noted first: noting takes memory, and a run that ends for want of it must not leave the file.
-  const bool isNew = LiveFiles().insert(file.path_).second;
+  const bool isNew = Remember(file.path_);
   file.fd_ =
       UniqueFd(open(file.path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
   if (!file.valid()) {
     const int failure = errno;
-    if (isNew) LiveFiles().erase(file.path_);
+    if (isNew) Forget(file.path_);
     errno = failure;
     return file;
   }
@@ -123,20 +177,20 @@ bool TempFile::Reopen() {
 }
 
 void TempFile::Keep() {
-  LiveFiles().erase(path_);
+  Forget(path_);
   removeAtEnd_ = false;
 }
 
 void TempFile::RemoveAtEnd() {
   removeAtEnd_ = true;
-  LiveFiles().insert(path_);
+  Remember(path_);
 }
 
 void TempFile::Remove() {
   fd_.Reset();
   if (!std::exchange(removeAtEnd_, false)) return;
   unlink(path_.c_str());
-  LiveFiles().erase(path_);
+  Forget(path_);
 }
 
 }  // namespace tabulon

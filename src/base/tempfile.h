@@ -14,6 +14,10 @@ namespace tabulon {
 extern std::optional<std::string> tempDir;  // from -tempdir; none = the C library chooses
 extern std::optional<std::string> tempId;   // from -tempid; put in front of temporary names
 
+// From here on the hang-up, interrupt, broken-pipe and termination signals remove the temporary
+// files before they end the process. A signal that is ignored or handled stays so.
+void RemoveTempFilesOnSignals();
+
 // A name for a temporary file, by tempnam(3) with directory `tempDir` and the prefix
 // "<tempId>.<name>", or whichever of the two is there (the C library uses five bytes of it).
 // The file is not made. Empty when no name could be formed.

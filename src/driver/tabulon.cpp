@@ -1,6 +1,7 @@
 #include "driver/tabulon.h"
 
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -159,6 +160,8 @@ void CollectCategories() {
 
 // Every report of the configuration file, in one pass.
 [[noreturn]] void RunConfiguration(const DetailInput& input) {
+  // Whoever stops reading the list log shall not cost anyone a report file.
+  std::signal(SIGPIPE, SIG_IGN);
   ProcessConfigFile(cmdOpts[kOptCfg].value);
   if (qvaFlag) CreateQvaFile();
   ScanReports();
@@ -198,6 +201,9 @@ void CollectCategories() {
 void RealMain(int argc, char** argv) {
   ChooseLocale();
   EndRunWhenMemoryIsExhausted();
+  // A file that reaches the size limit is told like a full disk.
+  std::signal(SIGXFSZ, SIG_IGN);
+  RemoveTempFilesOnSignals();
   // The options stand in cmdOpts from here on.
   ParseCommandLine(argc, argv);
   ApplyEarlyOptions();
