@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -106,6 +107,7 @@ inline RunResult RunProgram(const std::vector<std::string>& argv, const RunOptio
   WriteFile(dir / "in", options.input);
   WriteFile(dir / "out", "");
   WriteFile(dir / "err", "");
+  std::fflush(nullptr);  // or the child would write the buffers, too
   const pid_t child = fork();
   if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (child == 0) support_internal::BecomeProgram(argv, options, dir);
