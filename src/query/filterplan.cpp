@@ -224,7 +224,8 @@ void FilterPlan::AddStep(const Filter& element, int32_t onTrue, int32_t onFalse)
   const PlannedTest& planned = PlannedTestOf(element);
   PlanStep& step = steps_.emplace_back();
   step.test = planned.test;
-  step.next = {onFalse, onTrue};
+  step.onTrue = onTrue;
+  step.onFalse = onFalse;
   step.expected = element.comparison == kEqual;
   step.element = &element;
   if (planned.field != nullptr) {
@@ -247,8 +248,16 @@ void FilterPlan::NumberFromTheFront() {
   start_ = 0;
   const auto last = static_cast<int32_t>(steps_.size()) - 1;
   for (PlanStep& step : steps_) {
-    for (int32_t& next : step.next) next = next >= 0 ? last - next : next;
+    if (step.onTrue >= 0) step.onTrue = last - step.onTrue;
+    if (step.onFalse >= 0) step.onFalse = last - step.onFalse;
   }
+}
+
+FilterGate FilterPlan::Gate() const {
+  if (start_ < 0) return {};
+  const PlanStep& first = steps_[static_cast<size_t>(start_)];
+  if (first.test != nullptr || first.onFalse != kReject) return {};
+  return {first.fieldOffset, first.fieldMask, first.range};
 }
 
 }  // namespace tabulon

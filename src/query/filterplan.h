@@ -3,7 +3,6 @@
 // of one connector only the cheap tests stand before the dear ones.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -23,7 +22,8 @@ struct PlanStep {
   // the bits of `fieldMask` in the eight bytes at `fieldOffset` of the record's fixed part are in
   // `range`.
   bool (*test)(const PlanStep& step, const ScanRecord& record) = nullptr;
-  std::array<int32_t, 2> next = {};  // the next step when it fails, when it holds; or an exit
+  int32_t onTrue = 0;  // the next step, or an exit
+  int32_t onFalse = 0;
   size_t fieldOffset = 0;
   uint64_t fieldMask = 0;
   ValueRange range;
@@ -31,6 +31,22 @@ struct PlanStep {
   const CompiledTemplate* pattern = nullptr;
   const ExtensionSet* extensions = nullptr;
   const Filter* element = nullptr;
+
+  bool Holds(const ScanRecord& record) const {
+    if (test != nullptr) return test(*this, record);
+    return range.Has(LoadU64(record.fields().bytes() + fieldOffset) & fieldMask);
+  }
+};
+
+// A number test that holds for every record that passes a plan. Small and kept close together,
+// gates turn most records away before the plans are looked at.
+struct FilterGate {
+  size_t fieldOffset = 0;
+  uint64_t fieldMask = 0;
+  ValueRange range;  // as it is, with the mask of 0: every record goes in
+  bool Opens(const unsigned char* fixed) const {
+    return range.Has(LoadU64(fixed + fieldOffset) & fieldMask);
+  }
 };
 
 class FilterPlan {
@@ -43,17 +59,24 @@ class FilterPlan {
 
   // Whether the record passes: what CheckFilterList says.
   bool Passes(const ScanRecord& record) const {
-    const unsigned char* fixed = record.fields().bytes();
-    int32_t at = start_;
-    while (at >= 0) {
+    // Branches on every result, which most filters make easy to foresee; a chosen step number would
+    // have to be waited for.
+    for (int32_t at = start_; at >= 0;) {
       const PlanStep& step = steps_[static_cast<size_t>(at)];
-      const bool holds = step.test != nullptr
-                             ? step.test(step, record)
-                             : step.range.Has(LoadU64(fixed + step.fieldOffset) & step.fieldMask);
-      at = step.next[holds ? 1 : 0];
+      if (step.Holds(record)) {
+        if (step.onTrue < 0) return step.onTrue == kAccept;
+        at = step.onTrue;
+      } else {
+        if (step.onFalse < 0) return step.onFalse == kAccept;
+        at = step.onFalse;
+      }
     }
-    return at == kAccept;
+    return true;
   }
+
+  // The plan's first test, when a record that fails it is rejected at once; else one that is always
+  // open.
+  FilterGate Gate() const;
 
  private:
   // Where a plan ends, in place of a step's number.

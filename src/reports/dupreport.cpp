@@ -23,6 +23,9 @@ namespace {
 constexpr size_t kBatchMembers = 2U << 20;
 constexpr uint64_t kBatchText = uint64_t{96} << 20;
 
+// How many records ahead the next ones are fetched.
+constexpr size_t kLookAhead = 8;
+
 // A batch: some groups, their members, and what the members' records say.
 class Batch {
  public:
@@ -92,7 +95,14 @@ void Batch::ReadRecords() {
             [this](uint32_t a, uint32_t b) { return members_[a].position < members_[b].position; });
   directoryPosition_ = 0;
   directory_ = {};
-  for (const uint32_t member : order_) ReadRecord(member);
+  for (size_t i = 0; i < order_.size(); ++i) {
+    if (i + kLookAhead < order_.size()) {
+      const DupMember& ahead = members_[order_[i + kLookAhead]];
+      records_.Prefetch(ahead.position);
+      directories_.Prefetch(ahead.directory);
+    }
+    ReadRecord(order_[i]);
+  }
 }
 
 void Batch::ReadRecord(size_t member) {

@@ -1,5 +1,6 @@
 #include "reports/listing.h"
 
+#include <array>
 #include <string>
 
 #include "base/utils.h"
@@ -14,6 +15,9 @@
 
 namespace tabulon {
 namespace {
+
+// How many records ahead the next ones are fetched.
+constexpr size_t kLookAhead = 8;
 
 // One listing while it is written. Records and directories are read again, each in ascending order
 // through a window of its own.
@@ -35,6 +39,8 @@ class Listing {
       ReportEntry(report_, L"\n---- %ls ----\n\n", report_.title);
     }
   }
+
+  void Prefetch(const PositionPair& pair) const { records_.Prefetch(pair.record); }
 
   void WriteRecord(const PositionPair& pair) {
     if (pair.directory != directoryPosition_) UpdateDirPath(pair.directory);
@@ -134,8 +140,20 @@ void DisplayReport(Report& report) {
   listing.WriteTitle();
   if (!report.positions.IsOpen()) return;
   report.positions.Rewind();
-  PositionPair pair;
-  while (report.positions.Read(&pair, sizeof pair)) listing.WriteRecord(pair);
+  // A few positions are known ahead of the one that is written.
+  std::array<PositionPair, kLookAhead> ahead;
+  size_t taken = 0;
+  size_t written = 0;
+  while (true) {
+    PositionPair& slot = ahead[taken % kLookAhead];
+    const bool more = report.positions.Read(&slot, sizeof slot);
+    if (more) {
+      listing.Prefetch(slot);
+      if (++taken - written < kLookAhead) continue;
+    }
+    if (written == taken) return;
+    listing.WriteRecord(ahead[written++ % kLookAhead]);
+  }
 }
 
 }  // namespace tabulon

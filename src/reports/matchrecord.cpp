@@ -45,7 +45,13 @@ struct Watch {
   RecordSelector selector;  // of a listing
 };
 std::vector<Watch> watches;
-std::vector<Report*> fileLists;  // listings that choose among all files by their filters alone
+
+// A listing that chooses among all files by its filter alone.
+struct FileList {
+  FilterGate gate;
+  Report* report;
+};
+std::vector<FileList> fileLists;
 
 // Notes a record that a listing has selected.
 void Note(Report& report, const ScanRecord& record) {
@@ -66,8 +72,9 @@ void CheckReport(const Watch& watch, const ScanRecord& record) {
 
 void OfferRecord(const ScanRecord& record) {
   if (!record.fields().isDirectory()) {
-    for (Report* report : fileLists) {
-      if (report->plan.Passes(record)) Note(*report, record);
+    const unsigned char* fixed = record.fields().bytes();
+    for (const FileList& list : fileLists) {
+      if (list.gate.Opens(fixed) && list.report->plan.Passes(record)) Note(*list.report, record);
     }
   }
   for (const Watch& watch : watches) {
@@ -89,7 +96,7 @@ void ScanReports() {
     if (report.active == 0 || !row.looks) continue;
     const RecordSelector selector = SelectorOf(report.type);
     if (row.offer == nullptr && selector.SelectsEveryFile()) {
-      fileLists.push_back(&report);
+      fileLists.push_back({report.plan.Gate(), &report});
     } else {
       watches.push_back({&report, row.offer, selector});
     }
