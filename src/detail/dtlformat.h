@@ -27,9 +27,9 @@ inline constexpr uint32_t kMagicIncomplete = 0x4C544449;  // "IDTL": the scan di
 inline constexpr uint32_t kMagicFinished = 0x4C544446;    // "FDTL"
 inline constexpr uint32_t kMagicBeta = 0x4C544443;        // "CDTL": finished, early scanner line
 
-inline constexpr uint32_t kRevisionMask = 0xFF;            // low byte: 6, 7 or 8
-inline constexpr uint32_t kRevisionAix = 0x105;            // whole word of a file built on AIX
-inline constexpr uint32_t kRevisionSubdirCounts = 0x200;   // the file carries subdirectory counts
+inline constexpr uint32_t kRevisionMask = 0xFF;           // low byte: 6, 7 or 8
+inline constexpr uint32_t kRevisionAix = 0x105;           // whole word of a file built on AIX
+inline constexpr uint32_t kRevisionSubdirCounts = 0x200;  // the file carries subdirectory counts
 
 inline constexpr uint32_t kHeaderNfs = 0x1;        // header flags: NFS scan (clear: CIFS)
 inline constexpr uint32_t kHeaderSacls = 0x2;      // SACLs were collected
@@ -37,35 +37,35 @@ inline constexpr uint32_t kHeaderQvaTagged = 0x8;  // the file is QVA-tagged
 
 // Header. Offset and width of each field as noted.
 struct LogHeader {
-  uint32_t magic = 0;               // 0
-  uint32_t revision = 0;            // 4
-  uint32_t scanTime = 0;            // 8
-  uint32_t tagString = 0;           // 12  offset of a header string, as the next one
-  uint32_t serverString = 0;        // 16
-  uint32_t uniqueSds = 0;           // 20
-  uint32_t sids = 0;                // 28
-  uint64_t securitySection = 0;     // 32  0 = none
-  uint64_t idSection = 0;           // 48  0 = none
-  uint32_t flags = 0;               // 64
-  uint32_t orphanedSids = 0;        // 68
-  uint32_t orphanedAsOwner = 0;     // 72
+  uint32_t magic = 0;            // 0
+  uint32_t revision = 0;         // 4
+  uint32_t scanTime = 0;         // 8
+  uint32_t tagString = 0;        // 12  offset of a header string, as the next one
+  uint32_t serverString = 0;     // 16
+  uint32_t uniqueSds = 0;        // 20
+  uint32_t sids = 0;             // 28
+  uint64_t securitySection = 0;  // 32  0 = none
+  uint64_t idSection = 0;        // 48  0 = none
+  uint32_t flags = 0;            // 64
+  uint32_t orphanedSids = 0;     // 68
+  uint32_t orphanedAsOwner = 0;  // 72
 };
 
 // Root block. The nine counts of kinds mean one thing for CIFS scans; NFS scans use the first two,
 // for hard links and symbolic links.
 struct LogRoot {
-  uint64_t totalFileSize = 0;   // 0
-  uint64_t firstRecord = 0;     // 16
-  uint32_t rootString = 0;      // 24
-  uint32_t shareString = 0;     // 28  0 = none
-  uint32_t directories = 0;     // 48
+  uint64_t totalFileSize = 0;     // 0
+  uint64_t firstRecord = 0;       // 16
+  uint32_t rootString = 0;        // 24
+  uint32_t shareString = 0;       // 28  0 = none
+  uint32_t directories = 0;       // 48
   uint32_t emptyDirectories = 0;  // 52
-  uint32_t files = 0;           // 56
-  uint32_t counts[9] = {};      // 60..92
-  uint32_t hostString = 0;      // 96  0 = use the server name
-  uint32_t qvaRootString = 0;   // 100 0 = use the root path
-  uint64_t availableSpace = 0;  // 104
-  uint64_t volumeCapacity = 0;  // 112
+  uint32_t files = 0;             // 56
+  uint32_t counts[9] = {};        // 60..92
+  uint32_t hostString = 0;        // 96  0 = use the server name
+  uint32_t qvaRootString = 0;     // 100 0 = use the root path
+  uint64_t availableSpace = 0;    // 104
+  uint64_t volumeCapacity = 0;    // 112
 };
 
 // Indexes into LogRoot::counts.
@@ -130,19 +130,39 @@ struct RecordLayout {
   uint8_t fixedSize;
   uint8_t attributes, created, accessed, modified, size;
   uint8_t uid, gid, inode, links;
-  uint8_t nameLength;           // u16
-  uint8_t targetLength;         // u32 (CIFS) or u16 (NFS)
-  bool wideTargetLength;        // the target length has 32 bits
-  uint8_t streamCount;          // i32; 0 = records of this kind carry no alternate streams
+  uint8_t nameLength;     // u16
+  uint8_t targetLength;   // u32 (CIFS) or u16 (NFS)
+  bool wideTargetLength;  // the target length has 32 bits
+  uint8_t streamCount;    // i32; 0 = records of this kind carry no alternate streams
 };
-inline constexpr RecordLayout kCifsRecord = {
-    .fixedSize = 80, .attributes = 8, .created = 12, .accessed = 16, .modified = 20, .size = 24,
-    .uid = 40, .gid = 44, .inode = 48, .links = 52,
-    .nameLength = 72, .targetLength = 68, .wideTargetLength = true, .streamCount = 76};
-inline constexpr RecordLayout kNfsRecord = {
-    .fixedSize = 48, .attributes = 16, .created = 20, .accessed = 24, .modified = 28, .size = 32,
-    .uid = 4, .gid = 8, .inode = 12, .links = 40,
-    .nameLength = 44, .targetLength = 46, .wideTargetLength = false, .streamCount = 0};
+inline constexpr RecordLayout kCifsRecord = {.fixedSize = 80,
+                                             .attributes = 8,
+                                             .created = 12,
+                                             .accessed = 16,
+                                             .modified = 20,
+                                             .size = 24,
+                                             .uid = 40,
+                                             .gid = 44,
+                                             .inode = 48,
+                                             .links = 52,
+                                             .nameLength = 72,
+                                             .targetLength = 68,
+                                             .wideTargetLength = true,
+                                             .streamCount = 76};
+inline constexpr RecordLayout kNfsRecord = {.fixedSize = 48,
+                                            .attributes = 16,
+                                            .created = 20,
+                                            .accessed = 24,
+                                            .modified = 28,
+                                            .size = 32,
+                                            .uid = 4,
+                                            .gid = 8,
+                                            .inode = 12,
+                                            .links = 40,
+                                            .nameLength = 44,
+                                            .targetLength = 46,
+                                            .wideTargetLength = false,
+                                            .streamCount = 0};
 
 // Alternate-stream entry: u16 length N, N bytes of name, u64 stream size.
 inline constexpr size_t kStreamEntryOverhead = 10;
