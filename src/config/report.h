@@ -54,7 +54,6 @@ struct Report {
   Filter* filter = nullptr;  // null = every record passes
   FilterPlan plan;           // the filter laid out for the scan
   std::wstring title;
-  std::wstring name;  // "none" for the query report
   std::wstring totalTag;
   std::wstring qvaTag;
   bool hasReportFile = false;    // a "reportfile" line was given
