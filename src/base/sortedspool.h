@@ -49,6 +49,14 @@ class SortedSpool {
     std::make_heap(heap_.begin(), heap_.end(), Later());
   }
 
+  // Gives back memory and file. REQUIRES: nothing is read or added any more.
+  void Release() {
+    entries_.Release();
+    runs_.clear();
+    heap_.clear();
+    file_.Remove();
+  }
+
   // Reads the next entry in order; false behind the last one.
   bool Next(T& entry) {
     if (runs_.empty()) {

@@ -151,6 +151,7 @@ void DupCandidates::ForEach(const std::function<void(const Candidate&)>& take) {
   reader.Read(entries_.begin(), entries_.size());
   spill_.Remove();
   entries_.Release();
+  seen_.Release();
 }
 
 }  // namespace tabulon

@@ -41,6 +41,8 @@ class SeenTable {
   bool SeenAgain(uint32_t slot) const {
     return (words_[slot / kPerWord] >> (slot % kPerWord * 2) & kAgain) != 0;
   }
+  // Gives the memory back. REQUIRES: the table is not used any more.
+  void Release() { words_.Release(); }
   void Prefetch(uint32_t slot) const { __builtin_prefetch(&words_[slot / kPerWord]); }
 
  private:

@@ -57,6 +57,7 @@ void DupGroups::Finish() {
   }
   EndRun();
   EndGroup();
+  candidates_.Release();
   groups_.Finish();
 }
 
