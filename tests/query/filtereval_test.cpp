@@ -313,6 +313,7 @@ TEST_F(FilterTest, PlanAgreesWithPlainWalk) {
         const bool passes = CheckFilterList(list, **record);
         ++seen[passes ? 1 : 0];
         ASSERT_EQ(plan.Passes(**record), passes) << text;
+        ASSERT_TRUE(!passes || plan.Gate().Opens((**record).fields().bytes())) << text;
       }
     }
     EXPECT_GT(std::min(seen[0], seen[1]), 5'000U);
