@@ -70,8 +70,9 @@ uint64_t DupKey::MixText(uint64_t hash, const RecordText& name, size_t from) {
 Digest DupKey::Md5(const RecordFields& record, const RecordText& name) {
   buffer_.clear();
   const auto append = [this](uint64_t value) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(&value);
-    buffer_.insert(buffer_.end(), bytes, bytes + sizeof value);
+    const size_t at = buffer_.size();
+    buffer_.resize(at + sizeof value);
+    std::memcpy(buffer_.data() + at, &value, sizeof value);
   };
   append(record.size());
   if ((fields_ & kDupMdate) != 0) append(record.modified());
