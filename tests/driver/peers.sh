@@ -1,0 +1,212 @@
+#!/usr/bin/env bash
+# Holds what the program reports of a real directory against what find and awk say of it: files and
+# bytes by extension, owner and group, size and date bands, duplicates, a query.
+#
+#   peers.sh TABULON MKDTL [DIR]    DIR: a directory of the system of a good size, unless given
+# shellcheck disable=SC2016  # awk programs are in single quotes
+set -euo pipefail
+export LC_ALL=C TZ=UTC
+
+readonly tabulon=$1 mkdtl=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+readonly work
+
+fail() {
+  printf 'peers: %s\n' "$*" >&2
+  exit 1
+}
+
+# Everything below $directory, a line each: type, permissions, size, uid, gid, links, ctime, mtime,
+# path from $directory. Characters beyond ASCII become '?', as the program writes them in the C
+# locale.
+list_with_find() {
+  find "$directory" -xdev -printf '%y\t%m\t%s\t%U\t%G\t%n\t%C@\t%T@\t%P\n' |
+    sed -E 's/[\xC0-\xDF].|[\xE0-\xEF]../?/g'
+}
+
+# Names that a line can hold, in UTF-8 of at most three bytes a character.
+has_plain_names() {
+  [[ -z $(find "$1" -xdev -name $'*[\n\t]*' -print -quit) ]] &&
+    find "$1" -xdev >"$work/names" &&
+    iconv -f UTF-8 -t UTF-16LE "$work/names" >"$work/utf16" &&
+    ! grep -q $'[\xF0-\xFF]' "$work/names"
+}
+
+choose_directory() {
+  local candidate count
+  for candidate in /usr/share /usr/include /usr/lib /etc; do
+    count=$(find "$candidate" -xdev 2>/dev/null | head -n 80001 | wc -l) || continue
+    if [[ $count -ge 1000 && $count -le 80000 ]] && has_plain_names "$candidate"; then
+      directory=$candidate
+      return 0
+    fi
+  done
+  fail "no directory of a fitting size"
+}
+
+# A scan, and a list that did not change while it was made.
+scan_and_list() {
+  local attempt
+  for attempt in 1 2 3; do
+    list_with_find >"$work/list"
+    "$mkdtl" scan "$directory" "$work/scan.dtl" >"$work/out" || fail "the scan failed"
+    list_with_find | cmp -s - "$work/list" && return 0
+    echo "peers: $directory changed during attempt $attempt"
+  done
+  fail "$directory changes all the time"
+}
+
+# same WHAT EXPECTED: compares the rest of the pipe with a file.
+same() {
+  diff -u --label "$1, by find" --label "$1, reported" "$2" - >"$work/diff" && return 0
+  head -n 40 "$work/diff"
+  fail "$1: not what find says"
+}
+
+# tally KEY: an awk expression's values, with count and bytes of each.
+tally() {
+  awk -F '\t' "$library"' { key = '"$1"'; if (key != "") { n[key]++; bytes[key] += $3 } }
+    END { for (key in n) printf "%s\t%d\t%.0f\n", key, n[key], bytes[key] }' "$work/list" | sort
+}
+
+# What the awk programs share. Files that their group may write count in no band and are no
+# candidates for duplicates: that bit of the mode stands for a directory elsewhere.
+readonly library='
+  function leaf(path) { sub(/.*\//, "", path); return path }
+  function last_dot(name) { return match(name, /\.[^.]*$/) ? RSTART : 0 }
+  function tail_of(name) { return last_dot(name) ? substr(name, last_dot(name)) : "" }
+  function extension(name) {
+    return last_dot(name) > 1 && length(tail_of(name)) >= 2 && length(tail_of(name)) <= 13 \
+           ? tail_of(name) : ""
+  }
+  function group_may_write() { return int(int($2 / 10) % 10 / 2) % 2 == 1 }
+'
+
+if [[ $# -ge 3 ]]; then directory=$3; else choose_directory; fi
+readonly directory
+scan_and_list
+echo "peers: $directory, $(wc -l <"$work/list") entries"
+
+readonly sizes=(0 100 1024 4096 65536 1048576)
+readonly dates=(20180101 20210601 20230101 20240301 20250101 20260101)
+joined() { local IFS=,; echo "$*"; }
+cat >"$work/run.cfg" <<END
+[parameters]
+filesizebands = $(joined "${sizes[@]}")
+cdatebands = $(joined "${dates[@]}")
+mdatebands = $(joined "${dates[@]}")
+dateformat = %n
+csvsep = t
+[report]
+type = summary
+reportfile = summary
+[report]
+type = summary
+format = csv
+fields = files,dirs,filesize
+reportfile = summary.csv
+[report]
+type = filetypes
+format = csv
+extlen = 12
+select = type is file
+reportfile = types
+[report]
+type = uidtotals
+format = csv
+reportfile = uids
+[report]
+type = gidtotals
+format = csv
+reportfile = gids
+[report]
+type = duplicates
+select = type is file
+totals = yes
+reportfile = duplicates
+[report]
+type = totals
+format = csv
+reportfile = totals
+END
+"$tabulon" -dtl "$work/scan.dtl" -cfg "$work/run.cfg" -rdir "$work/reports" -tempdir "$work/temp" \
+  >"$work/out" 2>"$work/err" || { cat "$work/err"; fail "the reports failed"; }
+[[ -z $(ls -A "$work/temp") ]] || fail "temporary files were left"
+cd "$work/reports"
+
+awk -F '\t' '$1 == "d" { dirs++ } $1 != "d" { files++; bytes += $3 }
+  END { printf "%d\t%d\t%.0f\n", files, dirs, bytes }' "$work/list" >"$work/expected"
+same "totals" "$work/expected" <summary.csv
+
+# Several names may look alike once characters have become '?'.
+merged() { awk -F '\t' '{ n[$1] += $2; b[$1] += $3 }
+  END { for (key in n) printf "%s\t%d\t%.0f\n", key, n[key], b[key] }' "$1" | sort; }
+tally '$1 == "d" ? "" : extension(leaf($9))' >"$work/expected"
+merged types | same "files by extension" "$work/expected"
+tally '$4' >"$work/expected"
+merged uids | same "entries by uid" "$work/expected"
+tally '$5' >"$work/expected"
+merged gids | same "entries by gid" "$work/expected"
+
+# Bands: label and count, in the order of the summary.
+awk -F '\t' -v limits="${sizes[*]}" "$library"'
+  BEGIN { count = split(limits, limit, " ") }
+  !group_may_write() { for (i = 1; i <= count && $3 > limit[i]; i++); ++n[i] }
+  END { for (i = 1; i <= count; i++) printf "%24s: %d\n", "up to " limit[i], n[i]
+        printf "%24s: %d\n", "more than " limit[count], n[count + 1] }' "$work/list" >"$work/expected"
+grep -E '^ +(up to|more than) [0-9]+: ' summary | same "size bands" "$work/expected"
+
+# date_bands WORD FIELD: the section of the summary, from the latest date to the first.
+date_bands() {
+  local i epoch
+  printf -- '---- File date distribution: %s\n\n' "$1"
+  for ((i = ${#dates[@]} - 1; i >= 0; i--)); do
+    epoch=$(date -d "${dates[i]}" +%s)
+    awk -F '\t' -v label="$(date -d "${dates[i]}" +%d-%b-%y)" -v limit="$epoch" "$library"'
+      !group_may_write() && int($'"$2"') < limit { n++ }
+      END { printf "     %s:  %d\n", label, n }' "$work/list"
+  done
+  echo
+}
+{ date_bands CREATE 7; date_bands MODIFY 8; } >"$work/expected"
+sed -n '/^---- File date distribution/,$p' summary | same "date bands" "$work/expected"
+
+# Duplicates: files that share size, extension and second of modification. A line a file: size,
+# time, path.
+awk -F '\t' -v root="$directory" "$library"'
+  $1 != "d" && !group_may_write() {
+    split($8, seconds, ".")
+    key = $3 "\t" seconds[1]
+    group = key "\t" tail_of(leaf($9))
+    path = root (root == "/" ? "" : "/") $9
+    sub(/\/[^\/]*$/, "", path)
+    line = key "\t" path "\\" leaf($9)
+    if (group in first) {
+      if (n[group]++ == 0) print first[group]
+      print line
+      further++
+      bytes += $3
+    } else {
+      first[group] = line
+      n[group] = 0
+    }
+  }
+  END { printf "%d\t%.0f\n", further, bytes >"'"$work/further"'" }' "$work/list" |
+  sort >"$work/expected"
+awk '/^Size: / { split($0, word, " "); size = word[2]; time = word[4]
+                 if (previous != "" && size > previous + 0) print "out of order: " size
+                 previous = size }
+     /^  / { print size "\t" time "\t" substr($0, 3) }' duplicates | sort |
+  same "duplicates" "$work/expected"
+cut -f 2,3 totals | same "further duplicates" "$work/further"
+
+# A query.
+awk -F '\t' -v root="$directory" "$library"'
+  $1 == "f" && $3 > 20000 && ($6 > 1 || tolower(leaf($9)) ~ /[.].*s/) {
+    print root (root == "/" ? "" : "/") $9
+  }' "$work/list" | sort >"$work/expected"
+"$tabulon" -dtl "$work/scan.dtl" -qf 'size gt 20k [and] (links gt 1 [or] name matches *.*s*)' \
+  2>"$work/err" | sort | same "a query" "$work/expected"
+echo "peers: all alike; $(wc -l <"$work/expected") files in the query, $(head -n 1 "$work/further")" \
+  "further duplicates and their bytes"
