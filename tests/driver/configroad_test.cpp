@@ -221,6 +221,31 @@ Server: server
                  {"totals", "Report totals", "Audit summary,0,0\nAll,3,22\n"}});
 }
 
+// Only listings take "none" for no title at all.
+TEST(ConfigurationRoad, TitlesMayBeNone) {
+  std::string config;
+  std::vector<WrittenReport> reports;
+  const std::string title = "\n---- none ----\n\n";
+  for (const auto& [type, text] : std::vector<std::pair<std::string, std::string>>{
+           {"symlinks", ""}, {"uidtotals", title}, {"duplicates", title}, {"totals", title}}) {
+    config += "[report]\ntype=" + type + "\ntitle=none\nfilter=size eq 0 [and] size gt 0\n" +
+              "reportfile=" + type + "\n";
+    reports.push_back({type, "none", text});
+  }
+  ExpectReports({SmallScan(), config}, reports);
+}
+
+// Files ahead of the first directory are in none: they have no heading, and a path of their own.
+TEST(ConfigurationRoad, FilesMayComeBeforeDirectories) {
+  const ScanSpec scan{.revision = 7,
+                      .rootPath = "/srv",
+                      .records = {FileRecord("early"), DirectoryRecord("/"), FileRecord("late")}};
+  ExpectReports(
+      {scan, Listing("reportfile=paths\n") + Listing("nameform=fileindir\nreportfile=names\n")},
+      {{"paths", "none", "/early\n/srv/late\n"},
+       {"names", "none", "  early\nIn directory: /srv\n  late\n"}});
+}
+
 // Extensions of a class count in any case on Windows; templates do everywhere.
 TEST(ConfigurationRoad, ClassesSelectByExtension) {
   const std::string config =

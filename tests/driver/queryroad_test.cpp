@@ -104,6 +104,20 @@ TEST(QueryRoad, BadQueriesEndTheRun) {
   }
 }
 
+// With log files, the query goes to both of them, the reason to the error log and the console.
+TEST(QueryRoad, BadQueriesAreLogged) {
+  const TempDir dir;
+  WriteDtl(dir / "x.dtl", UnixScan());
+  const RunResult run = RunTabulon({"-dtl", "x.dtl", "-q", "size", "-l", "list", "-e", "errors"},
+                                   {.env = {{"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()});
+  const std::string reason = "   in position 4 - incomplete query specification\n";
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(WithoutScanTime(run.err), reason);
+  EXPECT_EQ(ReadFile(dir / "errors"), "Syntax error: size\n" + reason);
+  EXPECT_EQ(ReadFile(dir / "list"), "Syntax error: size\n");
+}
+
 // Dates in queries are days of the time zone; a time counts as its day in UTC.
 TEST(QueryRoad, DatesFollowTheTimeZone) {
   const auto file = [](const char* name, uint32_t time) {
