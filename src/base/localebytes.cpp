@@ -1,10 +1,21 @@
 #include "base/localebytes.h"
 
 #include <algorithm>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
 
 #include "base/textstream.h"
 
 namespace tabulon {
+
+void ChooseLocale() {
+  std::setlocale(LC_ALL, "");
+  const char* type = std::setlocale(LC_CTYPE, nullptr);
+  const char* all = std::getenv("LC_ALL");
+  const bool plain = std::strcmp(type, "C") == 0 || std::strcmp(type, "POSIX") == 0;
+  if (plain && (all == nullptr || *all == '\0')) std::setlocale(LC_CTYPE, "C.UTF-8");
+}
 
 void AppendLocaleBytes(std::string& out, std::wstring_view text) {
   const auto isAscii = [](wchar_t unit) { return unit >= 0 && unit < 0x80; };

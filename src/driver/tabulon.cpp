@@ -1,14 +1,13 @@
 #include "driver/tabulon.h"
 
-#include <clocale>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <cwchar>
 #include <string>
 
 #include "base/format.h"
+#include "base/localebytes.h"
 #include "base/loganderr.h"
 #include "base/tempfile.h"
 #include "base/utf.h"
@@ -50,16 +49,6 @@ std::wstring Widened(const char* text) {
   std::wstring wide;
   AppendWidened(wide, text);
   return wide;
-}
-
-// Names and messages follow the user's locale. Where that leaves plain ASCII without anyone having
-// asked for it (cron, containers), text is UTF-8, so that names survive.
-void ChooseLocale() {
-  std::setlocale(LC_ALL, "");
-  const char* type = std::setlocale(LC_CTYPE, nullptr);
-  const char* all = std::getenv("LC_ALL");
-  const bool plain = std::strcmp(type, "C") == 0 || std::strcmp(type, "POSIX") == 0;
-  if (plain && (all == nullptr || *all == '\0')) std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
 // Temporary files have their place; -t ends the run here.

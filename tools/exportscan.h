@@ -1,0 +1,61 @@
+// The scan that is exported: opened without touching its file, and its records in their order, all
+// of them or those of one shard.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "detail/scanrecord.h"
+#include "query/filterplan.h"
+
+namespace tabulon {
+
+// One of `count` parts of a scan. A record belongs to the shard in whose part of the file it
+// begins. The parts follow from the file alone, so workers need not know of each other.
+struct Shard {
+  uint32_t index = 1;  // from 1 to count
+  uint32_t count = 1;
+};
+
+struct ExportChoice {
+  const Filter* filter = nullptr;  // null: every record
+  bool directories = false;        // directories as well as files
+  Shard shard;
+};
+
+// Opens and checks a scan (the globals of detail/detailfile.h are set then). A compressed one is
+// inflated into a temporary file that has no name any more. A failure ends the run.
+void OpenScan(const std::string& name);
+// Loads what the queries of this scan may ask for: the accounts of a CIFS scan.
+void PrepareQueries();
+
+// The records that are chosen. Keeps one record and its directory, and allocates nothing for each.
+class ScanWalk {
+ public:
+  explicit ScanWalk(const ExportChoice& choice);
+
+  // The next record; null at the end. Valid until the next call.
+  const ScanRecord* Next();
+  // Stored path of the directory that the record is in, or that it is; empty before the first.
+  std::string_view directory() const { return directoryBytes_; }
+  // After Next has returned null: false when the scan breaks off without its end marker.
+  bool whole() const { return whole_; }
+
+ private:
+  bool IsChosen();
+
+  FilterPlan plan_;
+  FilterGate gate_;
+  bool directories_;
+  uint64_t begin_ = 0;
+  uint64_t end_ = 0;
+  bool whole_ = true;
+  RecordReader reader_;
+  uint64_t position_;
+  ScanRecord record_;
+  std::string directoryBytes_;
+  RecordText directory_;
+};
+
+}  // namespace tabulon
