@@ -18,6 +18,7 @@
 #include "query/parsequery.h"
 #include "tools/exportfields.h"
 #include "tools/exportscan.h"
+#include "tools/exporttexts.h"
 
 namespace tabulon {
 namespace {

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <unordered_map>
 
 #include "detail/attributes.h"
 #include "detail/detailfile.h"
-#include "detail/securityobjects.h"
+#include "tools/exporttexts.h"
 
 namespace tabulon {
 namespace {
@@ -16,26 +14,7 @@ constexpr unsigned kInNfs = 1;
 constexpr unsigned kInCifs = 2;
 constexpr unsigned kInBoth = kInNfs | kInCifs;
 
-// Kinds of entries in the ID section.
-constexpr uint32_t kUserId = 1;
-constexpr uint32_t kGroupId = 2;
-
 constexpr uint32_t kPermissionBits = 07777;
-
-using Names = std::unordered_map<uint32_t, ExportText>;
-
-// Texts that are the same for many rows.
-struct ScanTexts {
-  Names users;
-  Names groups;
-  std::string hostBytes, rootBytes;
-  ExportText host, root;
-};
-
-ScanTexts& Texts() {
-  static ScanTexts texts;
-  return texts;
-}
 
 // ---- Values
 
@@ -124,15 +103,15 @@ void WriteLetters(const ExportRow& row, RowWriter& out) {
   out.Word({letters.data(), count});
 }
 
-void WriteNameOf(const Names& names, uint32_t id, RowWriter& out) {
+void WriteNameOf(const IdNames& names, uint32_t id, RowWriter& out) {
   const auto found = names.find(id);
   found != names.end() ? out.Text(found->second) : out.Null();
 }
 void WriteUser(const ExportRow& row, RowWriter& out) {
-  WriteNameOf(Texts().users, row.fields().uid(), out);
+  WriteNameOf(ExportTexts().users, row.fields().uid(), out);
 }
 void WriteGroup(const ExportRow& row, RowWriter& out) {
-  WriteNameOf(Texts().groups, row.fields().gid(), out);
+  WriteNameOf(ExportTexts().groups, row.fields().gid(), out);
 }
 
 void WriteStreams(const ExportRow& row, RowWriter& out) {
@@ -172,10 +151,10 @@ void WriteTargetBytes(const ExportRow& row, RowWriter& out) {
 }
 
 void WriteHost(const ExportRow&, RowWriter& out) {
-  out.Text(Texts().host);
+  out.Text(ExportTexts().host);
 }
 void WriteRoot(const ExportRow&, RowWriter& out) {
-  out.Text(Texts().root);
+  out.Text(ExportTexts().root);
 }
 void WriteScanned(const ExportRow&, RowWriter& out) {
   out.Time(logHdr.scanTime);
@@ -218,39 +197,6 @@ constexpr ExportField kFields[] = {
 const ExportField* FindField(std::string_view name) {
   const auto* const found = std::ranges::find(kFields, name, &ExportField::name);
   return found != std::end(kFields) ? found : nullptr;
-}
-
-// UTF-8 of a header string, whose units are UTF-16 with their sign extended (RFC 2781).
-std::string UtfOfUnits(const std::wstring& units) {
-  std::string text;
-  for (size_t i = 0; i < units.size(); ++i) {
-    uint32_t code = static_cast<uint32_t>(units[i]) & 0xFFFF;
-    const uint32_t next = i + 1 < units.size() ? static_cast<uint32_t>(units[i + 1]) & 0xFFFF : 0;
-    if ((code & 0xFC00) == 0xD800 && (next & 0xFC00) == 0xDC00) {
-      code = 0x10000 + ((code & 0x3FF) << 10) + (next & 0x3FF);
-      ++i;
-    }
-    const auto put = [&](uint32_t lead, int shift) {
-      text += static_cast<char>(lead | code >> shift);
-      while (shift > 0) text += static_cast<char>(0x80 | (code >> (shift -= 6) & 0x3F));
-    };
-    code < 0x80      ? put(0, 0)
-    : code < 0x800   ? put(0xC0, 6)
-    : code < 0x10000 ? put(0xE0, 12)
-                     : put(0xF0, 18);
-  }
-  return text;
-}
-
-void LoadNames(ExportFormat format) {
-  LoadIdObjects(dtlFile.get(), logHdr);
-  for (KeyRecord each = TreeLowKey(idTree); each; each = TreeNextKey(idTree)) {
-    const IdObject* object;
-    std::memcpy(&object, each.key(), sizeof object);
-    if (object->kind != kUserId && object->kind != kGroupId) continue;
-    Names& names = object->kind == kUserId ? Texts().users : Texts().groups;
-    EscapeText(format, TextOf(object->name), names[object->id]);
-  }
 }
 
 unsigned OpenScanKind() {
@@ -327,15 +273,6 @@ void ExportColumns::WriteRow(const ExportRow& row, RowWriter& out) const {
 
 bool ExportColumns::Has(std::string_view name) const {
   return std::ranges::any_of(columns_, [&](const Column& c) { return c.field->name == name; });
-}
-
-void LoadExportTexts(ExportFormat format) {
-  ScanTexts& texts = Texts();
-  texts.hostBytes = UtfOfUnits(fsysHost);
-  texts.rootBytes = UtfOfUnits(rootPath);
-  EscapeText(format, texts.hostBytes, texts.host);
-  EscapeText(format, texts.rootBytes, texts.root);
-  if (rootType == kRootNfs) LoadNames(format);
 }
 
 }  // namespace tabulon

@@ -47,8 +47,4 @@ class ExportColumns {
   std::vector<Column> columns_;
 };
 
-// Loads the names of users and groups (NFS) and what stands for the scan as a whole, for the fields
-// that show them. REQUIRES: a scan is open.
-void LoadExportTexts(ExportFormat format);
-
 }  // namespace tabulon

@@ -28,18 +28,19 @@ RowWriter::RowWriter(int fd, ExportFormat format, std::string_view lineEnd)
 
 void RowWriter::BeginRow() {
   if (static_cast<size_t>(at_ - buffer_.data()) > kBufferSize - kBufferSize / 4) Flush();
-  if (format_ == ExportFormat::kNdjson) Raw("{");
+  if (format_ == ExportFormat::kNdjson) Put('{');
 }
 
 // Each value has a comma behind it: the last one's makes room for what ends the row.
 void RowWriter::EndRow() {
   if (at_[-1] == ',') --at_;
-  if (format_ == ExportFormat::kNdjson) Raw("}");
+  if (format_ == ExportFormat::kNdjson) Put('}');
   Raw(lineEnd_);
 }
 
 void RowWriter::Null() {
-  Raw(format_ == ExportFormat::kNdjson ? "null," : ",");
+  if (format_ == ExportFormat::kNdjson) Raw("null");
+  EndValue();
 }
 
 void RowWriter::Number(uint64_t value) {
@@ -131,14 +132,6 @@ void RowWriter::HexDigits(std::string_view bytes) {
     *at_++ = kDigits[byte >> 4];
     *at_++ = kDigits[byte & 0xF];
   }
-}
-
-void RowWriter::Quote(bool quoted) {
-  if (quoted || format_ == ExportFormat::kNdjson) Raw("\"");
-}
-
-void RowWriter::EndValue() {
-  Raw(",");
 }
 
 }  // namespace tabulon

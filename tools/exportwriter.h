@@ -26,7 +26,9 @@ class RowWriter {
   // A row is BeginRow, then for each value Key and one of the value functions, then EndRow.
   void BeginRow();
   // What stands in front of a value: in NDJSON its escaped name with quotes and colon, in CSV "".
-  void Key(std::string_view key) { Raw(key); }
+  void Key(std::string_view key) {
+    if (!key.empty()) Raw(key);
+  }
   void EndRow();
 
   // Values. The texts of Word are ASCII and need no escape in either format.
@@ -51,11 +53,17 @@ class RowWriter {
     if (static_cast<size_t>(end_ - at_) < size) Grow(size);
   }
   void Grow(size_t size);
+  void Put(char byte) {
+    Reserve(1);
+    *at_++ = byte;
+  }
   void Raw(std::string_view bytes);
   void HexDigits(std::string_view bytes);
   // A quotation mark when `quoted` in CSV, always in JSON.
-  void Quote(bool quoted);
-  void EndValue();
+  void Quote(bool quoted) {
+    if (quoted || format_ == ExportFormat::kNdjson) Put('"');
+  }
+  void EndValue() { Put(','); }
 
   int fd_;
   ExportFormat format_;
