@@ -1,0 +1,37 @@
+// Sound scans, configurations and queries that use everything there is: what the hostile-input
+// tests damage, and what the fuzz targets start from.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/dtlwriter.h"
+
+namespace tabulon {
+
+// A number in a scan file that tells a length, a count, an offset or what else stands there.
+struct Field {
+  size_t at;
+  size_t width;  // bytes: 2 or 4
+};
+
+struct Sample {
+  std::string name;  // as "cifs7"
+  ScanKind kind;
+  std::string bytes;  // about 4 KiB
+  std::vector<Field> fields;
+  size_t blocks;  // bytes of header, root and version block
+};
+
+// One for each scan kind and revision 6, 7 and 8.
+const std::vector<Sample>& Samples();
+
+// A configuration with every parameter and every report type that the scan kind has, most of them
+// as text and as CSV. Report files are named "r<number>".
+std::string SampleConfiguration(ScanKind kind);
+// A query with a test of every object that can be tested.
+std::string SampleQuery(ScanKind kind);
+
+}  // namespace tabulon

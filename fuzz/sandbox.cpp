@@ -1,0 +1,135 @@
+#include "fuzz/sandbox.h"
+
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <new>
+
+#include "base/fileio.h"
+#include "driver/tabulon.h"
+
+// Heap accounting comes with the sanitizers' run-time library; without it there is none.
+extern "C" {
+[[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void*, size_t),
+                                                            void (*)(const volatile void*));
+[[gnu::weak]] size_t __sanitizer_get_allocated_size(const volatile void*);
+
+const char* __asan_default_options();
+const char* __ubsan_default_options();
+const char* __asan_default_options() {
+  return "exitcode=99";
+}
+const char* __ubsan_default_options() {
+  return "exitcode=99";
+}
+}
+
+namespace tabulon {
+
+struct Sandbox::Shared {
+  uint64_t heap = 0;
+  uint64_t peakHeap = 0;
+};
+
+namespace {
+
+constexpr rlim_t kSecondsAtMost = 20;  // of processor time; far beyond what any test allows
+
+uint64_t* heapNow = nullptr;
+uint64_t* heapPeak = nullptr;
+
+void CountAllocation(const volatile void*, size_t size) {
+  *heapNow += size;
+  *heapPeak = std::max(*heapPeak, *heapNow);
+}
+
+void CountRelease(const volatile void* memory) {
+  const size_t size = memory != nullptr ? __sanitizer_get_allocated_size(memory) : 0;
+  *heapNow -= std::min<uint64_t>(size, *heapNow);  // some were allocated before the counting
+}
+
+// Begins the counting; can be called once in a process.
+void CountHeap(uint64_t& now, uint64_t& peak) {
+  heapNow = &now;
+  heapPeak = &peak;
+  if (__sanitizer_install_malloc_and_free_hooks != nullptr) {
+    __sanitizer_install_malloc_and_free_hooks(CountAllocation, CountRelease);
+  }
+}
+
+std::string TakeText(int fd) {
+  std::string text(static_cast<size_t>(lseek(fd, 0, SEEK_END)), '\0');
+  text.resize(static_cast<size_t>(ReadFullyAt(fd, text.data(), text.size(), 0)));
+  if (ftruncate(fd, 0) == 0) lseek(fd, 0, SEEK_SET);
+  return text;
+}
+
+}  // namespace
+
+bool Outcome::HasMessage() const {
+  const bool begun = err.starts_with("Scan time: ");
+  return err.size() > (begun ? err.find('\n') + 1 : 0);
+}
+
+Sandbox::Sandbox()
+    : out_(memfd_create("out", MFD_CLOEXEC)),
+      err_(memfd_create("err", MFD_CLOEXEC)),
+      shared_(new (mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
+                        -1, 0)) Shared) {}
+
+Sandbox::~Sandbox() {
+  munmap(shared_, sizeof(Shared));
+  close(err_);
+  close(out_);
+}
+
+void Sandbox::Clear() {
+  for (const std::string& name : dir_.Entries()) std::filesystem::remove_all(dir_ / name);
+}
+
+Outcome Sandbox::Run(const std::vector<std::string>& args, const std::function<void()>& prepare,
+                     bool leaks) {
+  *shared_ = {};
+  fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) BecomeProgram(args, prepare, leaks);
+  int status = 0;
+  rusage used{};
+  wait4(child, &status, 0, &used);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
+  return {.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+          .signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0,
+          .seconds = seconds(used.ru_utime) + seconds(used.ru_stime),
+          .peakHeap = shared_->peakHeap,
+          .out = TakeText(out_),
+          .err = TakeText(err_)};
+}
+
+void Sandbox::BecomeProgram(const std::vector<std::string>& args,
+                            const std::function<void()>& prepare, bool leaks) {
+  // Runs behind the program's own exit handlers and in front of the search for leaks.
+  if (!leaks) on_exit([](int status, void*) { _exit(status); }, nullptr);
+  const rlimit limit{kSecondsAtMost, kSecondsAtMost};
+  setrlimit(RLIMIT_CPU, &limit);
+  if (chdir(dir_.path().c_str()) != 0) _exit(98);
+  setenv("TMPDIR", dir_.path().c_str(), 1);
+  setenv("LC_ALL", "C.UTF-8", 1);
+  setenv("TZ", "UTC", 1);
+  dup2(out_, STDOUT_FILENO);
+  dup2(err_, STDERR_FILENO);
+  std::vector<char*> argv = {const_cast<char*>("tabulon")};
+  for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+  const auto argc = static_cast<int>(argv.size());
+  argv.push_back(nullptr);
+  if (prepare) prepare();
+  CountHeap(shared_->heap, shared_->peakHeap);
+  RealMain(argc, argv.data());
+}
+
+}  // namespace tabulon

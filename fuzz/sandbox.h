@@ -1,0 +1,59 @@
+// Runs the whole program in a process of its own, forked from the test, many times a second: in a
+// directory of its own, with its output in memory and its use of time and heap measured.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/support.h"
+
+namespace tabulon {
+
+// How one run ended.
+struct Outcome {
+  int status = -1;        // exit status, -1 when a signal ended it
+  int signal = 0;         // that signal
+  double seconds = 0;     // of processor time
+  uint64_t peakHeap = 0;  // bytes that were allocated at the same time at most; 0 = not known
+  std::string out;
+  std::string err;
+
+  // 0 or 1, not killed, and no message where one is due. Sanitizer reports exit with kReported.
+  bool Clean() const { return status == 0 || (status == 1 && HasMessage()); }
+  // Anything on the error stream behind the line that every run begins with.
+  bool HasMessage() const;
+};
+
+// Exit status of a run that a sanitizer ended.
+inline constexpr int kReported = 99;
+
+class Sandbox {
+ public:
+  Sandbox();
+  ~Sandbox();
+  Sandbox(const Sandbox&) = delete;
+  Sandbox& operator=(const Sandbox&) = delete;
+
+  // Runs the program with these arguments; `prepare` is called in the child first. With `leaks`,
+  // the child looks for leaks at its end, which takes longer than most runs.
+  Outcome Run(const std::vector<std::string>& args, const std::function<void()>& prepare = {},
+              bool leaks = false);
+
+  const TempDir& dir() const { return dir_; }
+  // Empties the directory.
+  void Clear();
+
+ private:
+  [[noreturn]] void BecomeProgram(const std::vector<std::string>& args,
+                                  const std::function<void()>& prepare, bool leaks);
+
+  TempDir dir_;
+  int out_;
+  int err_;
+  struct Shared;
+  Shared* shared_;  // with the children
+};
+
+}  // namespace tabulon

@@ -1,0 +1,213 @@
+// Whatever call fails, and wherever a signal comes: no silent loss, no file left behind, and a
+// compressed scan is whole somewhere at every moment.
+//
+// A sample of the calls is tried each time, every one with TABULON_FULL set.
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <map>
+
+#include "fuzz/faults.h"
+#include "fuzz/samples.h"
+#include "fuzz/sandbox.h"
+#include "reports/dupfinder.h"
+#include "tools/dtlbuild.h"
+
+namespace tabulon {
+namespace {
+
+constexpr uint64_t kNever = UINT64_MAX;
+
+// Names of files with their contents.
+using FileMap = std::map<std::string, std::string>;
+
+// The names under which the two differ.
+std::string Differences(const FileMap& a, const FileMap& b) {
+  std::string names;
+  for (const auto& [from, to] : {std::pair(&a, &b), std::pair(&b, &a)}) {
+    for (const auto& [name, bytes] : *from) {
+      const auto other = to->find(name);
+      if (other == to->end() || other->second != bytes) names += name + ' ';
+    }
+  }
+  return names;
+}
+
+struct Road {
+  const char* name;
+  ScanKind kind;
+  bool compressed;
+  std::vector<std::string> args;
+};
+
+std::vector<Road> Roads() {
+  return {
+      {"CompressedConfiguration",
+       ScanKind::kNfs,
+       true,
+       {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"}},
+      {"Configuration", ScanKind::kCifs, false, {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"}},
+      {"CompressedSummary", ScanKind::kCifs, true, {"-l", "log", "-e", "errors"}},
+      {"Query", ScanKind::kCifs, false, {"-l", "log", "-qf", SampleQuery(ScanKind::kCifs)}},
+  };
+}
+
+// A scan with enough records for every temporary file to be written.
+std::string LargerScan(ScanKind kind) {
+  const bool cifs = kind == ScanKind::kCifs;
+  ScanSpec spec{.kind = kind,
+                .revision = 8 | kRevisionSubdirCounts,
+                .scanTime = 1'700'000'000,
+                .rootPath = cifs ? "C:\\" : "/"};
+  spec.records.push_back(DirectoryRecord(cifs ? "\\" : "/"));
+  for (uint32_t i = 0; i < 1'500; ++i) {
+    spec.records.push_back(
+        FileRecord("f" + std::to_string(i % 700) + ".txt", {.size = 100 + i % 40}));
+  }
+  spec.descriptors = {"descriptor"};
+  spec.domains = {"D"};
+  spec.sids = {{.sid = BinarySid(5, {1}), .name = "a"}};
+  spec.ids = {{.id = 1, .name = "root"}};
+  return BuildDtl(spec);
+}
+
+std::ostream& operator<<(std::ostream& out, const Road& road) {
+  return out << road.name;
+}
+
+class Faults : public testing::TestWithParam<Road> {
+ protected:
+  Faults()
+      : plain_(LargerScan(GetParam().kind)),
+        stored_(GetParam().compressed ? CompressDtl(plain_) : plain_) {
+    args_ = GetParam().args;
+    args_.insert(args_.end(), {"-dtl", "x.dtl"});
+    sound_ = Run({kAnyFileCall | kCallMemory, Mishap::kFails, 0, kNever});
+    EXPECT_EQ(sound_.status, 0) << sound_.err;
+    soundFiles_ = Files();
+  }
+
+  Outcome Run(const Fault& fault) {
+    box_.Clear();
+    WriteFile(box_.dir() / "c.cfg", SampleConfiguration(GetParam().kind));
+    WriteFile(box_.dir() / "x.dtl", stored_);
+    return box_.Run(args_, [&] {
+      dupLimits.gathered = 100;
+      dupLimits.sorted = 100;
+      dupLimits.runFiles = 500;
+      ArmFault(fault, calls_.get());
+    });
+  }
+
+  // Contents of every file of the run's directory.
+  FileMap Files() const {
+    FileMap files;  // but for the descriptors' file, which queries leave
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(box_.dir().path())) {
+      if (entry.is_regular_file()) files[entry.path().filename()] = ReadFile(entry.path());
+    }
+    std::erase_if(files, [](const auto& file) { return file.first.starts_with("sdtem"); });
+    return files;
+  }
+
+  bool IsWholeScan(const std::string& bytes) const {
+    if (bytes == stored_ || bytes == plain_) return true;
+    std::string text(plain_.size() + 1, '\0');
+    uLongf size = text.size();
+    return uncompress(reinterpret_cast<Bytef*>(text.data()), &size,
+                      reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()) == Z_OK &&
+           text.substr(0, size) == plain_;
+  }
+
+  void ExpectScanAndNothingElse(const FileMap& files, bool temporary) {
+    bool found = false;
+    for (const auto& [name, bytes] : files) {
+      const bool isScan = name.starts_with("x.dtl");
+      if (isScan) found = found || IsWholeScan(bytes);
+      const bool expected = isScan || temporary || soundFiles_.contains(name);
+      EXPECT_TRUE(expected) << name;
+    }
+    EXPECT_TRUE(found);
+  }
+
+  // Tries the fault at its first call, its second and so on, or at some of them.
+  template <class Check>
+  void AtEachCall(Fault fault, uint64_t tries, Check check) {
+    fault.n = kNever;
+    Run(fault);
+    const uint64_t calls = *calls_.get();
+    const bool full = std::getenv("TABULON_FULL") != nullptr;
+    const uint64_t step = full ? 1 : std::max<uint64_t>(1, calls / tries);
+    for (fault.n = 1; fault.n <= calls; fault.n += step) {
+      SCOPED_TRACE(GetParam().name + std::string(", call ") + std::to_string(fault.n));
+      const Outcome run = Run(fault);
+      check(run, Files());
+      if (HasFailure()) return;
+    }
+  }
+
+  Sandbox box_;
+  SharedCount calls_;
+  std::string plain_;
+  std::string stored_;
+  std::vector<std::string> args_;
+  Outcome sound_;
+  FileMap soundFiles_;
+};
+
+TEST_P(Faults, ShortTransfersAreFinished) {
+  for (const uint32_t call : {kCallRead, kCallWrite}) {
+    const Outcome run = Run({call, Mishap::kShort, 0, 0});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(Differences(Files(), soundFiles_), "");
+  }
+}
+
+TEST_P(Faults, FailuresAreTold) {
+  const struct {
+    uint32_t calls;
+    int errnum;
+  } rows[] = {{kCallOpen, EMFILE},
+              {kCallRead, EIO},
+              {kCallWrite, ENOSPC},
+              {kCallSync | kCallClose, EIO},
+              {kCallName, EACCES}};
+  for (const auto& row : rows) {
+    AtEachCall({row.calls, Mishap::kFails, row.errnum}, 4, [&](const Outcome& run, auto files) {
+      EXPECT_TRUE(run.Clean()) << run.status << ' ' << run.signal << run.err;
+      ExpectScanAndNothingElse(files, row.calls == kCallName);
+      if (run.status == 0 && row.calls != kCallName && run.out == sound_.out) {
+        EXPECT_EQ(Differences(files, soundFiles_), "") << "errno " << row.errnum;
+      }
+    });
+  }
+}
+
+TEST_P(Faults, MemoryThatIsRefusedEndsTheRun) {
+  AtEachCall({kCallMemory, Mishap::kFails, ENOMEM}, 12, [&](const Outcome& run, auto files) {
+    EXPECT_EQ(run.status, 1);
+    const bool told = run.err.find("Insufficient memory") != std::string::npos ||
+                      run.err.find("(p12)") != std::string::npos;  // a file cannot be mapped
+    EXPECT_TRUE(told) << run.err;
+    ExpectScanAndNothingElse(files, false);
+  });
+}
+
+TEST_P(Faults, SignalsLoseNothing) {
+  for (const int signal : {SIGKILL, SIGTERM, SIGINT}) {
+    for (const Mishap when : {Mishap::kKilledBefore, Mishap::kKilledAfter}) {
+      AtEachCall({kAnyFileCall, when, signal}, 4, [&](const Outcome& run, auto files) {
+        EXPECT_EQ(run.signal, signal);
+        ExpectScanAndNothingElse(files, signal == SIGKILL);
+      });
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllRoads, Faults, testing::ValuesIn(Roads()),
+                         [](const auto& row) { return row.param.name; });
+
+}  // namespace
+}  // namespace tabulon
