@@ -70,7 +70,9 @@ void CreateReportFile(Report& report) {
 
 void CreatePositionFile(Report& report) {
   if (!report.positions.Create("tabulon.tmp")) {
+    const int errnum = errno;
     LogEntry(L"Cannot open tmp file %s\n", report.positions.path());
+    ReportWriteError(report.positions.path(), errnum);  // the report will be empty
   }
 }
 

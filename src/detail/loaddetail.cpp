@@ -20,7 +20,8 @@ template <size_t N>
 size_t ReadBlock(int fd, std::array<unsigned char, N>& block, size_t offset) {
   block.fill(0);
   const ssize_t got = ReadFullyAt(fd, block.data(), N, static_cast<off_t>(offset));
-  return got > 0 ? static_cast<size_t>(got) : 0;
+  if (got < 0) PosixErrExit(0, L"Error reading scan detail file\n");
+  return static_cast<size_t>(got);
 }
 
 // Checks that records of the file's revision can be read, and what they hold.
@@ -119,6 +120,7 @@ std::wstring ReadHeaderString(int fd, uint64_t offset) {
   std::vector<unsigned char> bytes(static_cast<size_t>(length));
   const ssize_t got =
       ReadFullyAt(fd, bytes.data(), bytes.size(), static_cast<off_t>(offset + sizeof(int16_t)));
+  if (got < 0) PosixErrExit(0, L"Error reading scan detail file\n");
   std::wstring text;
   for (ssize_t i = 0; i + 1 < got; i += 2) {
     const auto unit = static_cast<int16_t>(LoadU16(bytes.data() + i));
