@@ -17,6 +17,25 @@
 namespace tabulon {
 namespace {
 
+constexpr std::array<int, 3> kEndingSignals = {SIGHUP, SIGINT, SIGTERM};
+
+// Keeps the ending signals waiting: a file that is made is remembered before one of them is heard.
+class SignalsWait {
+ public:
+  SignalsWait() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signalNumber : kEndingSignals) sigaddset(&ending, signalNumber);
+    sigprocmask(SIG_BLOCK, &ending, &before_);
+  }
+  ~SignalsWait() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsWait(const SignalsWait&) = delete;
+  SignalsWait& operator=(const SignalsWait&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
 // Names for the signal handler. Two files may be open at a time: the plain one and its compressed
 // form.
 std::array<std::atomic<const char*>, 2> temporaryNames;
@@ -73,6 +92,7 @@ bool OutputFile::Open(const std::string& path) {
     errno = EEXIST;
     return false;
   }
+  const SignalsWait wait;
   temporary_ = target_ + ".XXXXXX";
   fd_ = UniqueFd(mkostemp(temporary_.data(), O_CLOEXEC));
   if (!fd_.valid()) {
@@ -121,7 +141,7 @@ void RemoveOutputOnSignals() {
   struct sigaction action = {};
   action.sa_handler = RemoveAndDie;
   action.sa_flags = static_cast<int>(SA_RESETHAND);
-  for (const int signalNumber : {SIGHUP, SIGINT, SIGTERM}) {
+  for (const int signalNumber : kEndingSignals) {
     sigaction(signalNumber, &action, nullptr);
   }
   signal(SIGXFSZ, SIG_IGN);  // a file that grows too large fails its write instead
