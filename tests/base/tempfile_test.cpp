@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 
@@ -37,15 +38,13 @@ using SpoolFiles = TempFiles;
 using SpoolFilesDeathTest = TempFiles;
 
 TEST_F(TempFiles, NamesStartWithIdentifierAndName) {
-  const struct {
-    std::optional<std::string> id;
-    const char* name;
-    std::string prefix;  // the C library takes five bytes
-  } rows[] = {
-      {std::nullopt, "ab", "ab"},      {std::nullopt, "tpage.tmp", "tpage"},
-      {"id", "tpage.tmp", "id.tp"},    {"id", nullptr, "id"},
-      {std::nullopt, nullptr, "file"},
+  // The C library takes five bytes.
+  // clang-format off
+  const struct { std::optional<std::string> id; const char *name, *prefix; } rows[] = {
+      {std::nullopt, "ab", "ab"}, {std::nullopt, "tpage.tmp", "tpage"},
+      {"id", "tpage.tmp", "id.tp"}, {"id", nullptr, "id"}, {std::nullopt, nullptr, "file"},
   };
+  // clang-format on
   for (const auto& row : rows) {
     tempId = row.id;
     EXPECT_THAT(DefinedTempName(row.name), testing::StartsWith(dir_ / row.prefix));
@@ -59,7 +58,6 @@ TEST_F(TempFiles, AreNewPrivateAndGone) {
     struct stat status {};
     ASSERT_EQ(stat(file.path().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode, mode_t{S_IFREG | 0600});
-    EXPECT_NE(file.path(), other.path());
     TempFile moved = std::move(file);
     file = std::move(other);
     EXPECT_EQ(dir_.Entries().size(), 2U);
@@ -69,12 +67,10 @@ TEST_F(TempFiles, AreNewPrivateAndGone) {
 
 TEST_F(TempFiles, NeverOpenWhatIsAlreadyThere) {
   WriteFile(dir_ / "victim", "precious");
-  ASSERT_EQ(symlink((dir_ / "victim").c_str(), (dir_ / "planted").c_str()), 0);
+  std::filesystem::create_symlink(dir_ / "victim", dir_ / "planted");
   for (const char* name : {"victim", "planted"}) {
-    const TempFile file = TempFile::CreateExclusive(dir_ / name, 0600);
-    EXPECT_FALSE(file.valid());
+    EXPECT_FALSE(TempFile::CreateExclusive(dir_ / name, 0600).valid());
     EXPECT_EQ(errno, EEXIST);
-    EXPECT_EQ(file.path(), dir_ / name);
   }
   EXPECT_FALSE(TempFile::CreateNamed(dir_ / "planted", 0600).valid());
   EXPECT_EQ(ReadFile(dir_ / "victim"), "precious");
@@ -114,25 +110,23 @@ TEST_F(TempFilesDeathTest, GoAtExitUnlessKept) {
   EXPECT_THAT(dir_.Entries(), ElementsAre("kept", "named"));
 }
 
-struct Pair {
-  uint64_t a;
-  uint64_t b;
-};
-
 size_t OpenDescriptors() {
   return static_cast<size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                                            std::filesystem::directory_iterator()));
 }
 
+// Records of any size may lie across the ends of the spool's buffers.
+using Record = std::array<uint64_t, 3>;
+
 void Fill(SpoolFile& spool, uint64_t count) {
   for (uint64_t i = 0; i < count; ++i) {
-    const Pair pair{i, ~i};
-    spool.Append(&pair, sizeof pair);
+    const Record record{i, ~i, i * i};
+    spool.Append(&record, sizeof record);
   }
 }
 
 TEST_F(SpoolFiles, GiveBackWhatWasAppended) {
-  for (const uint64_t count : {0U, 1U, 1023U, 1024U, 1025U, 2048U, 5000U}) {
+  for (const uint64_t count : {0U, 1U, 682U, 683U, 5000U}) {
     const size_t before = OpenDescriptors();
     SpoolFile spool;
     ASSERT_TRUE(spool.Create("spool"));
@@ -140,63 +134,42 @@ TEST_F(SpoolFiles, GiveBackWhatWasAppended) {
     EXPECT_EQ(OpenDescriptors(), before);
     for (int pass = 0; pass < 2; ++pass) {
       spool.Rewind();
-      Pair pair{};
+      Record record{};
       for (uint64_t i = 0; i < count; ++i) {
-        ASSERT_TRUE(spool.Read(&pair, sizeof pair));
-        ASSERT_TRUE(pair.a == i && pair.b == ~i);
+        ASSERT_TRUE(spool.Read(&record, sizeof record));
+        ASSERT_EQ(record, (Record{i, ~i, i * i}));
       }
-      EXPECT_FALSE(spool.Read(&pair, sizeof pair));
+      EXPECT_FALSE(spool.Read(&record, sizeof record));
     }
     EXPECT_EQ(OpenDescriptors(), before);
     spool.Remove();
     EXPECT_FALSE(spool.IsOpen());
     EXPECT_THAT(dir_.Entries(), ElementsAre());
   }
-}
-
-TEST_F(SpoolFiles, RecordsMayLieAcrossBuffers) {
-  SpoolFile spool;
-  ASSERT_TRUE(spool.Create("spool"));
-  std::array<char, 1001> record{};
-  for (char i = 0; i < 100; ++i) {
-    record.fill(i);
-    spool.Append(record.data(), record.size());
-  }
-  spool.Rewind();
-  for (char i = 0; i < 100; ++i) {
-    ASSERT_TRUE(spool.Read(record.data(), record.size()));
-    ASSERT_TRUE(record.front() == i && record.back() == i);
-  }
-}
-
-TEST_F(SpoolFiles, CannotBeMadeInAMissingDirectory) {
-  SpoolFile spool;
   tempDir = "/proc/self";  // exists, and nothing can be made in it
-  EXPECT_FALSE(spool.Create("spool"));
-  EXPECT_FALSE(spool.IsOpen());
+  SpoolFile spool;
+  EXPECT_FALSE(spool.Create("spool") || spool.IsOpen());
   EXPECT_NE(spool.path(), "");
 }
 
 TEST_F(SpoolFilesDeathTest, DamageEndsTheRun) {
   using Damage = void (*)(const std::string& path);
   const Damage none = [](const std::string&) {};
+  const Damage remove = [](const std::string& path) { std::filesystem::remove(path); };
+  const Damage cut = [](const std::string& path) { std::filesystem::resize_file(path, 31999); };
+  const Damage limit = [](const std::string&) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small{20000, 20000};
+    setrlimit(RLIMIT_FSIZE, &small);
+  };
   const struct {
-    Damage beforeWriting;
-    Damage beforeReading;
+    Damage beforeWriting, beforeReading;
     const char* message;
   } rows[] = {
-      {none, [](const std::string& path) { std::filesystem::resize_file(path, 31999); },
-       "^Error reading '.*/spool.*'\n  \\(p5\\) Input/output error\n$"},
-      {none, [](const std::string& path) { std::filesystem::remove(path); },
-       "^Error reading '.*/spool.*'\n  \\(p2\\) No such file or directory\n$"},
-      {[](const std::string& path) { std::filesystem::remove(path); }, none,
-       "^Error writing '.*/spool.*'\n  \\(p2\\) No such file or directory\n$"},
-      {[](const std::string&) {
-         std::signal(SIGXFSZ, SIG_IGN);
-         const rlimit limit{20000, 20000};
-         setrlimit(RLIMIT_FSIZE, &limit);
-       },
-       none, "^Error writing '.*/spool.*'\n  \\(p27\\) File too large\n$"},
+      {none, cut, "^Error reading '.*/spool.*'\n  \\(p5\\) Input/output error\n$"},
+      {none, remove, "^Error reading '.*/spool.*'\n  \\(p2\\) No such file or directory\n$"},
+      {remove, none, "^Error writing '.*/spool.*'\n  \\(p2\\) No such file or directory\n$"},
+      {limit, none, "^Error writing '.*/spool.*'\n  \\(p27\\) File too large\n$"},
   };
   for (const auto& row : rows) {
     const auto run = [&] {
@@ -206,9 +179,7 @@ TEST_F(SpoolFilesDeathTest, DamageEndsTheRun) {
       Fill(spool, 2000);
       spool.Rewind();
       row.beforeReading(spool.path());
-      Pair pair{};
-      while (spool.Read(&pair, sizeof pair)) {
-      }
+      for (Record record; spool.Read(&record, sizeof record);) continue;
     };
     EXPECT_EXIT(run(), ExitedWithCode(1), row.message);
     EXPECT_THAT(dir_.Entries(), ElementsAre());

@@ -4,10 +4,9 @@
 
 #include <algorithm>
 #include <clocale>
+#include <cwctype>
 #include <random>
 #include <string>
-
-#include "tests/base/templatereference.h"
 
 namespace tabulon {
 namespace {
@@ -31,101 +30,59 @@ bool Matches(const std::wstring& text, const std::wstring& coded, bool backslash
 }
 
 TEST(Template, CodesWildcardsAndQuotes) {
-  const struct {
-    std::wstring typed;
-    std::wstring coded;
-  } rows[] = {
-      {L"", L""},       {L"a?b*c~", L"a\1b\2c\3"}, {L"'*'?'''~", L"*?'~"}, {L"it's '", L"it's '"},
+  // clang-format off
+  const std::pair<std::wstring, std::wstring> rows[] = {
+      {L"", L""}, {L"a?b*c~", L"a\1b\2c\3"}, {L"'*'?'''~", L"*?'~"}, {L"it's '", L"it's '"},
       {L"''*", L"'\2"}, {L"'a*'", L"'a\2'"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(ConvertTemplate(row.typed), row.coded);
-    std::wstring buffer(row.typed.size() + 1, L'#');
+  // clang-format on
+  for (const auto& [typed, coded] : rows) {
+    EXPECT_EQ(ConvertTemplate(typed), coded);
+    std::wstring buffer(typed.size() + 1, L'#');
     size_t length = 0;
-    ConvertTemplate(row.typed.data(), row.typed.size(), buffer.data(), &length);
-    EXPECT_EQ(buffer.substr(0, length + 1), row.coded + L'\0');
+    ConvertTemplate(typed.data(), typed.size(), buffer.data(), &length);
+    EXPECT_EQ(buffer.substr(0, length + 1), coded + L'\0');
   }
 }
 
 TEST(Template, FollowsItsRules) {
-  const struct {
-    const wchar_t* typed;
-    const wchar_t* text;
-    bool slash;      // result with '/' as the separator
-    bool backslash;  // and with '\'
-  } rows[] = {
+  // The result with '/' as the separator, and with '\'.
+  // clang-format off
+  const struct { const wchar_t *typed, *text; bool slash, backslash; } rows[] = {
       // Plain text, case and '?'.
-      {L"", L"", true, true},
-      {L"", L"a", false, false},
-      {L"ReadMe", L"README", true, true},
-      {L"readme", L"readme2", false, false},
-      {L"?", L"", false, false},
-      {L"?", L"/", false, true},
-      {L"a?c", L"a\\c", true, false},
-      {L"'*", L"*", true, true},
-      {L"'*", L"a", false, false},
+      {L"", L"", 1, 1}, {L"", L"a", 0, 0}, {L"ReadMe", L"README", 1, 1}, {L"a", L"ab", 0, 0},
+      {L"?", L"", 0, 0}, {L"?", L"/", 0, 1}, {L"a?c", L"a\\c", 1, 0}, {L"'*", L"*", 1, 1},
+      {L"'*", L"a", 0, 0},
       // '*' and '~' at the end.
-      {L"*", L"", true, true},
-      {L"*", L"abc", true, true},
-      {L"*", L"a/b", false, true},
-      {L"~", L"a/b", true, true},
-      {L"a*", L"ab/", false, true},
-      {L"*?", L"", true, true},
-      {L"*~", L"a/b", true, true},
-      {L"?*", L"", false, false},
+      {L"*", L"", 1, 1}, {L"*", L"abc", 1, 1}, {L"*", L"a/b", 0, 1}, {L"~", L"a/b", 1, 1},
+      {L"a*", L"ab/", 0, 1}, {L"*?", L"", 1, 1}, {L"*~", L"a/b", 1, 1}, {L"?*", L"", 0, 0},
       // A segment may stand behind a separator, whatever the wildcard in front of it.
-      {L"*.log", L"A.LOG", true, true},
-      {L"*.log", L"x/y.log", true, true},
-      {L"*.log", L"x.log.gz", false, false},
-      {L"a*a", L"a", false, false},
-      {L"*ab*", L"xaby", true, true},
-      {L"*ab*", L"ab/ab", true, true},
-      {L"*ab*", L"ab/x", false, true},
-      {L"*ab*", L"ab/xab", true, true},
-      {L"*ab*", L"b/ab/a", false, true},
-      {L"*ba/c*", L"xba/cy", true, true},  // the separator in the middle of the segment
-      {L"*a?c*", L"a/cabc", true, true},
-      {L"*report*final*", L"my report, the FINAL one.txt", true, true},
-      {L"*report*final*", L"final report", false, false},
+      {L"*.log", L"A.LOG", 1, 1}, {L"*.log", L"x/y.log", 1, 1}, {L"*.log", L"x.log.gz", 0, 0},
+      {L"a*a", L"a", 0, 0}, {L"*ab*", L"xaby", 1, 1}, {L"*ab*", L"ab/ab", 1, 1},
+      {L"*ab*", L"ab/x", 0, 1}, {L"*ab*", L"ab/xab", 1, 1}, {L"*ab*", L"b/ab/a", 0, 1},
+      {L"*ba/c*", L"xba/cy", 1, 1}, {L"*a?c*", L"a/cabc", 1, 1},
+      {L"*report*final*", L"my report, the FINAL one", 1, 1},
+      {L"*report*final*", L"final report", 0, 0},
       // A capital right behind a wildcard matches nothing.
-      {L"*A", L"a", false, false},
-      {L"*A", L"A", false, false},
-      {L"*aB", L"xAb", true, true},
-      {L"A*", L"abc", true, true},
+      {L"*A", L"a", 0, 0}, {L"*A", L"A", 0, 0}, {L"*aB", L"xAb", 1, 1}, {L"A*", L"abc", 1, 1},
       // The separator and '~' at the end.
-      {L"dir/~", L"dir", true, false},
-      {L"dir/~", L"dir/x/y", true, true},
-      {L"dir/~", L"dirx", false, false},
-      {L"dir/~", L"di", false, false},
-      {L"dir/~", L"a/dir", false, false},
-      {L"longdirname/~", L"LONGDIRNAME", true, false},
-      {L"dir/*", L"dir", false, false},
-      {L"dir/~*", L"dir", false, false},
-      {L"dir/*~", L"dir", false, false},
-      {L"/~", L"", true, false},
-      {L"*dir/~", L"a/dir", true, false},
-      {L"*dir/~", L"dir/a", true, true},
-      {L"*dir/~", L"dir.a", false, false},
-      {L"*/~", L"abc", true, false},
-      {L"*/~", L"", true, false},
-      {L"*a/*/~", L"a/", false, false},
-      {L"*a/~/~", L"a/", true, false},
-      {L"*/*/~", L"a/", true, false},
-      {L"a/*/~", L"a/", false, false},
-      {L"a*/~", L"a/", true, true},
+      {L"dir/~", L"dir", 1, 0}, {L"dir/~", L"dir/x/y", 1, 1}, {L"dir/~", L"dirx", 0, 0},
+      {L"dir/~", L"di", 0, 0}, {L"dir/~", L"a/dir", 0, 0}, {L"longdirname/~", L"LONGDIRNAME", 1, 0},
+      {L"dir/*", L"dir", 0, 0}, {L"dir/~*", L"dir", 0, 0}, {L"dir/*~", L"dir", 0, 0},
+      {L"/~", L"", 1, 0}, {L"*dir/~", L"a/dir", 1, 0}, {L"*dir/~", L"dir/a", 1, 1},
+      {L"*dir/~", L"dir.a", 0, 0}, {L"*/~", L"abc", 1, 0}, {L"*/~", L"", 1, 0},
+      {L"*a/*/~", L"a/", 0, 0}, {L"*a/~/~", L"a/", 1, 0}, {L"*/*/~", L"a/", 1, 0},
+      {L"a/*/~", L"a/", 0, 0}, {L"a*/~", L"a/", 1, 1},
   };
+  // clang-format on
   for (const auto& row : rows) {
+    SCOPED_TRACE(Narrow(row.typed) + " on " + Narrow(row.text));
     const std::wstring coded = ConvertTemplate(row.typed);
-    EXPECT_EQ(Matches(row.text, coded, false), row.slash)
-        << Narrow(row.typed) << " on " << Narrow(row.text);
-    EXPECT_EQ(Matches(row.text, coded, true), row.backslash)
-        << Narrow(row.typed) << " on " << Narrow(row.text);
+    EXPECT_EQ(Matches(row.text, coded, false), row.slash);
+    EXPECT_EQ(Matches(row.text, coded, true), row.backslash);
     EXPECT_EQ(TemplateMatch(std::wstring_view(row.text), coded, true), row.backslash);
     EXPECT_EQ(TemplateMatch(Narrow(row.text), coded, false), row.slash);
   }
-}
-
-TEST(Template, EndsAtAZeroUnit) {
   EXPECT_TRUE(CompiledTemplate(std::wstring_view(L"a\0b", 3), false).Match("A"));
 }
 
@@ -151,6 +108,36 @@ TEST(Template, CostStaysBounded) {
 
 using Random = std::mt19937;
 
+// Template matching by plain recursion: slow and obviously right.
+wchar_t Lower(wchar_t unit) {
+  return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
+}
+
+// `t` from `at` on is the separator and a lone '~'.
+bool IsBareTail(std::wstring_view t, size_t at, wchar_t separator) {
+  return t.size() == at + 2 && t[at] == separator && t[at + 1] == kWildPath;
+}
+
+bool PlainMatch(std::wstring_view s, std::wstring_view t, wchar_t separator) {
+  size_t i = 0;
+  for (; i < t.size() && t[i] != kWildName && t[i] != kWildPath; ++i) {
+    if (i == s.size()) return IsBareTail(t, i, separator);
+    if (t[i] == kWildOne ? s[i] == separator : Lower(t[i]) != Lower(s[i])) return false;
+  }
+  if (i == t.size()) return i == s.size();
+  size_t next = i;
+  while (next < t.size() && t[next] >= kWildOne && t[next] <= kWildPath) ++next;
+  const bool crosses = t.substr(i, next - i).find(kWildPath) != t.npos;
+  if (next == t.size()) return crosses || s.find(separator, i) == s.npos;
+  for (size_t p = i; p < s.size(); ++p) {
+    if (Lower(s[p]) == t[next] && PlainMatch(s.substr(p + 1), t.substr(next + 1), separator)) {
+      return true;
+    }
+  }
+  if (!s.empty() && s.back() == separator && !crosses) return false;
+  return IsBareTail(t, next, separator);
+}
+
 std::wstring RandomText(Random& random, const std::wstring& alphabet, size_t longest) {
   std::wstring text(random() % (longest + 1), L'\0');
   for (wchar_t& unit : text) unit = alphabet[random() % alphabet.size()];
@@ -161,23 +148,15 @@ std::wstring RandomText(Random& random, const std::wstring& alphabet, size_t lon
 std::wstring TemplateFor(Random& random, const std::wstring& text) {
   std::wstring typed;
   for (size_t at = 0; at < text.size(); ++at) {
-    switch (random() % 16) {
-      case 0:
-      case 1:
-        typed += L"*~"[random() % 2];
-        at += random() % (random() % 4 == 0 ? 40 : 8);
-        break;
-      case 2:
-        typed += L'?';
-        break;
-      case 3:
-        typed += random() % 4 == 0 ? L'z' : text[at];
-        break;
-      case 4:
-        typed += static_cast<wchar_t>(std::towupper(static_cast<wint_t>(text[at])));
-        break;
-      default:
-        typed += reference::Lower(text[at]);
+    const auto unit = static_cast<wint_t>(text[at]);
+    const size_t choice = random() % 16;
+    if (choice < 2) {
+      typed += L"*~"[choice];
+      at += random() % (random() % 4 == 0 ? 40 : 8);
+    } else if (choice == 2) {
+      typed += random() % 4 == 0 ? L'z' : L'?';
+    } else {
+      typed += static_cast<wchar_t>(choice == 3 ? std::towupper(unit) : std::towlower(unit));
     }
   }
   return random() % 6 == 0 ? typed + L"/~" : typed;
@@ -188,7 +167,7 @@ std::wstring TemplateFor(Random& random, const std::wstring& text) {
 TEST(Template, AgreesWithPlainRecursion) {
   Random random(20240229);
   int matches = 0;
-  for (int i = 0; i < 200000; ++i) {
+  for (int i = 0; i < 100000; ++i) {
     std::wstring text, typed;
     if (i % 4 == 0) {
       text = RandomText(random, L"aAbBz/\\._1@`[{", 50);
@@ -199,12 +178,12 @@ TEST(Template, AgreesWithPlainRecursion) {
     }
     const std::wstring coded = ConvertTemplate(typed);
     const bool backslash = random() % 2 == 0;
-    const bool expected = reference::Match(text, coded, backslash ? L'\\' : L'/');
+    const bool expected = PlainMatch(text, coded, backslash ? L'\\' : L'/');
     ASSERT_EQ(Matches(text, coded, backslash), expected)
         << "template " << Narrow(typed) << ", text " << Narrow(text) << ", backslash " << backslash;
     matches += expected;
   }
-  EXPECT_GT(matches, 20000);  // both results are common
+  EXPECT_GT(matches, 10000);  // both results are common
 }
 
 }  // namespace
