@@ -11,6 +11,9 @@ LINE_COLUMNS = 42  # room for a label and a value side by side on a telephone
 def visible(text):
     """Text with marks in place of what would not show, or would turn the text around."""
     def mark(char):
+        # Reports hold characters of three UTF-8 bytes 0xE0000 too high.
+        if 0xE0800 <= ord(char) <= 0xEFFFF:
+            char = chr(ord(char) - 0xE0000)
         if char.isprintable() or unicodedata.category(char) == "Zs":
             return char
         return chr(0x2400 + ord(char)) if char < " " else f"\u27e8U+{ord(char):04X}\u27e9"
