@@ -30,7 +30,8 @@ constexpr int kExitIncomplete = 3;  // the scan breaks off; what it holds has be
 
 constexpr char kUsage[] =
     "usage: dtlexport --format csv|ndjson [--fields A,B,...] [--where QUERY]\n"
-    "                 [--directories] [--shard I/N] [--no-header] [--crlf] FILE.dtl\n"
+    "                 [--directories] [--relative] [--shard I/N] [--no-header] [--crlf]\n"
+    "                 FILE.dtl\n"
     "\n"
     "Writes a row for each file of a scan to standard output.\n"
     "\n"
@@ -38,6 +39,7 @@ constexpr char kUsage[] =
     "  --fields A,B,...     these fields, in this order; else all of the scan\n"
     "  --where QUERY        only what the query selects, as tabulon -q does\n"
     "  --directories        rows for the directories, too\n"
+    "  --relative           paths from the root of the scan, as queries see them\n"
     "  --shard I/N          only part I (from 1 to N) of N equal ones, to load a scan with\n"
     "                       several workers; together they write every row once\n"
     "  --no-header          CSV without its first row\n"
@@ -53,6 +55,7 @@ struct Options {
   std::optional<std::string> where;
   Shard shard;
   bool directories = false;
+  bool relative = false;
   bool header = true;
   bool crlf = false;
 };
@@ -86,12 +89,23 @@ Shard ParseShard(std::string_view text) {
 }
 
 Options ParseOptions(int argc, char** argv) {
-  enum : int { kFormat = 1, kFields, kWhere, kShard, kDirectories, kNoHeader, kCrlf, kHelp };
+  enum : int {
+    kFormat = 1,
+    kFields,
+    kWhere,
+    kShard,
+    kDirectories,
+    kRelative,
+    kNoHeader,
+    kCrlf,
+    kHelp
+  };
   constexpr option kOptions[] = {{"format", required_argument, nullptr, kFormat},
                                  {"fields", required_argument, nullptr, kFields},
                                  {"where", required_argument, nullptr, kWhere},
                                  {"shard", required_argument, nullptr, kShard},
                                  {"directories", no_argument, nullptr, kDirectories},
+                                 {"relative", no_argument, nullptr, kRelative},
                                  {"no-header", no_argument, nullptr, kNoHeader},
                                  {"crlf", no_argument, nullptr, kCrlf},
                                  {"help", no_argument, nullptr, kHelp},
@@ -104,6 +118,7 @@ Options ParseOptions(int argc, char** argv) {
     if (c == kWhere) options.where = optarg;
     if (c == kShard) options.shard = ParseShard(optarg);
     if (c == kDirectories) options.directories = true;
+    if (c == kRelative) options.relative = true;
     if (c == kNoHeader) options.header = false;
     if (c == kCrlf) options.crlf = true;
     if (c == '?') UsageError("it cannot be done with these options");
@@ -142,7 +157,8 @@ int Export(const Options& options, int rows) {
   ScanWalk walk({ParseWhere(options.where), options.directories, options.shard});
   RowWriter out(rows, *options.format, options.crlf ? "\r\n" : "\n");
   if (options.header) columns->WriteHeader(out);
-  ExportRow row(*options.format, columns->Has("target") || columns->Has("target_bytes"));
+  ExportRow row(*options.format, options.relative ? std::string_view() : ExportTexts().rootBytes,
+                columns->Has("target") || columns->Has("target_bytes"));
   while (const ScanRecord* record = walk.Next()) {
     row.Assign(*record, walk.directory());
     columns->WriteRow(row, out);

@@ -25,7 +25,7 @@ void WriteDir(const ExportRow& row, RowWriter& out) {
   out.Text(row.directory().path);
 }
 bool HasDir(const ExportRow& row) {
-  return row.directory().length > 0;
+  return row.directory().length > 0;  // the root of the scan has none
 }
 void WriteName(const ExportRow& row, RowWriter& out) {
   out.Text(row.name());

@@ -11,8 +11,12 @@ char Separator() {
 
 }  // namespace
 
-void ExportDirectory::Assign(ExportFormat format, std::string_view directory) {
-  stored.assign(directory);
+void ExportDirectory::Assign(ExportFormat format, std::string_view root,
+                             std::string_view directory) {
+  stored.assign(root);
+  const bool isRoot = directory.size() == 1 && directory.front() == Separator();
+  if (root.ends_with(Separator()) && directory.starts_with(Separator())) directory.remove_prefix(1);
+  if (root.empty() || !isRoot) stored += directory;
   length = stored.size();
   if (!stored.ends_with(Separator())) stored += Separator();
   EscapeText(format, pathBytes(), path);
@@ -45,7 +49,7 @@ void ExportRow::UseDirectoryOfFiles(std::string_view directory) {
   directory_ = &current_;
   if (currentPosition_ == record_->directoryPosition) return;
   currentPosition_ = record_->directoryPosition;
-  current_.Assign(format_, TextOf(directory));
+  current_.Assign(format_, root_, TextOf(directory));
 }
 
 // A directory's record holds its whole path. The root of the scan is in no directory.
@@ -54,10 +58,10 @@ void ExportRow::SplitDirectory(std::string_view path) {
   const size_t last = path.empty() ? path.npos : path.rfind(Separator(), path.size() - 1);
   if (last == path.npos || last + 1 == path.size()) {
     parent_.AssignNone();
-    nameBytes_ = path;
+    nameBytes_ = root_.empty() ? path : root_;
     return;
   }
-  parent_.Assign(format_, path.substr(0, last == 0 ? 1 : last));
+  parent_.Assign(format_, root_, path.substr(0, last == 0 ? 1 : last));
   nameBytes_ = path.substr(last + 1);
 }
 

@@ -17,16 +17,19 @@ struct ExportDirectory {
   ExportText prefix;
 
   std::string_view pathBytes() const { return std::string_view(stored).substr(0, length); }
-  // Takes the path of a directory and gives it a separator unless it ends in one.
-  void Assign(ExportFormat format, std::string_view directory);
+  // Takes the path of a directory, as its record has it, behind `root` (which may be empty), and
+  // gives it a separator unless it ends in one.
+  void Assign(ExportFormat format, std::string_view root, std::string_view directory);
   // Takes an empty path that nothing is put in front of: that of the root's parent.
   void AssignNone();
 };
 
 class ExportRow {
  public:
+  // `root` stands in front of all paths; records have them from the root of the scan.
   // `withTarget`: some column shows link targets.
-  ExportRow(ExportFormat format, bool withTarget) : format_(format), withTarget_(withTarget) {}
+  ExportRow(ExportFormat format, std::string_view root, bool withTarget)
+      : format_(format), root_(root), withTarget_(withTarget) {}
 
   // Sets the row to a record and the stored path of the directory that it is in. The record must
   // outlive the use.
@@ -46,6 +49,7 @@ class ExportRow {
   void SplitDirectory(std::string_view path);
 
   ExportFormat format_;
+  std::string_view root_;
   bool withTarget_;
   const ScanRecord* record_ = nullptr;
   ExportDirectory current_;                  // that of the files

@@ -79,7 +79,6 @@ void PrepareQueries() {
 
 ScanWalk::ScanWalk(const ExportChoice& choice)
     : plan_(choice.filter),
-      gate_(plan_.Gate()),
       directories_(choice.directories),
       reader_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher),
       position_(logRoot.firstRecord) {
@@ -110,7 +109,6 @@ const ScanRecord* ScanWalk::Next() {
 
 bool ScanWalk::IsChosen() {
   if (record_.fields().isDirectory() && !directories_) return false;
-  if (!gate_.Opens(record_.fields().bytes())) return false;
   record_.name.Assign(record_.view.name);
   if (record_.view.hasTarget) record_.target.Assign(record_.view.target);
   return plan_.Passes(record_);

@@ -46,7 +46,6 @@ class ScanWalk {
   bool IsChosen();
 
   FilterPlan plan_;
-  FilterGate gate_;
   bool directories_;
   uint64_t begin_ = 0;
   uint64_t end_ = 0;
