@@ -1,0 +1,70 @@
+// A query, whose plan must agree with the plain walk on every record of a sound scan; or, behind a
+// first byte with its second bit set, a template and a text on a line each, whose match must agree
+// with plain recursion. The first bit chooses the scan kind.
+#include <algorithm>
+
+#include "base/utf.h"
+#include "detail/detailfile.h"
+#include "detail/scandetail.h"
+#include "detail/securityobjects.h"
+#include "fuzz/samples.h"
+#include "fuzz/target.h"
+#include "query/filtereval.h"
+#include "query/filterplan.h"
+#include "query/parsequery.h"
+#include "tests/base/templatereference.h"
+
+using namespace tabulon;
+
+namespace {
+
+const Filter* filter = nullptr;
+FilterPlan plan;
+
+void Compare(const ScanRecord& record) {
+  Require(plan.Passes(record) == CheckFilterList(filter, record));
+}
+
+void TryQuery(const Sample& sample, std::string_view text) {
+  RunPart([&] {
+    dtlFile = MemoryFile(sample.bytes);
+    VersionBlock version;
+    LoadDetailFile("x.dtl", false, false, version);
+    std::wstring query;
+    AppendUtfToWide(query, text);
+    filter = ParseQuery(query);
+    plan = FilterPlan(filter);
+    ScanDetail(Compare);
+  });
+}
+
+void TryTemplate(std::string_view text, bool backslash) {
+  constexpr size_t kLongest = 28;  // the plain recursion is slow
+  const size_t line = std::min(text.find('\n'), text.size());
+  std::wstring typed, name;
+  AppendUtfToWide(typed, text.substr(0, line));
+  AppendUtfToWide(name, text.substr(std::min(line + 1, text.size())));
+  if (typed.size() > kLongest || name.size() > kLongest) return;
+  const std::wstring coded = ConvertTemplate(typed);
+  const bool expected = reference::Match(name, coded, backslash ? L'\\' : L'/');
+  Require(CompiledTemplate(coded, backslash).Match(std::wstring_view(name)) == expected);
+  const bool ascii =
+      std::all_of(name.begin(), name.end(), [](wchar_t c) { return c > 0 && c < 128; });
+  const std::string narrow(name.begin(), name.end());
+  if (ascii)
+    Require(CompiledTemplate(coded, backslash).Match(std::string_view(narrow)) == expected);
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size == 0) return 0;
+  const bool cifs = (data[0] & 1) != 0;
+  const std::string_view text = AsText(data + 1, size - 1);
+  if ((data[0] & 2) != 0) {
+    TryTemplate(text, cifs);
+  } else {
+    TryQuery(Samples()[cifs ? 2 : 5], text);
+  }
+  return 0;
+}

@@ -1,0 +1,61 @@
+// A record stream, read by the scan and by every kind of report. The first byte chooses the scan
+// kind, the revision and the form of the reports.
+#include "config/reportsetup.h"
+#include "config/settings.h"
+#include "detail/detailfile.h"
+#include "detail/reporttype.h"
+#include "detail/scandetail.h"
+#include "driver/reportrunners.h"
+#include "fuzz/target.h"
+#include "reports/matchrecord.h"
+#include "tools/dtlbuild.h"
+
+using namespace tabulon;
+
+namespace {
+
+constexpr uint8_t kNfs = 0x1;
+constexpr uint8_t kOldRevision = 0x2;
+constexpr uint8_t kStreams = 0x4;
+constexpr uint8_t kCsv = 0x8;
+
+constexpr uint32_t kTypes[] = {kReportCustom,      kReportFiletypes, kReportDuplicates,
+                               kReportLongPaths,   kReportSymlinks,  kReportNameConflict,
+                               kReportSubdirCount, kReportTotals};
+
+// The blocks of a scan, which end where its records begin.
+std::string Blocks(uint8_t choice) {
+  const bool nfs = (choice & kNfs) != 0;
+  return BuildDtl({.kind = nfs ? ScanKind::kNfs : ScanKind::kCifs,
+                   .revision = (choice & kOldRevision) != 0 ? 6U : 7U,
+                   .rootPath = nfs ? "/srv" : "C:\\",
+                   .endMarker = false});
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size == 0) return 0;
+  const uint8_t choice = data[0];
+  std::string bytes = Blocks(choice);
+  bytes.append(AsText(data + 1, size - 1));
+  RunPart([&] {
+    dtlFile = MemoryFile(bytes);
+    VersionBlock version;
+    LoadDetailFile("x.dtl", false, false, version);
+    adsFull = (choice & kStreams) != 0;
+    csvSep = L',';
+    fileIncr = 4096;
+    for (const uint32_t type : kTypes) {
+      Report& report = reportList.emplace_back();
+      report.type = type;
+      report.title = L"title";
+      report.format = (choice & kCsv) != 0 ? kFormatCsv : kFormatText;
+      report.flags = kFlagTotals | kFlagShowLink;
+      InitializeReportEntry(report);
+    }
+    ScanReports();
+    for (Report& report : reportList) RunReport(report, "x.dtl", version);
+  });
+  return 0;
+}

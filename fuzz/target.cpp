@@ -1,0 +1,94 @@
+#include "fuzz/target.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdlib>
+
+#include "base/fileio.h"
+#include "base/loganderr.h"
+#include "base/memory.h"
+#include "config/configfile.h"
+#include "config/report.h"
+#include "config/settings.h"
+#include "detail/bands.h"
+#include "detail/detailfile.h"
+#include "detail/recordclass.h"
+#include "detail/scandetail.h"
+#include "detail/securityobjects.h"
+#include "query/classlist.h"
+#include "query/datevalue.h"
+
+namespace tabulon {
+namespace {
+
+struct RunEnded {};
+
+bool exitsAreCaught = false;
+
+void ForgetRun() {
+  reportList.clear();
+  classList.clear();
+  FreeFilters();
+  FreeSecurityObjects();
+  ResetSettings();
+  ResetBands();
+  ResetDetailFile();
+  configEOF = 0;
+  scanDateRelative = 1;
+  fileIncr = 0;
+  allocSize = 0;
+  maxPath = 1024;
+  maxPathUnits = kPathUtfBytes;
+  isoCodepage = 1;
+  sdTempFile.Remove();
+}
+
+bool Prepare() {
+  std::setlocale(LC_ALL, "C.UTF-8");
+  static TextStream nowhere;
+  nowhere.Attach(open("/dev/null", O_WRONLY | O_CLOEXEC), true, TextEncoding::kLocale, "nowhere");
+  logFile = errFile = &nowhere;
+  // Messages on the console show nothing that the fuzzer could use.
+  const UniqueFd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
+  dup2(null.get(), STDOUT_FILENO);
+  return true;
+}
+
+}  // namespace
+
+bool RunPart(const std::function<void()>& part) {
+  [[maybe_unused]] static const bool prepared = Prepare();
+  ForgetRun();
+  exitsAreCaught = true;
+  bool ended = false;
+  try {
+    part();
+  } catch (const RunEnded&) {
+    ended = true;
+  }
+  exitsAreCaught = false;
+  return !ended;
+}
+
+UniqueFd MemoryFile(std::string_view bytes) {
+  static const int file = memfd_create("input", MFD_CLOEXEC);
+  Require(ftruncate(file, 0) == 0 && WriteFullyAt(file, bytes.data(), bytes.size(), 0));
+  lseek(file, 0, SEEK_SET);
+  return UniqueFd(dup(file));
+}
+
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+}  // namespace tabulon
+
+extern "C" [[noreturn]] void __real_exit(int status);
+extern "C" [[noreturn]] void __wrap_exit(int status);
+void __wrap_exit(int status) {
+  if (tabulon::exitsAreCaught) throw tabulon::RunEnded();
+  __real_exit(status);
+}
