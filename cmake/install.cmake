@@ -2,13 +2,12 @@
 include(GNUInstallDirs)
 include(cmake/manual.cmake)
 
-set(installed_programs tabulon mkdtl)
-if(TARGET dtlexport)
-  list(APPEND installed_programs dtlexport)
-endif()
+set(installed_programs tabulon mkdtl dtlexport)
 install(TARGETS ${installed_programs} DESTINATION ${CMAKE_INSTALL_BINDIR})
+foreach(program IN LISTS installed_programs)
+  install(FILES ${CMAKE_SOURCE_DIR}/completion/${program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endforeach()
 
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
   FILES_MATCHING PATTERN "*.cfg")
-install(FILES ${CMAKE_SOURCE_DIR}/completion/tabulon ${CMAKE_SOURCE_DIR}/completion/mkdtl
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

@@ -11,7 +11,8 @@ file with a record for every directory and file, and writes reports: an audit
 summary, the files that a query selects, totals by extension and owner, size
 and age distributions, duplicates, use of accounts, as text or CSV.
 .
-The package holds mkdtl as well, which scans local directory trees.")
+The package holds mkdtl as well, which scans local directory trees, and
+dtlexport, which writes scans as rows for databases.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
