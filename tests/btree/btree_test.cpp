@@ -29,24 +29,27 @@ using Model = std::map<std::string, uint32_t, Before>;
 
 struct Limits {
   const char* name;
-  uint32_t flags, fanOut;
-  int32_t treeNodes;
-  uint32_t keysPerKeyNode;
-  int32_t keyNodes;
-  uint32_t extraBytes;
-  TreeCompare compare;
+  TreeSettings settings;
 };
 
+TreeSettings With(TreeSettings settings, uint32_t flags, uint32_t extraBytes,
+                  TreeCompare compare = nullptr) {
+  settings.flags = flags;
+  settings.extraBytes = extraBytes;
+  settings.compare = compare;
+  return settings;
+}
+
 const Limits kLimits[] = {
-    {"OneOfEach", 0, 2, 1, 1, 1, 4, nullptr},
-    {"OneOfEachShared", kTreeShared, 2, 1, 1, 1, 4, nullptr},
-    {"SharedLargeKeyNodes", kTreeShared, 2, 2, 7, 2, 4, nullptr},
-    {"SharedLargeTreeNodes", kTreeShared, 9, 1, 1, 3, 0, nullptr},
-    {"FanOutThree", 0, 3, 2, 3, 2, 4, nullptr},
-    {"FanOutFour", 0, 4, 1, 5, 1, 0, nullptr},
-    {"KeysResident", 0, 4, 1, 4, 100, 4, nullptr},
-    {"AllResident", 0, 3, 100, 4, 100, 4, nullptr},
-    {"Backwards", 0, 3, 1, 2, 1, 4, Backwards},
+    {"OneOfEach", With(Settings(2, 1, 1, 1), 0, 4)},
+    {"OneOfEachShared", With(Settings(2, 1, 1, 1), kTreeShared, 4)},
+    {"SharedLargeKeyNodes", With(Settings(2, 2, 7, 2), kTreeShared, 4)},
+    {"SharedLargeTreeNodes", With(Settings(9, 1, 1, 3), kTreeShared, 0)},
+    {"FanOutThree", With(Settings(3, 2, 3, 2), 0, 4)},
+    {"FanOutFour", With(Settings(4, 1, 5, 1), 0, 0)},
+    {"KeysResident", With(Settings(4, 1, 4, 100), 0, 4)},
+    {"AllResident", With(Settings(3, 100, 4, 100), 0, 4)},
+    {"Backwards", With(Settings(3, 1, 2, 1), 0, 4, Backwards)},
 };
 
 class TreeModelTest : public testing::TestWithParam<Limits> {};
@@ -97,25 +100,20 @@ std::vector<Strings> Arrivals(const Before& before) {
 }
 
 TEST_P(TreeModelTest, HoldsWhatAMapHolds) {
-  const Limits& limits = GetParam();
-  TreeSettings settings =
-      Settings(limits.fanOut, limits.treeNodes, limits.keysPerKeyNode, limits.keyNodes);
-  settings.flags = limits.flags;
-  settings.extraBytes = limits.extraBytes;
-  settings.compare = limits.compare;
-  const Before before{limits.compare != nullptr ? limits.compare : _keyCmp};
+  const TreeSettings& settings = GetParam().settings;
+  const Before before{settings.compare != nullptr ? settings.compare : _keyCmp};
   for (const Strings& order : Arrivals(before)) {
     SCOPED_TRACE("first key " + order.front());
     const TreeHandle tree = TreePlant(settings);
     Model model(before);
-    ExpectModel(tree, model, limits.extraBytes);
+    ExpectModel(tree, model, settings.extraBytes);
     for (uint32_t i = 0; i < order.size(); ++i) {
       model.emplace(order[i], i);
       ASSERT_TRUE(Add(tree, order[i], &i));
-      ASSERT_FALSE(Add(tree, order[i / 2], &limits)) << "an equal key is refused";
+      ASSERT_FALSE(Add(tree, order[i / 2], &before)) << "an equal key is refused";
       ASSERT_NO_FATAL_FAILURE(CheckTree(*tree, model.size()));
     }
-    ExpectModel(tree, model, limits.extraBytes);
+    ExpectModel(tree, model, settings.extraBytes);
   }
 }
 
@@ -159,71 +157,58 @@ TEST(TreeShape, FollowsTheOrderOfArrival) {
 }
 
 TEST(TreeKeys, CompareBytesThenLengths) {
-  const struct {
-    std::string a, b;
-    int order;
-  } rows[] = {{"", "", 0},     {"", "a", -1},  {"ab", "ab", 0},   {"ab", "a", 1},
-              {"a", "ab", -1}, {"b", "ab", 1}, {"a", "\xFF", -1}, {std::string(1, 0), "", 1}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(_keyCmp(row.a.data(), static_cast<uint32_t>(row.a.size()), row.b.data(),
-                      static_cast<uint32_t>(row.b.size())),
-              row.order)
-        << row.a << " " << row.b;
+  // clang-format off
+  const struct { std::string a, b; int order; } rows[] = {
+      {"", "", 0}, {"", "a", -1}, {"ab", "ab", 0}, {"ab", "a", 1}, {"a", "ab", -1}, {"b", "ab", 1},
+      {"a", "\xFF", -1}, {std::string(1, 0), "", 1},
+  };
+  // clang-format on
+  for (const auto& [a, b, order] : rows) {
+    EXPECT_EQ(_keyCmp(a.data(), static_cast<uint32_t>(a.size()), b.data(),
+                      static_cast<uint32_t>(b.size())),
+              order);
   }
 }
 
 TEST(TreeKeys, ExtraBytesCanBeChangedAndSurviveEviction) {
-  TreeSettings settings = Settings(2, 1, 1, 1);
-  settings.extraBytes = 3;
-  const TreeHandle tree = TreePlant(settings);
+  const TreeHandle tree = TreePlant(With(Settings(2, 1, 1, 1), 0, 3));
   for (const char* key : {"a", "b", "c"}) Add(tree, key);
   EXPECT_EQ(std::memcmp(Find(tree, "b").extra(), "\0\0\0", 3), 0);
   std::memcpy(Find(tree, "b").extra(), "xyz", 3);
   Find(tree, "a");
   EXPECT_EQ(std::memcmp(Find(tree, "b").extra(), "xyz", 3), 0);
-}
-
-TEST(TreeKeysDeathTest, RefuseWhatIsTooLong) {
-  const TreeHandle tree = TreePlant(Settings(2, 1, 1, 1));
   EXPECT_EXIT(Add(tree, std::string(12, 'a')), testing::ExitedWithCode(1), "Tree key too long\n");
 }
 
 // --- Deletion -----------------------------------------------------------------------------------
 
 TEST(TreeDelete, IsExactForTheFirstTwoKeysOfALeafOnly) {
-  const struct {
-    const char* keys;
-    const char* removed;
-    Strings left;
-  } rows[] = {
-      {"abc", "x", {"a", "b", "c"}},
-      {"abcdef", "a", {"b", "c", "d", "e", "f"}},
-      {"abcdef", "b", {"a", "c", "d", "e", "f"}},
-      {"abcdef", "d", {"b", "c", "c", "e", "f"}},
-      {"abcdef", "f", {"b", "c", "d", "e", "e"}},
-      {"abcdef", "abcde", {"f"}},
-      {"abcdefgh", "ba", {"c", "d", "e", "f", "g", "h"}},
-      {"abcdefghij", "i", {"a", "b", "c", "d", "e", "f", "g", "h", "j"}},
-      {"abcdefghij", "h", {"b", "c", "d", "e", "f", "g", "g", "i", "j"}},  // its parents' bound
-      {"abcdefghij", "j", {"a", "b", "c", "d", "e", "f", "g", "h", "i"}},
-      {"abcdefghij", "abcdefgh", {"i", "j"}},  // an empty leaf in front
-      {"abcdefghijklmnopqr", "ijklmnop", {"a", "b", "c", "d", "e", "f", "g", "h", "q", "r"}},
-      {"abcdefghij", "ij", {"a", "b", "c", "d", "e", "f", "g", "h"}},  // and at the end
-      {"abc", "abc", {}},
+  // clang-format off
+  const struct { std::string keys, removed, left; } rows[] = {
+      {"abc", "x", "abc"}, {"abc", "abc", ""}, {"abcdef", "a", "bcdef"}, {"abcdef", "b", "acdef"},
+      {"abcdef", "d", "bccef"}, {"abcdef", "f", "bcdee"}, {"abcdef", "abcde", "f"},
+      {"abcdefgh", "ba", "cdefgh"}, {"abcdefghij", "i", "abcdefghj"},
+      {"abcdefghij", "h", "bcdefggij"},  // its parents' bound
+      {"abcdefghij", "j", "abcdefghi"},
+      {"abcdefghij", "abcdefgh", "ij"},  // an empty leaf in front
+      {"abcdefghijklmnopqr", "ijklmnop", "abcdefghqr"},
+      {"abcdefghij", "ij", "abcdefgh"},  // and at the end
   };
+  // clang-format on
   for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.keys) + " without " + row.removed);
+    SCOPED_TRACE(row.keys + " without " + row.removed);
     const TreeHandle tree = TreePlant(Settings(8, 1, 3, 1));
-    for (const char* key = row.keys; *key != 0; ++key) Add(tree, {*key});
-    for (const char* key = row.removed; *key != 0; ++key) {
-      EXPECT_EQ(Delete(tree, {*key}), *key != 'x');
-      EXPECT_FALSE(Find(tree, {*key})) << *key;
+    for (const char key : row.keys) Add(tree, {key});
+    for (const char key : row.removed) {
+      EXPECT_EQ(Delete(tree, {key}), key != 'x');
+      EXPECT_FALSE(Find(tree, {key})) << key;
     }
-    EXPECT_EQ(Keys(tree), row.left);
-    Strings backwards;
+    std::string forwards, backwards;
+    for (const std::string& key : Keys(tree)) forwards += key;
     for (KeyRecord r = TreeHighKey(tree.get()); r; r = TreePrevKey(tree.get())) {
-      backwards.insert(backwards.begin(), KeyText(r));
+      backwards = KeyText(r) + backwards;
     }
+    EXPECT_EQ(forwards, row.left);
     EXPECT_EQ(backwards, row.left);
   }
 }
@@ -258,9 +243,7 @@ TEST(TreeDelete, LeavesATreeThatCanStillBeUsed) {
 }
 
 TEST(TreeNull, IsAnEmptyTree) {
-  EXPECT_FALSE(TreeLowKey(nullptr));
-  EXPECT_FALSE(TreeHighKey(nullptr));
-  EXPECT_FALSE(TreeSearch(nullptr, "a", 1));
+  EXPECT_FALSE(TreeLowKey(nullptr) || TreeHighKey(nullptr) || TreeSearch(nullptr, "a", 1));
   EXPECT_FALSE(TreeDeleteKey(nullptr, "a", 1));
   TreeFree(nullptr);
 }
