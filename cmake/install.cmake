@@ -11,3 +11,8 @@ endforeach()
 
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
   FILES_MATCHING PATTERN "*.cfg")
+# Beside the configuration whose reports it draws. It needs python3, the programs do not.
+install(PROGRAMS ${CMAKE_SOURCE_DIR}/scripts/report-page
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/scripts/reportpage
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples PATTERN __pycache__ EXCLUDE)
