@@ -33,7 +33,7 @@ std::vector<RecordSpec> CommonRecords(char separator) {
       FileRecord("caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80.\xC3\xA9t\xC3\xA9", {.size = 1U << 30}),
       FileRecord("bad\xC3\x28\xFF\xE2\x82.x", {.created = kNow - 400 * kDay}),
       FileRecord("abcdefgh~1.doc", {.links = 2}),
-      FileRecord("\x1B[31m\x9Bred\x07.sh", {.accessed = 1}),
+      FileRecord("\x1B[31m\xC2\x9Bred\x07.sh", {.accessed = 1}),
       LinkRecord("link", "../elsewhere/\xC3\xA9"),
       DirectoryRecord(path("/docs/deep")),
       FileRecord(std::string(255, 'n') + ".extension-of-some-length", {.size = 7}),

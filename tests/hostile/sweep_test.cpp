@@ -88,7 +88,7 @@ class Sweep : public testing::TestWithParam<size_t> {
 };
 
 TEST_P(Sweep, Cuts) {
-  Sampler sampler(251);
+  Sampler sampler(509);
   for (size_t size = 0; size < sample_.bytes.size(); ++size) {
     if (sampler.Takes())
       ExpectClean(sample_.bytes.substr(0, size), "cut at " + std::to_string(size));
@@ -96,7 +96,7 @@ TEST_P(Sweep, Cuts) {
 }
 
 TEST_P(Sweep, FlippedBits) {
-  Sampler sampler(IsWhole() ? 1009 : 211);
+  Sampler sampler(IsWhole() ? 2003 : 401);
   const size_t bytes = IsWhole() ? sample_.bytes.size() : sample_.blocks;
   for (size_t bit = 0; bit < bytes * 8; ++bit) {
     if (!sampler.Takes()) continue;
@@ -107,7 +107,7 @@ TEST_P(Sweep, FlippedBits) {
 }
 
 TEST_P(Sweep, LyingNumbers) {
-  Sampler sampler(149);
+  Sampler sampler(307);
   for (const auto [at, width] : sample_.fields) {
     const auto left = static_cast<uint32_t>(sample_.bytes.size() - at - width);
     const std::set<uint32_t> values = {

@@ -1,0 +1,207 @@
+// Full disks, closed pipes, terminals, hostile text and large numbers of things.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstdlib>
+
+#include "fuzz/samples.h"
+#include "fuzz/sandbox.h"
+#include "tools/dtlbuild.h"
+
+namespace tabulon {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+const Sample& Cifs() {
+  return Samples()[2];
+}
+
+class Limits : public testing::Test {
+ protected:
+  Limits() { Put("x.dtl", Cifs().bytes); }
+
+  void Put(const std::string& name, const std::string& bytes) {
+    WriteFile(box_.dir() / name, bytes);
+  }
+  std::string Get(const std::string& name) { return ReadFile(box_.dir() / name); }
+  Outcome Run(std::vector<std::string> args, const std::function<void()>& prepare = {}) {
+    args.insert(args.end(), {"-dtl", "x.dtl"});
+    return box_.Run(args, prepare);
+  }
+  Outcome Configure(const std::string& text, const std::function<void()>& prepare = {}) {
+    Put("c.cfg", text);
+    return Run({"-cfg", "c.cfg", "-rdir", "r"}, prepare);
+  }
+
+  Sandbox box_;
+};
+
+void LimitTo(__rlimit_resource resource, rlim_t most) {
+  const rlimit limit{most, most};
+  setrlimit(resource, &limit);
+}
+
+const std::string kTwoReports =
+    "[report]\ntype=custom\nreportfile=long\nnameform=fullpath\n[report]\ntype=totals\n"
+    "reportfile=short\n";
+
+TEST_F(Limits, AFullDiskIsToldAndTheOtherReportsAreWhole) {
+  ASSERT_EQ(Configure(kTwoReports).status, 0);
+  const std::string whole = Get("r/short");
+  ASSERT_GT(Get("r/long").size(), 2 * whole.size());
+  const rlim_t room = Get("r/long").size() - 1;
+  const Outcome run = Configure(kTwoReports, [&] { LimitTo(RLIMIT_FSIZE, room); });
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("Error writing 'r/long'\n  (p27) File too large\n"));
+  EXPECT_EQ(Get("r/short"), whole);
+
+  const struct {
+    std::vector<std::string> args;
+    const char* name;
+  } rows[] = {{{"-l", "/dev/full"}, "/dev/full"},
+              {{"-l", "/dev/full", "-q", "size ge 0"}, "/dev/full"},
+              {{"-rdir", "/dev", "-cfg", "full.cfg"}, "/dev/full"}};
+  Put("full.cfg", "[report]\ntype=custom\nreportfile=full\n[report]\ntype=totals\n");
+  for (const auto& row : rows) {
+    const Outcome full = Run(row.args);
+    EXPECT_EQ(full.status, 1);
+    EXPECT_THAT(full.err, HasSubstr(std::string("Error writing '") + row.name + "'\n  (p28) "));
+  }
+}
+
+TEST_F(Limits, AClosedPipeEndsFiltersQuietlyAndReportsNot) {
+  const auto closedPipe = [] {
+    int ends[2];
+    if (pipe(ends) != 0 || close(ends[0]) != 0) _exit(97);
+    dup2(ends[1], STDOUT_FILENO);
+    std::signal(SIGPIPE, SIG_DFL);
+  };
+  Put("x.dtl", Samples().back().bytes);
+  const Outcome query = Run({"-q", "size ge 0"}, closedPipe);
+  EXPECT_EQ(query.signal, SIGPIPE);
+  EXPECT_FALSE(query.HasMessage());
+  EXPECT_THAT(box_.dir().Entries(), testing::ElementsAre("x.dtl"));
+  const Outcome reports = Configure(kTwoReports, closedPipe);
+  EXPECT_EQ(reports.status, 1);
+  EXPECT_THAT(reports.err, HasSubstr("Error writing 'standard output'\n  (p32) "));
+  EXPECT_NE(Get("r/long"), "");
+}
+
+TEST_F(Limits, ATerminalSeesNoControlCharacters) {
+  const auto shown = [&](const std::vector<std::string>& args) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    EXPECT_EQ(grantpt(master) | unlockpt(master), 0);
+    const std::string name = ptsname(master);
+    const int slave = open(name.c_str(), O_RDWR | O_NOCTTY);
+    EXPECT_EQ(Run(args, [&] { dup2(slave, STDOUT_FILENO); }).status, 0);
+    std::string text(65'536, '\0');
+    fcntl(master, F_SETFL, O_NONBLOCK);
+    const ssize_t got = read(master, text.data(), text.size());
+    close(slave);
+    close(master);
+    return text.substr(0, got > 0 ? static_cast<size_t>(got) : 0);
+  };
+  const std::vector<std::string> query = {"-qf", "name matches *red*"};
+  EXPECT_EQ(shown(query), "C:\\docs\\?[31m?red?.sh\r\n");
+  EXPECT_EQ(Run(query).out, "C:\\docs\\\x1B[31m\xC2\x9Bred\x07.sh\n");
+  Put("c.cfg", "[report]\ntype=totals\ntitle=a\x7F\n");
+  EXPECT_THAT(shown({"-cfg", "c.cfg"}),
+              testing::AllOf(HasSubstr("---- a? ----"), Not(HasSubstr("\x7F"))));
+}
+
+TEST_F(Limits, AQvaNameLeadsNowhereElse) {
+  for (const char* host : {"../up", "/abs"}) {
+    Put("x.dtl", BuildDtl({.kind = ScanKind::kCifs,
+                           .flags = kHeaderQvaTagged,
+                           .rootPath = "C:\\",
+                           .host = host,
+                           .tag = PaddedTag("tag")}));
+    Put("c.cfg", kTwoReports);
+    const Outcome run = Run({"-cfg", "c.cfg", "-qva"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("Unable to create QVA output file 'tag_" + std::string(host)));
+  }
+}
+
+// Every position of the text with some byte in its place; all of 256 come by.
+TEST_F(Limits, AnyByteAnywhereInTheTextIsRefusedOrTaken) {
+  const bool full = std::getenv("TABULON_FULL") != nullptr;
+  const std::string config = SampleConfiguration(ScanKind::kCifs),
+                    query = SampleQuery(ScanKind::kCifs);
+  for (const std::string& text : {config, query}) {
+    unsigned byte = 0;
+    for (size_t at = 0; at < text.size(); at += full ? 1 : text.size() / 17) {
+      std::string changed = text;
+      changed[at] = static_cast<char>(byte += 37);
+      const Outcome run = &text == &config ? Configure(changed) : Run({"-q", changed.c_str()});
+      EXPECT_TRUE(run.Clean()) << byte % 256 << " at " << at << run.err;
+      EXPECT_LT(run.seconds, 1);
+    }
+  }
+}
+
+TEST_F(Limits, LargeNumbersOfThings) {
+  const auto repeated = [](const std::string& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) all += text;
+    return all;
+  };
+  std::string bands = "[parameters]\nfilesizebands=";
+  for (int i = 1; i <= 100'000; ++i) bands += std::to_string(i) + (i % 20 == 0 ? ",_\n" : ",");
+  const std::string report = "[report]\ntype=filetypes\nextlen=4294967294\n";
+  const struct {
+    std::string config;  // or a query
+    std::string message;
+  } rows[] = {
+      {bands, "Configuration line too long\n"},
+      {"[parameters]\n" + std::string(520, 'x'), "Missing '=' in xxx"},
+      {"[report]\ntype=custom\nfilter=name is " + repeated("nnnnnnnnnn_\n", 30), "token too long"},
+      {repeated(report, 200), ""},
+      {std::string(131'000, '('), "Syntax error: (((("},
+      {repeated("(size gt 1)[or]", 8'000) + "(size gt 1)", ""},
+      {repeated("(", 60'000) + "size gt 1" + repeated(")", 60'000), ""},
+      {repeated("(", 60'000) + "size gt 1" + repeated(")", 60'001), "Syntax error: "},
+      {"name is " + std::string(256, 'n'), "token too long"},
+      {"name is " + std::string(255, 'n'), ""},
+      {"name matches " + repeated("*a", 127), ""},
+  };
+  for (const auto& row : rows) {
+    const bool isQuery = row.config.find("[parameters]") == std::string::npos &&
+                         row.config.find("[report]") == std::string::npos;
+    const Outcome run = isQuery ? Run({"-q", row.config}) : Configure(row.config);
+    SCOPED_TRACE(row.config.substr(0, 40));
+    EXPECT_EQ(run.status, row.message.empty() ? 0 : 1) << run.signal << run.err.substr(0, 200);
+    EXPECT_THAT(run.err, HasSubstr(row.message));
+    EXPECT_LT(run.seconds, 2);
+  }
+}
+
+TEST_F(Limits, ThousandsOfReportsNeedFewDescriptors) {
+  constexpr int kReports = 2'000;
+  std::string text;
+  for (int i = 0; i < kReports; ++i) {
+    text += "[report]\ntype=custom\nselect=size ge 0\nreportfile=r" + std::to_string(i) + "\n";
+  }
+  const Outcome run = Configure(text, [] { LimitTo(RLIMIT_NOFILE, 64); });
+  EXPECT_EQ(run.status, 0) << run.err.substr(0, 300);
+  const std::string first = Get("r/r0");
+  EXPECT_THAT(first, HasSubstr("a.txt"));
+  for (int i = 1; i < kReports; ++i) ASSERT_EQ(Get("r/r" + std::to_string(i)), first) << i;
+}
+
+TEST_F(Limits, InflatingTakesLittleMemoryWhateverTheRatio) {
+  const std::string stored = CompressDtl(BuildDtl({.tail = std::string(64 << 20, '\0')}));
+  ASSERT_LT(stored.size(), 100'000U);
+  Put("x.dtl", stored);
+  const Outcome run = Run({});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_LT(run.peakHeap, 16U << 20);
+  EXPECT_EQ(Get("x.dtl").size(), stored.size());
+}
+
+}  // namespace
+}  // namespace tabulon
