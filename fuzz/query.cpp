@@ -12,7 +12,7 @@
 #include "query/filtereval.h"
 #include "query/filterplan.h"
 #include "query/parsequery.h"
-#include "tests/base/templatereference.h"
+#include "fuzz/templatereference.h"
 
 using namespace tabulon;
 
