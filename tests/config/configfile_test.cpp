@@ -1,9 +1,9 @@
 #include "config/configfile.h"
 
-#include <sys/stat.h>
-
+#include <functional>
 #include <memory>
 
+#include "config/parameters.h"
 #include "configtest.h"
 
 namespace tabulon {
@@ -32,26 +32,20 @@ class ConfigFile : public ConfigTest {
 
 TEST_F(ConfigFile, LinesAreCleanedAndJoined) {
   const std::string full(kPhysicalLineBytes, 'x');
-  struct Row {
-    std::string bytes;
-    std::vector<std::wstring> lines;
-  };
-  const Row rows[] = {
+  // clang-format off
+  const std::pair<std::string, std::vector<std::wstring>> rows[] = {
       {"", {}},
       {"# only a comment\n   \n\t\r\n   # another\n", {}},
       {" a = b  # comment # more\n", {L" a = b"}},
       {"last line without a line feed", {L"last line without a line feed"}},
-      {"dos\r\nfile\r\n", {L"dos", L"file"}},
-      {"tab\tinside\t\n", {L"tab inside"}},
-      {"caf\xE9 au \x01 lait\xE9\n", {L"caf  au   lait"}},
+      {"dos\r\nfile\r\ntab\tinside\t\n", {L"dos", L"file", L"tab inside"}},
+      {"caf\xE9 au \x01 lait\xE9\ndel\x7F\x7F\n", {L"caf  au   lait", L"del\x7F\x7F"}},
       {"zero\0byte\nnext\n"s, {L"zero byte", L"next"}},
-      {"del\x7F\x7F\n", {L"del\x7F\x7F"}},
       // Continuations.
       {"k=a_\nb\n", {L"k=ab"}},
       {"k=a _\n  b\nnext\n", {L"k=a   b", L"next"}},
       {"a_  # comment\n# comment\n\n  b_\nc\n", {L"a  bc"}},
       {"a__\nb\n", {L"a_b"}},
-      {"open_\n", {L"open"}},
       {"open _", {L"open "}},
       {"_\n_\n", {}},
       // A long line is cut where the buffer of the first reader ended, comment or not.
@@ -60,8 +54,9 @@ TEST_F(ConfigFile, LinesAreCleanedAndJoined) {
       {full + full + "\n", {Wide(full), Wide(full)}},
       {"#" + full + " stays\n", {L"x stays"}},
   };
-  for (const Row& row : rows) {
-    EXPECT_THAT(Lines(row.bytes), ElementsAreArray(row.lines)) << row.bytes;
+  // clang-format on
+  for (const auto& [bytes, lines] : rows) {
+    EXPECT_THAT(Lines(bytes), ElementsAreArray(lines)) << bytes;
   }
 }
 
@@ -77,25 +72,13 @@ TEST_F(ConfigFile, JoinedLineHasALimit) {
 
 TEST_F(ConfigFile, SectionsSplitKeysAndValues) {
   Read(
-      "[CLASSES]\n"
-      "Two Words =doc,.TXT,, rtf\n"
-      "=htm?\n"
-      "[Parameters]\n"
-      "  DateFormat\t=   %Y = %m  \n"
-      "[classes]\n"
-      "later=x\n"
-      "[Report]\n"
-      "type=custom\n"
-      "title = a = b\n"
-      "[report]\n"
-      "TYPE = symlinks\n");
+      "[CLASSES]\nTwo Words =doc,.TXT,, rtf\n=htm?\n[Parameters]\n  DateFormat\t=   %Y = %m  \n"
+      "[classes]\nlater=x\n[Report]\ntype=custom\ntitle = a = b\n[report]\nTYPE = symlinks\n");
   ASSERT_EQ(classList.size(), 3U);
   EXPECT_EQ(classList.front().name, L"Two Words");
-  EXPECT_THAT(classList.front().patterns,
-              ElementsAre(testing::Field(&ClassPattern::text, L"doc"),
-                          testing::Field(&ClassPattern::text, L"TXT"),
-                          testing::Field(&ClassPattern::text, L""),
-                          testing::Field(&ClassPattern::text, L" rtf")));
+  std::vector<std::wstring> patterns;
+  for (const ClassPattern& pattern : classList.front().patterns) patterns.push_back(pattern.text);
+  EXPECT_THAT(patterns, ElementsAre(L"doc", L"TXT", L"", L" rtf"));
   const FileClass* nameless = FindClass(L"");
   ASSERT_NE(nameless, nullptr);
   EXPECT_TRUE(nameless->patterns[0].wildcard);
@@ -103,31 +86,53 @@ TEST_F(ConfigFile, SectionsSplitKeysAndValues) {
   EXPECT_EQ(dateFmt, L"%Y = %m");
   ASSERT_EQ(reportList.size(), 2U);
   EXPECT_EQ(reportList.front().title, L"a = b");
-  EXPECT_EQ(csvSep, L',');
 }
 
-TEST_F(ConfigFile, EndOfTheFileIsAnnounced) {
-  const std::string file = File("[report]\ntype=totals\n");
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  ProcessConfigFile(file.c_str());
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "ProcessConfigFile DONE\n");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "ReportDir is NULL\n");
+TEST_F(ConfigFile, ParametersSetTheirGlobals) {
+  // clang-format off
+  struct Row { const wchar_t *key, *value; std::function<uint64_t()> setting; uint64_t expected; };
+  const Row rows[] = {
+      {L"fileincrement", L"4294967294", [] { return fileIncr; }, 4294967294},
+      {L"timebase", L"ScanDate", [] { return scanDateRelative; }, 1},
+      {L"TIMEBASE", L"NOW", [] { return scanDateRelative; }, 0},
+      {L"timebase", L"scandate", [] { return scanDateRelative; }, 0},
+      {L"csvhdrs", L"No", [] { return csvHdrs; }, 0},
+      {L"maxpathunits", L"bytes", [] { return maxPathUnits; }, kPathWideBytes},
+      {L"maxpathunits", L"utfbytes", [] { return maxPathUnitName == L"UTF-8 encoded bytes"; }, 1},
+      {L"isocodepage", L"8859-16", [] { return isoCodepage; }, 16},
+      {L"permissionform", L"Hex", [] { return aclPerms; }, 3},
+      {L"textoutput", L"unicode", [] { return textFormat; }, kTextUnicode},
+      {L"pathform", L"relative", [] { return pathFormDflt; }, 16},
+      {L"nameform", L"FullPath", [] { return namesDflt; }, 2},
+      {L"csvsep", L"", [] { return csvSep; }, 0},
+      {L"csvsep", L"t", [] { return csvSep; }, L'\t'},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
+    ParameterLine(row.key, row.value);
+    EXPECT_EQ(row.setting(), row.expected) << Formatted(L"%ls=%ls", row.key, row.value);
+  }
+  EXPECT_EQ(LargeNumericParameter(L"k", L"5G"), 5368709120U);
+  EXPECT_FATAL(LargeNumericParameter(L"k", L"5GB"), "Invalid numeric argument: k=5GB\n");
 }
 
-TEST_F(ConfigFile, OnlyActiveReportsAreCompleted) {
-  Read(
-      "[report]\ntype=custom\n"
-      "[report]\ntype=custom\ninactive=yes\nreportfile=off.txt\n"
-      "[report]\ntype=compressed\ncategory=weekly\n");  // a CIFS type would be refused
-  std::vector<int> active;
-  for (const Report& report : reportList) active.push_back(report.active);
-  EXPECT_THAT(active, ElementsAre(1, 0, 0));
-  EXPECT_TRUE(reportList.front().positions.IsOpen());
-  EXPECT_NE(access(Path("reports/off.txt").c_str(), F_OK), 0);
-  struct stat made {};
-  ASSERT_EQ(stat(Path("reports").c_str(), &made), 0);
-  EXPECT_EQ(made.st_mode & 0777U, 0700U);
+TEST_F(ConfigFile, BandsHaveTheirLimits) {
+  constexpr uint64_t kMax = INT64_MAX;
+  ParameterLine(L"FileSizeBands", L"1K,1M,1G");
+  EXPECT_THAT(sizeBands.limits, ElementsAre(1024, 1048576, 1073741824, kMax));
+  ParameterLine(L"filesizebands", L"");
+  EXPECT_THAT(sizeBands.limits, ElementsAre(0, kMax));
+  setenv("TZ", "UTC", 1);
+  constexpr uint64_t kDay = 86400;
+  constexpr uint64_t kMidnight = kDay * 400;
+  logHdr.scanTime = kMidnight + 3600;
+  ParameterLine(L"MDATEBANDS", L"1y,30D,2w,0d");
+  EXPECT_THAT(mdateBands.limits, ElementsAre(kMidnight - 365 * kDay, kMidnight - 30 * kDay,
+                                             kMidnight - 14 * kDay, kMidnight));
+  ParameterLine(L"cdatebands", L"19700102,20070228");
+  EXPECT_THAT(cdateBands.limits, ElementsAre(kDay, 1172620800));
+  for (const wchar_t* days : {L"1d", L"3d"}) ParameterLine(L"adatebands", days);
+  EXPECT_THAT(adateBands.limits, ElementsAre(kMidnight - 3 * kDay));
 }
 
 }  // namespace

@@ -1,28 +1,36 @@
 #include "config/reportline.h"
 
-#include <functional>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
+#include "base/loganderr.h"
+#include "base/uniquefd.h"
 #include "config/reportdefs.h"
+#include "config/reportsetup.h"
 #include "configtest.h"
 
 namespace tabulon {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
 
 // A report of the list, its lines applied one by one.
 class ReportLines : public ConfigTest {
  protected:
+  ReportLines() { reportDir = Wide(directory()); }
+
   static Report& Add(const wchar_t* type) {
     Report& report = reportList.emplace_back();
     ReportLine(L"type", type, report);
     return report;
   }
-
-  static std::vector<std::wstring> TypesInOrder() {
-    std::vector<std::wstring> types;
-    for (const Report& report : reportList) types.push_back(report.typeName);
-    return types;
+  static Report& SetUp(const wchar_t* type, const wchar_t* file) {
+    Report& report = Add(type);
+    ReportLine(L"reportfile", file, report);
+    InitializeReportEntry(report);
+    return report;
   }
 
   // A filter list as text: values, groups in parentheses, connectors.
@@ -36,144 +44,119 @@ class ReportLines : public ConfigTest {
   }
 };
 
-TEST_F(ReportLines, TypesHaveCodeScanKindAndTitle) {
+TEST_F(ReportLines, TitlesTellTheSettings) {
   isoCodeName = L"8859-5";
-  maxPath = 260;
   maxPathUnitName = L"characters";
-  struct Row {
-    const wchar_t* keyword;
-    uint32_t type;
-    uint32_t flags;
-    const wchar_t* title;
-  };
-  const Row rows[] = {
-      {L"CUSTOM", 0xE00, 0, L"Custom file report"},
-      {L"mountpoints", 0x2000, 0x80000000, L"Mount point links"},
-      {L"uidtotals", 0x30, 0x40000000, L"Totals by UID"},
-      {L"longpaths", 0xB00, 0, L"Files with pathnames exceeding 260 characters"},
-      {L"utfrequired", 0xC00, 0x80000000,
-       L"Files with names requiring UTF-8 based on codepage 8859-5"},
-  };
-  for (const Row& row : rows) {
-    const Report& report = Add(row.keyword);
-    EXPECT_EQ(report.type, row.type);
-    EXPECT_EQ(report.flags, row.flags);
-    EXPECT_EQ(report.title, row.title);
-    EXPECT_EQ(report.typeName, row.keyword);
-  }
   maxPath = 4294967294;
-  EXPECT_EQ(Add(L"longpaths").title, L"Files with pathnames exceeding -2 characters");
+  EXPECT_EQ(Add(L"LongPaths").title, L"Files with pathnames exceeding -2 characters");
+  EXPECT_EQ(Add(L"utfrequired").title,
+            L"Files with names requiring UTF-8 based on codepage 8859-5");
 }
 
 TEST_F(ReportLines, SummaryAndSidUseMoveToTheFront) {
   Add(L"custom");
-  Report& sids = Add(L"siduse");
-  EXPECT_THAT(TypesInOrder(), ElementsAre(L"siduse", L"custom"));
-  Add(L"Summary");
-  EXPECT_THAT(TypesInOrder(), ElementsAre(L"Summary", L"siduse", L"custom"));
-  Report& second = Add(L"SIDUSE");
-  EXPECT_THAT(TypesInOrder(), ElementsAre(L"Summary", L"SIDUSE", L"siduse", L"custom"));
-  Add(L"summary");
-  EXPECT_THAT(TypesInOrder(), ElementsAre(L"summary", L"Summary", L"SIDUSE", L"siduse", L"custom"));
+  Report& first = Add(L"siduse");
+  for (const wchar_t* type : {L"Summary", L"SIDUSE", L"summary"}) Add(type);
   // Entries keep their identity: lines that follow reach the right report.
-  ReportLine(L"title", L"first", sids);
-  ReportLine(L"title", L"second", second);
-  EXPECT_EQ(reportList.back().typeName, L"custom");
+  ReportLine(L"title", L"first", first);
+  std::vector<std::wstring> types;
+  for (const Report& report : reportList) types.push_back(report.typeName);
+  EXPECT_THAT(types, ElementsAre(L"summary", L"Summary", L"SIDUSE", L"siduse", L"custom"));
   EXPECT_EQ(std::prev(reportList.end(), 2)->title, L"first");
 }
 
-TEST_F(ReportLines, KeywordsSetTheEntry) {
-  struct Row {
-    const wchar_t* key;
-    const wchar_t* value;
-    std::function<uint64_t(const Report&)> setting;
-    uint64_t expected;
-  };
-  const auto flags = [](const Report& report) { return report.flags; };
-  const auto format = [](const Report& report) { return report.format; };
-  const auto dups = [](const Report& report) { return report.dupFields; };
-  const auto fields = [](const std::string& codes) {
-    return [=](const Report& report) { return report.fields == codes; };
-  };
-  // Applied to one report in this order.
-  const Row rows[] = {
-      {L"OUTPUT", L"CSV", format, 2},
-      {L"output", L"none", format, 3},
-      {L"nameform", L"fileindir", flags, 1},
-      {L"NameForm", L"FullPath", flags, 2},
-      {L"pathform", L"absolute", flags, 2 + 32},
-      {L"showsids", L"yes", flags, 2 + 32 + 4},
-      {L"totals", L"YES", flags, 2 + 32 + 4 + 8},
-      {L"showlink", L"yes", flags, 2 + 32 + 4 + 8 + 64},
-      {L"showsids", L"no", flags, 2 + 32 + 8 + 64},
-      {L"totals", L"no", flags, 2 + 32 + 64},
-      {L"dupcheck", L"Name,mdate", dups, 5},
-      {L"dupcheck", L"size,CDATE,extension,size", dups, 31},
-      {L"extlen", L"4294967294", [](const Report& r) { return r.extLength; }, 4294967294},
-      {L"typesort", L"Size", [](const Report& r) { return r.typeSort; }, 2},
-      {L"fields", L"size,name,mdate", fields("\x1\x3\x6"), true},
-      {L"fields", L"uid,uid,attrs", fields("\x1\x4F\x4F\x88"), true},
-      {L"fields", L"name", fields("\x1"), true},
-      {L"inactive", L"no", [](const Report& r) { return r.active; }, 1},
-  };
+// A later line replaces what an earlier one of its kind said, except the duplicates' fields.
+TEST_F(ReportLines, LaterLinesReplaceEarlierOnes) {
   Report& report = Add(L"custom");
-  for (const Row& row : rows) {
+  // The flags, and the fields of the duplicate check.
+  // clang-format off
+  const struct { const wchar_t *key, *value; uint32_t flags, dupFields; } rows[] = {
+      {L"nameform", L"fileindir", 1, 0}, {L"NameForm", L"FullPath", 2, 0},
+      {L"pathform", L"absolute", 34, 0}, {L"showsids", L"yes", 38, 0}, {L"totals", L"YES", 46, 0},
+      {L"showlink", L"yes", 110, 0}, {L"showsids", L"no", 106, 0}, {L"totals", L"no", 98, 0},
+      {L"dupcheck", L"Name,mdate", 98, 5}, {L"dupcheck", L"size,CDATE,extension,size", 98, 31},
+      {L"output", L"csv", 98, 31}, {L"output", L"none", 98, 31}, {L"extlen", L"4294967294", 98, 31},
+      {L"fields", L"size,mdate", 98, 31}, {L"fields", L"uid,uid,attrs", 98, 31},
+      {L"inactive", L"no", 98, 31},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
     ReportLine(row.key, row.value, report);
-    EXPECT_EQ(row.setting(report), row.expected) << Formatted(L"%ls=%ls", row.key, row.value);
+    EXPECT_EQ(report.flags, row.flags) << row.key;
+    EXPECT_EQ(report.dupFields, row.dupFields) << row.key;
   }
-  Report& summary = Add(L"summary");
-  ReportLine(L"fields", L"dtlname,tag", summary);
-  EXPECT_EQ(summary.fields, "\xB\x1");
+  EXPECT_EQ(report.format, kFormatNone);
+  EXPECT_EQ(report.fields, "\x1\x4F\x4F\x88");
+  EXPECT_EQ(report.extLength, 4294967294);
+  EXPECT_EQ(report.active, 1);
 }
 
 TEST_F(ReportLines, FilterLinesMustAllPass) {
-  struct Row {
-    std::vector<const wchar_t*> lines;
-    const wchar_t* dump;
-  };
-  const Row rows[] = {
+  const std::pair<std::vector<const wchar_t*>, const wchar_t*> rows[] = {
       {{L"name is a"}, L"a"},
       {{L"name is a [or] name is b", L"name is c"}, L"(a or b) and (c)"},
       {{L"name is a", L"name is b [or] name is c", L"name is d"}, L"(a) and (b or c) and (d)"},
       {{L"(name is a [or] name is b) [or] name is c", L"name is d"}, L"(a or b) or c and (d)"},
   };
-  for (const Row& row : rows) {
+  for (const auto& [lines, dump] : rows) {
     Report& report = Add(L"custom");
-    const wchar_t* key = L"filter";
-    for (const wchar_t* line : row.lines) {
-      ReportLine(key, line, report);
-      key = L"SELECT";
+    for (const wchar_t* line : lines) {
+      ReportLine(report.filter == nullptr ? L"filter" : L"SELECT", line, report);
     }
-    EXPECT_EQ(Dump(report.filter), row.dump);
+    EXPECT_EQ(Dump(report.filter), dump);
   }
 }
 
-TEST_F(ReportLines, CategoriesSelectReports) {
-  struct Row {
-    std::list<std::wstring> selected;
-    std::vector<const wchar_t*> categories;
-    int active;
+TEST_F(ReportLines, ReportFilesAreMadeAndEmptied) {
+  WriteFile(Path("a.txt"), "old");
+  EXPECT_FALSE(SetUp(L"totals", L"a.txt").stream.IsOpen());
+  EXPECT_EQ(ReadFile(Path("a.txt")), "");
+  textFormat = kTextUnicode;
+  SetUp(L"totals", L"a.txt");
+  EXPECT_EQ(ReadFile(Path("a.txt")), "\xFF\xFE");
+
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  const UniqueFd reader(open(Path("pipe").c_str(), O_RDONLY | O_NONBLOCK));
+  Report& piped = SetUp(L"totals", L"pipe");
+  ASSERT_TRUE(piped.stream.IsOpen());
+  piped.stream.Write(L"x");
+  piped.stream.Close();
+  char bytes[8] = {};
+  ASSERT_EQ(read(reader.get(), bytes, sizeof bytes), 4);
+  EXPECT_EQ(std::string(bytes, 4), std::string("\xFF\xFEx\0", 4));
+
+  qvaFlag = true;
+  SetUp(L"totals", L"none.txt");
+  EXPECT_NE(access(Path("none.txt").c_str(), F_OK), 0);
+}
+
+TEST_F(ReportLines, ScanGoesOnWithoutAPositionFile) {
+  tempDir = "/proc";
+  Report& report = Add(L"custom");
+  const auto run = [&] {
+    OpenLogErrFiles(0, Path("list").c_str(), nullptr);
+    InitializeReportEntry(report);
+    CloseLogErrFiles();
+    std::exit(report.positions.IsOpen() ? 1 : 0);
   };
-  const Row rows[] = {
-      {{}, {}, 1},
-      {{}, {L"weekly"}, 0},
-      {{L"Weekly"}, {L"daily,WEEKLY"}, 1},
-      {{L"weekly"}, {L"daily, weekly"}, 0},
-      {{L"week"}, {L"weekly"}, 0},
-      {{L"ALL"}, {L"weekly"}, 1},
-      {{L"x", L"daily"}, {L"daily", L"weekly"}, 0},
-      {{L"daily"}, {L"weekly", L"daily"}, 0},
-  };
-  for (const Row& row : rows) {
-    catList = row.selected;
-    Report& report = Add(L"custom");
-    for (const wchar_t* category : row.categories) ReportLine(L"category", category, report);
-    EXPECT_EQ(report.active, row.active) << row.categories.size();
-    ReportLine(L"inactive", L"yes", report);
-    catList = {L"all"};
-    ReportLine(L"category", L"x", report);
-    EXPECT_EQ(report.active, -1);
+  EXPECT_EXIT(run(), ::testing::ExitedWithCode(0),
+              MatchesRegex("Error writing '/proc/tabul[^\n]*'\n  .p2. No such file or dir.*\n"));
+  EXPECT_THAT(ReadFile(Path("list")), ::testing::StartsWith("Cannot open tmp file /proc/tabul"));
+  tempDir.reset();
+}
+
+TEST_F(ReportLines, ManyReportsFitFewDescriptors) {
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit few{64, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &few);
+  for (int i = 0; i < 300; ++i) {
+    const std::wstring name = L"r" + std::to_wstring(i);
+    SetUp(i % 2 == 0 ? L"custom" : L"uidtotals", name.c_str());
+    EXPECT_EQ(reportList.back().positions.IsOpen(), i % 2 == 0);
   }
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(access(Path("r299").c_str(), F_OK), 0);
 }
 
 }  // namespace
