@@ -106,26 +106,6 @@ TEST(RecordReader, TakesWhatIsThereOfACutFile) {
   }
 }
 
-// Counts and lengths that the file cannot hold are no reason to read or wait for long.
-TEST(RecordReader, BelievesNoLengthBeyondTheFile) {
-  DtlMap map;
-  const ScanSpec scan{.kind = ScanKind::kCifs,
-                      .rootPath = "C:\\",
-                      .records = {WithStreams(LinkRecord("name", "target"), {{"", 1}})}};
-  const std::string bytes = BuildDtl(scan, &map);
-  const TempDir dir;
-  for (const uint32_t huge : {0x7FFFFFFFU, 0xFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
-    for (const size_t field : {kCifsStreamCountAt, kCifsRecordAt.targetLength}) {
-      std::string damaged = bytes;
-      Store32(damaged, map.records[0] + field, huge);
-      const UniqueFd file = OpenBytes(dir, damaged);
-      const std::vector<Seen> seen = ReadAll(file, kCifsRecord, map.records[0]);
-      ASSERT_GE(seen.size(), 1U);
-      EXPECT_EQ(seen[0].name, Named("name"));
-    }
-  }
-}
-
 // The rules written out: one, two or three bytes a unit by the lead's leading ones, bytes behind
 // the end are zero, a zero where a lead is wanted ends the text, and so does a unit of zero.
 std::wstring PlainDecode(const std::string& bytes) {
@@ -150,7 +130,7 @@ TEST(RecordText, DecodesLikeThePlainConversion) {
   std::mt19937 random(9);
   const std::string alphabet("a.\0Z\x7F\x80\xC0\xC3\xA9\xE2\x82\xAC\xF0\xFF", 14);
   RecordText text;
-  for (int i = 0; i < 200000; ++i) {
+  for (int i = 0; i < 100000; ++i) {
     std::string bytes;
     const bool plain = random() % 2 == 0;
     for (size_t n = random() % 20; n > 0; --n) {
