@@ -1,39 +1,11 @@
 #include "base/memory.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdlib>
-#include <new>
+#include <string>
 
-#include "base/spoolfile.h"
 #include "base/stringobj.h"
-#include "base/template.h"
-#include "base/utf.h"
-#include "tests/support.h"
-
-// Allocations that still succeed; negative: all of them. The replacements are kept out of line
-// because GCC takes an inlined half of a new and delete pair for a mismatch.
-static long allocationsLeft = -1;
-
-[[gnu::noinline]] void* operator new(size_t size) {
-  while (true) {
-    if (allocationsLeft > 0) --allocationsLeft;
-    if (allocationsLeft != 0) {
-      if (void* const memory = std::malloc(size)) return memory;
-    }
-    if (std::get_new_handler() == nullptr) throw std::bad_alloc();
-    std::get_new_handler()();
-  }
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
 
 namespace tabulon {
 namespace {
@@ -95,43 +67,6 @@ TEST(StringObject, KeepsItsBufferAndTakesItsOwnText) {
   EXPECT_EQ(object->size, 0);
   EXPECT_EQ(object->length, 0);
   EXPECT_STREQ(StringObjectCat(*object, L"again"), L"again");
-}
-
-// Uses the base module as a run does, with every allocation behind the n-th refused.
-void RunWithAllocations(long n, const TempDir& dir) {
-  EndRunWhenMemoryIsExhausted();
-  OpenLogErrFiles(0, (dir / "list").c_str(), (dir / "errors").c_str());
-  tempDir = dir.path();
-  allocationsLeft = n;
-  SpoolFile spool;
-  if (!spool.Create("spool")) PosixErrExit(0, L"Unable to create '%s'\n", spool.path());
-  const std::array<char, 1000> record{};
-  for (int i = 0; i < 40; ++i) spool.Append(record.data(), record.size());
-  const auto path = NewStringObject(L"/a", 4);
-  for (int i = 0; i < 10; ++i) StringObjectCat(*path, L"/name");
-  LogEntry(L"%ls\n", SaveWStr(path->view()));
-  const CompiledTemplate pattern(ConvertTemplate(L"*a?b*c~"), false);
-  std::unique_ptr<ArenaBlock> arena;
-  TempAlloc(8, arena);
-  allocationsLeft = -1;
-  std::exit(pattern.Match("x") ? 2 : 0);
-}
-
-TEST(MemoryDeathTest, EveryRefusedAllocationEndsTheRun) {
-  bool wentThrough = false;
-  for (long n = 0; n < 100 && !wentThrough; ++n) {
-    const TempDir dir;
-    const auto ended = [&](int status) {
-      wentThrough = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-      return WIFEXITED(status) && WEXITSTATUS(status) <= 1;
-    };
-    EXPECT_EXIT(RunWithAllocations(n, dir), ended, "");
-    EXPECT_THAT(dir.Entries(), testing::ElementsAre("errors", "list"));
-    EXPECT_THAT(ReadFile(dir / "errors"),
-                testing::StartsWith(wentThrough ? "" : "Insufficient memory"))
-        << n;
-  }
-  EXPECT_TRUE(wentThrough);
 }
 
 }  // namespace

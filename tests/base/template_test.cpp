@@ -8,6 +8,8 @@
 #include <random>
 #include <string>
 
+#include "fuzz/templatereference.h"
+
 namespace tabulon {
 namespace {
 
@@ -108,36 +110,6 @@ TEST(Template, CostStaysBounded) {
 
 using Random = std::mt19937;
 
-// Template matching by plain recursion: slow and obviously right.
-wchar_t Lower(wchar_t unit) {
-  return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
-}
-
-// `t` from `at` on is the separator and a lone '~'.
-bool IsBareTail(std::wstring_view t, size_t at, wchar_t separator) {
-  return t.size() == at + 2 && t[at] == separator && t[at + 1] == kWildPath;
-}
-
-bool PlainMatch(std::wstring_view s, std::wstring_view t, wchar_t separator) {
-  size_t i = 0;
-  for (; i < t.size() && t[i] != kWildName && t[i] != kWildPath; ++i) {
-    if (i == s.size()) return IsBareTail(t, i, separator);
-    if (t[i] == kWildOne ? s[i] == separator : Lower(t[i]) != Lower(s[i])) return false;
-  }
-  if (i == t.size()) return i == s.size();
-  size_t next = i;
-  while (next < t.size() && t[next] >= kWildOne && t[next] <= kWildPath) ++next;
-  const bool crosses = t.substr(i, next - i).find(kWildPath) != t.npos;
-  if (next == t.size()) return crosses || s.find(separator, i) == s.npos;
-  for (size_t p = i; p < s.size(); ++p) {
-    if (Lower(s[p]) == t[next] && PlainMatch(s.substr(p + 1), t.substr(next + 1), separator)) {
-      return true;
-    }
-  }
-  if (!s.empty() && s.back() == separator && !crosses) return false;
-  return IsBareTail(t, next, separator);
-}
-
 std::wstring RandomText(Random& random, const std::wstring& alphabet, size_t longest) {
   std::wstring text(random() % (longest + 1), L'\0');
   for (wchar_t& unit : text) unit = alphabet[random() % alphabet.size()];
@@ -178,7 +150,7 @@ TEST(Template, AgreesWithPlainRecursion) {
     }
     const std::wstring coded = ConvertTemplate(typed);
     const bool backslash = random() % 2 == 0;
-    const bool expected = PlainMatch(text, coded, backslash ? L'\\' : L'/');
+    const bool expected = reference::Match(text, coded, backslash ? L'\\' : L'/');
     ASSERT_EQ(Matches(text, coded, backslash), expected)
         << "template " << Narrow(typed) << ", text " << Narrow(text) << ", backslash " << backslash;
     matches += expected;

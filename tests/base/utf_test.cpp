@@ -29,7 +29,8 @@ std::string ToUtf(const std::wstring& text) {
 TEST(Utf, DecodesOneToThreeBytes) {
   // The last number is UtfChrLen's.
   // clang-format off
-  const struct { std::string bytes; std::wstring wide; std::string eightBit; size_t count; } rows[] = {
+  struct Row { std::string bytes; std::wstring wide; std::string eightBit; size_t count; };
+  const Row rows[] = {
       {"", L"", "", 0},
       {"abc", L"abc", "abc", 3},
       {"\xC3\xA9\xDF\xBF", L"\u00e9\u07ff", "\xE9\xFF", 2},
