@@ -85,119 +85,82 @@ TEST(DtlWriter, HeaderAndRootComeBackFromTheReader) {
                            .descriptors = {"d1", "d2"},
                            .domains = {"DOM"},
                            .sids = {{.sid = "sid", .name = "user"}}});
-  const ScanRead scan = ReadScan(dir / "s.dtl");
+  const auto& [header, root, version, records, end] = ReadScan(dir / "s.dtl");
   const std::string bytes = ReadFile(dir / "s.dtl");
-  EXPECT_EQ(scan.header.magic, kMagicBeta);
-  EXPECT_EQ(scan.header.revision, 0x208u);
-  EXPECT_EQ(scan.header.scanTime, 1234567890u);
-  EXPECT_EQ(scan.header.flags, kHeaderSacls | kHeaderQvaTagged);
-  EXPECT_EQ(scan.header.uniqueSds, 2u);
-  EXPECT_EQ(scan.header.sids, 1u);
-  EXPECT_EQ(scan.header.orphanedSids, 3u);
-  EXPECT_EQ(scan.header.orphanedAsOwner, 2u);
-  EXPECT_EQ(scan.header.idSection, 0u);
-  EXPECT_EQ(scan.root.availableSpace, uint64_t{5} << 40);
-  EXPECT_EQ(scan.root.volumeCapacity, uint64_t{9} << 40);
-  EXPECT_EQ(scan.version.scanVersion, "1.2.3-toolon");
-  EXPECT_EQ(scan.version.buildPlatform, "platform");
-  EXPECT_EQ(scan.version.buildArchitecture, "arch");
-  EXPECT_EQ(ReadUnits(bytes, scan.header.serverString), u"Müller\0"s);
-  EXPECT_EQ(ReadUnits(bytes, scan.root.rootString), u"C:\\\U0001F600\0"s);
-  EXPECT_EQ(ReadUnits(bytes, scan.root.shareString), u"\\\\s\\x\0"s);
-  EXPECT_EQ(ReadUnits(bytes, scan.root.hostString), u"h\0"s);
-  EXPECT_EQ(ReadUnits(bytes, scan.root.qvaRootString), u"q\0"s);
-  EXPECT_EQ(ReadUnits(bytes, scan.header.tagString).size(), 33u);
-  EXPECT_EQ(bytes.substr(scan.header.securitySection),
+  EXPECT_TRUE(header.magic == kMagicBeta && header.revision == 0x208);
+  EXPECT_EQ(header.scanTime, 1234567890u);
+  EXPECT_EQ(header.flags, kHeaderSacls | kHeaderQvaTagged);
+  EXPECT_THAT(
+      (std::vector{header.uniqueSds, header.sids, header.orphanedSids, header.orphanedAsOwner}),
+      testing::ElementsAre(2, 1, 3, 2));
+  EXPECT_EQ(header.idSection, 0u);
+  EXPECT_EQ(root.availableSpace, uint64_t{5} << 40);
+  EXPECT_EQ(root.volumeCapacity, uint64_t{9} << 40);
+  EXPECT_EQ(version.scanVersion + version.buildPlatform + version.buildArchitecture,
+            "1.2.3-toolonplatformarch");
+  EXPECT_EQ(ReadUnits(bytes, header.serverString), u"Müller\0"s);
+  EXPECT_EQ(ReadUnits(bytes, root.rootString), u"C:\\\U0001F600\0"s);
+  EXPECT_EQ(ReadUnits(bytes, root.shareString), u"\\\\s\\x\0"s);
+  EXPECT_EQ(ReadUnits(bytes, root.hostString), u"h\0"s);
+  EXPECT_EQ(ReadUnits(bytes, root.qvaRootString), u"q\0"s);
+  EXPECT_EQ(ReadUnits(bytes, header.tagString).size(), 33u);
+  EXPECT_EQ(bytes.substr(header.securitySection),
             "\2\0\0\0\2\0\0\0d1\2\0\0\0d2"
             "\1\0\0\0\x10\0\0\0D\0\0\0O\0\0\0M\0\0\0\0\0\0\0"
             "\1\0\0\0\3\0\0\0\x14\0\0\0\0\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0"
             "sidu\0\0\0s\0\0\0e\0\0\0r\0\0\0\0\0\0\0"s);
-}
-
-TEST(DtlWriter, IdSectionHoldsItsEntriesAndIsOptional) {
-  const std::string with = BuildDtl({.ids = {{7, kIdGroup, 9, "wheel"}}});
-  EXPECT_TRUE(with.ends_with("\1\0\0\0\7\0\0\0\2\0\0\0\x9\0\0\0\5\0\0\0wheel"s));
-  EXPECT_EQ(LoadU64(with.data() + dtl_at::kIdSection), with.size() - 25);
-  EXPECT_EQ(LoadU64(BuildDtl({}).data() + dtl_at::kIdSection), 0u);
+  const std::string ids = BuildDtl({.ids = {{7, kIdGroup, 9, "wheel"}}});
+  EXPECT_TRUE(ids.ends_with("\1\0\0\0\7\0\0\0\2\0\0\0\x9\0\0\0\5\0\0\0wheel"s));
+  EXPECT_EQ(LoadU64(ids.data() + dtl_at::kIdSection), ids.size() - 25);
 }
 
 TEST(DtlWriter, CountsComeFromTheRecords) {
-  const RecordSpec dirLink =
-      LinkRecord("d", "t", {.attributes = kAttrDirectory | kAttrCompressed, .links = 3});
   const std::vector<RecordSpec> records = {
       DirectoryRecord("\\", {.attributes = kAttrDirectory | kAttrEncrypted, .size = 99}),
       FileRecord("a", {.attributes = kAttrEncrypted | kAttrOffline, .size = 10, .links = 2}),
       WithStreams(FileRecord("b", {.attributes = kAttrCompressed, .size = 5}), {{":x", 7}}),
       LinkRecord("c", "t"),
-      dirLink,
+      LinkRecord("d", "t", {.attributes = kAttrDirectory | kAttrCompressed, .links = 3}),
       JunctionRecord("e", "t"),
       MountPointRecord("f", "t")};
-  struct Row {
-    ScanKind kind;
-    std::vector<uint32_t> counts;
-  };
-  const Row rows[] = {{ScanKind::kCifs, {1, 2, 1, 1, 2, 1, 1, 1, 1}},
-                      {ScanKind::kNfs, {2, 2, 0, 0, 0, 0, 0, 0, 0}}};
-  for (const Row& row : rows) {
+  const std::pair<ScanKind, std::vector<uint32_t>> rows[] = {
+      {ScanKind::kCifs, {1, 2, 1, 1, 2, 1, 1, 1, 1}},
+      {ScanKind::kNfs, {2, 2, 0, 0, 0, 0, 0, 0, 0}}};
+  for (const auto& [kind, counts] : rows) {
     const TempDir dir;
-    WriteDtl(dir / "s.dtl", {.kind = row.kind, .records = records});
+    WriteDtl(dir / "s.dtl", {.kind = kind, .records = records});
     const LogRoot root = ReadScan(dir / "s.dtl").root;
-    EXPECT_THAT(root.counts, testing::ElementsAreArray(row.counts));
-    EXPECT_EQ(root.directories, 1u);
-    EXPECT_EQ(root.files, 6u);
-    EXPECT_EQ(root.totalFileSize, 15u);
+    EXPECT_THAT(root.counts, testing::ElementsAreArray(counts));
+    EXPECT_TRUE(root.directories == 1 && root.files == 6 && root.totalFileSize == 15);
   }
 }
 
 TEST(DtlWriter, DirectoryWithNothingBelowItIsEmpty) {
-  struct Row {
-    std::vector<RecordSpec> records;
-    uint32_t empty;
-  };
-  const Row rows[] = {
+  const RecordSpec root = DirectoryRecord("/"), a = DirectoryRecord("/a"), file = FileRecord("x");
+  const std::pair<std::vector<RecordSpec>, uint32_t> rows[] = {
       {{}, 0},
-      {{DirectoryRecord("/")}, 1},
-      {{DirectoryRecord("/"), FileRecord("a")}, 0},
-      {{DirectoryRecord("/"), DirectoryRecord("/a"), DirectoryRecord("/a/b")}, 1},
-      {{DirectoryRecord("/"), DirectoryRecord("/a"), DirectoryRecord("/ab"), FileRecord("x")}, 1},
-      {{DirectoryRecord("/"), DirectoryRecord("/a"), DirectoryRecord("/b")}, 2},
+      {{root}, 1},
+      {{root, file}, 0},
+      {{root, a, DirectoryRecord("/a/b")}, 1},
+      {{root, a, DirectoryRecord("/ab"), file}, 1},
+      {{root, a, DirectoryRecord("/b")}, 2},
   };
-  for (const Row& row : rows) {
-    const std::string bytes = BuildDtl({.records = row.records});
-    EXPECT_EQ(LoadU32(bytes.data() + dtl_at::kEmptyDirectories), row.empty);
+  for (const auto& [records, empty] : rows) {
+    const std::string bytes = BuildDtl({.records = records});
+    EXPECT_EQ(LoadU32(bytes.data() + dtl_at::kEmptyDirectories), empty);
   }
-}
-
-TEST(DtlWriter, SpecCanBendTheFile) {
-  DtlMap map;
-  const std::string bytes = BuildDtl({.records = {FileRecord("name")},
-                                      .rawRecords = "RAW",
-                                      .endMarker = false,
-                                      .terminateNames = false,
-                                      .ids = {{}},
-                                      .tail = "TAIL",
-                                      .adjust =
-                                          [](LogHeader& header, LogRoot& root) {
-                                            header.idSection = 77;
-                                            root.files = 4242;
-                                          }},
-                                     &map);
-  EXPECT_EQ(bytes.substr(map.records[0] + 48, 7), "nameRAW");
-  EXPECT_EQ(bytes.substr(map.recordsEnd), "\1\0\0\0"s + Zeros(4) + "\1" + Zeros(11) + "TAIL");
-  EXPECT_EQ(LoadU64(bytes.data() + dtl_at::kIdSection), 77u);
-  EXPECT_EQ(LoadU32(bytes.data() + dtl_at::kFiles), 4242u);
 }
 
 // What does not fit its length field is cut, never wrapped round.
 TEST(DtlWriter, OverlongTextIsCut) {
-  for (const size_t length : {65533u, 65534u, 65535u, 65536u, 70000u}) {
+  for (const size_t length : {65533u, 65535u, 65536u}) {
     const std::string text(length, 'n');
     const TempDir dir;
     WriteDtl(dir / "s.dtl", {.rootPath = text, .records = {LinkRecord(text, text)}});
     const ScanRead scan = ReadScan(dir / "s.dtl");
     ASSERT_EQ(scan.records.size(), 1u);
-    EXPECT_EQ(scan.records[0].name, text.substr(0, 65534));
-    EXPECT_EQ(scan.records[0].target, text.substr(0, 65534));
+    EXPECT_TRUE(scan.records[0].name == text.substr(0, 65534));
+    EXPECT_TRUE(scan.records[0].target == text.substr(0, 65534));
     EXPECT_EQ(ReadUnits(ReadFile(dir / "s.dtl"), scan.root.rootString).size(), 16383u);
   }
 }
@@ -225,34 +188,30 @@ TEST(DtlWriter, FirstFailureOfTheSinkStays) {
 }
 
 TEST(LittleBytes, CodePointsAndTheirDamage) {
-  struct Row {
-    std::string text;
-    std::u32string expected;
-  };
-  const Row rows[] = {
+  // clang-format off
+  const std::pair<std::string, std::u32string> rows[] = {
       {"a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", U"aé€\U0001F600"},
-      {"\x80x", U"\uFFFDx"},                              // stray continuation byte
-      {"\xC3", U"\uFFFD"},                                // cut
-      {"\xE2\x82x", U"\uFFFD\uFFFDx"},                    // cut inside
-      {"\xC0\x80", U"\uFFFD\uFFFD"},                      // overlong
-      {"\xED\xA0\x80", U"\uFFFD\uFFFD\uFFFD"},            // surrogate
-      {"\xF4\x90\x80\x80", U"\uFFFD\uFFFD\uFFFD\uFFFD"},  // above U+10FFFF
-      {"\xFF", U"\uFFFD"},
+      {"\x80x", U"\uFFFDx"}, {"\xFF", U"\uFFFD"},                   // no lead
+      {"\xC3", U"\uFFFD"}, {"\xE2\x82x", U"\uFFFD\uFFFDx"},         // cut
+      {"\xC0\x80", U"\uFFFD\uFFFD"},                                // overlong
+      {"\xED\xA0\x80", U"\uFFFD\uFFFD\uFFFD"},                      // surrogate
+      {"\xF4\x90\x80\x80", U"\uFFFD\uFFFD\uFFFD\uFFFD"},            // above U+10FFFF
   };
-  for (const Row& row : rows) {
+  // clang-format on
+  for (const auto& [text, expected] : rows) {
     std::u32string taken;
-    for (std::string_view rest = row.text; !rest.empty();) taken += TakeCodePoint(rest);
-    EXPECT_EQ(taken, row.expected);
+    for (std::string_view rest = text; !rest.empty();) taken += TakeCodePoint(rest);
+    EXPECT_EQ(taken, expected);
   }
 }
 
 TEST(DtlCompress, InflatesToTheSameBytes) {
   std::string noise;
-  for (uint32_t state = 1; noise.size() < 3'000'000; state = state * 1664525 + 1013904223) {
+  for (uint32_t state = 1; noise.size() < 1'500'000; state = state * 1664525 + 1013904223) {
     noise += static_cast<char>(state >> 24);
   }
   for (const std::string& plain :
-       {""s, "x"s, Zeros(5'000'000), noise, noise.substr(0, 512 * 1024)}) {
+       {""s, "x"s, Zeros(2'000'000), noise, noise.substr(0, 512 * 1024)}) {
     const std::string packed = CompressDtl(plain);
     EXPECT_EQ(packed.substr(0, 2), "\x78\x01");
     std::string inflated(plain.size() + 1, '\0');

@@ -44,7 +44,7 @@ TEST_P(Synth, SameSeedGivesTheSameBytesEverywhere) {
 }
 
 TEST_P(Synth, HasTheNumberOfRecordsThatWasAskedFor) {
-  for (const uint32_t records : {1u, 2u, 3u, 41u, 1000u}) {
+  for (const uint32_t records : {1u, 2u, 41u}) {
     const ScanRead scan = ReadScan(Make(records, records));
     EXPECT_EQ(scan.records.size(), records);
     EXPECT_EQ(scan.root.directories + scan.root.files, records);
@@ -52,24 +52,17 @@ TEST_P(Synth, HasTheNumberOfRecordsThatWasAskedFor) {
 }
 
 size_t Characters(const std::string& name) {
-  return static_cast<size_t>(std::count_if(name.begin(), name.end(), [](char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
-  }));
-}
-
-std::string Extension(const std::string& name) {
-  const size_t dot = name.rfind('.');
-  return dot == std::string::npos ? "" : name.substr(dot);
+  return static_cast<size_t>(
+      std::count_if(name.begin(), name.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
 }
 
 std::string Lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  std::transform(text.begin(), text.end(), text.begin(), ::tolower);
   return text;
 }
 
 TEST_P(Synth, TreeHoldsTogether) {
-  const ScanRead scan = ReadScan(Make(50000, 3));
+  const ScanRead scan = ReadScan(Make(20000, 3));
   const char separator = scan.isNfs() ? '/' : '\\';
   std::set<std::string> directories, names;
   ASSERT_EQ(scan.records.front().name, std::string(1, separator));
@@ -100,7 +93,8 @@ TEST_P(Synth, ShapeIsThatOfRealScans) {
     if ((record.flags & kRecordDirectory) != 0) continue;
     const size_t length = Characters(record.name);
     EXPECT_TRUE(length >= 8 && length <= 40) << record.name;
-    const std::string extension = Extension(record.name);
+    const size_t dot = record.name.rfind('.');
+    const std::string extension = dot == std::string::npos ? "" : record.name.substr(dot);
     ++contents[{extension, record.size, record.modified}];
     ++extensions[extension];
     sizes.push_back(record.size);
