@@ -92,6 +92,7 @@ struct GoodQuery {
 
 constexpr int kAnyKind = 0;
 
+// clang-format off
 constexpr GoodQuery kGoodQueries[] = {
     {kRootNfs, "size gt 10M [and] name matches *.tmp", "size > 10485760 and name = <*>.tmp"},
     {kRootNfs, "SIZE Lt 10k [OR] size GE 0 [And] size le 1G",
@@ -126,6 +127,7 @@ constexpr GoodQuery kGoodQueries[] = {
     {kRootCifs, "secdesc includes Anything", "secdesc = text Anything"},
     {kAnyKind, "uid eq 1 [or] attrs includes R", "uid = 1 or attrs = 1"},
 };
+// clang-format on
 
 TEST_F(ParseQueryTest, Compiles) {
   for (const GoodQuery& row : kGoodQueries) {
@@ -142,6 +144,7 @@ struct BadQuery {
   const char* message;
 };
 
+// clang-format off
 constexpr BadQuery kBadQueries[] = {
     {kRootNfs, "", 0, "incomplete query specification"},
     {kRootNfs, "   ", 3, "incomplete query specification"},
@@ -178,6 +181,7 @@ constexpr BadQuery kBadQueries[] = {
     {kRootNfs, "(size gt x", 10, "invalid filesize value: x"},
     {kRootNfs, "name is 'a\nb'", 11, "NEWLINE in quoted string"},
 };
+// clang-format on
 
 void ExpectFault(const std::string& text, int position, const std::string& message) {
   SCOPED_TRACE(text.substr(0, 80));
@@ -220,35 +224,24 @@ TEST_F(ParseQueryTest, SurvivesAnyDepth) {
   EXPECT_EQ(Dump(inside), "size > 0");
 }
 
-class AccountTest : public ParseQueryTest {
- protected:
-  void SetUp() override {
-    ParseQueryTest::SetUp();
-    const std::string path = dir_ / "scan.dtl";
-    const std::string bytes =
-        BuildDtl({.kind = ScanKind::kCifs,
-                  .domains = {"CORP"},
-                  .sids = {{.sid = BinarySid(5, {21, 7}), .name = "ann", .domain = 0, .type = 4}}});
-    WriteFile(path, bytes);
-    LogHeader header;
-    header.securitySection = LoadU64(bytes.data() + dtl_at::kSecuritySection);
-    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    LoadSecurityObjects(file.get(), header);
-    rootType = kRootCifs;
-  }
-  void TearDown() override {
-    FreeSecurityObjects();
-    ParseQueryTest::TearDown();
-  }
-  TempDir dir_;
-};
-
-TEST_F(AccountTest, LooksAccountsUpAndLogsUnknownOnes) {
-  const std::string log = dir_ / "log";
+TEST_F(ParseQueryTest, LooksAccountsUpAndLogsUnknownOnes) {
+  const TempDir dir;
+  const std::string path = dir / "scan.dtl", log = dir / "log";
+  const std::string bytes =
+      BuildDtl({.kind = ScanKind::kCifs,
+                .domains = {"CORP"},
+                .sids = {{.sid = BinarySid(5, {21, 7}), .name = "ann", .domain = 0, .type = 4}}});
+  WriteFile(path, bytes);
+  LogHeader header;
+  header.securitySection = LoadU64(bytes.data() + dtl_at::kSecuritySection);
+  const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  LoadSecurityObjects(file.get(), header);
+  rootType = kRootCifs;
   OpenLogErrFiles(0, log.c_str(), nullptr);
   const std::string compiled =
       Dump(ParseQuery(L"dacl includes corp\\Ann [or] acl ne CORP\\bob [or] sacl eq \\ann\\x"));
   CloseLogErrFiles();
+  FreeSecurityObjects();
   EXPECT_EQ(compiled, "dacl = sid type 4 or acl != no sid or sacl = no sid");
   EXPECT_EQ(ReadFile(log),
             "Unknown domain\\account: CORP\\bob\nUnknown domain\\account: \\ann\\x\n");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 #include "query/filtereval.h"
@@ -13,14 +14,17 @@ namespace {
 constexpr uint32_t kComparisons[] = {kGreater,     kGreaterOrEqual, kLess,
                                      kLessOrEqual, kEqual,          kNotEqual};
 
-TEST(RangeOf, AgreesWithCompareTest) {
+// Numbers up to two away from each of these.
+std::vector<uint64_t> Around(std::initializer_list<uint64_t> edges) {
   std::vector<uint64_t> numbers;
-  for (const uint64_t edge : {uint64_t{0}, uint64_t{1} << 32, uint64_t{1} << 63}) {
-    for (uint64_t distance = 0; distance < 3; ++distance) {
-      numbers.push_back(edge + distance);
-      numbers.push_back(edge - distance);
-    }
+  for (const uint64_t edge : edges) {
+    for (uint64_t i = 0; i < 5; ++i) numbers.push_back(edge + i - 2);
   }
+  return numbers;
+}
+
+TEST(RangeOf, AgreesWithCompareTest) {
+  const std::vector<uint64_t> numbers = Around({0, uint64_t{1} << 32, uint64_t{1} << 63});
   for (const uint32_t comparison : kComparisons) {
     for (const uint64_t number : numbers) {
       const ValueRange range = RangeOf(comparison, number);
@@ -33,25 +37,18 @@ TEST(RangeOf, AgreesWithCompareTest) {
 }
 
 TEST(DayRangeOf, AgreesWithCheckDate) {
-  constexpr int64_t kDay = kSecondsPerDay;
-  constexpr int64_t kLastTime = 0xFFFFFFFF;
-  std::vector<int64_t> times;
-  for (const int64_t day : {int64_t{0}, kDay, 2 * kDay, kLastTime / kDay * kDay, kLastTime}) {
-    for (const int64_t distance : {-2, -1, 0, 1, 2}) times.push_back(day + distance);
-  }
-  times.push_back(-kDay);
-  times.push_back(3 * kLastTime);
+  constexpr uint64_t kDay = kSecondsPerDay, kLast = 0xFFFFFFFF;
+  const auto times = Around({0, kDay, 2 * kDay, kLast / kDay * kDay, kLast, 3 * kLast, -kDay});
   Filter element;
   element.object = kObjMdate;
   for (const uint32_t comparison : kComparisons) {
     element.comparison = comparison;
-    for (const int64_t date : times) {
-      element.dateValue = date;
-      const ValueRange range = DayRangeOf(comparison, date);
-      for (const int64_t time : times) {
-        if (time < 0 || time > kLastTime) continue;
-        EXPECT_EQ(range.Has(static_cast<uint64_t>(time)),
-                  CheckDate(element, static_cast<uint32_t>(time), kObjMdate))
+    for (const uint64_t date : times) {
+      element.dateValue = static_cast<int64_t>(date);
+      const ValueRange range = DayRangeOf(comparison, element.dateValue);
+      for (const uint64_t time : times) {
+        if (time > kLast) continue;
+        EXPECT_EQ(range.Has(time), CheckDate(element, static_cast<uint32_t>(time), kObjMdate))
             << comparison << " " << time << " " << date;
       }
     }
