@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Holds what the program reports of a real directory against what find and awk say of it: files and
-# bytes by extension, owner and group, size and date bands, duplicates, a query.
+# bytes by extension, owner and group, size bands, duplicates, a query.
 #
 #   peers.sh TABULON MKDTL [DIR]    DIR: a directory of the system of a good size, unless given
 # shellcheck disable=SC2016  # awk programs are in single quotes
@@ -89,47 +89,18 @@ scan_and_list
 echo "peers: $directory, $(wc -l <"$work/list") entries"
 
 readonly sizes=(0 100 1024 4096 65536 1048576)
-readonly dates=(20180101 20210601 20230101 20240301 20250101 20260101)
-joined() { local IFS=,; echo "$*"; }
-cat >"$work/run.cfg" <<END
-[parameters]
-filesizebands = $(joined "${sizes[@]}")
-cdatebands = $(joined "${dates[@]}")
-mdatebands = $(joined "${dates[@]}")
-dateformat = %n
-csvsep = t
-[report]
-type = summary
-reportfile = summary
-[report]
-type = summary
-format = csv
-fields = files,dirs,filesize
-reportfile = summary.csv
-[report]
-type = filetypes
-format = csv
-extlen = 12
-select = type is file
-reportfile = types
-[report]
-type = uidtotals
-format = csv
-reportfile = uids
-[report]
-type = gidtotals
-format = csv
-reportfile = gids
-[report]
-type = duplicates
-select = type is file
-totals = yes
-reportfile = duplicates
-[report]
-type = totals
-format = csv
-reportfile = totals
-END
+{
+  printf '[parameters]\ncsvsep = t\ndateformat = %%n\nfilesizebands = '
+  (IFS=,; echo "${sizes[*]}")
+  for report in 'summary;reportfile=summary' \
+    'summary;format=csv;fields=files,dirs,filesize;reportfile=summary.csv' \
+    'filetypes;format=csv;extlen=12;select=type is file;reportfile=types' \
+    'uidtotals;format=csv;reportfile=uids' 'gidtotals;format=csv;reportfile=gids' \
+    'duplicates;select=type is file;totals=yes;reportfile=duplicates' \
+    'totals;format=csv;reportfile=totals'; do
+    printf '[report]\ntype=%s\n' "${report//;/$'\n'}"
+  done
+} >"$work/run.cfg"
 "$tabulon" -dtl "$work/scan.dtl" -cfg "$work/run.cfg" -rdir "$work/reports" -tempdir "$work/temp" \
   >"$work/out" 2>"$work/err" || { cat "$work/err"; fail "the reports failed"; }
 [[ -z $(ls -A "$work/temp") ]] || fail "temporary files were left"
@@ -142,12 +113,10 @@ same "totals" "$work/expected" <summary.csv
 # Several names may look alike once characters have become '?'.
 merged() { awk -F '\t' '{ n[$1] += $2; b[$1] += $3 }
   END { for (key in n) printf "%s\t%d\t%.0f\n", key, n[key], b[key] }' "$1" | sort; }
-tally '$1 == "d" ? "" : extension(leaf($9))' >"$work/expected"
-merged types | same "files by extension" "$work/expected"
-tally '$4' >"$work/expected"
-merged uids | same "entries by uid" "$work/expected"
-tally '$5' >"$work/expected"
-merged gids | same "entries by gid" "$work/expected"
+by() { tally "$2" >"$work/expected"; merged "$1" | same "$1" "$work/expected"; }
+by types '$1 == "d" ? "" : extension(leaf($9))'
+by uids '$4'
+by gids '$5'
 
 # Bands: label and count, in the order of the summary.
 awk -F '\t' -v limits="${sizes[*]}" "$library"'
@@ -156,21 +125,6 @@ awk -F '\t' -v limits="${sizes[*]}" "$library"'
   END { for (i = 1; i <= count; i++) printf "%24s: %d\n", "up to " limit[i], n[i]
         printf "%24s: %d\n", "more than " limit[count], n[count + 1] }' "$work/list" >"$work/expected"
 grep -E '^ +(up to|more than) [0-9]+: ' summary | same "size bands" "$work/expected"
-
-# date_bands WORD FIELD: the section of the summary, from the latest date to the first.
-date_bands() {
-  local i epoch
-  printf -- '---- File date distribution: %s\n\n' "$1"
-  for ((i = ${#dates[@]} - 1; i >= 0; i--)); do
-    epoch=$(date -d "${dates[i]}" +%s)
-    awk -F '\t' -v label="$(date -d "${dates[i]}" +%d-%b-%y)" -v limit="$epoch" "$library"'
-      !group_may_write() && int($'"$2"') < limit { n++ }
-      END { printf "     %s:  %d\n", label, n }' "$work/list"
-  done
-  echo
-}
-{ date_bands CREATE 7; date_bands MODIFY 8; } >"$work/expected"
-sed -n '/^---- File date distribution/,$p' summary | same "date bands" "$work/expected"
 
 # Duplicates: files that share size, extension and second of modification. A line a file: size,
 # time, path.
