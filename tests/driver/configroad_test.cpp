@@ -7,10 +7,10 @@ namespace tabulon {
 namespace {
 
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Key;
 using testing::MatchesRegex;
+using testing::Pair;
 
 ScanSpec SmallScan(ScanKind kind = ScanKind::kNfs) {
   return {.kind = kind,
@@ -22,140 +22,91 @@ ScanSpec SmallScan(ScanKind kind = ScanKind::kNfs) {
           .descriptors = {"descriptor"}};
 }
 
-// A listing of everything, without a title.
-std::string Listing(const std::string& more) {
-  return "[report]\ntype=custom\ntitle=none\nnameform=fullpath\n" + more;
-}
+// The lines of a listing of everything, without a title.
+const std::string kPaths = "type=custom;title=none;nameform=fullpath";
 const std::string kListed = "/srv/a.txt\n/srv/b.txt\n/srv/A.TXT\n";
 
 TEST(ConfigurationRoad, CategoriesChooseReports) {
-  const std::string config = Listing("reportfile=always\n") +
-                             Listing("category=Weekly,all files\nreportfile=weekly\n") +
-                             Listing("category=monthly\nreportfile=monthly\n") +
-                             Listing("category=monthly\ninactive=yes\nreportfile=never\n") +
-                             Listing("inactive=yes\ncategory=monthly\nreportfile=nor this\n");
-  const struct {
-    std::vector<std::string> options;
-    std::vector<std::string> files;
-  } rows[] = {
-      {{}, {"always"}},
-      {{"-cat", "weekly"}, {"always", "weekly"}},
-      {{"-cat", "MONTHLY"}, {"always", "monthly"}},
-      {{"-cat", "month"}, {"always"}},
-      {{"-cat", "all files"}, {"always", "weekly"}},
-      {{"-cat", "weekly", "-cat", "monthly"}, {"always", "monthly", "weekly"}},
-      {{"-cat", "yearly", "-cat", "All"}, {"always", "monthly", "weekly"}},
+  const std::string config = Section(kPaths + ";reportfile=always") +
+                             Section(kPaths + ";category=Weekly,all files;reportfile=weekly") +
+                             Section(kPaths + ";category=monthly;reportfile=monthly") +
+                             Section(kPaths + ";category=monthly;inactive=yes;reportfile=never") +
+                             Section(kPaths + ";inactive=yes;category=monthly;reportfile=nor this");
+  // clang-format off
+  const struct { std::vector<std::string> options; bool weekly, monthly; } rows[] = {
+      {{}, false, false},
+      {{"-cat", "weekly"}, true, false},
+      {{"-cat", "MONTHLY"}, false, true},
+      {{"-cat", "month"}, false, false},
+      {{"-cat", "all files"}, true, false},
+      {{"-cat", "weekly", "-cat", "monthly"}, true, true},
+      {{"-cat", "yearly", "-cat", "All"}, true, true},
   };
+  // clang-format on
   for (const auto& row : rows) {
-    const RunOutcome outcome = RunOnScan({SmallScan(), config, row.options});
-    std::vector<std::string> files;
-    for (const auto& [file, text] : outcome.reports) {
-      files.push_back(file);
-      EXPECT_EQ(text, kListed);
-    }
-    EXPECT_THAT(files, ElementsAreArray(row.files)) << testing::PrintToString(row.options);
+    std::map<std::string, std::string> files = {{"reports/always", kListed}};
+    if (row.weekly) files["reports/weekly"] = kListed;
+    if (row.monthly) files["reports/monthly"] = kListed;
+    EXPECT_EQ(RunOnScan({SmallScan(), config, row.options}).files, files)
+        << testing::PrintToString(row.options);
   }
-}
-
-// A run in a directory with the scan and this configuration, without any option but these.
-RunResult RunPlainly(const TempDir& dir, const std::string& config,
-                     std::vector<std::string> options = {}) {
-  WriteDtl(dir / "trawlx.dtl", SmallScan());
-  WriteFile(dir / "run.cfg", config);
-  options.insert(options.end(), {"-cfg", "run.cfg"});
-  RunResult result =
-      RunTabulon(options, {.env = {{"TZ", "UTC"}, {"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()});
-  result.err = WithoutScanTime(result.err);
-  return result;
 }
 
 TEST(ConfigurationRoad, ReportsGoWhereTheyAreSent) {
-  const std::string toFile = Listing("reportfile=r\n");
-  const struct {
-    const char* about;
-    std::string config;
-    std::vector<std::string> options;
-    std::string out;
-    std::string err;
-    std::vector<std::string> entries;
-  } rows[] = {
-      {"the working directory",
-       toFile,
-       {},
-       "ProcessConfigFile DONE\nReport 'none' written to r\n",
-       "ReportDir is NULL\nPath = r\n",
-       {"r", "run.cfg", "trawlx.dtl"}},
-      {"the configuration's directory, the first that is named",
-       "[parameters]\nreportdirectory=one\nReportDirectory=two\n" + toFile,
-       {},
-       "ProcessConfigFile DONE\nReport 'none' written to one/r\n",
-       "Path = one/r\n",
-       {"one", "run.cfg", "trawlx.dtl"}},
-      {"the command line's directory",
-       "[parameters]\nreportdirectory=one\n" + toFile,
-       {"-rdir", "three"},
-       "ProcessConfigFile DONE\nReport 'none' written to three/r\n",
-       "Path = three/r\n",
-       {"run.cfg", "three", "trawlx.dtl"}},
-      {"the list log, without a word",
-       Listing("") + "[report]\ntype=totals\ntitle=T\n",
-       {},
-       "ProcessConfigFile DONE\n" + kListed + "\n---- T ----\n\n",
-       "ReportDir is NULL\n",
-       {"run.cfg", "trawlx.dtl"}},
-      {"the list log, in its encoding with the line ends of unicode text",
-       "[parameters]\ntextoutput=unicode\n" + Listing("filter=size eq 8\n"),
-       {},
-       "ProcessConfigFile DONE\n/srv/A.TXT\r\n",
-       "ReportDir is NULL\n",
-       {"run.cfg", "trawlx.dtl"}},
-      {"a list file",
-       Listing("") + toFile,
-       {"-l", "list", "-e", "errors", "-rdir", "."},
-       "ProcessConfigFile DONE\n",
-       "Path = ./r\n",
-       {"errors", "list", "r", "run.cfg", "trawlx.dtl"}},
+  const std::string toFile = Section(kPaths + ";reportfile=r");
+  const std::string one = "[parameters]\nreportdirectory=one\nReportDirectory=two\n";
+  // clang-format off
+  const struct { std::string config, reportDir, file; } rows[] = {
+      {toFile, "", "r"},
+      {one + toFile, "", "one/r"},  // the first that is named
+      {one + toFile, "three", "three/r"},
   };
+  // clang-format on
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.about);
-    const TempDir dir;
-    const RunResult result = RunPlainly(dir, row.config, row.options);
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, row.out);
-    EXPECT_EQ(result.err, row.err);
-    EXPECT_THAT(dir.Entries(), ElementsAreArray(row.entries));
-    if (row.entries[1] == "list") {
-      EXPECT_EQ(ReadFile(dir / "list"), kListed + "Report 'none' written to ./r\n");
-    }
+    const RunOutcome outcome =
+        RunOnScan({.scan = SmallScan(), .config = row.config, .reportDir = row.reportDir});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "ProcessConfigFile DONE\nReport 'none' written to " + row.file + "\n");
+    EXPECT_EQ(outcome.err,
+              (row.file == "r" ? "ReportDir is NULL\n" : "") + ("Path = " + row.file + "\n"));
+    EXPECT_THAT(outcome.files, ElementsAre(Pair(row.file, kListed)));
   }
+
+  // Without a file the list log takes a report, and nothing is told of it.
+  RunOutcome log = RunOnScan({SmallScan(),
+                              Section(kPaths) + Section("type=totals;title=T") + toFile,
+                              {"-l", "list", "-e", "errors"}});
+  EXPECT_EQ(log.out, "ProcessConfigFile DONE\n");
+  EXPECT_EQ(log.err, "Path = reports/r\n");
+  EXPECT_THAT(log.files, ElementsAre(Pair("errors", ""),
+                                     Pair("list", kListed + Heading("T") +
+                                                      "Report 'none' written to reports/r\n"),
+                                     Pair("reports/r", kListed)));
+
+  // In its encoding, even for unicode text, but with the line ends of that.
+  log = RunOnScan(
+      {SmallScan(), "[parameters]\ntextoutput=unicode\n" + Section(kPaths + ";filter=size eq 8")});
+  EXPECT_EQ(log.out, "ProcessConfigFile DONE\n/srv/A.TXT\r\n");
+  EXPECT_THAT(log.files, IsEmpty());
 }
 
 // Whatever cannot go on ends with the reason before a report is written, and takes its temporary
 // files along.
 TEST(ConfigurationRoad, FaultsEndTheRun) {
-  const std::string listing = Listing("reportfile=ok\n");
+  const std::string listing = Section(kPaths + ";reportfile=ok");
   const struct {
     ScanKind kind;
     std::string config;
     std::string err;
   } rows[] = {
-      {ScanKind::kNfs, listing + "lines=many\n", "Invalid report definition keyword: lines\n"},
       {ScanKind::kCifs, listing + "filter=size gt\n",
        "Syntax error: size gt\n   in position 7 - incomplete query specification\n"},
-      {ScanKind::kNfs, listing + "[report]\ntype=siduse\n",
-       "Report type 'siduse' is only valid for CIFS scans\n"},
-      {ScanKind::kCifs, listing + "[report]\ntype=GIDTotals\n",
+      {ScanKind::kCifs, listing + Section("type=GIDTotals"),
        "Report type 'GIDTotals' is only valid for NFS scans\n"},
       {ScanKind::kNfs, listing + "fields=ads\n",
        "In report: none\n  CSV field type 'ads' is only valid for CIFS detail files\n"},
-      {ScanKind::kCifs, listing + "fields=uid\n",
-       "In report: none\n  CSV field type 'uid' is only valid for NFS detail files\n"},
-      {ScanKind::kCifs, listing + "[report]\ntype=subdircount\n",
-       "This dtl does not support subdirectory counts. Please remove subdircount report type from "
-       "the config file, or execute another scan with the latest version of trawlix."},
-      {ScanKind::kCifs, listing + Listing("reportfile=no/such\n"),
+      {ScanKind::kCifs, listing + Section(kPaths + ";reportfile=no/such"),
        "Unable to create report file 'reports/no/such'\n  (p2) No such file or directory\n"},
-      {ScanKind::kCifs, "[parameters]\n", "No reports specified in configuration file\n"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.err);
@@ -163,28 +114,19 @@ TEST(ConfigurationRoad, FaultsEndTheRun) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err, row.err);
-    for (const auto& [file, text] : outcome.reports) EXPECT_EQ(text, "") << file;
-    EXPECT_THAT(outcome.temp, IsEmpty());
+    for (const auto& [file, text] : outcome.files) EXPECT_EQ(file + text, "reports/ok");
   }
-  const RunOutcome missing = RunOnScan({SmallScan(), "", {"-cfg", "none.cfg"}});
-  EXPECT_EQ(missing.status, 1);
-  EXPECT_EQ(missing.err,
-            "Cannot open configuration file 'none.cfg'  (p2) No such file or directory\n");
 }
 
 // The summary comes first, then SID use, the rest as the file has it. A report that lists nothing
 // is not told of.
 TEST(ConfigurationRoad, DebugLogTellsOfEachReport) {
-  const TempDir dir;
-  WriteDtl(dir / "x.dtl", SmallScan(ScanKind::kCifs));
-  WriteFile(dir / "run.cfg",
-            Listing("format=none\n") + Listing("") +
-                "[report]\ntype=duplicates\n[report]\ntype=filetypes\n[report]\ntype=totals\n"
-                "format=none\n[report]\ntype=siduse\n[report]\ntype=summary\n");
-  const RunResult run = RunTabulon({"-dtl", "x.dtl", "-cfg", "run.cfg", "-debug", "4"},
-                                   {.env = {{"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()});
-  EXPECT_EQ(run.status, 0);
-  const std::string log = ReadFile(dir / "TabulonDebug.log");
+  std::string config = Section(kPaths) + Section(kPaths + ";format=none");
+  for (const char* type : {"duplicates", "filetypes", "totals;format=none", "siduse", "summary"}) {
+    config += Section(std::string("type=") + type);
+  }
+  RunOutcome outcome = RunOnScan({SmallScan(ScanKind::kCifs), config, {"-debug", "4"}});
+  const std::string log = outcome.files["TabulonDebug.log"];
   std::string doing;
   for (size_t at = 0; (at = log.find("Doing", at)) != std::string::npos; ++at) {
     doing += log.substr(at, log.find('\n', at) + 1 - at);
@@ -195,44 +137,19 @@ TEST(ConfigurationRoad, DebugLogTellsOfEachReport) {
 }
 
 TEST(ConfigurationRoad, ReportsWithoutAFormatAreCounted) {
-  ExpectReports({SmallScan(), Listing("format=none\ntotals=yes\nreportfile=empty\n") +
-                                  "totaltag=All\n[report]\ntype=summary\nformat=none\ntotals=yes\n"
-                                  "reportfile=summary\n[report]\ntype=totals\nformat=csv\n"
-                                  "reportfile=totals\n[report]\ntype=symlinks\ntotals=yes\n"
-                                  "totals=no\nformat=none\n"},
-                {{"summary", "Audit summary", R"(
-
-Velmora Filesystem Audit Summary Report
-
-Source file: scan.dtl, Created: Thu, 01 Jan, 1970 at 00:00:00
-
-Server: server
----- Totals for NFS root: /srv (local filesystem)
-
-       Directories: 1
-             Files: 3
-   Total file size: 22 bytes
-   Volume capacity: 0 bytes
-   Available space: 0 bytes
-
-)",
-                  2},
-                 {"empty", "none", "", 0},
-                 {"totals", "Report totals", "Audit summary,0,0\nAll,3,22\n"}});
+  ExpectReports({SmallScan()}, {{kPaths + ";format=none;totals=yes;totaltag=All", "", ""},
+                                {"type=symlinks;totals=yes;totals=no;format=none", "", ""},
+                                {"type=totals;format=csv", "Report totals", "All,3,22\n"}});
 }
 
 // Only listings take "none" for no title at all.
 TEST(ConfigurationRoad, TitlesMayBeNone) {
-  std::string config;
-  std::vector<WrittenReport> reports;
-  const std::string title = "\n---- none ----\n\n";
-  for (const auto& [type, text] : std::vector<std::pair<std::string, std::string>>{
-           {"symlinks", ""}, {"uidtotals", title}, {"duplicates", title}, {"totals", title}}) {
-    config += "[report]\ntype=" + type + "\ntitle=none\nfilter=size eq 0 [and] size gt 0\n" +
-              "reportfile=" + type + "\n";
-    reports.push_back({type, "none", text});
+  std::vector<ReportRow> reports;
+  for (const char* type : {"symlinks", "uidtotals", "duplicates", "totals"}) {
+    reports.push_back({std::string("type=") + type + ";title=none;filter=size gt 100", "none",
+                       reports.empty() ? "" : Heading("none")});
   }
-  ExpectReports({SmallScan(), config}, reports);
+  ExpectReports({SmallScan()}, reports);
 }
 
 // Files ahead of the first directory are in none: they have no heading, and a path of their own.
@@ -240,51 +157,45 @@ TEST(ConfigurationRoad, FilesMayComeBeforeDirectories) {
   const ScanSpec scan{.revision = 7,
                       .rootPath = "/srv",
                       .records = {FileRecord("early"), DirectoryRecord("/"), FileRecord("late")}};
-  ExpectReports(
-      {scan, Listing("reportfile=paths\n") + Listing("nameform=fileindir\nreportfile=names\n")},
-      {{"paths", "none", "/early\n/srv/late\n"},
-       {"names", "none", "  early\nIn directory: /srv\n  late\n"}});
+  ExpectReports({scan}, {{kPaths, "none", "/early\n/srv/late\n"},
+                         {kPaths + ";nameform=fileindir", "none",
+                          "  early\n" + InDirectory("/srv", {"late"})}});
 }
 
 // Extensions of a class count in any case on Windows; templates do everywhere.
 TEST(ConfigurationRoad, ClassesSelectByExtension) {
-  const std::string config =
-      "[classes]\nDocs=.txt,htm?,\n" +
-      Listing("filter=class is DOCS\nreportfile=is\npathform=relative\n") +
-      Listing("filter=class isnot docs\nreportfile=isnot\npathform=relative\n");
-  for (const ScanKind kind : {ScanKind::kNfs, ScanKind::kCifs}) {
-    const bool nfs = kind == ScanKind::kNfs;
-    ScanSpec scan = SmallScan(kind);
+  for (const bool nfs : {true, false}) {
+    ScanSpec scan = SmallScan(nfs ? ScanKind::kNfs : ScanKind::kCifs);
     for (const char* name : {"c.HTML", "d.htm", "ends.", "none"}) {
       scan.records.push_back(FileRecord(name));
     }
-    const auto paths = [&](std::vector<std::string> names) {
+    const auto selected = [&](const char* test, const std::vector<std::string>& names) {
       std::string lines;
       for (const std::string& name : names) lines += (nfs ? "/" : "\\") + name + "\n";
-      return lines;
+      return ReportRow{kPaths + ";pathform=relative;filter=class " + test, "none", lines};
     };
-    ExpectReports({scan, config},
-                  {{"is", "none",
-                    nfs ? paths({"a.txt", "b.txt", "c.HTML", "ends."})
-                        : paths({"a.txt", "b.txt", "A.TXT", "c.HTML", "ends."})},
-                   {"isnot", "none", nfs ? paths({"A.TXT", "d.htm"}) : paths({"d.htm"})}});
+    std::vector<std::string> in = {"a.txt", "b.txt", "c.HTML", "ends."}, out = {"d.htm"};
+    (nfs ? out : in).insert(nfs ? out.begin() : in.begin() + 2, "A.TXT");
+    ExpectReports({scan, "[classes]\nDocs=.txt,htm?,\n"},
+                  {selected("is DOCS", in), selected("isnot docs", out)});
   }
 }
 
 // Unicode text goes out in pieces of at most 511 characters; the rest of a longer piece is lost.
 TEST(ConfigurationRoad, LongPiecesOfUnicodeTextAreCut) {
-  ScanSpec scan{.revision = 7, .records = {DirectoryRecord("/")}};
-  scan.records.push_back(
-      LinkRecord(std::string(510, 'f') + "\u00E9gh", std::string(600, 't'), {.size = 1}));
-  const std::string config = Listing("showlink=yes\nreportfile=a\n") +
-                             Listing("format=csv\nfields=size,target\nreportfile=b\n");
-  const std::string name = std::string(510, 'f'), target(600, 't');
-  ExpectReports({scan, "[parameters]\ncsvhdrs=no\n" + config},
-                {{"a", "none", "/" + name + "\u00E9gh  =>  " + target + "\n"},
-                 {"b", "none", "/" + name + "\u00E9gh,1," + target + "\n"}});
-  ExpectReports({scan, "[parameters]\ncsvhdrs=no\ntextoutput=unicode\n" + config},
-                {{"a", "none", AsUnicodeFile("/" + name + "  =>  " + target.substr(0, 505) + "\n")},
-                 {"b", "none", AsUnicodeFile("/" + name + ",1," + target.substr(0, 510) + "\n")}});
+  const std::string name(510, 'f'), target(600, 't'), whole = "/" + name + "\u00E9gh";
+  const ScanSpec scan{
+      .revision = 7,
+      .records = {DirectoryRecord("/"), LinkRecord(whole.substr(1), target, {.size = 1})}};
+  const std::string text = kPaths + ";showlink=yes",
+                    csv = kPaths + ";format=csv;fields=size,target";
+  const std::string parameters = "[parameters]\ncsvhdrs=no\n";
+  ExpectReports({scan, parameters}, {{text, "none", whole + "  =>  " + target + "\n"},
+                                     {csv, "none", whole + ",1," + target + "\n"}});
+  ExpectReports(
+      {scan, parameters + "textoutput=unicode\n"},
+      {{text, "none", AsUnicodeFile("/" + name + "  =>  " + target.substr(0, 505) + "\n")},
+       {csv, "none", AsUnicodeFile("/" + name + ",1," + target.substr(0, 510) + "\n")}});
 }
 
 // After the reports a scan that was compressed is compressed again; after a query it is not.
@@ -293,14 +204,13 @@ TEST(ConfigurationRoad, CompressedScansAreCompressedAgain) {
   const std::string packed = CompressDtl(plain);
   const TempDir dir;
   WriteFile(dir / "x.dtl", packed);
-  WriteFile(dir / "run.cfg", Listing(""));
+  WriteFile(dir / "run.cfg", Section(kPaths));
   const RunOptions options{.env = {{"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()};
-  EXPECT_EQ(
-      RunTabulon({"-dtl", "x.dtl", "-cfg", "run.cfg"}, options).out,
-      "Decompressing DTL file\nProcessConfigFile DONE\n" + kListed + "Compressing DTL file\n");
+  const std::string inflating = "Decompressing DTL file\n";
+  EXPECT_EQ(RunTabulon({"-dtl", "x.dtl", "-cfg", "run.cfg"}, options).out,
+            inflating + "ProcessConfigFile DONE\n" + kListed + "Compressing DTL file\n");
   EXPECT_EQ(ReadFile(dir / "x.dtl"), packed);
-  EXPECT_EQ(RunTabulon({"-dtl", "x.dtl", "-qf", "type is file"}, options).out,
-            "Decompressing DTL file\n" + kListed);
+  EXPECT_EQ(RunTabulon({"-dtl", "x.dtl", "-qf", "type is file"}, options).out, inflating + kListed);
   EXPECT_EQ(ReadFile(dir / "x.dtl"), plain);
   EXPECT_THAT(dir.Entries(), ElementsAre("run.cfg", "x.dtl"));
 }
@@ -308,22 +218,22 @@ TEST(ConfigurationRoad, CompressedScansAreCompressedAgain) {
 TEST(ConfigurationRoad, ProgressIsMarked) {
   ScanSpec scan{.revision = 7, .records = {DirectoryRecord("/")}};
   scan.records.resize(51999, FileRecord("f"));
-  const RunOutcome outcome = RunOnScan({scan, Listing("format=none\n"), {"-p"}});
+  const RunOutcome outcome = RunOnScan({scan, Section(kPaths + ";format=none"), {"-p"}});
   EXPECT_THAT(outcome.out, MatchesRegex("ProcessConfigFile DONE\n[*]{50} : 50000 [0-9:]{8}\n[*]"));
 }
 
 // The finder's files stay, numbered over all duplicates reports of the run.
 TEST(ConfigurationRoad, DebugSwitchKeepsTheDuplicateFiles) {
-  const std::string duplicates = "[report]\ntype=duplicates\ndupcheck=size\n";
+  const std::string lines = "type=duplicates;dupcheck=size;title=";
   const RunOutcome outcome =
-      RunOnScan({SmallScan(), duplicates + "title=A\n" + duplicates + "title=B\n", {"-z"}});
+      RunOnScan({SmallScan(), Section(lines + "A") + Section(lines + "B"), {"-z"}});
+  const std::string group = "Size: 7\n  /srv\\a.txt\n  /srv\\b.txt\n\n";
   EXPECT_EQ(outcome.out,
             "ProcessConfigFile DONE\nnew dup temp file: duptemp0.tmp\n"
-            "new dup temp file: duptemp1.tmp\n"
-            "\n---- A ----\n\nSize: 7\n  /srv\\a.txt\n  /srv\\b.txt\n\n"
-            "\n---- B ----\n\nSize: 7\n  /srv\\a.txt\n  /srv\\b.txt\n\n");
-  EXPECT_THAT(outcome.beside, ElementsAre("dupmerge.tmp", "duptemp0.tmp", "duptemp1.tmp"));
-  EXPECT_THAT(outcome.temp, IsEmpty());
+            "new dup temp file: duptemp1.tmp\n" +
+                Heading("A") + group + Heading("B") + group);
+  EXPECT_THAT(outcome.files,
+              ElementsAre(Key("dupmerge.tmp"), Key("duptemp0.tmp"), Key("duptemp1.tmp")));
 }
 
 }  // namespace

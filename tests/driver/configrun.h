@@ -24,30 +24,30 @@ constexpr uint32_t March(uint32_t day, uint32_t hour = 0) {
   return kFirst + (day - 1) * 86400 + hour * 3600;
 }
 
-// A run in a fresh directory that holds the scan ("scan.dtl"), the configuration ("run.cfg"), the
-// report directory ("reports") and the directory for temporary files ("temp").
+// A run in a fresh directory that holds the scan ("scan.dtl"), the configuration ("run.cfg") and
+// the directory for temporary files ("temp").
 struct ConfiguredRun {
   ScanSpec scan;
-  std::string config;  // empty: the options say what to do
+  std::string config = {};  // empty: the options say what to do
   std::vector<std::string> options = {};
   std::string zone = "UTC";
   std::string locale = "C.UTF-8";
+  std::string reportDir = "reports";  // empty: none is given
 };
 
 struct RunOutcome {
   int status = 0;
   std::string out;
-  std::string err;  // behind the line with the time of the run
-  std::map<std::string, std::string> reports;
-  std::vector<std::string> temp;    // what was left among the temporary files
-  std::vector<std::string> beside;  // what else is new in the directory
+  std::string err;                           // behind the line with the time of the run
+  std::map<std::string, std::string> files;  // whatever the run made: path and contents
 };
 
-// The error text behind the line with the time of the run.
+// The error text behind the line with the time of the run, which every run that gets past its
+// command line writes first.
 inline std::string WithoutScanTime(const std::string& err) {
-  const size_t end = err.find('\n');
-  EXPECT_EQ(err.substr(0, 11), "Scan time: ");
-  return end == std::string::npos ? err : err.substr(end + 1);
+  EXPECT_THAT(err, testing::MatchesRegex("Scan time: [A-Z][a-z]{2}, [0-9]+ [A-Z][a-z]{2}, "
+                                         "[0-9]{4} at [0-9:]{8}\\.\n(.|\n)*"));
+  return err.substr(err.find('\n') + 1);
 }
 
 inline RunOutcome RunOnScan(const ConfiguredRun& run) {
@@ -57,66 +57,87 @@ inline RunOutcome RunOnScan(const ConfiguredRun& run) {
   WriteFile(dir / "run.cfg", run.config);
   std::filesystem::create_directory(dir / "temp");
   std::vector<std::string> args = {"-dtl", "scan.dtl", "-tempdir", "temp"};
-  if (!run.config.empty()) args.insert(args.end(), {"-cfg", "run.cfg", "-rdir", "reports"});
+  if (!run.config.empty()) args.insert(args.end(), {"-cfg", "run.cfg"});
+  if (!run.config.empty() && !run.reportDir.empty()) {
+    args.insert(args.end(), {"-rdir", run.reportDir});
+  }
   args.insert(args.end(), run.options.begin(), run.options.end());
   const RunResult result =
       RunTabulon(args, {.env = {{"TZ", run.zone}, {"LC_ALL", run.locale}}, .cwd = dir.path()});
-
-  RunOutcome outcome;
-  outcome.status = result.status;
-  outcome.out = result.out;
-  outcome.err = WithoutScanTime(result.err);
-  const auto entries = [&](const char* name, auto&& take) {
-    if (!std::filesystem::exists(dir / name)) return;
-    for (const auto& entry : std::filesystem::directory_iterator(dir / name)) take(entry.path());
-  };
-  entries("reports", [&](const std::filesystem::path& path) {
-    outcome.reports[path.filename()] = ReadFile(path);
-  });
-  entries("temp",
-          [&](const std::filesystem::path& path) { outcome.temp.push_back(path.filename()); });
-  for (const std::string& name : dir.Entries()) {
-    if (name != "scan.dtl" && name != "run.cfg" && name != "temp" && name != "reports") {
-      outcome.beside.push_back(name);
-    }
-  }
   EXPECT_EQ(ReadFile(dir / "scan.dtl"), scan) << "a run changed its scan";
+
+  RunOutcome outcome{result.status, result.out, WithoutScanTime(result.err), {}};
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(dir.path())) {
+    const std::string name = entry.path().lexically_relative(dir.path());
+    if (entry.is_directory() || name == "scan.dtl" || name == "run.cfg") continue;
+    outcome.files[name] = ReadFile(entry.path());
+  }
   return outcome;
 }
 
-// A report file that a run has to write.
-struct WrittenReport {
-  std::string file;
-  std::string title;
-  std::string text;
-  int announced = 1;  // the text form of the summary is announced twice
+// A report of a configuration and what it has to write.
+struct ReportRow {
+  std::string lines;  // of its section, separated by ';', without the name of its file
+  std::string title;  // as the run tells of it; empty: it does not
+  std::string text;   // the whole file
 };
 
-// The run has to write these files and no other, tell of them in this order, say nothing else, and
-// leave nothing behind.
-inline void ExpectReports(const ConfiguredRun& run, const std::vector<WrittenReport>& reports) {
+// A section of these lines.
+inline std::string Section(std::string lines) {
+  std::ranges::replace(lines, ';', '\n');
+  return "[report]\n" + lines + "\n";
+}
+
+inline std::string Heading(const std::string& title) {
+  return "\n---- " + title + " ----\n\n";
+}
+// A report in text form, its title in front.
+inline ReportRow Titled(std::string lines, const std::string& title, const std::string& text = "") {
+  return {std::move(lines), title, Heading(title) + text};
+}
+// What a listing in text form says of a directory.
+inline std::string InDirectory(const std::string& path, const std::vector<std::string>& names) {
+  std::string text = "In directory: " + path + "\n";
+  for (const std::string& name : names) text += "  " + name + "\n";
+  return text;
+}
+// The summary up to its totals, and a row of it in text form.
+inline ReportRow Summary(const std::string& created, const std::string& server,
+                         const std::string& rest) {
+  return {"type=summary", "Audit summary",
+          "\n\nVelmora Filesystem Audit Summary Report\n\nSource file: scan.dtl, Created: " +
+              created + "\n\nServer: " + server + "\n" + rest};
+}
+
+// The configuration, with these reports behind it, has to write their files and no other, tell of
+// them, say nothing else, and leave nothing behind. A summary goes in front of all reports before
+// it, SID use too, but behind a summary at the front.
+inline void ExpectReports(ConfiguredRun run, const std::vector<ReportRow>& reports) {
+  std::vector<std::pair<std::string, ReportRow>> order;
+  const auto isSummary = [](const ReportRow& row) { return row.lines.starts_with("type=summary"); };
+  for (const ReportRow& row : reports) {
+    const std::string name = "report" + std::to_string(order.size());
+    run.config += Section(row.lines + ";reportfile=" + name);
+    const bool front = isSummary(row) || row.lines.starts_with("type=siduse");
+    const bool second = !isSummary(row) && !order.empty() && isSummary(order[0].second);
+    order.emplace(front ? order.begin() + (second ? 1 : 0) : order.end(), "reports/" + name, row);
+  }
   const RunOutcome outcome = RunOnScan(run);
-  std::string out = "ProcessConfigFile DONE\n";
-  std::string err;
-  std::map<std::string, std::string> texts;
-  for (const WrittenReport& report : reports) {
-    for (int i = 0; i < report.announced; ++i) {
-      out += "Report '" + report.title + "' written to reports/" + report.file + "\n";
-      err += "Path = reports/" + report.file + "\n";
+  std::string out = "ProcessConfigFile DONE\n", err;
+  for (const auto& [name, row] : order) {
+    // A summary in text form is announced twice.
+    const bool twice = isSummary(row) && row.lines.find("=csv") == std::string::npos;
+    for (int i = row.title.empty() ? 2 : twice ? 0 : 1; i < 2; ++i) {
+      out += "Report '" + row.title + "' written to " + name + "\n";
+      err += "Path = " + name + "\n";
     }
-    texts[report.file] = report.text;
+    const auto found = outcome.files.find(name);
+    EXPECT_EQ(found == outcome.files.end() ? "no such file" : found->second, row.text) << row.lines;
   }
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out, out);
   EXPECT_EQ(outcome.err, err);
-  EXPECT_THAT(outcome.temp, testing::IsEmpty());
-  EXPECT_THAT(outcome.beside, testing::IsEmpty());
-  for (const auto& [file, text] : texts) {
-    SCOPED_TRACE(file);
-    const auto found = outcome.reports.find(file);
-    EXPECT_EQ(found == outcome.reports.end() ? "no such file" : found->second, text);
-  }
-  EXPECT_EQ(outcome.reports.size(), texts.size());
+  EXPECT_EQ(outcome.files.size(), reports.size());
 }
 
 // A line of the totals report in CSV form, from the records themselves. Listings take no directory
@@ -132,8 +153,14 @@ inline std::string TotalsLine(const ScanSpec& scan, const std::string& title,
     if (unit > 0) allocated += (record.size + unit - 1) / unit * unit;
   }
   std::string line = title + "," + std::to_string(count) + "," + std::to_string(bytes);
-  if (unit > 0) line += "," + std::to_string(allocated);
-  return line + "\n";
+  return line + (unit > 0 ? "," + std::to_string(allocated) : "") + "\n";
+}
+
+// `text` with another text for each "EURO". The sign is held, and printed, as the character that
+// its three bytes make here.
+inline std::string WithEuro(std::string text, const std::string& euro = "\U000E20AC") {
+  for (size_t at; (at = text.find("EURO")) != std::string::npos;) text.replace(at, 4, euro);
+  return text;
 }
 
 // A text as unicode report files hold it: a byte-order mark, UTF-16, lines ended by CR LF.

@@ -1,15 +1,6 @@
 // The program from its command line to its exit status, on the roads that read no record and on
 // one query.
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
-
-#include "support.h"
-#include "tools/dtlbuild.h"
+#include "driver/configrun.h"
 
 namespace tabulon {
 namespace {
@@ -18,57 +9,51 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Key;
 using testing::MatchesRegex;
-using testing::Not;
 using testing::StartsWith;
 
-const RunOptions kUtc = {.env = {{"TZ", "UTC"}, {"LC_ALL", "C.UTF-8"}}};
-
-RunOptions In(const TempDir& dir, std::map<std::string, std::string> env = kUtc.env) {
-  return {.env = std::move(env), .cwd = dir.path()};
+RunOptions In(const TempDir& dir) {
+  return {.env = {{"TZ", "UTC"}, {"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()};
 }
 
-// What the error stream holds behind the line with the time of the run, which every run that gets
-// past its command line writes first.
-std::string AfterScanTime(const std::string& err) {
-  EXPECT_THAT(err, MatchesRegex("Scan time: [A-Z][a-z]{2}, [0-9]+ [A-Z][a-z]{2}, [0-9]{4} at "
-                                "[0-9:]{8}\\.\n(.|\n)*"));
-  const size_t end = err.find('\n');
-  return end == std::string::npos ? err : err.substr(end + 1);
-}
-
-TEST(Help, ShowsTheUsageUnderTheInvocationName) {
+TEST(Help, ShowsUsageAndHistoryUnderTheInvocationName) {
   const TempDir dir;
   const std::string program = dir / "C:\\bin\\tab";
   std::filesystem::create_symlink(TabulonPath(), program);
-  for (const char* request : {"-?", "+?"}) {
+  for (const char* request : {"-?", "+?", "-?V", "-?v", "+?V"}) {
     const RunResult run = RunProgram({program, "-dtl", "none.dtl", request, "-x"});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err, "");
-    EXPECT_THAT(run.out, StartsWith("\nTabulon is the report generation partner application"));
-    EXPECT_THAT(run.out, HasSubstr("\n    -q \"<query-select>\"\n"));
-    EXPECT_THAT(run.out, EndsWith("documentation.\n\n\nFor version information enter 'tab -?V'\n"));
+    if (request[2] == '\0') {
+      EXPECT_THAT(run.out, AllOf(StartsWith("\nTabulon is the report generation partner "
+                                            "application"),
+                                 HasSubstr("\n    -q \"<query-select>\"\n"),
+                                 EndsWith("documentation.\n\n\n"
+                                          "For version information enter 'tab -?V'\n")));
+    } else {
+      EXPECT_THAT(run.out,
+                  MatchesRegex("Version 2\\.2\\.0 built on [A-Z][a-z]{2} [ 0-9]{2} [0-9]{4} at "
+                               "[0-9:]{8}\n\n\nTabulon - report component of the Velmora Korrin "
+                               "filesystem analysis utilities\n\n"
+                               "(    [0-9]{1,2} [A-Z][a-z]{2} [0-9]{4} - .+\n)+\t{15}\n"
+                               "For usage information enter 'tab -\\?'\n"));
+    }
   }
 }
 
-TEST(Help, ShowsTheVersionAndItsHistory) {
-  for (const char* request : {"-?V", "-?v", "+?V"}) {
-    const RunResult run = RunTabulon({request});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.out,
-                MatchesRegex("Version 2\\.2\\.0 built on [A-Z][a-z]{2} [ 0-9]{2} [0-9]{4} at "
-                             "[0-9:]{8}\n\n\nTabulon - report component of the Velmora Korrin "
-                             "filesystem analysis utilities\n\n"
-                             "(    [0-9]{1,2} [A-Z][a-z]{2} [0-9]{4} - .+\n)+\t{15}\n"
-                             "For usage information enter '" +
-                             TabulonPath() + " -\\?'\n"));
+// The console, where the help and the list go, may be a file on a full disk.
+TEST(Console, ThatIsFullFailsTheRun) {
+  const TempDir dir;
+  WriteDtl(dir / "x.dtl", {});
+  RunOptions full = In(dir);
+  full.outPath = "/dev/full";
+  for (const std::vector<std::string>& args : {std::vector<std::string>{"-?"}, {"-dtl", "x.dtl"}}) {
+    const RunResult run = RunTabulon(args, full);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("Error writing 'standard output'\n  (p28) "));
   }
-}
-
-TEST(Help, FailsWhenNobodyCanReadIt) {
-  const RunResult run = RunTabulon({"-?"}, {.outPath = "/dev/full"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, StartsWith("Error writing 'standard output'\n  (p28) "));
 }
 
 TEST(CommandLine, ErrorsComeBeforeAnythingElse) {
@@ -78,14 +63,14 @@ TEST(CommandLine, ErrorsComeBeforeAnythingElse) {
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err, "'-no' is an unknown option\n");
-  EXPECT_THAT(dir.Entries(), ElementsAre());
+  EXPECT_THAT(dir.Entries(), IsEmpty());
 }
 
 TEST(DetailFile, IsTrawlxUnlessNamed) {
   const TempDir dir;
   const RunResult missing = RunTabulon({}, In(dir));
   EXPECT_EQ(missing.status, 1);
-  EXPECT_EQ(AfterScanTime(missing.err),
+  EXPECT_EQ(WithoutScanTime(missing.err),
             "Couldn't find DTL file: 'trawlx.dtl'\n  (p2) No such file or directory\n");
   WriteDtl(dir / "trawlx.dtl", {.server = "filer"});
   const RunResult found = RunTabulon({}, In(dir));
@@ -95,72 +80,41 @@ TEST(DetailFile, IsTrawlxUnlessNamed) {
 }
 
 TEST(DetailFile, IsRefusedWithTheReason) {
-  constexpr uint32_t kAix = 0x105;
-  const std::string invalid = "'x.dtl' is not a valid Trawlix detail log file\n";
-  struct Row {
-    const char* about;
-    std::string bytes;
-    std::vector<std::string> options;
-    std::string message;
-  };
   const std::string sound = BuildDtl({});
-  const Row rows[] = {
-      {"empty", "", {}, invalid},
-      {"a cut header", sound.substr(0, 87), {}, invalid},
-      {"another magic", "GIF8" + sound.substr(4), {}, invalid},
-      {"zlib, but not as scanners write it", "\x78\x9C" + sound.substr(2), {}, invalid},
-      {"unfinished",
-       BuildDtl({.magic = kMagicIncomplete}),
-       {},
+  const std::string invalid = "'x.dtl' is not a valid Trawlix detail log file\n";
+  // clang-format off
+  const struct { std::string bytes; const char* option; std::string message; } rows[] = {
+      {"", "-p", invalid},
+      {"\x78\x9C" + sound.substr(2), "-p", invalid},  // zlib, but not as scanners write it
+      {BuildDtl({.magic = kMagicIncomplete}), "-p",
        "'x.dtl' is an incomplete Trawlix detail log file\n"},
-      {"AIX",
-       BuildDtl({.revision = kAix}),
-       {},
-       "'x.dtl' was built on AIX.\nCurrently a know temporary issue exists with AIX DTL files "
-       "preventing report generation.\nWe regret any inconvenience caused.\n"},
-      {"beta",
-       BuildDtl({.magic = kMagicBeta, .revision = 0x205}),
-       {},
-       "'x.dtl' was built by a BETA revision of Trawlix.\nUnfortunately these DTL files are no "
-       "longer supported.\nPlease download the latest version of Trawlix.\n"},
-      {"revision 9",
-       BuildDtl({.revision = 9}),
-       {},
-       "'x.dtl' was built by an incompatible revision of Trawlix\n"},
-      {"no stream information",
-       BuildDtl({.revision = 6}),
-       {"-adsfull"},
+      {BuildDtl({.revision = 6}), "-adsfull",
        "dtl file 'x.dtl' was built with a version of trawlix that does not support full ADS info. "
        "Please retry without '-adsfull' option.\n"},
-      {"no QVA tag", sound, {"-qva"}, "'x.dtl' is not an QVA-tagged .dtl file\n"},
+      {sound, "-qva", "'x.dtl' is not an QVA-tagged .dtl file\n"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.about);
+  // clang-format on
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.message);
     const TempDir dir;
     WriteFile(dir / "x.dtl", row.bytes);
-    std::vector<std::string> args = {"-dtl", "x.dtl"};
-    args.insert(args.end(), row.options.begin(), row.options.end());
-    const RunResult run = RunTabulon(args, In(dir));
+    const RunResult run = RunTabulon({"-dtl", "x.dtl", row.option}, In(dir));
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "");
-    EXPECT_EQ(AfterScanTime(run.err), row.message);
+    EXPECT_EQ(WithoutScanTime(run.err), row.message);
     EXPECT_THAT(dir.Entries(), ElementsAre("x.dtl"));
     EXPECT_EQ(ReadFile(dir / "x.dtl"), row.bytes);
   }
 }
 
+// The summary reads no record, so damage there does not matter to it.
 TEST(DetailFile, IsSummarisedInEveryRevision) {
-  for (const uint32_t revision : {6U, 7U, 8U, 0x205U + 1, 0x208U}) {
-    for (const uint32_t magic : {kMagicFinished, kMagicBeta}) {
-      SCOPED_TRACE(revision);
-      const TempDir dir;
-      // The summary reads no record, so damage there does not matter to it.
-      WriteDtl(dir / "x.dtl", {.magic = magic, .revision = revision, .rawRecords = "\x01\x02"});
-      const RunResult run = RunTabulon({"-dtl", "x.dtl"}, In(dir));
-      EXPECT_EQ(run.status, 0) << run.err;
-      EXPECT_EQ(AfterScanTime(run.err), "");
-      EXPECT_EQ(run.out.find("Scan Version : 1.0\n") != std::string::npos, (revision & 0xFF) == 8);
-    }
+  for (const uint32_t revision : {6U, 7U, 8U, 0x206U, 0x208U}) {
+    const RunOutcome run = RunOnScan(
+        {{.magic = kMagicBeta, .revision = revision, .rawRecords = std::string("\x01\x02")}});
+    EXPECT_EQ(run.status, 0) << revision;
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.out.find("Scan Version : 1.0\n") != std::string::npos, (revision & 0xFF) == 8);
   }
 }
 
@@ -172,7 +126,7 @@ TEST(Logs, TakeTheOutputTheErrorsAndTheDebugLines) {
     const RunResult run = RunTabulon(args, In(dir));
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "");
-    EXPECT_EQ(AfterScanTime(run.err), "");
+    EXPECT_EQ(WithoutScanTime(run.err), "");
   }
   EXPECT_THAT(dir.Entries(), ElementsAre("TabulonDebug.log", "err", "list", "x.dtl"));
   EXPECT_THAT(ReadFile(dir / "list"), AllOf(StartsWith("\n\nVelmora Filesystem Audit Summary"),
@@ -186,60 +140,38 @@ TEST(Logs, TakeTheOutputTheErrorsAndTheDebugLines) {
   // Errors go to the error log and to the console.
   const RunResult failed = RunTabulon({"-dtl", "none", "-e", "err"}, In(dir));
   EXPECT_EQ(failed.status, 1);
-  EXPECT_EQ(ReadFile(dir / "err"), AfterScanTime(failed.err));
+  EXPECT_EQ(ReadFile(dir / "err"), WithoutScanTime(failed.err));
+  EXPECT_THAT(ReadFile(dir / "err"), StartsWith("Couldn't find DTL file: 'none'\n"));
 }
 
 TEST(Logs, MayCarryTheTimeInTheirNames) {
-  const TempDir dir;
-  WriteDtl(dir / "x.dtl", {});
-  EXPECT_EQ(RunTabulon({"-dtl", "x.dtl", "-l", "list%d.txt"}, In(dir)).status, 0);
-  EXPECT_THAT(dir.Entries(), ElementsAre(MatchesRegex("list[0-9]{6}\\.[0-9]{6}d\\.txt"), "x.dtl"));
+  EXPECT_THAT(RunOnScan({.scan = {}, .options = {"-l", "list%d.txt"}}).files,
+              ElementsAre(Key(MatchesRegex("list[0-9]{6}\\.[0-9]{6}d\\.txt"))));
 }
 
 TEST(Logs, ThatCannotBeMadeEndTheRun) {
   const TempDir dir;
-  const struct {
-    const char* option;
-    const char* what;
-  } rows[] = {{"-l", "log"}, {"-e", "error"}};
-  for (const auto& row : rows) {
-    const RunResult run = RunTabulon({row.option, "no/where"}, In(dir));
+  for (const auto& [option, what] : {std::pair("-l", "log"), std::pair("-e", "error")}) {
+    const RunResult run = RunTabulon({option, "no/where"}, In(dir));
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err, std::string("Unable to create ") + row.what +
+    EXPECT_EQ(run.err, std::string("Unable to create ") + what +
                            " file 'no/where'\n  (p2) No such file or directory\n");
   }
 }
 
-TEST(Logs, TellWhenTheListIsNotWhole) {
-  const TempDir dir;
-  WriteDtl(dir / "x.dtl", {});
-  RunOptions full = In(dir);
-  full.outPath = "/dev/full";
-  const RunResult run = RunTabulon({"-dtl", "x.dtl"}, full);
-  EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("Error writing 'standard output'\n  (p28) "));
-}
-
+// The query finds the name whatever the locale is.
 TEST(Locale, DecidesWhatANameLooksLike) {
-  const TempDir dir;
-  WriteDtl(dir / "x.dtl", {.revision = 7,
-                           .rootPath = "/srv/caf\xC3\xA9",
-                           .records = {DirectoryRecord("/"), FileRecord("caf\xC3\xA9.txt"),
-                                       FileRecord("other.txt")}});
-  const struct {
-    const char* locale;
-    const char* letter;
-  } rows[] = {{"C.UTF-8", "\xC3\xA9"}, {"C", "?"}, {"no_such_LOCALE", "?"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.locale);
-    const RunOptions options = In(dir, {{"LC_ALL", row.locale}, {"TZ", "UTC"}});
-    const RunResult summary = RunTabulon({"-dtl", "x.dtl"}, options);
-    EXPECT_THAT(summary.out, HasSubstr(std::string("NFS root: /srv/caf") + row.letter + " (local"));
-    // The query finds the name whatever the locale is.
-    const RunResult query =
-        RunTabulon({"-dtl", "x.dtl", "-qf", "name is caf\xC3\xA9.txt"}, options);
-    EXPECT_EQ(query.status, 0);
-    EXPECT_EQ(query.out, std::string("/srv/caf") + row.letter + "/caf" + row.letter + ".txt\n");
+  ConfiguredRun run{.scan = {.revision = 7,
+                             .rootPath = "/srv/caf\u00E9",
+                             .records = {DirectoryRecord("/"), FileRecord("caf\u00E9.txt"),
+                                         FileRecord("other.txt")}}};
+  for (const char* locale : {"C.UTF-8", "C", "no_such_LOCALE"}) {
+    run.locale = locale;
+    const std::string cafe = run.locale == "C.UTF-8" ? "/caf\u00E9" : "/caf?";
+    run.options = {};
+    EXPECT_THAT(RunOnScan(run).out, HasSubstr("NFS root: /srv" + cafe + " (local")) << locale;
+    run.options = {"-qf", "name is caf\u00E9.txt"};
+    EXPECT_EQ(RunOnScan(run).out, "/srv" + cafe + cafe + ".txt\n") << locale;
   }
 }
 
@@ -254,16 +186,15 @@ TEST(TemporaryDirectory, IsMadeWithItsParents) {
 }
 
 TEST(WildcardTester, MatchesUntilToldToQuit) {
-  const struct {
-    const char* input;
-    const char* output;
-  } rows[] = {
+  // clang-format off
+  const struct { const char* input; std::string output; } rows[] = {
       {"*.log\nA.LOG\na.txt\nq\n~\na\\b\nquit\nquit\nmore\n",
        "Template:   String: match\n  String: miss\n  String: Template:   String: match\n"
        "  String: Template: "},
       {"*\na\\b", "Template:   String: miss\n  String: "},
       {"", "Template: "},
   };
+  // clang-format on
   for (const auto& row : rows) {
     const RunResult run = RunTabulon({"-t", "-dtl", "none"}, {.input = row.input});
     EXPECT_EQ(run.status, 0);

@@ -6,6 +6,8 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Key;
+using testing::Pair;
 using testing::StartsWith;
 
 ScanSpec UnixScan() {
@@ -30,92 +32,71 @@ ScanSpec WindowsScan() {
 }
 
 TEST(QueryRoad, ListsWhatTheQuerySelects) {
-  const std::string all =
-      "In directory: /srv\n  top\n  link  =>  caf\u00E9/x\n"
-      "In directory: /srv/caf\u00E9\n  x.txt\n";
-  const struct {
-    ScanSpec scan;
-    std::vector<std::string> options;
-    std::string out;
-  } rows[] = {
-      {UnixScan(), {"-q", "size ge 0"}, all},
-      {UnixScan(),
-       {"-qf", "size ge 0"},
-       "/srv/top\n/srv/link  =>  caf\u00E9/x\n/srv/caf\u00E9/x.txt\n"},
+  const std::string top = "/srv/top\n", link = "/srv/link  =>  caf\u00E9/x\n",
+                    low = "/srv/caf\u00E9/x.txt\n";
+  // clang-format off
+  const struct { ScanSpec scan; std::vector<std::string> options; std::string out; } rows[] = {
+      {UnixScan(), {"-q", "size ge 0"},
+       InDirectory("/srv", {"top", "link  =>  caf\u00E9/x"}) +
+           InDirectory("/srv/caf\u00E9", {"x.txt"})},
+      {UnixScan(), {"-qf", "size ge 0"}, top + link + low},
       {UnixScan(), {"-q", "type is dir"}, ""},  // directories are never listed
-      {UnixScan(),
-       {"-qf", "uid eq 5 [and] (links gt 1 [or] name is TOP)"},
-       "/srv/top\n/srv/caf\u00E9/x.txt\n"},
-      {UnixScan(), {"-qf", "target matches CAF\u00E9/?"}, "/srv/link  =>  caf\u00E9/x\n"},
-      {UnixScan(), {"-qf", "path matches '~caf\u00E9\\*'"}, "/srv/caf\u00E9/x.txt\n"},
+      {UnixScan(), {"-qf", "uid eq 5 [and] (links gt 1 [or] name is TOP)"}, top + low},
+      {UnixScan(), {"-qf", "target matches CAF\u00E9/?"}, link},
+      {UnixScan(), {"-qf", "path matches '~caf\u00E9\\*'"}, low},
       // Of two queries the first kind counts, and full paths are given all the same.
-      {UnixScan(), {"-qf", "no query", "-q", "name is top"}, "/srv/top\n"},
+      {UnixScan(), {"-qf", "no query", "-q", "name is top"}, top},
       // A configuration beside a query is not read.
-      {UnixScan(), {"-cfg", "none.cfg", "-qf", "name is top"}, "/srv/top\n"},
-      {UnixScan(), {"-adsfull", "-qf", "name is top"}, "/srv/top\n"},
-      {WindowsScan(),
-       {"-q", "size ge 0"},
-       "In directory: C:\\\n  top\n  join  =>  D:\\x\nIn directory: C:\\sub\n  x.TXT\n"},
-      {WindowsScan(),
-       {"-qf", "attrs includes ha [or] name matches *.txt"},
+      {UnixScan(), {"-cfg", "none.cfg", "-adsfull", "-qf", "name is top"}, top},
+      {WindowsScan(), {"-q", "size ge 0"},
+       InDirectory("C:\\", {"top", "join  =>  D:\\x"}) + InDirectory("C:\\sub", {"x.TXT"})},
+      {WindowsScan(), {"-qf", "attrs includes ha [or] name matches *.txt"},
        "C:\\top\nC:\\sub\\x.TXT\n"},
       {WindowsScan(), {"-adsfull", "-qf", "name is x.txt"}, "C:\\sub\\x.TXT\nC:\\sub\\x.TXT:s\n"},
       {WindowsScan(), {"-qf", "acl includes CORP\\ann [or] name is top"}, "C:\\top\n"},
-      {WindowsScan(),
-       {"-qf", "acl excludes CORP\\eve [or] name is top"},
+      {WindowsScan(), {"-qf", "acl excludes CORP\\eve [or] name is top"},
        "Unknown domain\\account: CORP\\eve\nC:\\top\n"},
   };
+  // clang-format on
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.options));
-    const RunOutcome outcome = RunOnScan({row.scan, "", row.options});
+    const RunOutcome outcome = RunOnScan({.scan = row.scan, .options = row.options});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, row.out);
     EXPECT_EQ(outcome.err, "");
-    EXPECT_THAT(outcome.beside, IsEmpty());
     // The descriptors of a Windows scan stay behind, and nothing else does.
     if (row.scan.kind == ScanKind::kNfs) {
-      EXPECT_THAT(outcome.temp, IsEmpty());
+      EXPECT_THAT(outcome.files, IsEmpty());
     } else {
-      EXPECT_THAT(outcome.temp, ElementsAre(StartsWith("sdtem")));
+      EXPECT_THAT(outcome.files, ElementsAre(Key(StartsWith("temp/sdtem"))));
     }
   }
 }
 
+// Without log files the query is written once; with them it goes to both, the reason to the error
+// log and the console.
 TEST(QueryRoad, BadQueriesEndTheRun) {
-  const struct {
-    ScanSpec scan;
-    const char* query;
-    const char* message;
-  } rows[] = {
-      {UnixScan(), "colour is red", "   in position 7 - invalid query object: colour\n"},
-      {UnixScan(), "owner is x", "   in position 6 - object 'owner' not valid with NFS scans\n"},
-      {WindowsScan(), "uid eq 1", "   in position 4 - object 'uid' not valid with CIFS scans\n"},
-      {WindowsScan(), "acl includes ann", "   in position 16 - missing domain name: ann\n"},
-      {UnixScan(), "(size gt 1", "   in position 1 - Unmatched open parenthesis\n"},
-      {UnixScan(), "class is docs", "   in position 13 - Class not defined: docs\n"},
+  // clang-format off
+  const struct { ScanSpec scan; std::string query; std::string reason; } rows[] = {
+      {UnixScan(), "owner is x", "6 - object 'owner' not valid with NFS scans\n"},
+      {WindowsScan(), "uid eq 1", "4 - object 'uid' not valid with CIFS scans\n"},
+      {WindowsScan(), "acl includes ann", "16 - missing domain name: ann\n"},
+      {UnixScan(), "class is docs", "13 - Class not defined: docs\n"},
   };
-  for (const auto& row : rows) {
-    const RunOutcome outcome = RunOnScan({row.scan, "", {"-qf", row.query}});
+  // clang-format on
+  for (const auto& [scan, query, reason] : rows) {
+    const std::string first = "Syntax error: " + query + "\n", second = "   in position " + reason;
+    RunOutcome outcome = RunOnScan({.scan = scan, .options = {"-qf", query}});
     EXPECT_EQ(outcome.status, 1);
-    // The query itself is an error line; without log files it is written once.
-    EXPECT_EQ(outcome.err, std::string("Syntax error: ") + row.query + "\n" + row.message);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_THAT(outcome.temp, IsEmpty());
+    EXPECT_EQ(outcome.err, first + second);
+    EXPECT_THAT(outcome.files, IsEmpty());
+    outcome = RunOnScan({.scan = scan, .options = {"-q", query, "-l", "list", "-e", "errors"}});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, second);
+    EXPECT_THAT(outcome.files, ElementsAre(Pair("errors", first + second), Pair("list", first)));
   }
-}
-
-// With log files, the query goes to both of them, the reason to the error log and the console.
-TEST(QueryRoad, BadQueriesAreLogged) {
-  const TempDir dir;
-  WriteDtl(dir / "x.dtl", UnixScan());
-  const RunResult run = RunTabulon({"-dtl", "x.dtl", "-q", "size", "-l", "list", "-e", "errors"},
-                                   {.env = {{"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()});
-  const std::string reason = "   in position 4 - incomplete query specification\n";
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(WithoutScanTime(run.err), reason);
-  EXPECT_EQ(ReadFile(dir / "errors"), "Syntax error: size\n" + reason);
-  EXPECT_EQ(ReadFile(dir / "list"), "Syntax error: size\n");
 }
 
 // Dates in queries are days of the time zone; a time counts as its day in UTC.
@@ -128,11 +109,8 @@ TEST(QueryRoad, DatesFollowTheTimeZone) {
       .scanTime = March(5, 3),  // still the 4th in New York
       .records = {DirectoryRecord("/"), file("1", March(1, 23)), file("2", March(2)),
                   file("3", March(3, 1)), file("4", March(4, 12))}};
-  const struct {
-    const char* query;
-    const char* utc;
-    const char* newYork;
-  } rows[] = {
+  // clang-format off
+  const struct { const char* query; std::string utc, newYork; } rows[] = {
       {"mdate eq 20240302", "/2\n", "/2\n"},
       {"mdate before 20240303", "/1\n/2\n", "/1\n/2\n"},
       {"mdate upto 20240303120000", "/1\n/2\n/3\n", "/1\n/2\n/3\n"},
@@ -140,12 +118,12 @@ TEST(QueryRoad, DatesFollowTheTimeZone) {
       {"mdate since 1D", "/4\n", "/3\n/4\n"},
       {"mdate ne 1d", "/1\n/2\n/3\n", "/1\n/2\n/4\n"},
   };
+  // clang-format on
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.query);
-    ConfiguredRun run{scan, "", {"-qf", row.query}};
-    EXPECT_EQ(RunOnScan(run).out, row.utc);
+    ConfiguredRun run{.scan = scan, .options = {"-qf", row.query}};
+    EXPECT_EQ(RunOnScan(run).out, row.utc) << row.query;
     run.zone = "America/New_York";
-    EXPECT_EQ(RunOnScan(run).out, row.newYork);
+    EXPECT_EQ(RunOnScan(run).out, row.newYork) << row.query;
   }
 }
 

@@ -5,6 +5,11 @@ namespace tabulon {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::StartsWith;
+
+constexpr ScanKind kCifs = ScanKind::kCifs, kNfs = ScanKind::kNfs;
 
 ScanSpec TaggedScan(ScanKind kind) {
   const auto file = [](const char* name, uint32_t modified) {
@@ -25,93 +30,66 @@ ScanSpec TaggedScan(ScanKind kind) {
                       file("\u20AC\u00E9", 4)}};
 }
 
-constexpr const char* kOneReport = "[report]\ntype=offline\nformat=none\n";
+// The first line, with the root as it shows there: scan time, capacity, free space, bytes of the
+// files, numbers of directories and files.
+std::string FirstLine(ScanKind kind, const std::string& root) {
+  return "Q1|nas7|" + root + (kind == kCifs ? "|CIFS" : "|NFS") +
+         "|filer|1709942400|8589934592|3|30|1|3\n";
+}
 
-// The name tells of the scan's root; on Windows, so does the line's third field.
+// The run has to write this file and tell of it, and nothing else.
+void ExpectQvaFile(const ConfiguredRun& run, const std::string& name, const std::string& text) {
+  const RunOutcome outcome = RunOnScan(run);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out, "ProcessConfigFile DONE\nQVA output written to: reports/" + name + "\n");
+  EXPECT_THAT(outcome.files, ElementsAre(Pair("reports/" + name, text)));
+}
+
+// The name tells of the scan's root; on Windows, so do the line's third field and the summary.
 TEST(QvaFile, IsNamedAfterTagHostAndRoot) {
-  constexpr auto kCifs = ScanKind::kCifs;
-  constexpr auto kNfs = ScanKind::kNfs;
+  // clang-format off
   const struct {
-    ScanKind kind;
-    const char* root;
-    std::optional<std::string> qvaRoot;
-    const char* name;
-    const char* field;
+    ScanKind kind; const char* root; std::optional<std::string> qvaRoot; std::string name, field;
   } rows[] = {
-      {kCifs, "D:\\", "anything", "Ddrive", "D:\\"},
-      {kCifs, "D:\\home", {}, "Ddrive", "D:\\home"},
-      {kCifs, "D:\\home\\all", "users", "users", "users"},
-      {kCifs, "D:\\home", "E:\\x", "Edrive", "E:\\x"},
+      {kCifs, R"(D:\)", "anything", "Ddrive", R"(D:\)"},
+      {kCifs, R"(D:\home)", {}, "Ddrive", R"(D:\home)"},
+      {kCifs, R"(D:\home\all)", "users", "users", "users"},
+      {kCifs, R"(D:\home)", R"(E:\x)", "Edrive", R"(E:\x)"},
       // The last component over the start of the old text, blanks over the rest of it.
-      {kCifs, "\\\\filer\\data", {}, "data        ", "data        "},
-      {kCifs, "E:\\home", "\\\\srv\\all", "home     ", "home     "},
-      {kCifs, "E:\\home", "homes\\all\\", "homes-all", "homes\\all\\"},
+      {kCifs, R"(\\filer\data)", {}, "data        ", "data        "},
+      {kCifs, R"(E:\home)", R"(\\srv\all)", "home     ", "home     "},
+      {kCifs, R"(E:\home)", R"(homes\all\)", "homes-all", R"(homes\all\)"},
       {kNfs, "/srv/data", {}, "srv-data", "/srv/data"},
       {kNfs, "/srv/data/", {}, "srv-data", "/srv/data/"},
       {kNfs, "/", {}, "", "/"},
       {kNfs, "/srv", "//a//b", "-a--b", "//a//b"},
-      {kNfs, "/srv", "\\a", "\\a", "\\a"},
+      {kNfs, "/srv", R"(\a)", R"(\a)", R"(\a)"},
       {kNfs, "/srv", "c:rest", "cdrive", "c:rest"},
   };
+  // clang-format on
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.root) + ", " + row.qvaRoot.value_or("none"));
     ScanSpec scan = TaggedScan(row.kind);
     scan.rootPath = row.root;
     scan.qvaRoot = row.qvaRoot;
-    const RunOutcome outcome = RunOnScan({scan, kOneReport, {"-qva"}});
-    const std::string name = std::string("Q1_nas7_") + row.name;
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "ProcessConfigFile DONE\nQVA output written to: reports/" + name + "\n");
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_THAT(outcome.temp, testing::IsEmpty());
-    EXPECT_THAT(outcome.reports,
-                ElementsAre(testing::Pair(name, std::string("Q1|nas7|") + row.field +
-                                                    (row.kind == kCifs ? "|CIFS" : "|NFS") +
-                                                    "|filer|1709942400|8589934592|3|30|1|3\n")));
+    ExpectQvaFile({scan, Section("type=summary;format=csv;fields=root"), {"-qva"}},
+                  "Q1_nas7_" + row.name, FirstLine(row.kind, row.field) + row.field + "\n");
   }
 }
 
 TEST(QvaFile, HoldsTheReportsUnderTheirTags) {
-  const std::string reports = R"([report]
-type = custom
-qvatag = files
-title = Files
-reportfile = never.txt
-totals = yes
-[report]
-type = custom
-format = csv
-fields = size,mdate
-nameform = fullpath
-[report]
-type = duplicates
-qvatag = twice
-totals = yes
-[report]
-type = filetypes
-qvatag = types
-format = csv
-[report]
-type = custom
-qvatag = counted only
-format = none
-title = Counted
-totals = yes
-[report]
-type = custom
-inactive = yes
-qvatag = off
-[report]
-type = totals
-format = csv
-[report]
-type = summary
-qvatag = summary
-format = csv
-fields = tag,root,files
-)";
-  const std::string text = R"(Q1|nas7|/srv/data|NFS|filer|1709942400|8589934592|3|30|1|3
-[[QVA]]:summary
+  std::string sections;
+  for (const char* lines :
+       {"custom;qvatag=files;title=Files;reportfile=never.txt;totals=yes",
+        "custom;format=csv;fields=size,mdate;nameform=fullpath",
+        "duplicates;qvatag=twice;totals=yes", "filetypes;qvatag=types;format=csv",
+        "custom;qvatag=counted only;format=none;title=Counted;totals=yes",
+        "custom;inactive=yes;qvatag=off", "totals;format=csv",
+        "summary;qvatag=summary;format=csv;fields=tag,root,files"}) {
+    sections += Section(std::string("type=") + lines);
+  }
+  const std::string text = FirstLine(kNfs, "/srv/data") + R"([[QVA]]:summary
 Q1,/srv/data,3
 [[QVA]]:files
 
@@ -134,64 +112,36 @@ Files,3,30
 Duplicate file report,1,10
 Counted,3,30
 )";
+  const std::string parameters = "[parameters]\ndateformat=%n\n", name = "Q1_nas7_srv-data";
+  ExpectQvaFile({TaggedScan(kNfs), parameters + sections, {"-qva"}}, name, WithEuro(text));
   // The sign takes more than 16 bits as it is held here.
-  const auto with = [](std::string lines, const std::string& euro) {
-    for (size_t at; (at = lines.find("EURO")) != std::string::npos;) lines.replace(at, 4, euro);
-    return lines;
-  };
-  const struct {
-    const char* parameter;
-    std::string file;
-  } rows[] = {
-      {"", with(text, "\U000E20AC")},
-      {"textoutput = unicode\n", AsUnicodeFile(with(text, "?")).substr(2)},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.parameter);
-    const RunOutcome outcome =
-        RunOnScan({TaggedScan(ScanKind::kNfs),
-                   std::string("[parameters]\ndateformat=%n\n") + row.parameter + reports,
-                   {"-qva"}});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(outcome.out,
-              "ProcessConfigFile DONE\nQVA output written to: reports/Q1_nas7_srv-data\n");
-    EXPECT_THAT(outcome.reports, ElementsAre(testing::Pair("Q1_nas7_srv-data", row.file)));
-    EXPECT_THAT(outcome.temp, testing::IsEmpty());
-  }
-}
-
-// The root that the name is made of shows in the summary, too.
-TEST(QvaFile, ChangesTheRootOfWindowsScans) {
-  const std::string config = "[report]\ntype=summary\nformat=csv\nfields=root,type\n";
-  const std::string line =
-      "Q1|nas7|data        |CIFS|filer|1709942400|8589934592|3|30|1|3\ndata        ,CIFS\n";
-  EXPECT_THAT(RunOnScan({TaggedScan(ScanKind::kCifs), config, {"-qva"}}).reports,
-              ElementsAre(testing::Pair("Q1_nas7_data        ", line)));
-  EXPECT_EQ(RunOnScan({TaggedScan(ScanKind::kCifs), config}).out,
-            "ProcessConfigFile DONE\n\\\\filer\\data,CIFS\n");
+  ExpectQvaFile({TaggedScan(kNfs), parameters + "textoutput = unicode\n" + sections, {"-qva"}},
+                name, AsUnicodeFile(WithEuro(text, "?")).substr(2));
 }
 
 TEST(QvaFile, ThatCannotBeMadeEndsTheRun) {
-  ScanSpec scan = TaggedScan(ScanKind::kCifs);
+  ScanSpec scan = TaggedScan(kCifs);
   scan.host = "no/where";
-  const RunOutcome outcome = RunOnScan({scan, kOneReport, {"-qva"}});
+  const RunOutcome outcome = RunOnScan({scan, Section("type=offline"), {"-qva"}});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err.substr(0, outcome.err.find('\n') + 1),
-            "Unable to create QVA output file 'reports/Q1_no/where_data        '\n");
-  EXPECT_THAT(outcome.temp, testing::IsEmpty());
+  EXPECT_THAT(outcome.err, StartsWith("Unable to create QVA output file "
+                                      "'reports/Q1_no/where_data        '\n"));
+  EXPECT_THAT(outcome.files, IsEmpty());
 }
 
 // Without a configuration there is no such file: the list log takes the summary, or the listing.
-TEST(QvaFile, IsForConfigurationsOnly) {
-  const ScanSpec scan = TaggedScan(ScanKind::kNfs);
-  const RunOutcome summary = RunOnScan({scan, "", {"-qva"}});
+// Without the option, the root is shown as it is.
+TEST(QvaFile, TakesAConfigurationAndTheOption) {
+  EXPECT_EQ(RunOnScan({TaggedScan(kCifs), Section("type=summary;format=csv;fields=root")}).out,
+            "ProcessConfigFile DONE\n\\\\filer\\data\n");
+  const ScanSpec scan = TaggedScan(kNfs);
+  const RunOutcome summary = RunOnScan({.scan = scan, .options = {"-qva"}});
   EXPECT_EQ(summary.status, 0);
-  EXPECT_EQ(summary.out.substr(0, 43), "\n\nVelmora Filesystem Audit Summary Report\n\n");
-  EXPECT_THAT(summary.beside, testing::IsEmpty());
-  const RunOutcome query = RunOnScan({scan, "", {"-qva", "-qf", "name is a.dat"}});
+  EXPECT_THAT(summary.out, StartsWith("\n\nVelmora Filesystem Audit Summary Report\n\n"));
+  EXPECT_THAT(summary.files, IsEmpty());
+  const RunOutcome query = RunOnScan({.scan = scan, .options = {"-qva", "-qf", "name is a.dat"}});
   EXPECT_EQ(query.out, "/srv/data/a.dat\n");
-  EXPECT_THAT(query.beside, testing::IsEmpty());
+  EXPECT_THAT(query.files, IsEmpty());
 }
 
 }  // namespace

@@ -1,49 +1,46 @@
-// How reports write paths and dates, group duplicates and count bands, on small Unix scans.
+// How reports write paths and dates, group duplicates and count bands, on small scans.
 #include "driver/configrun.h"
 
 namespace tabulon {
 namespace {
 
-// How directory and name are written, by root, path form and name form. The scan has a file in its
-// root and one below.
+// How directory and name are written, by root and forms. The scan has a file in its root and one
+// below. The forms may be the report's own, or the default that the parameters choose.
 TEST(ReportForms, PathForms) {
-  const std::string inDirectory = "nameform=fileindir\n";
-  const std::string relative = "pathform=relative\n";
-  const struct {
-    const char* root;
-    std::string lines;
-    const char* text;
-    const char* csv;
-  } rows[] = {
-      {"/", inDirectory, "In directory: /\n  top\nIn directory: /sub\n  low\n",
-       "D,/\nF,top\nD,/sub\nF,low\n"},
-      {"/", "", "/top\n/sub/low\n", "/top\n/sub/low\n"},
-      {"/srv", inDirectory, "In directory: /srv\n  top\nIn directory: /srv/sub\n  low\n",
-       "D,/srv\nF,top\nD,/srv/sub\nF,low\n"},
-      {"/srv", "", "/srv/top\n/srv/sub/low\n", "/srv/top\n/srv/sub/low\n"},
-      {"/srv", inDirectory + relative, "In directory: /\n  top\nIn directory: /sub\n  low\n",
-       "D,/\nF,top\nD,/sub\nF,low\n"},
-      {"/srv", relative, "/top\n/sub/low\n", "/top\n/sub/low\n"},
-      {"/srv", relative + "pathform=absolute\n", "/srv/top\n/srv/sub/low\n",
-       "/srv/top\n/srv/sub/low\n"},
+  // clang-format off
+  const struct { const char* root; std::string form, directory, below, top, low; } rows[] = {
+      {"/", "", "/", "/sub", "/top", "/sub/low"},
+      {"/srv", "", "/srv", "/srv/sub", "/srv/top", "/srv/sub/low"},
+      {"/srv", "pathform=relative", "/", "/sub", "/top", "/sub/low"},
+      {"/srv", "pathform=relative\npathform=absolute", "/srv", "/srv/sub", "/srv/top",
+       "/srv/sub/low"},
+      {R"(C:\)", "", R"(C:\)", R"(C:\sub)", R"(C:\top)", R"(C:\sub\low)"},
+      {R"(C:\data)", "", R"(C:\data)", R"(C:\data\sub)", R"(C:\data\top)", R"(C:\data\sub\low)"},
+      {R"(C:\)", "pathform=relative", R"(\)", R"(\sub)", R"(\top)", R"(\sub\low)"},
+      {R"(\\f\s)", "pathform=relative", R"(\)", R"(\sub)", R"(\top)", R"(\sub\low)"},
   };
+  // clang-format on
   for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.root) + ", " + row.lines);
-    const ScanSpec scan{.revision = 7,
+    SCOPED_TRACE(std::string(row.root) + ", " + row.form);
+    const bool nfs = row.root[0] == '/';
+    const ScanSpec scan{.kind = nfs ? ScanKind::kNfs : ScanKind::kCifs,
+                        .revision = 7,
                         .rootPath = row.root,
-                        .records = {DirectoryRecord("/"), FileRecord("top"),
-                                    DirectoryRecord("/sub"), FileRecord("low")}};
-    // The forms may be the report's own, or the default that the parameters choose.
-    const std::string common = "[report]\ntype=custom\ntitle=none\nfields=name\n";
-    const std::string forms = row.lines.find("nameform") == std::string::npos
-                                  ? "nameform=fullpath\n" + row.lines
-                                  : row.lines;
-    const std::string parameters = "[parameters]\ncsvhdrs=no\n";
-    ExpectReports({scan, parameters + common + forms + "reportfile=a\n" + common + forms +
-                             "format=csv\nreportfile=b\n"},
-                  {{"a", "none", row.text}, {"b", "none", row.csv}});
-    ExpectReports({scan, parameters + forms + common + "reportfile=a\n"},
-                  {{"a", "none", row.text}});
+                        .records = {DirectoryRecord(nfs ? "/" : "\\"), FileRecord("top"),
+                                    DirectoryRecord(nfs ? "/sub" : "\\sub"), FileRecord("low")}};
+    const std::string names = InDirectory(row.directory, {"top"}) + InDirectory(row.below, {"low"});
+    const std::string coded = "D," + row.directory + "\nF,top\nD," + row.below + "\nF,low\n";
+    const std::string paths = row.top + "\n" + row.low + "\n";
+    const std::string type = "type=custom;title=none;fields=name", csv = ";format=csv";
+    const std::string own = type + ";" + row.form + "\nnameform=";
+    ExpectReports({scan, "[parameters]\ncsvhdrs=no\nnameform=fullpath\n"},
+                  {{own + "fullpath", "none", paths},
+                   {own + "fullpath" + csv, "none", paths},
+                   {own + "fileindir", "none", names},
+                   {own + "fileindir" + csv, "none", coded}});
+    ExpectReports({scan, "[parameters]\n" + row.form + "\nnameform=fullpath\n"},
+                  {{type, "none", paths}});
+    ExpectReports({scan, "[parameters]\n" + row.form + "\n"}, {{type, "none", names}});
   }
 }
 
@@ -58,61 +55,42 @@ TEST(ReportForms, DuplicateChecks) {
       .records = {DirectoryRecord("/"), file("one.dat", 10, 4, 1), file("two.dat", 10, 4, 2),
                   file("one.txt", 10, 4, 1), file("x", 20, 1, 1), DirectoryRecord("/b"),
                   file("one.dat", 10, 5, 1), file("y", 20, 1, 1), file("z", 20, 2, 2)}};
+  const auto group = [](const std::string& heading, const std::vector<std::string>& paths) {
+    std::string text = "Size: " + heading + "\n";
+    for (const std::string& path : paths) text += "  " + path + "\n";
+    return text + "\n";
+  };
   const struct {
-    const char* lines;
-    const char* text;
+    std::string lines;
+    std::string text;
     const char* totals;
   } rows[] = {
-      {"", R"(Size: 20  Modified: 1
-  /r\x
-  /r/b\y
-
-Size: 10  Modified: 4
-  /r\one.dat
-  /r\two.dat
-
-)",
+      {"",
+       group("20  Modified: 1", {"/r\\x", "/r/b\\y"}) +
+           group("10  Modified: 4", {"/r\\one.dat", "/r\\two.dat"}),
        "Twice,2,30\n"},
-      {"dupcheck=size\npathform=relative\nnameform=fileindir\n", R"(Size: 20
-  /\x
-  /b\y
-  /b\z
-
-Size: 10
-  /\one.dat
-  /\two.dat
-  /\one.txt
-  /b\one.dat
-
-)",
+      {";dupcheck=size;pathform=relative;nameform=fileindir",
+       group("20", {"/\\x", "/b\\y", "/b\\z"}) +
+           group("10", {"/\\one.dat", "/\\two.dat", "/\\one.txt", "/b\\one.dat"}),
        "Twice,5,70\n"},
-      {"dupcheck=NAME\n", "Size: 10\n  /r\\one.dat\n  /r/b\\one.dat\n\n", "Twice,1,10\n"},
-      {"dupcheck=mdate\ndupcheck=cdate\n", R"(Size: 20  Modified: 1  Created: 1
-  /r\x
-  /r/b\y
-
-Size: 10  Modified: 4  Created: 1
-  /r\one.dat
-  /r\one.txt
-
-)",
+      {";dupcheck=NAME", group("10", {"/r\\one.dat", "/r/b\\one.dat"}), "Twice,1,10\n"},
+      {";dupcheck=mdate;dupcheck=cdate",
+       group("20  Modified: 1  Created: 1", {"/r\\x", "/r/b\\y"}) +
+           group("10  Modified: 4  Created: 1", {"/r\\one.dat", "/r\\one.txt"}),
        "Twice,2,30\n"},
-      {"dupcheck=extension,cdate\nfilter=name isnot y\n", R"(Size: 10  Created: 1
-  /r\one.dat
-  /r/b\one.dat
-
-)",
-       "Twice,1,10\n"},
-      {"filter=size gt 1K\n", "", "Twice,0,0\n"},
+      {";dupcheck=extension,cdate;filter=name isnot y",
+       group("10  Created: 1", {"/r\\one.dat", "/r/b\\one.dat"}), "Twice,1,10\n"},
+      {";filter=size gt 1K", "", "Twice,0,0\n"},
   };
+  std::vector<ReportRow> reports;
+  std::string totals;
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.lines);
-    ExpectReports({scan, std::string("[parameters]\ndateformat=%n\n[report]\ntype=duplicates\n"
-                                     "title=Twice\ntotals=yes\nreportfile=dups\n") +
-                             row.lines + "[report]\ntype=totals\nformat=csv\nreportfile=totals\n"},
-                  {{"dups", "Twice", std::string("\n---- Twice ----\n\n") + row.text},
-                   {"totals", "Report totals", row.totals}});
+    reports.push_back(
+        Titled("type=duplicates;title=Twice;totals=yes" + row.lines, "Twice", row.text));
+    totals += row.totals;
   }
+  reports.push_back({"type=totals;format=csv", "Report totals", totals});
+  ExpectReports({scan, "[parameters]\ndateformat=%n\n"}, reports);
 }
 
 // Bands are counted from the midnight of the scan's day in the time zone of the run. West of
@@ -126,58 +104,27 @@ TEST(ReportForms, BandsFollowTheTimeZone) {
                       .records = {DirectoryRecord("/"), file(March(8, 23), March(8, 21)),
                                   file(March(9), March(8, 23)), file(March(10, 21), March(9, 12)),
                                   file(March(10, 23), March(10, 23)), file(March(11), March(12))}};
+  // The day and the count of each band.
   const struct {
     const char* zone;
-    const char* created;
-    const char* bands;
+    const char* time;
+    std::vector<std::string> create, modify, access;
     const char* queried;  // mdate eq 20240312
   } rows[] = {
-      {"UTC", "Tue, 12 Mar, 2024 at 12:00:00", R"(---- File date distribution: CREATE
-
-     11-Mar-24:  4
-     09-Mar-24:  1
-
----- File date distribution: MODIFY
-
-     11-Mar-24:  4
-     09-Mar-24:  2
-
----- File date distribution: ACCESS
-
-     05-Mar-24:  5
-
-)",
+      {"UTC",
+       "12:00:00",
+       {"11-Mar-24:  4", "09-Mar-24:  1"},
+       {"11-Mar-24:  4", "09-Mar-24:  2"},
+       {"05-Mar-24:  5"},
        "/f\n"},
-      {"America/New_York", "Tue, 12 Mar, 2024 at 08:00:00", R"(---- File date distribution: CREATE
-
-     10-Mar-24:  3
-     08-Mar-24:  1
-
----- File date distribution: MODIFY
-
-     10-Mar-24:  3
-     08-Mar-24:  1
-
----- File date distribution: ACCESS
-
-     04-Mar-24:  0
-
-)",
+      {"America/New_York",
+       "08:00:00",
+       {"10-Mar-24:  3", "08-Mar-24:  1"},
+       {"10-Mar-24:  3", "08-Mar-24:  1"},
+       {"04-Mar-24:  0"},
        ""},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.zone);
-    ExpectReports({.scan = scan,
-                   .config = "[parameters]\ncdatebands=20240309,20240311\nMDateBands=3d,1D\n"
-                             "adatebands=1w\n[report]\ntype=summary\nreportfile=a\n",
-                   .zone = row.zone},
-                  {{"a", "Audit summary",
-                    std::string("\n\nVelmora Filesystem Audit Summary Report\n\n"
-                                "Source file: scan.dtl, Created: ") +
-                        row.created + R"(
-
-Server: server
----- Totals for NFS root: / (local filesystem)
+  const std::string totals = R"(---- Totals for NFS root: / (local filesystem)
 
        Directories: 1
              Files: 5
@@ -185,37 +132,46 @@ Server: server
    Volume capacity: 0 bytes
    Available space: 0 bytes
 
-)" + row.bands,
-                    2}});
-    const RunOutcome query = RunOnScan(
-        {.scan = scan, .config = "", .options = {"-qf", "mdate eq 20240312"}, .zone = row.zone});
-    EXPECT_EQ(query.out, row.queried);
+)";
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.zone);
+    const auto bands = [](const char* what, const std::vector<std::string>& lines) {
+      std::string text = std::string("---- File date distribution: ") + what + "\n\n";
+      for (const std::string& line : lines) text += "     " + line + "\n";
+      return text + "\n";
+    };
+    ExpectReports({.scan = scan,
+                   .config = "[parameters]\ncdatebands=20240309,20240311\nMDateBands=3d,1D\n"
+                             "adatebands=1w\n",
+                   .zone = row.zone},
+                  {Summary(std::string("Tue, 12 Mar, 2024 at ") + row.time, "server",
+                           totals + bands("CREATE", row.create) + bands("MODIFY", row.modify) +
+                               bands("ACCESS", row.access))});
+    const std::vector<std::string> query = {"-qf", "mdate eq 20240312"};
+    EXPECT_EQ(RunOnScan({.scan = scan, .options = query, .zone = row.zone}).out, row.queried);
   }
 }
 
 // Dates in listings take the format of the parameters.
 TEST(ReportForms, DateFormats) {
-  const struct {
-    std::string format;
-    const char* zone;
-    std::string date;
-  } rows[] = {
+  const ScanSpec scan{
+      .revision = 7,
+      .records = {DirectoryRecord("/"), FileRecord("f", {.modified = March(10, 7), .size = 1})}};
+  // clang-format off
+  const struct { std::string format; const char* zone; std::string date; } rows[] = {
       {"", "UTC", "03/10/24 07:00:00"},
       {"dateformat=%n\n", "UTC", "1710054000"},
       {"dateformat=%d %b %y %H:%M %Z\n", "America/New_York", "10 Mar 24 03:00 EDT"},
       {"dateformat=%d %b %y %H:%M %Z\n", "UTC", "10 Mar 24 07:00 UTC"},
       {"dateformat=%Y=%%\n", "UTC", "2024=%"},
   };
+  // clang-format on
   for (const auto& row : rows) {
     SCOPED_TRACE(row.format + row.zone);
-    const ScanSpec scan{
-        .revision = 7,
-        .records = {DirectoryRecord("/"), FileRecord("f", {.modified = March(10, 7), .size = 1})}};
-    ExpectReports({.scan = scan,
-                   .config = "[parameters]\ncsvhdrs=no\nnameform=fullpath\n" + row.format +
-                             "[report]\ntype=custom\nformat=csv\nreportfile=a\n",
-                   .zone = row.zone},
-                  {{"a", "Custom file report", "/f,1," + row.date + "\n"}});
+    ExpectReports(
+        {.scan = scan, .config = "[parameters]\ncsvhdrs=no\n" + row.format, .zone = row.zone},
+        {{"type=custom;format=csv;nameform=fullpath", "Custom file report",
+          "/f,1," + row.date + "\n"}});
   }
 }
 

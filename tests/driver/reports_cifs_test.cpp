@@ -10,49 +10,42 @@ struct Listing {
   std::string type;
   std::string title;
   RecordSpec file;
-  std::string text;  // how the file is listed
+  std::string link = "";  // what listings show behind the name
 };
 
+constexpr size_t kFirstInSub = 9;  // nine are in the root of the scan and the rest in "sub"
+
 std::vector<Listing> Listings() {
-  const auto sized = [](int exponent, uint32_t attributes = 0, uint32_t flags = 0) {
-    return RecordSpec{.flags = flags, .attributes = attributes, .size = uint64_t{1} << exponent};
+  const auto file = [](const char* name, uint32_t attributes = 0, uint32_t flags = 0) {
+    return FileRecord(name, {.flags = flags, .attributes = attributes});
   };
-  const std::string top = "In directory: \\\\filer\\share\n  ";
-  const std::string sub = "In directory: \\\\filer\\share\\sub\n  ";
-  RecordSpec mount = MountPointRecord("mount", "\\??\\Volume{1}\\", sized(13));
+  RecordSpec mount = MountPointRecord("mount", "\\??\\Volume{1}\\");
   mount.streams = {{":s", 1}};  // without the flag that lists it as a file with streams
-  return {
-      {"compressed", "Compressed files", FileRecord("packed", sized(0, 0x800)), top + "packed\n"},
-      {"offline", "Offline files", FileRecord("tape", sized(1, 0x1000)), top + "tape\n"},
-      {"encrypted", "Encrypted files", FileRecord("secret", sized(2, 0x4021)), top + "secret\n"},
-      {"noowner", "Files with no owner SID", FileRecord("a", sized(3, 0, 0x8)), top + "a\n"},
-      {"orphanowner", "Files with orphan owner SIDs", FileRecord("b", sized(4, 0, 0x20)),
-       top + "b\n"},
-      {"nogroup", "Files with no group SID", FileRecord("c", sized(5, 0, 0x10)), top + "c\n"},
-      {"orphangroup", "Files with orphan group SIDs", FileRecord("d", sized(6, 0, 0x200)),
-       top + "d\n"},
-      {"orphaninacl", "Files with orphan SIDs in ACL", FileRecord("e", sized(7, 0, 0x40)),
-       top + "e\n"},
+  // clang-format off
+  std::vector<Listing> rows = {
+      {"compressed", "Compressed files", file("packed", 0x800)},
+      {"offline", "Offline files", file("tape", 0x1000)},
+      {"encrypted", "Encrypted files", file("secret", 0x4021)},
+      {"noowner", "Files with no owner SID", file("a", 0, 0x8)},
+      {"orphanowner", "Files with orphan owner SIDs", file("b", 0, 0x20)},
+      {"nogroup", "Files with no group SID", file("c", 0, 0x10)},
+      {"orphangroup", "Files with orphan group SIDs", file("d", 0, 0x200)},
+      {"orphaninacl", "Files with orphan SIDs in ACL", file("e", 0, 0x40)},
       {"adsfiles", "Files with Alternate Data Stream",
-       WithStreams(FileRecord("f", sized(8)), {{":n\u00F6te", 5}, {":x", 1ULL << 40}}),
-       top + "f\n"},
-      {"longpaths", "Files with pathnames exceeding 18 characters",
-       FileRecord("fourteen_chars", sized(9)), sub + "fourteen_chars\n"},
+       WithStreams(file("f"), {{":n\u00F6te", 5}, {":x", 1ULL << 40}})},
+      {"longpaths", "Files with pathnames exceeding 18 characters", file("fourteen_chars")},
       {"utfrequired", "Files with names requiring UTF-8 based on codepage 8859-1",
-       FileRecord("\u0416.txt", sized(10)), sub + "\u0416.txt\n"},
-      {"nameconflict", "Files with potential long/short name conflicts",
-       FileRecord("PROGRA~1.TXT", sized(11)), sub + "PROGRA~1.TXT\n"},
-      {"symlinks", "Symbolic links", LinkRecord("link", "..\\f", sized(12)),
-       sub + "link  =>  ..\\f\n"},
-      {"mountpoints", "Mount point links", mount, sub + "mount  =>  \\??\\Volume{1}\\\n"},
-      {"junctionpoints", "Junction point links", JunctionRecord("join", "D:\\", sized(14)),
-       sub + "join  =>  D:\\\n"},
+       file("\u0416.txt")},
+      {"nameconflict", "Files with potential long/short name conflicts", file("PROGRA~1.TXT")},
+      {"symlinks", "Symbolic links", LinkRecord("link", "..\\f"), "  =>  ..\\f"},
+      {"mountpoints", "Mount point links", mount, "  =>  \\??\\Volume{1}\\"},
+      {"junctionpoints", "Junction point links", JunctionRecord("join", "D:\\"), "  =>  D:\\"},
   };
+  // clang-format on
+  for (size_t i = 0; i < rows.size(); ++i) rows[i].file.size = uint64_t{1} << i;
+  return rows;
 }
 
-constexpr size_t kFirstInSub = 9;
-
-// The files above, nine in the root of the scan and the rest below it.
 ScanSpec SmallScan() {
   ScanSpec scan{.kind = ScanKind::kCifs,
                 .revision = 0x207,
@@ -77,15 +70,13 @@ ScanSpec SmallScan() {
   sid("unused", 0, 2, 0, 9);
   sid("whoever", 0, -3, 4, 0);
   sid("Alice", 0, 1, 3, 1);
-  const std::vector<Listing> listings = Listings();
-  for (size_t i = 0; i < listings.size(); ++i) {
-    if (i == 0) scan.records.push_back(DirectoryRecord("\\", {.modified = 1}));
-    if (i == kFirstInSub) scan.records.push_back(DirectoryRecord("\\sub", {.modified = 0}));
-    RecordSpec file = listings[i].file;
-    file.created = March(1);
-    file.modified = March(2);
-    file.accessed = March(3);
-    scan.records.push_back(file);
+  for (Listing& row : Listings()) {
+    if (scan.records.empty()) scan.records.push_back(DirectoryRecord("\\", {.modified = 1}));
+    if (scan.records.size() == 1 + kFirstInSub) scan.records.push_back(DirectoryRecord("\\sub"));
+    row.file.created = March(1);
+    row.file.modified = March(2);
+    row.file.accessed = March(3);
+    scan.records.push_back(row.file);
   }
   return scan;
 }
@@ -95,69 +86,58 @@ constexpr const char* kParameters =
 
 TEST(CifsReports, ListingTypes) {
   const ScanSpec scan = SmallScan();
-  std::string config = kParameters, csvConfig = kParameters, totals;
-  std::vector<WrittenReport> reports, csvReports;
-  for (const Listing& listing : Listings()) {
-    const std::string lines = "[report]\ntype=" + listing.type + "\nreportfile=" + listing.type +
-                              "\ntotals=yes\nshowlink=yes\n";
-    config += lines;
-    csvConfig += lines + "format=CSV\nfields=size\nnameform=fullpath\npathform=relative\n";
+  std::string totals;
+  std::vector<ReportRow> reports;
+  for (const auto& [type, title, file, link] : Listings()) {
+    const std::string lines = "type=" + type + ";totals=yes;showlink=yes";
+    const std::string sub = file.size >> kFirstInSub != 0 ? "\\sub" : "";
     reports.push_back(
-        {listing.type, listing.title, "\n---- " + listing.title + " ----\n\n" + listing.text});
-    const bool inSub = listing.text.find("\\sub\n") != std::string::npos;
-    csvReports.push_back({listing.type, listing.title,
-                          std::string("Full path,File size\n\\") + (inSub ? "sub\\" : "") +
-                              listing.file.name + "," + std::to_string(listing.file.size) + "\n"});
-    totals += TotalsLine(scan, listing.title, [&](const RecordSpec& record) {
-      return record.name == listing.file.name;
-    });
+        Titled(lines, title, InDirectory("\\\\filer\\share" + sub, {file.name + link})));
+    reports.push_back({lines + ";format=CSV;fields=size;nameform=fullpath;pathform=relative", title,
+                       "Full path,File size\n" + sub + "\\" + file.name + "," +
+                           std::to_string(file.size) + "\n"});
+    const auto selects = [&](const RecordSpec& record) { return record.name == file.name; };
+    for (int form = 0; form < 2; ++form) totals += TotalsLine(scan, title, selects);
   }
-  for (auto* lines : {&config, &csvConfig}) {
-    *lines += "[report]\ntype=totals\nformat=csv\nreportfile=totals\n";
-  }
-  reports.push_back({"totals", "Report totals", totals});
-  csvReports.push_back({"totals", "Report totals", totals});
-  ExpectReports({scan, config}, reports);
-  ExpectReports({scan, csvConfig}, csvReports);
+  reports.push_back({"type=totals;format=csv", "Report totals", totals});
+  ExpectReports({scan, kParameters}, reports);
 }
 
 TEST(CifsReports, OtherTypes) {
-  ExpectReports({SmallScan(), std::string(kParameters) + R"([report]
-type = siduse
-reportfile = sids.txt
-[report]
-type = filetypes
-reportfile = types.txt
-format = csv
-[report]
-type = ownertotals
-reportfile = owners.txt
-[report]
-type = subdircount
-reportfile = subdirs.txt
-nameform = fullpath
-[report]
-type = duplicates
-dupcheck = cdate
-filter = size eq 1 [or] size eq 2
-reportfile = dups.txt
-[report]
-type = siduse
-showsids = yes
-format = csv
-reportfile = sids.csv
-[report]
-type = summary
-reportfile = summary.txt
+  ExpectReports({SmallScan(), kParameters},
+                {{"type=siduse", "SID use totals", R"(---- SID use totals
+
+Unmapped SIDs
+  (4/0) [unmapped]
+Domain users
+  (3/1) [CORP\Alice]
+  (5/2) [CORP\bob]
+  (6/0) [zed]
+Wellknown groups
+  (7/0) [BUILTIN\Everyone]
+Unknown SIDs
+  (2/0) [unknown]
+Not possible
+  (1/1) [odd]
 )"},
-                {{"summary.txt", "Audit summary", R"(
-
-Velmora Filesystem Audit Summary Report
-
-Source file: scan.dtl, Created: Sat, 09 Mar, 2024 at 16:00:00
-
-Server: filer
----- Totals for CIFS root: \\filer\share
+                 {"type=siduse;showsids=yes;format=csv", "SID use totals",
+                  R"(Class,Domain\Account,Use count,Owner count
+Unmapped SIDs,unmapped,4,0
+Domain users,CORP\Alice,3,1,SidString Not Available
+Domain users,CORP\bob,5,2,SidString Not Available
+Domain users,zed,6,0,SidString Not Available
+Wellknown groups,BUILTIN\Everyone,7,0,SidString Not Available
+Unknown SIDs,unknown,2,0,SidString Not Available
+Not possible,odd,1,1,SidString Not Available
+)"},
+                 {"type=filetypes;format=csv", "File type totals", ".txt,2,3072\n"},
+                 Titled("type=ownertotals", "Totals by owner"),
+                 Titled("type=subdircount;nameform=fullpath", "Subdirectory Counts",
+                        "\\\\filer\\share\\\\\n\\\\filer\\share\\sub\\\\sub\n"),
+                 Titled("type=duplicates;dupcheck=cdate;filter=size eq 1 [or] size eq 2",
+                        "Duplicate file report"),
+                 Summary("Sat, 09 Mar, 2024 at 16:00:00", "filer",
+                         R"(---- Totals for CIFS root: \\filer\share
 
        Directories: 2
              Files: 15
@@ -178,173 +158,35 @@ Server: filer
               as owner: 1
       SACLs are present
 
-)",
-                  2},
-                 {"sids.csv", "SID use totals", R"(Class,Domain\Account,Use count,Owner count
-Unmapped SIDs,unmapped,4,0
-Domain users,CORP\Alice,3,1,SidString Not Available
-Domain users,CORP\bob,5,2,SidString Not Available
-Domain users,zed,6,0,SidString Not Available
-Wellknown groups,BUILTIN\Everyone,7,0,SidString Not Available
-Unknown SIDs,unknown,2,0,SidString Not Available
-Not possible,odd,1,1,SidString Not Available
-)"},
-                 {"sids.txt", "SID use totals", R"(---- SID use totals
-
-Unmapped SIDs
-  (4/0) [unmapped]
-Domain users
-  (3/1) [CORP\Alice]
-  (5/2) [CORP\bob]
-  (6/0) [zed]
-Wellknown groups
-  (7/0) [BUILTIN\Everyone]
-Unknown SIDs
-  (2/0) [unknown]
-Not possible
-  (1/1) [odd]
-)"},
-                 {"types.txt", "File type totals", ".txt,2,3072\n"},
-                 {"owners.txt", "Totals by owner", "\n---- Totals by owner ----\n\n"},
-                 {"subdirs.txt", "Subdirectory Counts", R"(
----- Subdirectory Counts ----
-
-\\filer\share\\
-\\filer\share\sub\\sub
-)"},
-                 {"dups.txt", "Duplicate file report", "\n---- Duplicate file report ----\n\n"}});
+)")});
 }
 
+// Each stream gets a line of its own when it is asked for; it counts in no total.
 TEST(CifsReports, AllFieldsAndStreams) {
-  const std::string config = std::string(kParameters) + R"([report]
-type = custom
-format = csv
-fields = type,size,ads,cdate,mdate,adate,attrs,owner,group,acl,sdircount
-filter = attrs includes ae [or] name is f
-reportfile = fields.csv
-[report]
-type = adsfiles
-title = Streams
-reportfile = streams.txt
-totals = yes
-[report]
-type = mountpoints
-showlink = yes
-nameform = fullpath
-reportfile = mounts.txt
-[report]
-type = totals
-format = csv
-reportfile = totals.csv
-)";
-  std::vector<WrittenReport> reports = {
-      {"fields.csv", "Custom file report",
-       R"(Code,Name,Type,File size,ADS size,Create date,Modify date,Last access date,Attributes,Owner,Group,Permissions,Subdirectory Count
+  const std::string top = "\\\\filer\\share", mount = top + "\\sub\\mount",
+                    target = "  =>  \\??\\Volume{1}\\\n";
+  for (const bool streams : {false, true}) {
+    const std::string fields =
+        std::string("Code,Name,Type,File size,ADS size,Create date,Modify date,Last access date,") +
+        R"(Attributes,Owner,Group,Permissions,Subdirectory Count
 D,\\filer\share
 F,secret,F,4,0,01.03.24,02.03.24,03.03.24,--RA--E-,1709337600
 F,f,F,256,0,01.03.24,02.03.24,03.03.24,--------,1709337600
-)"},
-      {"streams.txt", "Streams", R"(
----- Streams ----
-
-In directory: \\filer\share
-  f
-)"},
-      {"mounts.txt", "Mount point links", R"(
----- Mount point links ----
-
-\\filer\share\sub\mount  =>  \??\Volume{1}\
-)"},
-      {"totals.csv", "Report totals", "Streams,1,256\n"},
-  };
-  ExpectReports({SmallScan(), config}, reports);
-
-  // Each stream gets a line of its own when it is asked for; it counts in no total.
-  reports[0].text +=
-      "F,f:n\u00F6te,F,0,5,01.03.24,02.03.24,03.03.24,--------,1709337600\n"
-      "F,f:x,F,0,1099511627776,01.03.24,02.03.24,03.03.24,--------,1709337600\n";
-  reports[1].text = R"(
----- Streams ----
-
-In directory: \\filer\share
-  f
-  f:nöte
-  f:x
-)";
-  reports[2].text += "\\\\filer\\share\\sub\\mount:s  =>  \\??\\Volume{1}\\\n";
-  ExpectReports({SmallScan(), config, {"-adsfull"}}, reports);
-}
-
-// A version block shows in the summary, and on standard output without a line end.
-TEST(CifsReports, SummaryOfARevision8Scan) {
-  const RunOutcome outcome = RunOnScan({.scan = {.kind = ScanKind::kCifs,
-                                                 .rootPath = "C:\\",
-                                                 .share = "\\\\filer\\c",
-                                                 .tag = PaddedTag("Q1"),
-                                                 .version = {"2.2", "Linux", "arm"}},
-                                        .config = "[report]\ntype=summary\nreportfile=a\n"});
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.out,
-            "ProcessConfigFile DONE\nReport 'Audit summary' written to reports/a\n"
-            "Report 'Audit summary' written to reports/a\n2.2 Linux arm");
-  EXPECT_EQ(outcome.reports.at("a"), R"(
-
-Velmora Filesystem Audit Summary Report
-
-Source file: scan.dtl, Created: Thu, 01 Jan, 1970 at 00:00:00
-
-Server: server
-
-Scan Version : 2.2
-Build Platform : Linux
-Build Architecture : arm
-
-,  QVA tag: Q1
----- Totals for CIFS root: C:\ (\\filer\c)
-
-       Directories: 0
-             Files: 0
-   Total file size: 0 bytes
-   Volume capacity: 0 bytes
-   Available space: 0 bytes
-
-        Unique SDs: 0
-              SIDs: 0
-      SACLs are not present
-
-)");
-}
-
-// How directory and name are written, by root and forms.
-TEST(CifsReports, PathForms) {
-  const struct {
-    const char* root;
-    const char* lines;
-    const char* text;
-    const char* csv;
-  } rows[] = {
-      {"C:\\", "", "In directory: C:\\\n  top\nIn directory: C:\\sub\n  low\n",
-       "D,C:\\\nF,top\nD,C:\\sub\nF,low\n"},
-      {"C:\\", "nameform=fullpath\n", "C:\\top\nC:\\sub\\low\n", "C:\\top\nC:\\sub\\low\n"},
-      {"C:\\data", "nameform=fullpath\n", "C:\\data\\top\nC:\\data\\sub\\low\n",
-       "C:\\data\\top\nC:\\data\\sub\\low\n"},
-      {"C:\\", "pathform=relative\n", "In directory: \\\n  top\nIn directory: \\sub\n  low\n",
-       "D,\\\nF,top\nD,\\sub\nF,low\n"},
-      {"\\\\f\\s", "pathform=relative\nnameform=fullpath\n", "\\top\n\\sub\\low\n",
-       "\\top\n\\sub\\low\n"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.root) + ", " + row.lines);
-    const ScanSpec scan{.kind = ScanKind::kCifs,
-                        .revision = 7,
-                        .rootPath = row.root,
-                        .records = {DirectoryRecord("\\"), FileRecord("top"),
-                                    DirectoryRecord("\\sub"), FileRecord("low")}};
-    const std::string report =
-        std::string("[report]\ntype=custom\ntitle=none\nfields=name\n") + row.lines;
-    ExpectReports({scan, "[parameters]\ncsvhdrs=no\n" + report + "reportfile=a\n" + report +
-                             "format=csv\nreportfile=b\n"},
-                  {{"a", "none", row.text}, {"b", "none", row.csv}});
+)" +
+        (streams ? R"(F,f:nöte,F,0,5,01.03.24,02.03.24,03.03.24,--------,1709337600
+F,f:x,F,0,1099511627776,01.03.24,02.03.24,03.03.24,--------,1709337600
+)"
+                 : "");
+    ExpectReports({SmallScan(), kParameters,
+                   streams ? std::vector<std::string>{"-adsfull"} : std::vector<std::string>{}},
+                  {{"type=custom;format=csv;filter=attrs includes ae [or] name is f;"
+                    "fields=type,size,ads,cdate,mdate,adate,attrs,owner,group,acl,sdircount",
+                    "Custom file report", fields},
+                   Titled("type=adsfiles;title=Streams;totals=yes", "Streams",
+                          InDirectory(top, {"f"}) + (streams ? "  f:n\u00F6te\n  f:x\n" : "")),
+                   Titled("type=mountpoints;showlink=yes;nameform=fullpath", "Mount point links",
+                          mount + target + (streams ? mount + ":s" + target : "")),
+                   {"type=totals;format=csv", "Report totals", "Streams,1,256\n"}});
   }
 }
 
@@ -354,33 +196,29 @@ TEST(CifsReports, LimitsAndCodePages) {
                       .revision = 7,
                       .records = {DirectoryRecord("\\"), FileRecord("sev\u00E9n_7"),
                                   FileRecord("\u0416"), FileRecord("\u0104")}};
-  const struct {
-    const char* parameters;
-    const char* type;
-    std::string title;
-    const char* listed;
-  } rows[] = {
-      {"maxpathlength=7\nmaxpathunits=chars\n", "longpaths", "exceeding 7 characters",
-       "\\sev\u00E9n_7\n"},
-      {"maxpathlength=8\nmaxpathunits=CHARS\n", "longpaths", "exceeding 8 characters", ""},
-      {"maxpathlength=31\nmaxpathunits=bytes\n", "longpaths", "exceeding 31 bytes",
-       "\\sev\u00E9n_7\n"},
-      {"maxpathlength=32\nmaxpathunits=bytes\n", "longpaths", "exceeding 32 bytes", ""},
-      {"maxpathlength=9\n", "longpaths", "exceeding 9 UTF-8 encoded bytes", "\\sev\u00E9n_7\n"},
-      {"maxpathlength=10\n", "longpaths", "exceeding 10 UTF-8 encoded bytes", ""},
-      {"", "utfrequired", "codepage 8859-1", "\\\u0416\n\\\u0104\n"},
-      {"isocodepage=8859-5\n", "utfrequired", "codepage 8859-5", "\\\u0104\n"},
-      {"isocodepage=8859-16\n", "utfrequired", "codepage 8859-16", "\\\u0416\n"},
+  const std::string seven = "\\sev\u00E9n_7\n", zhe = "\\\u0416\n", ogonek = "\\\u0104\n";
+  // clang-format off
+  const struct { const char* parameters; std::string limit, listed; } rows[] = {
+      {"maxpathlength=7\nmaxpathunits=chars\n", "7 characters", seven},
+      {"maxpathlength=8\nmaxpathunits=CHARS\n", "8 characters", ""},
+      {"maxpathlength=31\nmaxpathunits=bytes\n", "31 bytes", seven},
+      {"maxpathlength=32\nmaxpathunits=bytes\n", "32 bytes", ""},
+      {"maxpathlength=9\n", "9 UTF-8 encoded bytes", seven},
+      {"maxpathlength=10\n", "10 UTF-8 encoded bytes", ""},
+      {"", "codepage 8859-1", zhe + ogonek},
+      {"isocodepage=8859-5\n", "codepage 8859-5", ogonek},
+      {"isocodepage=8859-16\n", "codepage 8859-16", zhe},
   };
+  // clang-format on
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.title);
+    SCOPED_TRACE(row.limit);
+    const bool pages = row.limit.starts_with("codepage");
     const std::string title =
-        (row.title.starts_with("exceeding") ? "Files with pathnames "
-                                            : "Files with names requiring UTF-8 based on ") +
-        row.title;
+        (pages ? "Files with names requiring UTF-8 based on " : "Files with pathnames exceeding ") +
+        row.limit;
     ExpectReports({scan, std::string("[parameters]\nnameform=fullpath\npathform=relative\n") +
-                             row.parameters + "[report]\ntype=" + row.type + "\nreportfile=a\n"},
-                  {{"a", title, "\n---- " + title + " ----\n\n" + row.listed}});
+                             row.parameters},
+                  {Titled(pages ? "type=utfrequired" : "type=longpaths", title, row.listed)});
   }
 }
 
