@@ -2,6 +2,7 @@
 // first byte with its second bit set, a template and a text on a line each, whose match must agree
 // with plain recursion. The first bit chooses the scan kind.
 #include <algorithm>
+#include <cwchar>
 
 #include "base/utf.h"
 #include "detail/detailfile.h"
@@ -9,10 +10,10 @@
 #include "detail/securityobjects.h"
 #include "fuzz/samples.h"
 #include "fuzz/target.h"
+#include "fuzz/templatereference.h"
 #include "query/filtereval.h"
 #include "query/filterplan.h"
 #include "query/parsequery.h"
-#include "fuzz/templatereference.h"
 
 using namespace tabulon;
 
@@ -44,6 +45,8 @@ void TryTemplate(std::string_view text, bool backslash) {
   std::wstring typed, name;
   AppendUtfToWide(typed, text.substr(0, line));
   AppendUtfToWide(name, text.substr(std::min(line + 1, text.size())));
+  // Texts end at their first zero unit everywhere in the program.
+  for (std::wstring* wide : {&typed, &name}) wide->resize(std::wcslen(wide->c_str()));
   if (typed.size() > kLongest || name.size() > kLongest) return;
   const std::wstring coded = ConvertTemplate(typed);
   const bool expected = reference::Match(name, coded, backslash ? L'\\' : L'/');

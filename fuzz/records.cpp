@@ -7,6 +7,7 @@
 #include "detail/scandetail.h"
 #include "driver/reportrunners.h"
 #include "fuzz/target.h"
+#include "reports/dupfinder.h"
 #include "reports/matchrecord.h"
 #include "tools/dtlbuild.h"
 
@@ -46,6 +47,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     adsFull = (choice & kStreams) != 0;
     csvSep = L',';
     fileIncr = 4096;
+    dupLimits = {.runFiles = 20, .gathered = 16, .sorted = 16};
     for (const uint32_t type : kTypes) {
       Report& report = reportList.emplace_back();
       report.type = type;

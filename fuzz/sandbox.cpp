@@ -17,6 +17,7 @@ extern "C" {
 [[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void*, size_t),
                                                             void (*)(const volatile void*));
 [[gnu::weak]] size_t __sanitizer_get_allocated_size(const volatile void*);
+[[gnu::weak]] void __lsan_do_leak_check();
 
 const char* __asan_default_options();
 const char* __ubsan_default_options();
@@ -114,7 +115,8 @@ Outcome Sandbox::Run(const std::vector<std::string>& args, const std::function<v
 void Sandbox::BecomeProgram(const std::vector<std::string>& args,
                             const std::function<void()>& prepare, bool leaks) {
   // Runs behind the program's own exit handlers and in front of the search for leaks.
-  if (!leaks) on_exit([](int status, void*) { _exit(status); }, nullptr);
+  const bool checksLeaks = __lsan_do_leak_check != nullptr;
+  if (checksLeaks && !leaks) on_exit([](int status, void*) { _exit(status); }, nullptr);
   const rlimit limit{kSecondsAtMost, kSecondsAtMost};
   setrlimit(RLIMIT_CPU, &limit);
   if (chdir(dir_.path().c_str()) != 0) _exit(98);
