@@ -120,42 +120,6 @@ TEST_P(TreeModelTest, HoldsWhatAMapHolds) {
 INSTANTIATE_TEST_SUITE_P(Limits, TreeModelTest, testing::ValuesIn(kLimits),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// --- Shape --------------------------------------------------------------------------------------
-
-// The counts of a tree's nodes, from the root's level down, each level from left to right.
-std::vector<std::vector<uint32_t>> Counts(Tree& tree) {
-  std::vector<std::vector<uint32_t>> levels;
-  for (uint32_t first = tree.root; first != 0; first = UsedEntries(tree, first).front().child) {
-    levels.emplace_back();
-    for (uint32_t number = first; number != 0; number = TreeNodeAt(tree, number).next) {
-      levels.back().push_back(TreeNodeAt(tree, number).header.count);
-    }
-  }
-  return levels;
-}
-
-TEST(TreeShape, FollowsTheOrderOfArrival) {
-  const struct {
-    const char* keys;
-    std::vector<std::vector<uint32_t>> counts;
-  } rows[] = {
-      {"a", {{1}}},
-      {"abcd", {{4}}},
-      {"abcde", {{2}, {4, 1}}},  // an append to a full node starts a neighbour
-      {"bcdea", {{2}, {3, 2}}},  // any other key splits it, lower half to the left
-      {"abcefd", {{3}, {2, 3, 1}}},
-      {"acegb", {{2}, {3, 2}}},
-      {"acegf", {{2}, {2, 3}}},
-      {"abcdefghijklmnopq", {{2}, {4, 1}, {4, 4, 4, 4, 1}}},
-      {"qponmlkjihgfedcba", {{3}, {4, 2, 2}, {3, 2, 2, 2, 2, 2, 2, 2}}},
-  };
-  for (const auto& row : rows) {
-    const TreeHandle tree = TreePlant(Settings(4, 9, 3, 9));
-    for (const char* key = row.keys; *key != 0; ++key) Add(tree, {*key});
-    EXPECT_EQ(Counts(*tree), row.counts) << row.keys;
-  }
-}
-
 TEST(TreeKeys, CompareBytesThenLengths) {
   // clang-format off
   const struct { std::string a, b; int order; } rows[] = {

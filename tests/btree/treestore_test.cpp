@@ -6,8 +6,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <list>
-#include <random>
 
 #include "base/uniquefd.h"
 #include "tests/btree/treecheck.h"
@@ -23,43 +21,6 @@ void Overfill(const TreeHandle& tree) {
   for (int i = 0; i < 40; ++i) Add(tree, std::to_string(i * 7 % 40));
 }
 
-// --- Resident nodes -----------------------------------------------------------------------------
-
-TEST(NodeTable, KeepsTheNodesUsedLast) {
-  PageFile pages;
-  pages.Create(nullptr, "tpage.tmp", 64);
-  NodeTable table;
-  table.nodeSize = 64;
-  table.capacity = 5;
-  table.pages = &pages;
-  table.allocate = std::malloc;
-  table.release = std::free;
-  std::list<uint32_t> recent;
-  std::vector<uint64_t> contents{0};
-  std::mt19937 random(3);
-  const auto use = [&](uint32_t number) {
-    recent.remove(number);
-    recent.push_front(number);
-    if (recent.size() > table.capacity) recent.pop_back();
-  };
-  for (int i = 0; i < 4'000; ++i) {
-    if (contents.size() < 3 || random() % 100 == 0) {
-      use(_getNewNode(table)->number);
-      contents.push_back(0);
-    }
-    const uint32_t newest = static_cast<uint32_t>(contents.size()) - 1;
-    const uint32_t number = newest - static_cast<uint32_t>(random()) % std::min(newest, 8U);
-    use(number);
-    NodeHeader* node = _nodeAddr(table, number);
-    ASSERT_EQ(node->number, number);
-    ASSERT_EQ(node->lruNext, contents[number]) << "what was written last comes back";
-    node->lruNext = contents[number] = random();
-    std::vector<uint32_t> expected(recent.begin(), recent.end());
-    std::sort(expected.begin(), expected.end());
-    ASSERT_EQ(ResidentNumbers(table), expected);
-  }
-}
-
 TEST(TreeMemory, IsBytesOrNodes) {
   // clang-format off
   const struct { int32_t memory; uint32_t treeNodes, keyNodes; } rows[] = {
@@ -73,42 +34,6 @@ TEST(TreeMemory, IsBytesOrNodes) {
     const TreeHandle tree = TreePlant(settings);
     EXPECT_EQ(tree->treeNodes.capacity, row.treeNodes) << row.memory;
     EXPECT_EQ(tree->keyNodes.capacity, row.keyNodes) << row.memory;
-  }
-}
-
-int allocationsLeft = 0;
-int blocksHeld = 0;
-
-void* CountedAllocate(size_t size) {
-  if (allocationsLeft-- == 0) return nullptr;
-  ++blocksHeld;
-  void* block = std::malloc(size);
-  std::memset(block, 0x55, size);
-  return block;
-}
-
-void CountedRelease(void* block) {
-  --blocksHeld;
-  std::free(block);
-}
-
-void GrowCounted(int allocations) {
-  allocationsLeft = allocations;
-  TreeSettings settings = Settings(4, 3, 2, 2);
-  settings.allocate = CountedAllocate;
-  settings.release = CountedRelease;
-  const TreeHandle tree = TreePlant(settings);
-  Overfill(tree);
-  EXPECT_EQ(blocksHeld, 1 + 3 + 2) << "the handle and the resident nodes";
-  EXPECT_EQ(Keys(tree).size(), 40U);
-}
-
-TEST(TreeMemory, ComesFromAndGoesBackToTheGivenFunctions) {
-  GrowCounted(6);
-  EXPECT_EQ(blocksHeld, 0);
-  for (const int allocations : {0, 3, 5}) {
-    EXPECT_EXIT(GrowCounted(allocations), ExitedWithCode(1),
-                "^Insufficient memory: called from 'tree alloc'\n$");
   }
 }
 
