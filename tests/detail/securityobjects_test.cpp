@@ -125,22 +125,6 @@ TEST_F(SecurityObjectsTest, EachTreeHasItsOrder) {
   EXPECT_EQ(FindSid(L"beta", L"zoe"), nullptr);
 }
 
-TEST_F(SecurityObjectsTest, FieldsAreKept) {
-  Load(BuildDtl({.kind = ScanKind::kCifs,
-                 .sids = {{.sid = BinarySid(5, {21, 500}),
-                           .name = "\xE2\x82\xAC",
-                           .domain = 9,
-                           .type = -2,
-                           .firstCount = 7,
-                           .secondCount = 0xFFFFFFFF}}}));
-  const auto sids = Objects<SidObject>(sidTree);
-  ASSERT_EQ(sids.size(), 1U);
-  EXPECT_EQ(sids[0]->sid, BinarySid(5, {21, 500}));
-  EXPECT_EQ(sids[0]->name, L"\x20AC");
-  EXPECT_TRUE(sids[0]->type == -2 && sids[0]->firstCount == 7);
-  EXPECT_EQ(sids[0]->secondCount, 0xFFFFFFFF);
-}
-
 TEST_F(SecurityObjectsTest, IdsAreOrderedByKindAndValue) {
   Load(BuildDtl({.ids = {{.id = 0xFFFFFFFE, .kind = 1, .third = 3, .name = "nobody"},
                          {.id = 0, .kind = 2, .third = 0, .name = "wheel"},
