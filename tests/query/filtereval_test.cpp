@@ -166,22 +166,6 @@ TEST_F(FilterTest, CutsLongPaths) {
   }
 }
 
-// The directory's part is kept between records, in both forms of text.
-TEST_F(FilterTest, FollowsTheRecordsOfADirectory) {
-  rootType = kRootNfs;
-  const Filter* list = ParseQuery(L"path matches ~\\a*");
-  const FilterPlan plan(list);
-  TestRecord record("/d", {});
-  for (const char* directory : {"/d", "/\xC3\xA9", "/a", "/a\\"}) {
-    record.MoveTo(directory);
-    for (const char* name : {"a1", "b", "a\xC3\xA9", "\xC3\xA9", "a2"}) {
-      record.Rename(name);
-      EXPECT_EQ(plan.Passes(*record), name[0] == 'a') << directory << " " << name;
-      EXPECT_EQ(CheckFilterList(list, *record), name[0] == 'a') << directory << " " << name;
-    }
-  }
-}
-
 TEST_F(FilterTest, DeepGroupsNeedNoStack) {
   rootType = kRootNfs;
   const TestRecord record("/d", {.size = 5, .uid = 1});

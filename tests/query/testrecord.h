@@ -38,12 +38,6 @@ class TestRecord {
   TestRecord(const TestRecord&) = delete;
   TestRecord& operator=(const TestRecord&) = delete;
 
-  void MoveTo(const std::string& directory) { directory_.AssignCopy(directory); }
-  void Rename(const std::string& name) {
-    name_ = name;
-    record_.name.Assign(name_);
-  }
-
   const ScanRecord& operator*() const { return record_; }
 
  private:
