@@ -22,7 +22,8 @@ TEST(Format, FillsFieldsAsTheCLibraryDoes) {
       {Formatted(L"[%6ls][%-6ls][%2ls]", L"a", std::wstring(L"b"), L"c"),
        L"[     a][b     ][ c]"},
       {Formatted(L"[%*ls]%ls", 4, std::wstring_view(L"ab"), L"%d"), L"[  ab]%d"},
-      {Formatted(L"%s %s%c%c", "narrow", std::string("text"), L'\u00e9', 'x'), L"narrow text\u00e9x"},
+      {Formatted(L"%s %s%c%c", "narrow", std::string("text"), L'\u00e9', 'x'),
+       L"narrow text\u00e9x"},
   };
   // clang-format on
   for (const auto& [got, expected] : rows) EXPECT_EQ(got, expected);

@@ -91,7 +91,11 @@ TEST_F(BadConfig, Files) {
   const std::string file = File("[report]\ntype=totals\nreportfile=no/a.txt\n");
   // clang-format off
   const struct { std::string config; std::wstring reportDir; std::string message; } rows[] = {
+      {"/nonexistent/x.cfg", L"",
+       "Cannot open configuration file '/nonexistent/x.cfg'  (p2) No such file or directory\n"},
       {directory(), L"", "Cannot read the configuration file\n  (p21) Is a directory\n"},
+      {file, Wide(directory()), "Unable to create report file '" + directory() +
+       "/no/a.txt'\n  (p2) No such file or directory\n"},
       {file, Wide(file), "Report directory '" + file + "' exists but is not a directory\n"},
       {file, Wide(Path("no/parent")),
        "Could not create report directory '" + Path("no/parent") + "'\n"},

@@ -35,12 +35,21 @@ using DetailFileDeathTest = DetailFileTest;
 
 // Which of the reasons is told when there are several.
 TEST_F(DetailFileDeathTest, RefusesWhatItCannotRead) {
-  constexpr const char *kInvalid = "is not a valid", *kIncomplete = "is an incomplete";
-  constexpr const char *kAix = "was built on AIX", *kBeta = "by a BETA revision of";
-  constexpr const char *kOther = "by an incompatible revision", *kNoAds = "support full ADS info";
-  constexpr const char* kUntagged = "is not an QVA-tagged";
+  const std::string kInvalid = "'x.dtl' is not a valid Trawlix detail log file\n";
+  const std::string kIncomplete = "'x.dtl' is an incomplete Trawlix detail log file\n";
+  const std::string kAix =
+      "'x.dtl' was built on AIX.\nCurrently a know temporary issue exists with AIX DTL files "
+      "preventing report generation.\nWe regret any inconvenience caused.\n";
+  const std::string kBeta =
+      "'x.dtl' was built by a BETA revision of Trawlix.\nUnfortunately these DTL files are no "
+      "longer supported.\nPlease download the latest version of Trawlix.\n";
+  const std::string kOther = "'x.dtl' was built by an incompatible revision of Trawlix\n";
+  const std::string kNoAds =
+      "dtl file 'x.dtl' was built with a version of trawlix that does not support full ADS info. "
+      "Please retry without '-adsfull' option.\n";
+  const std::string kUntagged = "'x.dtl' is not an QVA-tagged .dtl file\n";
   // clang-format off
-  const struct { uint32_t magic, revision; bool adsFull, qvaWanted; const char* reason; } rows[] = {
+  const struct { uint32_t magic, revision; bool adsFull, qvaWanted; std::string reason; } rows[] = {
       {0, 8, false, false, kInvalid},
       {kMagicIncomplete, 0x105, true, true, kIncomplete},
       {kMagicFinished, 0x105, true, true, kAix}, {kMagicBeta, 0x105, false, false, kAix},
@@ -52,10 +61,11 @@ TEST_F(DetailFileDeathTest, RefusesWhatItCannotRead) {
   // clang-format on
   for (const auto& row : rows) {
     const std::string bytes = BuildDtl({.magic = row.magic, .revision = row.revision});
-    EXPECT_EXIT(Load(bytes, row.adsFull, row.qvaWanted), testing::ExitedWithCode(1), row.reason);
+    EXPECT_EXIT(Load(bytes, row.adsFull, row.qvaWanted), testing::ExitedWithCode(1),
+                testing::Eq(row.reason));
   }
   const std::string cut = BuildDtl({.magic = kMagicIncomplete}).substr(0, 87);
-  EXPECT_EXIT(Load(cut), testing::ExitedWithCode(1), kInvalid);
+  EXPECT_EXIT(Load(cut), testing::ExitedWithCode(1), testing::Eq(kInvalid));
 }
 
 TEST_F(DetailFileTest, FieldsEndAtTheirWidthAndWithTheFile) {
