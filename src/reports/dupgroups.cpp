@@ -34,6 +34,7 @@ void DupMembers::Read(uint64_t first, size_t number, std::vector<DupMember>& out
       PosixErrExit(0, L"Error reading '%s'\n", file_.path());
     }
   }
+  if (fromFile == number) return;
   const DupMember* rest = recent_.begin() + (first + fromFile - inFile_);
   out.insert(out.end(), rest, rest + (number - fromFile));
 }
