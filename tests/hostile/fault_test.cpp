@@ -208,6 +208,40 @@ TEST_P(Faults, SignalsLoseNothing) {
   }
 }
 
+TEST(FaultMessages, ComeFromTheCallsTheyAreAbout) {
+  const struct {
+    bool compressed;
+    std::vector<std::string> args;
+    uint32_t calls;
+    std::string message;
+  } rows[] = {
+      {true, {}, kCallOpen, "An unknown error occurred during decompression of 'x.dtl'\n  (p5)"},
+      {true, {}, kCallOpen, "An unknown error occurred during compression of 'x.dtl'\n  (p5)"},
+      {true, {}, kCallOpen, "The scan is kept in 'x.dtl-"},
+      {false, {}, kCallOpen, "Unable to create temporary file '"},
+      {false, {}, kCallRead, "Error reading scan detail file\n  (p5)"},
+      {false, {"-z", "-cfg", "d.cfg"}, kCallOpen, "Unable to create duplicate tree temp file\n"},
+  };
+  const std::string plain = LargerScan(ScanKind::kCifs);
+  Sandbox box;
+  SharedCount calls;
+  for (const auto& row : rows) {
+    std::vector<std::string> args = row.args;
+    args.insert(args.end(), {"-dtl", "x.dtl"});
+    bool found = false;
+    bool reached = true;
+    for (Fault fault{row.calls, Mishap::kFails, EIO, 1}; reached && !found; ++fault.n) {
+      box.Clear();
+      WriteFile(box.dir() / "x.dtl", row.compressed ? CompressDtl(plain) : plain);
+      WriteFile(box.dir() / "d.cfg", "[report]\ntype=duplicates\n");
+      const Outcome run = box.Run(args, [&] { ArmFault(fault, calls.get()); });
+      reached = *calls.get() >= fault.n;
+      found = run.status == 1 && run.err.find(row.message) != std::string::npos;
+    }
+    EXPECT_TRUE(found) << row.message;
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(AllRoads, Faults, testing::ValuesIn(Roads()),
                          [](const auto& row) { return row.param.name; });
 
