@@ -28,20 +28,24 @@ class Arguments {
   std::vector<char*> pointers_;
 };
 
-// One line for what the parser found: "name=value" or "name" of each given option, list values
-// joined by ',', "#number" behind complete numbers, and after "|" the elements it left alone.
+// One line for what the parser found: "name=value" or "name" of each given option, of a repeatable
+// one each value with its place on the command line, "#number" behind complete numbers, and after
+// "|" the elements it left alone.
 std::string Found(std::span<const CmdOption> table, Arguments& arguments) {
   std::string out;
   for (const CmdOption& row : table) {
     if (!row.Given()) continue;
     out.append(out.empty() ? "" : " ").append(row.name);
     if ((row.flags & kOptGivenWithPlus) != 0) out.append("+");
-    if (row.value != nullptr) out.append("=").append(row.value);
+    const auto value = [&](const auto& one) {
+      if (one.value != nullptr) out.append("=").append(one.value);
+      if ((one.flags & kOptCompleteNumber) != 0) out.append("#" + std::to_string(one.number));
+    };
+    value(row);
     for (const CmdOccurrence& one : row.list) {
-      out.append(&one == row.list.data() ? "=" : ",").append(one.value);
+      value(one);
+      out.append("@" + std::to_string(one.position));
     }
-    const bool number = (row.flags & kOptCompleteNumber) != 0;
-    if (number) out.append("#").append(std::to_string(row.number));
     if ((row.flags & kOptSignedNumber) != 0) out.append("s");
   }
   out.append("|");
@@ -70,7 +74,7 @@ TEST(ParseCommandLine, FillsTheTable) {
       {{"-debug", "010"}, "debug=010#8|"},
       {{"-debug", ""}, "debug=#0|"},
       {{"-l", "18446744073709551616"}, "l=18446744073709551616|"},  // too large, but still text
-      {{"-cat", "a", "-p", "-cat", "b"}, "cat=a,b p|"},
+      {{"-cat", "a", "-p", "-cat", "7"}, "cat=a@1=7#7@4 p|"},
   };
   for (const Parsed& row : rows) {
     ResetCmdOpts();
@@ -78,21 +82,6 @@ TEST(ParseCommandLine, FillsTheTable) {
     ParseCommandLine(arguments.count(), arguments.vector());
     EXPECT_EQ(Found(cmdOpts, arguments), row.found);
   }
-}
-
-TEST(ParseCommandLine, RepeatedOptionsKeepTheirPlaces) {
-  ResetCmdOpts();
-  Arguments arguments({"-cat", "a", "-p", "-cat", "7"});
-  ParseCommandLine(arguments.count(), arguments.vector());
-  const CmdOption& cat = cmdOpts[kOptCat];
-  EXPECT_EQ(cat.number, 2);
-  ASSERT_EQ(cat.list.size(), 2U);
-  EXPECT_EQ(cat.list[0].position, 1);
-  EXPECT_EQ(cat.list[1].position, 4);
-  EXPECT_EQ(cat.list[1].number, 7);
-  EXPECT_EQ(cat.list[1].flags, kOptGiven | kOptArgumentFound | kOptCompleteNumber);
-  EXPECT_EQ(cmdOpts[kOptProgress].position, 3);
-  EXPECT_EQ(cmdOpts[kOptQva].position, -1);
 }
 
 TEST(ParseCommandLineDeathTest, RefusesWithItsMessage) {
@@ -166,14 +155,6 @@ TEST(ParseCommandLineEx, HandsTheFailingElementBack) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "'-xs' is an unknown option\n");
   EXPECT_STREQ(failed, "-xs");
   EXPECT_EQ(Found(table, arguments), "s|-lone;");
-}
-
-TEST(CheckOptionTable, FindsTheLongestNameAndTheRowBehindAnAlias) {
-  const std::vector<CmdOption> table = ToolTable();
-  EXPECT_EQ(CheckOptionTable(table, "lonely", 0), 3);
-  EXPECT_EQ(CheckOptionTable(table, "sizes", 0), 0);
-  EXPECT_EQ(CheckOptionTable(table, "LONE", 0), -1);
-  EXPECT_EQ(CheckOptionTable(table, "", 0), -1);
 }
 
 TEST(Strncmpci, ComparesAtMostNCharacters) {
