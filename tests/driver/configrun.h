@@ -17,6 +17,16 @@
 
 namespace tabulon {
 
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Key;
+using testing::MatchesRegex;
+using testing::Pair;
+using testing::StartsWith;
+
 // Midnight (or another hour) of a day of March 2024, UTC. Days 4 to 8 are a week's working days;
 // daylight-saving time begins in New York on the 10th.
 constexpr uint32_t March(uint32_t day, uint32_t hour = 0) {
@@ -45,8 +55,8 @@ struct RunOutcome {
 // The error text behind the line with the time of the run, which every run that gets past its
 // command line writes first.
 inline std::string WithoutScanTime(const std::string& err) {
-  EXPECT_THAT(err, testing::MatchesRegex("Scan time: [A-Z][a-z]{2}, [0-9]+ [A-Z][a-z]{2}, "
-                                         "[0-9]{4} at [0-9:]{8}\\.\n(.|\n)*"));
+  EXPECT_THAT(err, MatchesRegex("Scan time: [A-Z][a-z]{2}, [0-9]+ [A-Z][a-z]{2}, "
+                                "[0-9]{4} at [0-9:]{8}\\.\n(.|\n)*"));
   return err.substr(err.find('\n') + 1);
 }
 

@@ -5,15 +5,6 @@
 namespace tabulon {
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Key;
-using testing::MatchesRegex;
-using testing::StartsWith;
-
 RunOptions In(const TempDir& dir) {
   return {.env = {{"TZ", "UTC"}, {"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()};
 }
@@ -86,8 +77,6 @@ TEST(DetailFile, IsRefusedWithTheReason) {
   const struct { std::string bytes; const char* option; std::string message; } rows[] = {
       {"", "-p", invalid},
       {"\x78\x9C" + sound.substr(2), "-p", invalid},  // zlib, but not as scanners write it
-      {BuildDtl({.magic = kMagicIncomplete}), "-p",
-       "'x.dtl' is an incomplete Trawlix detail log file\n"},
       {BuildDtl({.revision = 6}), "-adsfull",
        "dtl file 'x.dtl' was built with a version of trawlix that does not support full ADS info. "
        "Please retry without '-adsfull' option.\n"},
@@ -147,16 +136,6 @@ TEST(Logs, TakeTheOutputTheErrorsAndTheDebugLines) {
 TEST(Logs, MayCarryTheTimeInTheirNames) {
   EXPECT_THAT(RunOnScan({.scan = {}, .options = {"-l", "list%d.txt"}}).files,
               ElementsAre(Key(MatchesRegex("list[0-9]{6}\\.[0-9]{6}d\\.txt"))));
-}
-
-TEST(Logs, ThatCannotBeMadeEndTheRun) {
-  const TempDir dir;
-  for (const auto& [option, what] : {std::pair("-l", "log"), std::pair("-e", "error")}) {
-    const RunResult run = RunTabulon({option, "no/where"}, In(dir));
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err, std::string("Unable to create ") + what +
-                           " file 'no/where'\n  (p2) No such file or directory\n");
-  }
 }
 
 // The query finds the name whatever the locale is.

@@ -4,15 +4,9 @@
 namespace tabulon {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Key;
-using testing::Pair;
-using testing::StartsWith;
-
+// clang-format off
 ScanSpec UnixScan() {
-  return {.revision = 7,
-          .rootPath = "/srv",
+  return {.revision = 7, .rootPath = "/srv",
           .records = {DirectoryRecord("/"), FileRecord("top", {.size = 1, .uid = 5}),
                       LinkRecord("link", "caf\u00E9/x"), DirectoryRecord("/caf\u00E9"),
                       FileRecord("x.txt", {.size = 3, .uid = 5, .links = 2}),
@@ -20,16 +14,14 @@ ScanSpec UnixScan() {
 }
 
 ScanSpec WindowsScan() {
-  return {.kind = ScanKind::kCifs,
-          .revision = 7,
-          .rootPath = "C:\\",
+  return {.kind = ScanKind::kCifs, .revision = 7, .rootPath = "C:\\",
           .records = {DirectoryRecord("\\"), FileRecord("top", {.attributes = 0x22, .size = 1}),
                       JunctionRecord("join", "D:\\x"), DirectoryRecord("\\sub"),
                       WithStreams(FileRecord("x.TXT", {.size = 3}), {{":s", 9}})},
-          .descriptors = {"first", "second"},
-          .domains = {"CORP"},
+          .descriptors = {"first", "second"}, .domains = {"CORP"},
           .sids = {{.sid = BinarySid(5, {1}), .name = "ann"}}};
 }
+// clang-format on
 
 TEST(QueryRoad, ListsWhatTheQuerySelects) {
   const std::string top = "/srv/top\n", link = "/srv/link  =>  caf\u00E9/x\n",

@@ -4,11 +4,6 @@
 namespace tabulon {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Pair;
-using testing::StartsWith;
-
 constexpr ScanKind kCifs = ScanKind::kCifs, kNfs = ScanKind::kNfs;
 
 ScanSpec TaggedScan(ScanKind kind) {
@@ -16,18 +11,13 @@ ScanSpec TaggedScan(ScanKind kind) {
     return FileRecord(name, {.created = 1, .accessed = 3, .modified = modified, .size = 10});
   };
   const bool nfs = kind == ScanKind::kNfs;
-  return {.kind = kind,
-          .revision = 7,
-          .scanTime = March(9),
-          .flags = kHeaderQvaTagged,
-          .server = "filer",
-          .rootPath = nfs ? "/srv/data" : "\\\\filer\\data",
-          .host = "nas7",
-          .tag = PaddedTag("Q1"),
-          .availableSpace = 3,
-          .volumeCapacity = 1ULL << 33,
+  // clang-format off
+  return {.kind = kind, .revision = 7, .scanTime = March(9), .flags = kHeaderQvaTagged,
+          .server = "filer", .rootPath = nfs ? "/srv/data" : "\\\\filer\\data", .host = "nas7",
+          .tag = PaddedTag("Q1"), .availableSpace = 3, .volumeCapacity = 1ULL << 33,
           .records = {DirectoryRecord(nfs ? "/" : "\\"), file("a.dat", 2), file("b.dat", 2),
                       file("\u20AC\u00E9", 4)}};
+  // clang-format on
 }
 
 // The first line, with the root as it shows there: scan time, capacity, free space, bytes of the
