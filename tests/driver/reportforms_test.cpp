@@ -1,4 +1,4 @@
-// How reports write paths and dates, group duplicates and count bands, on small scans.
+// How reports write paths, group duplicates and count bands, on small scans.
 #include "driver/configrun.h"
 
 namespace tabulon {
@@ -12,8 +12,7 @@ TEST(ReportForms, PathForms) {
       {"/", "", "/", "/sub", "/top", "/sub/low"},
       {"/srv", "", "/srv", "/srv/sub", "/srv/top", "/srv/sub/low"},
       {"/srv", "pathform=relative", "/", "/sub", "/top", "/sub/low"},
-      {"/srv", "pathform=relative\npathform=absolute", "/srv", "/srv/sub", "/srv/top",
-       "/srv/sub/low"},
+      {"/d", "pathform=relative\npathform=absolute", "/d", "/d/sub", "/d/top", "/d/sub/low"},
       {R"(C:\)", "", R"(C:\)", R"(C:\sub)", R"(C:\top)", R"(C:\sub\low)"},
       {R"(C:\data)", "", R"(C:\data)", R"(C:\data\sub)", R"(C:\data\top)", R"(C:\data\sub\low)"},
       {R"(C:\)", "pathform=relative", R"(\)", R"(\sub)", R"(\top)", R"(\sub\low)"},
@@ -60,28 +59,22 @@ TEST(ReportForms, DuplicateChecks) {
     for (const std::string& path : paths) text += "  " + path + "\n";
     return text + "\n";
   };
-  const struct {
-    std::string lines;
-    std::string text;
-    const char* totals;
-  } rows[] = {
-      {"",
-       group("20  Modified: 1", {"/r\\x", "/r/b\\y"}) +
-           group("10  Modified: 4", {"/r\\one.dat", "/r\\two.dat"}),
-       "Twice,2,30\n"},
+  // clang-format off
+  const struct { std::string lines, text, totals; } rows[] = {
+      {"", group("20  Modified: 1", {"/r\\x", "/r/b\\y"}) +
+               group("10  Modified: 4", {"/r\\one.dat", "/r\\two.dat"}), "Twice,2,30\n"},
       {";dupcheck=size;pathform=relative;nameform=fileindir",
        group("20", {"/\\x", "/b\\y", "/b\\z"}) +
-           group("10", {"/\\one.dat", "/\\two.dat", "/\\one.txt", "/b\\one.dat"}),
-       "Twice,5,70\n"},
+           group("10", {"/\\one.dat", "/\\two.dat", "/\\one.txt", "/b\\one.dat"}), "Twice,5,70\n"},
       {";dupcheck=NAME", group("10", {"/r\\one.dat", "/r/b\\one.dat"}), "Twice,1,10\n"},
       {";dupcheck=mdate;dupcheck=cdate",
        group("20  Modified: 1  Created: 1", {"/r\\x", "/r/b\\y"}) +
-           group("10  Modified: 4  Created: 1", {"/r\\one.dat", "/r\\one.txt"}),
-       "Twice,2,30\n"},
+           group("10  Modified: 4  Created: 1", {"/r\\one.dat", "/r\\one.txt"}), "Twice,2,30\n"},
       {";dupcheck=extension,cdate;filter=name isnot y",
        group("10  Created: 1", {"/r\\one.dat", "/r/b\\one.dat"}), "Twice,1,10\n"},
       {";filter=size gt 1K", "", "Twice,0,0\n"},
   };
+  // clang-format on
   std::vector<ReportRow> reports;
   std::string totals;
   for (const auto& row : rows) {
@@ -104,26 +97,18 @@ TEST(ReportForms, BandsFollowTheTimeZone) {
                       .records = {DirectoryRecord("/"), file(March(8, 23), March(8, 21)),
                                   file(March(9), March(8, 23)), file(March(10, 21), March(9, 12)),
                                   file(March(10, 23), March(10, 23)), file(March(11), March(12))}};
-  // The day and the count of each band.
+  // The day and the count of each band, and what a query for the scan's day selects.
+  // clang-format off
   const struct {
-    const char* zone;
-    const char* time;
-    std::vector<std::string> create, modify, access;
-    const char* queried;  // mdate eq 20240312
+    const char* zone; const char* time; std::vector<std::string> create, modify, access;
+    const char* queried;
   } rows[] = {
-      {"UTC",
-       "12:00:00",
-       {"11-Mar-24:  4", "09-Mar-24:  1"},
-       {"11-Mar-24:  4", "09-Mar-24:  2"},
-       {"05-Mar-24:  5"},
-       "/f\n"},
-      {"America/New_York",
-       "08:00:00",
-       {"10-Mar-24:  3", "08-Mar-24:  1"},
-       {"10-Mar-24:  3", "08-Mar-24:  1"},
-       {"04-Mar-24:  0"},
-       ""},
+      {"UTC", "12:00:00", {"11-Mar-24:  4", "09-Mar-24:  1"}, {"11-Mar-24:  4", "09-Mar-24:  2"},
+       {"05-Mar-24:  5"}, "/f\n"},
+      {"America/New_York", "08:00:00", {"10-Mar-24:  3", "08-Mar-24:  1"},
+       {"10-Mar-24:  3", "08-Mar-24:  1"}, {"04-Mar-24:  0"}, ""},
   };
+  // clang-format on
   const std::string totals = R"(---- Totals for NFS root: / (local filesystem)
 
        Directories: 1
@@ -149,29 +134,6 @@ TEST(ReportForms, BandsFollowTheTimeZone) {
                                bands("ACCESS", row.access))});
     const std::vector<std::string> query = {"-qf", "mdate eq 20240312"};
     EXPECT_EQ(RunOnScan({.scan = scan, .options = query, .zone = row.zone}).out, row.queried);
-  }
-}
-
-// Dates in listings take the format of the parameters.
-TEST(ReportForms, DateFormats) {
-  const ScanSpec scan{
-      .revision = 7,
-      .records = {DirectoryRecord("/"), FileRecord("f", {.modified = March(10, 7), .size = 1})}};
-  // clang-format off
-  const struct { std::string format; const char* zone; std::string date; } rows[] = {
-      {"", "UTC", "03/10/24 07:00:00"},
-      {"dateformat=%n\n", "UTC", "1710054000"},
-      {"dateformat=%d %b %y %H:%M %Z\n", "America/New_York", "10 Mar 24 03:00 EDT"},
-      {"dateformat=%d %b %y %H:%M %Z\n", "UTC", "10 Mar 24 07:00 UTC"},
-      {"dateformat=%Y=%%\n", "UTC", "2024=%"},
-  };
-  // clang-format on
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.format + row.zone);
-    ExpectReports(
-        {.scan = scan, .config = "[parameters]\ncsvhdrs=no\n" + row.format, .zone = row.zone},
-        {{"type=custom;format=csv;nameform=fullpath", "Custom file report",
-          "/f,1," + row.date + "\n"}});
   }
 }
 
