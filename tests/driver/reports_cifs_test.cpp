@@ -34,7 +34,7 @@ std::vector<Listing> Listings() {
       {"adsfiles", "Files with Alternate Data Stream",
        WithStreams(file("f"), {{":n\u00F6te", 5}, {":x", 1ULL << 40}})},
       {"longpaths", "Files with pathnames exceeding 18 characters", file("fourteen_chars")},
-      {"utfrequired", "Files with names requiring UTF-8 based on codepage 8859-1",
+      {"utfrequired", "Files with names requiring UTF-8 based on codepage 8859-15",
        file("\u0416.txt")},
       {"nameconflict", "Files with potential long/short name conflicts", file("PROGRA~1.TXT")},
       {"symlinks", "Symbolic links", LinkRecord("link", "..\\f"), "  =>  ..\\f"},
@@ -47,29 +47,25 @@ std::vector<Listing> Listings() {
 }
 
 ScanSpec SmallScan() {
-  ScanSpec scan{.kind = ScanKind::kCifs,
-                .revision = 0x207,
-                .scanTime = March(9, 16),
-                .flags = kHeaderSacls,
-                .server = "filer",
-                .rootPath = "\\\\filer\\share",
-                .orphanedSids = 3,
-                .orphanedAsOwner = 1,
-                .descriptors = {"one", "two"},
+  // clang-format off
+  ScanSpec scan{.kind = ScanKind::kCifs, .revision = 0x207, .scanTime = March(9, 16),
+                .flags = kHeaderSacls, .server = "filer", .rootPath = "\\\\filer\\share",
+                .orphanedSids = 3, .orphanedAsOwner = 1, .descriptors = {"one", "two"},
                 .domains = {"CORP", "BUILTIN", ""}};
-  const auto sid = [&](const char* name, uint32_t domain, int32_t type, uint32_t uses,
-                       uint32_t owns) {
-    const auto number = static_cast<uint32_t>(scan.sids.size());
-    scan.sids.push_back({BinarySid(5, {number}), name, domain, type, uses, owns});
+  // Name, domain, type, number of uses and of those as an owner.
+  const SidSpec sids[] = {
+      {"", "bob", 0, 1, 5, 2}, {"", "zed", 2, 1, 6, 0}, {"", "odd", 2, 12, 1, 1},
+      {"", "", 0, 8, 2, 0}, {"", "Everyone", 1, 5, 7, 0}, {"", "unused", 0, 2, 0, 9},
+      {"", "whoever", 0, -3, 4, 0}, {"", "Alice", 0, 1, 3, 1}, {"", "team", 0, -1, 1, 0},
+      {"", "me", 0, -2, 8, 1}, {"", "staff", 0, 2, 9, 0}, {"", "CORP", 0, 3, 1, 0},
+      {"", "alias", 1, 4, 1, 0}, {"", "gone", 0, 6, 1, 0}, {"", "bad", 0, 7, 1, 0},
+      {"", "PC$", 0, 9, 1, 0}, {"", "zero", 0, 0, 1, 0}, {"", "ALICE", 0, 1, 9, 9},
   };
-  sid("bob", 0, 1, 5, 2);
-  sid("zed", 2, 1, 6, 0);
-  sid("odd", 2, 12, 1, 1);
-  sid("", 0, 8, 2, 0);
-  sid("Everyone", 1, 5, 7, 0);
-  sid("unused", 0, 2, 0, 9);
-  sid("whoever", 0, -3, 4, 0);
-  sid("Alice", 0, 1, 3, 1);
+  // clang-format on
+  for (SidSpec sid : sids) {
+    sid.sid = BinarySid(5, {static_cast<uint32_t>(scan.sids.size())});
+    scan.sids.push_back(sid);
+  }
   for (Listing& row : Listings()) {
     if (scan.records.empty()) scan.records.push_back(DirectoryRecord("\\", {.modified = 1}));
     if (scan.records.size() == 1 + kFirstInSub) scan.records.push_back(DirectoryRecord("\\sub"));
@@ -82,7 +78,8 @@ ScanSpec SmallScan() {
 }
 
 constexpr const char* kParameters =
-    "[parameters]\nmaxpathlength=18\nmaxpathunits=chars\ndateformat=%d.%m.%y\n";
+    "[parameters]\nmaxpathlength=18\nmaxpathunits=chars\nisocodepage=8859-15\n"
+    "dateformat=%d.%m.%y\n";
 
 TEST(CifsReports, ListingTypes) {
   const ScanSpec scan = SmallScan();
@@ -103,33 +100,46 @@ TEST(CifsReports, ListingTypes) {
   ExpectReports({scan, kParameters}, reports);
 }
 
+// Accounts in the order of their types, then of their names; of two with the same name the first
+// counts, and those without a use are left out.
+ReportRow SidUse(bool csv, bool showSids) {
+  // clang-format off
+  const struct { std::string type, account, uses, owns; } rows[] = {
+      {"Unmapped SIDs", "unmapped", "4", "0"}, {"Local users", "CORP\\me", "8", "1"},
+      {"Local groups", "CORP\\team", "1", "0"}, {"Not possible", "CORP\\zero", "1", "0"},
+      {"Domain users", "CORP\\Alice", "3", "1"}, {"Domain users", "CORP\\bob", "5", "2"},
+      {"Domain users", "zed", "6", "0"}, {"Domain groups", "CORP\\staff", "9", "0"},
+      {"Domains", "CORP\\CORP", "1", "0"}, {"Alias SIDs", "BUILTIN\\alias", "1", "0"},
+      {"Wellknown groups", "BUILTIN\\Everyone", "7", "0"},
+      {"Deleted accounts", "CORP\\gone", "1", "0"}, {"Invalid SIDs", "CORP\\bad", "1", "0"},
+      {"Unknown SIDs", "unknown", "2", "0"}, {"Computers", "CORP\\PC$", "1", "0"},
+      {"Not possible", "odd", "1", "1"},
+  };
+  // clang-format on
+  std::string text =
+      csv ? "Class,Domain\\Account,Use count,Owner count\n" : "---- SID use totals\n\n";
+  std::string last, sid = "SidString Not Available";
+  for (const auto& [type, account, uses, owns] : rows) {
+    const bool shown = showSids && account != "unmapped";
+    if (csv) {
+      text += type + "," + account + "," + uses + "," + owns + (shown ? "," + sid : "") + "\n";
+    } else {
+      text += (type == last ? "" : type + "\n") + "  (" + uses + "/" + owns + ") [" + account +
+              "]" + (shown ? " [" + sid + "]" : "") + "\n";
+    }
+    last = type;
+  }
+  return {
+      std::string("type=siduse") + (csv ? ";format=csv" : "") + (showSids ? ";showsids=yes" : ""),
+      "SID use totals", text};
+}
+
 TEST(CifsReports, OtherTypes) {
   ExpectReports({SmallScan(), kParameters},
-                {{"type=siduse", "SID use totals", R"(---- SID use totals
-
-Unmapped SIDs
-  (4/0) [unmapped]
-Domain users
-  (3/1) [CORP\Alice]
-  (5/2) [CORP\bob]
-  (6/0) [zed]
-Wellknown groups
-  (7/0) [BUILTIN\Everyone]
-Unknown SIDs
-  (2/0) [unknown]
-Not possible
-  (1/1) [odd]
-)"},
-                 {"type=siduse;showsids=yes;format=csv", "SID use totals",
-                  R"(Class,Domain\Account,Use count,Owner count
-Unmapped SIDs,unmapped,4,0
-Domain users,CORP\Alice,3,1,SidString Not Available
-Domain users,CORP\bob,5,2,SidString Not Available
-Domain users,zed,6,0,SidString Not Available
-Wellknown groups,BUILTIN\Everyone,7,0,SidString Not Available
-Unknown SIDs,unknown,2,0,SidString Not Available
-Not possible,odd,1,1,SidString Not Available
-)"},
+                {SidUse(false, false),
+                 SidUse(false, true),
+                 SidUse(true, false),
+                 SidUse(true, true),
                  {"type=filetypes;format=csv", "File type totals", ".txt,2,3072\n"},
                  Titled("type=ownertotals", "Totals by owner"),
                  Titled("type=subdircount;nameform=fullpath", "Subdirectory Counts",
@@ -153,7 +163,7 @@ Not possible,odd,1,1,SidString Not Available
    Junction Points: 1
 
         Unique SDs: 2
-              SIDs: 8
+              SIDs: 18
          orphaned SIDs: 3
               as owner: 1
       SACLs are present
@@ -190,36 +200,38 @@ F,f:x,F,0,1099511627776,01.03.24,02.03.24,03.03.24,--------,1709337600
   }
 }
 
-// Parameters that a listing type takes, with the title that tells of them.
-TEST(CifsReports, LimitsAndCodePages) {
-  const ScanSpec scan{.kind = ScanKind::kCifs,
-                      .revision = 7,
-                      .records = {DirectoryRecord("\\"), FileRecord("sev\u00E9n_7"),
-                                  FileRecord("\u0416"), FileRecord("\u0104")}};
-  const std::string seven = "\\sev\u00E9n_7\n", zhe = "\\\u0416\n", ogonek = "\\\u0104\n";
-  // clang-format off
-  const struct { const char* parameters; std::string limit, listed; } rows[] = {
-      {"maxpathlength=7\nmaxpathunits=chars\n", "7 characters", seven},
-      {"maxpathlength=8\nmaxpathunits=CHARS\n", "8 characters", ""},
-      {"maxpathlength=31\nmaxpathunits=bytes\n", "31 bytes", seven},
-      {"maxpathlength=32\nmaxpathunits=bytes\n", "32 bytes", ""},
-      {"maxpathlength=9\n", "9 UTF-8 encoded bytes", seven},
-      {"maxpathlength=10\n", "10 UTF-8 encoded bytes", ""},
-      {"", "codepage 8859-1", zhe + ogonek},
-      {"isocodepage=8859-5\n", "codepage 8859-5", ogonek},
-      {"isocodepage=8859-16\n", "codepage 8859-16", zhe},
-  };
-  // clang-format on
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.limit);
-    const bool pages = row.limit.starts_with("codepage");
-    const std::string title =
-        (pages ? "Files with names requiring UTF-8 based on " : "Files with pathnames exceeding ") +
-        row.limit;
-    ExpectReports({scan, std::string("[parameters]\nnameform=fullpath\npathform=relative\n") +
-                             row.parameters},
-                  {Titled(pages ? "type=utfrequired" : "type=longpaths", title, row.listed)});
-  }
+// A version block shows in the summary, and on standard output without a line end.
+TEST(CifsReports, SummaryOfARevision8Scan) {
+  const std::string config = Section("type=summary;reportfile=a");
+  const RunOutcome outcome = RunOnScan({{.kind = ScanKind::kCifs,
+                                         .rootPath = "C:\\",
+                                         .share = "\\\\filer\\c",
+                                         .tag = PaddedTag("Q1"),
+                                         .version = {"2.2", "Linux", "arm"}},
+                                        config});
+  EXPECT_EQ(outcome.status, 0);
+  const std::string told = "Report 'Audit summary' written to reports/a\n";
+  EXPECT_EQ(outcome.out, "ProcessConfigFile DONE\n" + told + told + "2.2 Linux arm");
+  EXPECT_EQ(outcome.files.at("reports/a"), Summary("Thu, 01 Jan, 1970 at 00:00:00", "server", R"(
+Scan Version : 2.2
+Build Platform : Linux
+Build Architecture : arm
+
+,  QVA tag: Q1
+---- Totals for CIFS root: C:\ (\\filer\c)
+
+       Directories: 0
+             Files: 0
+   Total file size: 0 bytes
+   Volume capacity: 0 bytes
+   Available space: 0 bytes
+
+        Unique SDs: 0
+              SIDs: 0
+      SACLs are not present
+
+)")
+                                               .text);
 }
 
 }  // namespace
