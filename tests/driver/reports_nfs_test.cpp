@@ -10,14 +10,11 @@ constexpr uint32_t kNobody = 4294967294;
 // Times are days of March.
 RecordSpec Entry(uint32_t mode, uint64_t size, uint32_t uid, uint32_t inode, uint32_t created,
                  uint32_t modified, uint32_t accessed) {
-  return {.attributes = mode,
-          .created = March(created),
-          .accessed = March(accessed),
-          .modified = March(modified),
-          .size = size,
-          .uid = uid,
-          .gid = uid == 0 ? 0U : 100U,
+  // clang-format off
+  return {.attributes = mode, .created = March(created), .accessed = March(accessed),
+          .modified = March(modified), .size = size, .uid = uid, .gid = uid == 0 ? 0U : 100U,
           .inode = inode};
+  // clang-format on
 }
 
 // `subdirectories` stands where other records have their modification time.
@@ -35,12 +32,9 @@ ScanSpec SmallScan() {
   program.links = 2;
   RecordSpec stub = Entry(0100644, 0, 0, 41, 7, 7, 7);
   stub.flags = kRecordNfsStub;
-  return {.revision = 0x207,
-          .scanTime = March(9, 16),
-          .server = "filer",
-          .rootPath = "/srv/data",
-          .availableSpace = 1000,
-          .volumeCapacity = uint64_t{5} << 30,
+  // clang-format off
+  return {.revision = 0x207, .scanTime = March(9, 16), .server = "filer", .rootPath = "/srv/data",
+          .availableSpace = 1000, .volumeCapacity = uint64_t{5} << 30,
           .records = {
               Directory("/", 040755, 2, 0),
               FileRecord("a.txt", Entry(0100644, 10, 1000, 11, 5, 4, 6)),
@@ -59,6 +53,7 @@ ScanSpec SmallScan() {
               FileRecord("stub.dat", stub),
               FileRecord("PROGRA~1.TXT", Entry(0100644, 9, 0, 42, 8, 8, 8)),
           }};
+  // clang-format on
 }
 
 bool Any(const RecordSpec&) {
