@@ -33,42 +33,20 @@ std::string WordBehind(const std::string& text, const std::string& mark) {
   return word;
 }
 
-// What a report counts is what the scan says of itself.
-void ExpectAllFilesCounted(const TempDir& dir) {
-  EXPECT_EQ(WordBehind(ReadFile(dir / "reports/totals.txt"), "All files"),
-            WordBehind(ReadFile(dir / "reports/summary.txt"), " Files: "));
-}
-
-// A row for each file, and as many fields in each. The heading lacks the last one, the mode.
-void ExpectATable(const TempDir& dir) {
-  const auto plain = [&](const char* file) {
-    std::string text = ReadFile((dir / "reports/") + file).substr(2);
-    std::erase(text, '\0');  // names of this scan that are not ASCII lose nothing that matters
-    return text;
-  };
-  const std::vector<std::string> lines = Lines(plain("inventory.csv"));
-  for (const std::string& line : lines) {
-    EXPECT_EQ(std::ranges::count(line, '\t'), &line == lines.data() ? 10 : 11) << line;
-  }
-  std::string fields = plain("scan.csv");
-  std::ranges::replace(fields, '\t', '\n');
-  EXPECT_EQ(Lines(fields).at(8), std::to_string(lines.size() - 1));
-}
-
 TEST(Examples, WriteAllTheirReports) {
   // clang-format off
   const struct {
     const char* name;
     const char* kind;
     bool empty;  // whether a report may have nothing behind its title
-    void (*expect)(const TempDir&);
+    bool counted;  // whether it has the totals of all files
   } rows[] = {
-      {"audit.cfg", "nfs", false, ExpectAllFilesCounted},
-      {"audit-cifs.cfg", "cifs", false, ExpectAllFilesCounted},
-      {"cleanup.cfg", "nfs", true, nullptr},
-      {"cleanup.cfg", "cifs", true, nullptr},
-      {"security.cfg", "cifs", true, nullptr},
-      {"inventory.cfg", "nfs", false, ExpectATable},
+      {"audit.cfg", "nfs", false, true},
+      {"audit-cifs.cfg", "cifs", false, true},
+      {"cleanup.cfg", "nfs", true, false},
+      {"cleanup.cfg", "cifs", true, false},
+      {"security.cfg", "cifs", true, false},
+      {"inventory.cfg", "nfs", false, false},
   };
   // clang-format on
   for (const auto& row : rows) {
@@ -100,7 +78,10 @@ TEST(Examples, WriteAllTheirReports) {
       EXPECT_GT(std::ranges::count(text, '\n'), row.empty ? 2 : 0) << entry.path();
     }
     EXPECT_EQ(written, wanted);
-    if (row.expect != nullptr) row.expect(dir);
+    if (!row.counted) continue;
+    // What a report counts is what the scan says of itself.
+    EXPECT_EQ(WordBehind(ReadFile(dir / "reports/totals.txt"), "All files"),
+              WordBehind(ReadFile(dir / "reports/summary.txt"), " Files: "));
   }
 }
 
