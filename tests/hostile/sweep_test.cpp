@@ -11,6 +11,7 @@
 #include "base/endian.h"
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
+#include "reports/dupfinder.h"
 #include "tools/littlebytes.h"
 
 namespace tabulon {
@@ -51,7 +52,8 @@ class Sweep : public testing::TestWithParam<size_t> {
   Outcome Run(const std::string& bytes, const Road& road) {
     WriteFile(box_.dir() / "x.dtl", bytes);
     const bool leaks = ++runs_ % 16 == 0;
-    return box_.Run(road.args, {}, leaks);
+    const auto spillEarly = [] { dupLimits = {.runFiles = 10, .gathered = 8, .sorted = 8}; };
+    return box_.Run(road.args, spillEarly, leaks);
   }
 
   void ExpectNothingLeft() {
