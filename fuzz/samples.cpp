@@ -184,14 +184,14 @@ std::string SampleConfiguration(ScanKind kind) {
   int number = 0;
   for (const ReportDef& type : rptDefs) {
     if ((type.codeWord & other) != 0) continue;
-    for (const char* format : {"standard", "csv"}) {
-      text += "[report]\ntype=" + std::string(type.keyword.begin(), type.keyword.end());
-      text += "\noutput=" + std::string(format) + "\nreportfile=r" + std::to_string(number++);
-      text += "\ntotals=yes\nextlen=30\nshowlink=yes\n";
-      if (number % 3 == 0) text += "pathform=relative\nnameform=fullpath\n";
-      if (type.codeWord == kReportCustom) text += "filter=size gt 5 [or] class is Docs\n";
-    }
+    text += "[report]\ntype=" + std::string(type.keyword.begin(), type.keyword.end());
+    text += number % 2 == 0 ? "\noutput=standard" : "\noutput=csv";
+    text += "\nreportfile=r" + std::to_string(number++);
+    text += "\ntotals=yes\nextlen=30\nshowlink=yes\n";
+    if (number % 3 == 0) text += "pathform=relative\nnameform=fullpath\n";
+    if (type.codeWord == kReportCustom) text += "filter=size gt 5 [or] class is Docs\n";
   }
+  text += "[report]\ntype=custom\noutput=csv\nreportfile=all\n";
   return text;
 }
 

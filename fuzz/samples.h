@@ -28,8 +28,8 @@ struct Sample {
 // One for each scan kind and revision 6, 7 and 8.
 const std::vector<Sample>& Samples();
 
-// A configuration with every parameter and every report type that the scan kind has, most of them
-// as text and as CSV. Report files are named "r<number>".
+// A configuration with parameters, classes and every report type that the scan kind has, as text
+// and as CSV in turn. Report files are named "r<number>" and "all".
 std::string SampleConfiguration(ScanKind kind);
 // A query with a test of every object that can be tested.
 std::string SampleQuery(ScanKind kind);
