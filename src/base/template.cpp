@@ -9,10 +9,6 @@ namespace tabulon {
 namespace {
 
 constexpr size_t kNone = static_cast<size_t>(-1);
-constexpr size_t kWordBytes = sizeof(uint64_t);
-constexpr uint64_t kEveryByte = 0x0101010101010101;
-constexpr uint64_t kHighBits = 0x80 * kEveryByte;
-constexpr uint64_t kLowBits = 0x7F * kEveryByte;
 
 constexpr bool IsWildcard(wchar_t unit) {
   return unit >= kWildOne && unit <= kWildPath;
@@ -175,16 +171,7 @@ class CompiledTemplate::Matcher {
 
   // Find, eight places at a time. The last word is taken from the end.
   size_t FindByWords(const Segment& s, size_t at, size_t behind) const {
-    constexpr size_t kScreened = 4 * kWordBytes;
     const size_t lastWord = behind - kWordBytes;
-    // Most names are short and hold nothing like a word: told without a branch for each step.
-    if (s.length > 1) {
-      uint64_t any = 0;
-      for (size_t i = 0; i < kScreened; i += kWordBytes) {
-        any |= Likely(s, std::min(at + i, lastWord));
-      }
-      if (any == 0) at = std::min(at + kScreened, behind);
-    }
     while (at < behind) {
       const size_t from = std::min(at, lastWord);
       for (uint64_t left = Likely(s, from) >> (8 * (at - from)); left != 0; left &= left - 1) {
@@ -234,10 +221,30 @@ CompiledTemplate::CompiledTemplate(std::wstring_view coded, bool backslash)
     end_ = End::kSuffix;
     suffix_ = *last_;
     last_.reset();
-    const size_t length = std::min(suffix_.length, kWordBytes);
+  }
+  if (end_ == End::kLiteral || end_ == End::kSuffix) {
+    const size_t length =
+        std::min(end_ == End::kSuffix ? suffix_.length : units_.size(), kWordBytes);
     tail_ = WordOf(units_.size() - length, length, kWordBytes - length);
   }
   shortest_ = units_.size() - (bareTail_ ? 1 : 0);
+  ChooseNeedle();
+}
+
+// The first segment behind a wildcard that every matching text holds whole.
+void CompiledTemplate::ChooseNeedle() {
+  const Segment* segment = nullptr;
+  if (!inner_.empty()) {
+    segment = &inner_.front();
+  } else if (last_ && !bareTail_) {
+    segment = &*last_;
+  }
+  if (segment == nullptr || segment->first.care == 0 || segment->last.care == 0) return;
+  needle_.length = segment->length;
+  needle_.firstCase.fill(static_cast<char>(segment->first.caseBits));
+  needle_.first.fill(static_cast<char>(segment->first.bytes));
+  needle_.lastCase.fill(static_cast<char>(segment->last.caseBits));
+  needle_.last.fill(static_cast<char>(segment->last.bytes));
 }
 
 // Takes the units up to the next '*' or '~'.

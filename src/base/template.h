@@ -3,6 +3,8 @@
 // '~' a run across components, "'" quotes the next wildcard.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -10,7 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "base/endian.h"
+#include "base/byteblock.h"
+#include "base/byteword.h"
 
 namespace tabulon {
 
@@ -42,25 +45,31 @@ class CompiledTemplate {
   CompiledTemplate() : CompiledTemplate(std::wstring_view(), false) {}
   CompiledTemplate(std::wstring_view coded, bool backslash);
 
-  bool Match(std::wstring_view text) const;
-  // The same for text that is known to be ASCII.
-  bool Match(std::string_view ascii) const {
-    if (ascii.size() >= sizeof(uint64_t)) {
-      if (!head_.Fits(LoadU64(ascii.data()))) return false;
-      if (!tail_.Fits(LoadU64(ascii.data() + ascii.size() - sizeof(uint64_t)))) return false;
-    }
-    return MatchAscii(ascii);
-  }
-
- private:
-  enum class End { kLiteral, kSuffix, kName, kPath };
-
   // What eight ASCII bytes have to be, byte by byte: text | caseBits == bytes, where care is set.
   struct Word {
     uint64_t caseBits = 0;
     uint64_t bytes = 0;
     uint64_t care = 0;
     bool Fits(uint64_t text) const { return ((text | caseBits) & care) == bytes; }
+  };
+  // The last eight bytes (TailWord) of every ASCII text that matches fit this.
+  const Word& tail() const { return tail_; }
+
+  bool Match(std::wstring_view text) const;
+  // The same for text that is known to be ASCII.
+  bool Match(std::string_view ascii) const { return MayMatch(ascii) && MatchAscii(ascii); }
+
+ private:
+  enum class End { kLiteral, kSuffix, kName, kPath };
+
+  // A segment between wildcards, looked for by its first and its last unit alone.
+  struct Needle {
+    size_t length = 0;                        // 0: there is none
+    std::array<char, kBlockBytes> firstCase;  // sixteen times the unit's caseBits
+    std::array<char, kBlockBytes> first;      // sixteen times the unit
+    std::array<char, kBlockBytes> lastCase;
+    std::array<char, kBlockBytes> last;
+    bool IsMissing(std::string_view ascii) const;
   };
   // A stretch of units_ that stands in the text in one piece.
   struct Segment {
@@ -76,6 +85,13 @@ class CompiledTemplate {
   Segment TakeSegment(std::wstring_view coded, size_t& at);
   Word WordOf(size_t start, size_t length, size_t firstByte) const;
   Word RepeatedUnit(wchar_t unit) const;
+  void ChooseNeedle();
+  // False for most of the texts that do not match; a few words of the text tell.
+  bool MayMatch(std::string_view ascii) const {
+    if (ascii.size() < kWordBytes) return true;
+    return head_.Fits(LoadU64(ascii.data())) && tail_.Fits(TailWord(ascii)) &&
+           (needle_.length == 0 || !needle_.IsMissing(ascii));
+  }
   bool MatchAscii(std::string_view ascii) const;
 
   std::wstring units_;           // folded, but for the first unit of a segment behind a wildcard
@@ -85,12 +101,32 @@ class CompiledTemplate {
   Segment suffix_;               // stands at the end, with End::kSuffix
   Word head_;                    // of the first eight bytes of a match
   Word tail_;                    // of the last eight
+  Needle needle_;                // what most texts lack
   End end_ = End::kLiteral;
   bool bareTail_ = false;        // ends in separator and a lone '~'
   bool nameBeforeLast_ = false;  // the wildcard in front of last_ is '*'
   size_t shortest_ = 0;          // units that a matching text has at least
   wchar_t separator_;
 };
+
+// Most texts are short and hold nothing like the needle: told from four overlapping words, without
+// a branch for each.
+inline bool CompiledTemplate::Needle::IsMissing(std::string_view ascii) const {
+  if (ascii.size() < length + kWordBytes - 1) return false;
+  const size_t lastWord = ascii.size() - (length + kWordBytes - 1);
+  if (lastWord > 3 * kWordBytes) return false;
+  ByteBlock any = ByteBlock::Every(0);
+  for (size_t at = 0; at < 4 * kWordBytes; at += 2 * kWordBytes) {
+    const char* const low = ascii.data() + std::min(at, lastWord);
+    const char* const high = ascii.data() + std::min(at + kWordBytes, lastWord);
+    const ByteBlock starts = ByteBlock::LoadHalves(low, high) | ByteBlock::Load(firstCase.data());
+    const ByteBlock ends = ByteBlock::LoadHalves(low + length - 1, high + length - 1) |
+                           ByteBlock::Load(lastCase.data());
+    any = any | (starts.EqualTo(ByteBlock::Load(first.data())) &
+                 ends.EqualTo(ByteBlock::Load(last.data())));
+  }
+  return any.HighBits() == 0;
+}
 
 // One test of a template that is not worth compiling ahead.
 bool TemplateMatch(std::wstring_view text, std::wstring_view coded, bool backslash);

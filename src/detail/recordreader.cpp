@@ -18,7 +18,7 @@ uint64_t SizeOfFile(int fd) {
 }
 
 // Offsets of mappings are multiples of this; all page sizes in use divide it.
-constexpr uint64_t kPage = 64 * 1024;
+constexpr uint64_t kPage = 2 * 1024 * 1024;
 
 // A mapped page that the system cannot read raises SIGBUS where it is touched. That is only ever in
 // the middle of looking at a record, so the handler may leave like any other failure.

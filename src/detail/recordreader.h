@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -42,6 +43,12 @@ class FileWindow {
     const uint64_t offset = position - start_;
     return offset < sure_ ? data_ + offset : nullptr;
   }
+  // The bytes from `position` on that the window shows as it is.
+  std::span<const unsigned char> From(uint64_t position) const {
+    const uint64_t offset = position - start_;
+    if (offset >= held_) return {};
+    return {data_ + offset, held_ - static_cast<size_t>(offset)};
+  }
   // Has the processor fetch the start of what stands at `position`, when the window shows it.
   void Prefetch(uint64_t position) const {
     const uint64_t offset = position - start_;
@@ -57,7 +64,7 @@ class FileWindow {
   static constexpr size_t kSurely = 80 + 0xFFFF;
 
  private:
-  static constexpr size_t kWindow = size_t{8} << 20;
+  static constexpr size_t kWindow = size_t{16} << 20;
   static constexpr size_t kCacheLine = 64;
 
   const unsigned char* Move(uint64_t position, size_t size, size_t& available);
@@ -107,19 +114,33 @@ class RecordReader {
   // part. The view is valid until the next call on the reader.
   bool Read(uint64_t position, RecordView& view) {
     const unsigned char* fixed = window_.AtOnce(position);
-    if (fixed == nullptr) return ReadWhole(position, view);
+    if (fixed == nullptr || !IsPlain(fixed)) return ReadWhole(position, view);
     view.fields = RecordFields(fixed, layout_);
-    // The end marker has these bits, too.
-    if ((view.fields.flags() & kRecordHasTarget) != 0 ||
-        (withStreams_ && view.fields.streamCount() >= 1)) {
-      return ReadWhole(position, view);
-    }
     if (view.extended) view.ClearExtension();
     const size_t nameLength = view.fields.nameLength();
     view.name = {reinterpret_cast<const char*>(fixed) + layout_->fixedSize, nameLength};
     view.position = position;
     view.next = position + layout_->fixedSize + nameLength;
     return true;
+  }
+
+  // Takes records from `position` on, which it moves behind them, as long as `records` has room and
+  // they stand whole in the window as it is, without streams; returns their number. They are valid
+  // until the next call on the reader.
+  size_t ReadAhead(uint64_t& position, std::span<const unsigned char*> records) const {
+    const std::span<const unsigned char> bytes = window_.From(position);
+    size_t at = 0;
+    size_t count = 0;
+    for (; count < records.size() && bytes.size() - at >= layout_->fixedSize; ++count) {
+      const unsigned char* fixed = bytes.data() + at;
+      const size_t length = LengthAtOnce(RecordFields(fixed, layout_));
+      if (length > bytes.size() - at) break;
+      __builtin_prefetch(fixed + kLookAhead);
+      records[count] = fixed;
+      at += length;
+    }
+    position += at;
+    return count;
   }
 
   // To be called some records ahead, when records are skipped in between: the processor's own
@@ -134,6 +155,26 @@ class RecordReader {
   bool ReadStream(uint64_t& at, StreamEntry& entry);
 
  private:
+  // Bytes that are fetched ahead while records are read one behind the other.
+  static constexpr size_t kLookAhead = 2048;
+
+  // Whether the record has neither streams nor target. The end marker is none: it has the bits of
+  // those with a target.
+  bool IsPlain(const unsigned char* fixed) const {
+    const RecordFields fields(fixed, layout_);
+    return (fields.flags() & kRecordHasTarget) == 0 && !(withStreams_ && fields.streamCount() >= 1);
+  }
+  // Length of a record without streams; more than any window holds for one with streams, one whose
+  // target is cut, and the end marker.
+  size_t LengthAtOnce(const RecordFields& fields) const {
+    const size_t length = layout_->fixedSize + fields.nameLength();
+    if (IsPlain(fields.bytes())) return length;
+    const bool streams = withStreams_ && fields.streamCount() >= 1;
+    if (streams || fields.flags() == kRecordEnd || fields.targetLength() > kLongestTarget) {
+      return SIZE_MAX;
+    }
+    return length + fields.targetLength();
+  }
   bool ReadWhole(uint64_t position, RecordView& view);
 
   FileWindow window_;

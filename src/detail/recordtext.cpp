@@ -2,85 +2,85 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
-#include "base/endian.h"
+#include "base/byteblock.h"
 #include "base/utf.h"
 
 namespace tabulon {
 namespace {
 
-constexpr uint64_t kEveryByte = 0x0101010101010101;
-constexpr uint64_t kHighBits = kEveryByte * 0x80;
-
-// The high bit of each byte of the word that is zero or above 127; marks above the lowest one may
-// be wrong.
-uint64_t Marks(const char* bytes) {
-  const uint64_t word = LoadU64(bytes);
-  return ((word - kEveryByte) | word) & kHighBits;
-}
-
-// Whether all bytes are from 1 to 127. Four words, which overlap where there are fewer bytes, cover
-// most texts without a branch for each.
-bool IsPlain(std::string_view bytes) {
-  constexpr size_t kWord = sizeof(uint64_t);
-  if (bytes.size() < kWord) {
-    return std::ranges::all_of(bytes, [](char c) { return static_cast<signed char>(c) > 0; });
-  }
+// Whether all bytes of a text with this tail are from 1 to 127. Six words, which overlap where
+// there are fewer bytes, cover most texts without a branch for each.
+bool IsPlain(std::string_view bytes, uint64_t tail) {
+  constexpr size_t kCovered = 5 * kWordBytes;
   const char* text = bytes.data();
-  const size_t last = bytes.size() - kWord;
-  uint64_t marks = Marks(text) | Marks(text + std::min(kWord, last)) |
-                   Marks(text + std::min(2 * kWord, last)) | Marks(text + last);
-  for (size_t at = 3 * kWord; at < last; at += kWord) marks |= Marks(text + at);
-  return marks == 0;
+  if (bytes.size() < kWordBytes) {
+    return MarksOfUnplain(tail | kEveryByte >> (8 * bytes.size())) == 0;
+  }
+  const size_t last = bytes.size() - kWordBytes;
+  const auto unplainAt = [&](size_t at, size_t next) {
+    return ByteBlock::LoadHalves(text + std::min(at, last), text + std::min(next, last)).Unplain();
+  };
+  ByteBlock any = unplainAt(0, kWordBytes) | unplainAt(2 * kWordBytes, 3 * kWordBytes) |
+                  unplainAt(4 * kWordBytes, last);
+  for (size_t at = kCovered; at < last; at += 2 * kWordBytes) {
+    any = any | unplainAt(at, at + kWordBytes);
+  }
+  return any.HighBits() == 0;
 }
 
 // Length of the plain text at the start of `bytes`: it ends at the first byte that is zero or above
-// 127. Eight bytes are looked at together.
+// 127.
 size_t PlainLength(std::string_view bytes) {
   size_t i = 0;
-  for (; i + sizeof(uint64_t) <= bytes.size(); i += sizeof(uint64_t)) {
-    const uint64_t marks = Marks(bytes.data() + i);
+  for (; i + kWordBytes <= bytes.size(); i += kWordBytes) {
+    const uint64_t marks = MarksOfUnplain(LoadU64(bytes.data() + i));
     if (marks != 0) return i + static_cast<size_t>(__builtin_ctzll(marks)) / 8;
   }
   while (i < bytes.size() && static_cast<signed char>(bytes[i]) > 0) ++i;
   return i;
 }
 
-// Position of the last '.', -1 when there is none. Most extensions are short: the last eight bytes
-// are looked at together.
-std::ptrdiff_t LastDotOf(std::string_view ascii) {
-  const size_t size = ascii.size();
-  if (size >= sizeof(uint64_t)) {
-    const uint64_t word = LoadU64(ascii.data() + size - sizeof(uint64_t));
-    // ASCII bytes that differ from '.' get their high bit; exact for every byte.
-    const uint64_t dots = ~((word ^ kEveryByte * '.') + kEveryByte * 0x7F) & kHighBits;
-    if (dots != 0) {
-      return static_cast<std::ptrdiff_t>(size) - 1 - __builtin_clzll(dots) / 8;
-    }
+}  // namespace
+
+AsciiText::AsciiText(std::string_view stored) {
+  // As nearly all texts are stored: ASCII, and one zero byte at the end.
+  if (!stored.empty() && stored.back() == '\0') {
+    text = stored.substr(0, stored.size() - 1);
+    tail = TailWord(text);
+    known = IsPlain(text, tail);
+    if (known) return;
   }
-  return static_cast<std::ptrdiff_t>(ascii.rfind('.'));
+  const size_t plain = PlainLength(stored);
+  known = plain == stored.size() || stored[plain] == '\0';
+  text = known ? stored.substr(0, plain) : std::string_view();
+  tail = TailWord(text);
 }
 
-}  // namespace
+void AsciiText::LookInPlace(std::string_view stored) {
+  static_assert(kReadable == 3 * kBlockBytes);
+  const auto unplain = [&](size_t block) {
+    const ByteBlock bytes = ByteBlock::Load(stored.data() + block * kBlockBytes);
+    return uint64_t{bytes.Unplain().HighBits()} << (block * kBlockBytes);
+  };
+  // The first byte that is no ASCII letter or the like is the zero byte at the end.
+  const uint64_t marks = unplain(0) | unplain(1) | unplain(2) | uint64_t{1} << kReadable;
+  const auto plain = static_cast<size_t>(__builtin_ctzll(marks));
+  if (plain + 1 != stored.size() || stored.back() != '\0') {
+    *this = AsciiText(stored);
+    return;
+  }
+  known = true;
+  text = stored.substr(0, plain);
+  tail = TailWord(text);
+}
 
 void RecordText::Decide() const {
   widened_ = false;
-  // As nearly all texts are stored: ASCII, and one zero byte at the end.
-  if (!stored_.empty() && stored_.back() == '\0') {
-    ascii_ = {stored_.data(), stored_.size() - 1};
-    if (IsPlain(ascii_)) {
-      form_ = Form::kAscii;
-      return;
-    }
-  }
-  const size_t plain = PlainLength(stored_);
-  if (plain == stored_.size() || stored_[plain] == '\0') {
-    form_ = Form::kAscii;
-    ascii_ = {stored_.data(), plain};
-    return;
-  }
-  form_ = Form::kOther;
-  ascii_ = {};
+  ascii_ = AsciiText(stored_);
+  form_ = ascii_.known ? Form::kAscii : Form::kOther;
+  if (ascii_.known) return;
   wide_.clear();
   AppendUtfToWide(wide_, stored_);
   if (const size_t end = wide_.find(L'\0'); end != std::wstring::npos) wide_.resize(end);
@@ -88,15 +88,18 @@ void RecordText::Decide() const {
 
 std::wstring_view RecordText::Wide() const {
   if (IsAscii() && !widened_) {
-    wide_.assign(ascii_.begin(), ascii_.end());
+    wide_.assign(Ascii().begin(), Ascii().end());
     widened_ = true;
   }
   return wide_;
 }
 
-void RecordText::FindLastDot() const {
-  lastDot_ = IsAscii() ? LastDotOf(ascii_) : static_cast<std::ptrdiff_t>(wide_.rfind(L'.'));
-  dotFound_ = true;
+std::ptrdiff_t RecordText::FindLastDot() const {
+  if (!IsAscii()) return static_cast<std::ptrdiff_t>(wide_.rfind(L'.'));
+  const std::string_view ascii = Ascii();
+  if (ascii.empty()) return -1;
+  const void* dot = memrchr(ascii.data(), '.', ascii.size());  // a GNU extension
+  return dot != nullptr ? static_cast<const char*>(dot) - ascii.data() : -1;
 }
 
 }  // namespace tabulon

@@ -7,7 +7,25 @@
 #include <string>
 #include <string_view>
 
+#include "base/byteword.h"
+
 namespace tabulon {
+
+// The ASCII form of a text.
+struct AsciiText {
+  AsciiText() = default;
+  // Looks at `stored`, UTF-8 with its terminator counted or not; the text ends at its first zero
+  // unit.
+  explicit AsciiText(std::string_view stored);
+  // The same for an object that is there. REQUIRES: kReadable bytes can be read from the start of
+  // `stored` on, if it is shorter.
+  void LookInPlace(std::string_view stored);
+  static constexpr size_t kReadable = 48;
+
+  bool known = false;     // every unit of the text is below 128
+  uint64_t tail = 0;      // its last eight bytes (TailWord); 0 when it is not known
+  std::string_view text;  // the bytes, where they are stored; empty when it is not known
+};
 
 class RecordText {
  public:
@@ -15,8 +33,14 @@ class RecordText {
   void Assign(std::string_view stored) {
     stored_ = stored;
     form_ = Form::kUndecided;
-    dotFound_ = false;
     stamp_ = 0;
+  }
+  // Saves the look at a text whose ASCII form is known.
+  void SetAscii(std::string_view text, uint64_t tail) {
+    form_ = Form::kAscii;
+    ascii_.text = text;
+    ascii_.tail = tail;
+    widened_ = false;
   }
   // Takes a copy of its own.
   void AssignCopy(std::string_view stored) {
@@ -30,14 +54,17 @@ class RecordText {
     return form_ == Form::kAscii;
   }
   // The text as bytes. REQUIRES: IsAscii(). Valid until the next Assign.
-  std::string_view Ascii() const { return ascii_; }
+  std::string_view Ascii() const { return ascii_.text; }
   // The text as wide text, by the rules of UtfToWChr. Valid until the next Assign.
   std::wstring_view Wide() const;
 
   // Position of the text's last '.', in units from 0; -1 when it has none.
   std::ptrdiff_t LastDot() const {
-    if (!dotFound_) FindLastDot();
-    return lastDot_;
+    // Most extensions are short.
+    if (const uint64_t dots = IsAscii() ? MarksOf('.', ascii_.tail) : 0; dots != 0) {
+      return static_cast<std::ptrdiff_t>(ascii_.text.size()) - 1 - __builtin_clzll(dots) / 8;
+    }
+    return FindLastDot();
   }
 
   // A number that no other text has had: who keeps something made from this one knows by it whether
@@ -56,17 +83,15 @@ class RecordText {
  private:
   enum class Form { kUndecided, kAscii, kOther };
   void Decide() const;
-  void FindLastDot() const;
+  std::ptrdiff_t FindLastDot() const;
 
   inline static uint64_t lastStamp_ = 0;
 
   std::string_view stored_;
   std::string copy_;
   mutable Form form_ = Form::kUndecided;
-  mutable std::string_view ascii_;
+  mutable AsciiText ascii_;
   mutable bool widened_ = false;
-  mutable bool dotFound_ = false;
-  mutable std::ptrdiff_t lastDot_ = -1;
   mutable uint64_t stamp_ = 0;
   mutable std::wstring wide_;
 };

@@ -1,6 +1,8 @@
 #include "detail/scandetail.h"
 
+#include <array>
 #include <ctime>
+#include <span>
 
 #include "base/loganderr.h"
 #include "detail/bands.h"
@@ -21,12 +23,14 @@ constexpr int kRecordsPerTime = 50000;
 // The marks of -p: '*' after every 1000th record, the time taken after every 50000th.
 class Progress {
  public:
-  void Count() {
-    ++records_;
-    if (records_ % kRecordsPerMark != 0) return;
-    Console().WriteBytes("*");
-    if (records_ % kRecordsPerTime == 0) WriteTime();
-    Console().Flush();
+  void Count(size_t records) {
+    for (; records > 0; --records) {
+      ++records_;
+      if (records_ % kRecordsPerMark != 0) continue;
+      Console().WriteBytes("*");
+      if (records_ % kRecordsPerTime == 0) WriteTime();
+      Console().Flush();
+    }
   }
 
  private:
@@ -43,54 +47,45 @@ class Progress {
 };
 
 // What has to be counted for every file of the scan; most runs ask for none of it.
-struct Tallies {
-  bool size = !sizeBands.empty();
-  bool created = !cdateBands.empty();
-  bool modified = !mdateBands.empty();
-  bool accessed = !adateBands.empty();
-  bool allocated = fileIncr > 0;
-  bool any = size || created || modified || accessed || allocated;
-
-  void Count(ScanRecord& record) const {
-    const RecordFields& fields = record.fields();
-    if (allocated) record.allocatedSize = AllocatedSize(fields.size());
-    if ((fields.attributes() & kAttrAnyDirectory) != 0) return;
-    allocSize += record.allocatedSize;
-    if (size) UpdateSizeBands(fields.size());
-    if (created) UpdateDateBands(fields.created(), cdateBands);
-    if (modified) UpdateDateBands(fields.modified(), mdateBands);
-    if (accessed) UpdateDateBands(fields.accessed(), adateBands);
+void CountFiles(const RecordBatch& batch) {
+  static std::array<RecordFields, RecordBatch::kMost> fields;
+  size_t count = 0;
+  for (size_t i = 0; i < batch.size(); ++i) {
+    const RecordFields record = batch.fields(i);
+    fields[count] = record;
+    count += (record.attributes() & kAttrAnyDirectory) == 0 ? 1 : 0;
   }
-};
-
-// Reads the record at `position` into `record` and offers it; returns the next record's position,
-// 0 at the end of the stream.
-uint64_t ScanDetailRecord(RecordReader& reader, uint64_t position, const Tallies& tallies,
-                          RecordText& directory, ScanRecord& record, RecordSink sink) {
-  if (!reader.Read(position, record.view)) return 0;
-  record.name.Assign(record.view.name);
-  if (record.fields().isDirectory()) {
-    directory.AssignCopy(record.view.name);
-    record.directoryPosition = position;
+  const std::span<const RecordFields> files = std::span(fields).first(count);
+  if (fileIncr > 0) {
+    for (const RecordFields& file : files) allocSize += AllocatedSize(file.size());
   }
-  if (tallies.any) tallies.Count(record);
-  if (record.view.hasTarget) record.target.Assign(record.view.target);
-  sink(record);
-  return record.view.next;
+  if (!sizeBands.empty()) {
+    for (const RecordFields& file : files) UpdateSizeBands(file.size());
+  }
+  if (!cdateBands.empty()) {
+    for (const RecordFields& file : files) UpdateDateBands(file.created(), cdateBands);
+  }
+  if (!mdateBands.empty()) {
+    for (const RecordFields& file : files) UpdateDateBands(file.modified(), mdateBands);
+  }
+  if (!adateBands.empty()) {
+    for (const RecordFields& file : files) UpdateDateBands(file.accessed(), adateBands);
+  }
 }
 
 }  // namespace
 
-void ScanDetail(RecordSink sink) {
+void ScanDetail(BatchSink sink) {
   RecordReader reader(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher);
-  const Tallies tallies;
-  RecordText directory;
-  ScanRecord record;
-  record.directory = &directory;
+  RecordBatch batch(DetailRecordLayout());
+  const bool counts = fileIncr > 0 || !sizeBands.empty() || !cdateBands.empty() ||
+                      !mdateBands.empty() || !adateBands.empty();
   Progress progress;
   uint64_t position = logRoot.firstRecord;
-  while ((position = ScanDetailRecord(reader, position, tallies, directory, record, sink)) != 0) {
-    if (progressFlag) progress.Count();
+  while (batch.Fill(reader, position)) {
+    if (counts) CountFiles(batch);
+    sink(batch);
+    if (progressFlag) progress.Count(batch.size());
   }
   if (!reader.atEndMarker()) DebugLogEntry(1, L"The record stream has no end marker.\n");
 }

@@ -1,10 +1,10 @@
-// The one pass over the records: keeps the current directory, counts the size and date bands and
-// the allocated total, and offers each record to the reports.
+// The one pass over the records: counts the size and date bands and the allocated total, and offers
+// the records to the reports.
 #pragma once
 
 #include <cstdint>
 
-#include "detail/scanrecord.h"
+#include "detail/recordbatch.h"
 
 namespace tabulon {
 
@@ -17,7 +17,7 @@ inline uint64_t AllocatedSize(uint64_t size) {
   return fileIncr > 0 ? (size + fileIncr - 1) / fileIncr * fileIncr : 0;
 }
 
-// Reads every record of `dtlFile` once, in file order, and offers it to `sink`.
-void ScanDetail(RecordSink sink);
+// Reads every record of `dtlFile` once, in file order, and offers it to `sink` in a batch.
+void ScanDetail(BatchSink sink);
 
 }  // namespace tabulon

@@ -21,7 +21,4 @@ struct ScanRecord {
   const RecordFields& fields() const { return view.fields; }
 };
 
-// Who takes the records of a scan: one call a record, in file order.
-using RecordSink = void (*)(const ScanRecord& record);
-
 }  // namespace tabulon

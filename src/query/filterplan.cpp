@@ -253,11 +253,21 @@ void FilterPlan::NumberFromTheFront() {
   }
 }
 
-FilterGate FilterPlan::Gate() const {
-  if (start_ < 0) return {};
-  const PlanStep& first = steps_[static_cast<size_t>(start_)];
-  if (first.test != nullptr || first.onFalse != kReject) return {};
-  return {first.fieldOffset, first.fieldMask, first.range};
+FilterPlan::Gate FilterPlan::GateAt(int32_t step) const {
+  if (step < 0) return {};
+  const std::span<const PlanStep> tests = std::span(steps_).subspan(static_cast<size_t>(step));
+  const PlanStep& first = tests.front();
+  if (first.test != nullptr) {
+    const bool isGate = first.test == NameTest && first.onFalse == kReject;
+    return isGate ? Gate{tests.first(1), first.onTrue} : Gate{};
+  }
+  // A row of tests, each for those that the one before rejects.
+  for (size_t i = 0; i < tests.size(); ++i) {
+    if (tests[i].test != nullptr || tests[i].onTrue != first.onTrue) break;
+    if (tests[i].onFalse == kReject) return {tests.first(i + 1), first.onTrue};
+    if (tests[i].onFalse != step + static_cast<int32_t>(i) + 1) break;
+  }
+  return {};
 }
 
 }  // namespace tabulon

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "base/endian.h"
@@ -33,24 +34,20 @@ struct PlanStep {
   const Filter* element = nullptr;
 
   bool Holds(const ScanRecord& record) const {
-    if (test != nullptr) return test(*this, record);
-    return range.Has(LoadU64(record.fields().bytes() + fieldOffset) & fieldMask);
+    return test != nullptr ? test(*this, record) : HoldsFor(record.fields().bytes());
   }
-};
-
-// A number test that holds for every record that passes a plan. Small and kept close together,
-// gates turn most records away before the plans are looked at.
-struct FilterGate {
-  size_t fieldOffset = 0;
-  uint64_t fieldMask = 0;
-  ValueRange range;  // as it is, with the mask of 0: every record goes in
-  bool Opens(const unsigned char* fixed) const {
+  // The same from a record's fixed part. REQUIRES: there is no function.
+  bool HoldsFor(const unsigned char* fixed) const {
     return range.Has(LoadU64(fixed + fieldOffset) & fieldMask);
   }
 };
 
 class FilterPlan {
  public:
+  // Where a plan ends, in place of a step's number.
+  static constexpr int32_t kAccept = -1;
+  static constexpr int32_t kReject = -2;
+
   // An empty plan passes every record.
   FilterPlan() = default;
   // The plan of a list (null: the empty plan). The list must outlive it. The scan kind must be
@@ -58,31 +55,20 @@ class FilterPlan {
   explicit FilterPlan(const Filter* list);
 
   // Whether the record passes: what CheckFilterList says.
-  bool Passes(const ScanRecord& record) const {
-    // Branches on every result, which most filters make easy to foresee; a chosen step number would
-    // have to be waited for.
-    for (int32_t at = start_; at >= 0;) {
-      const PlanStep& step = steps_[static_cast<size_t>(at)];
-      if (step.Holds(record)) {
-        if (step.onTrue < 0) return step.onTrue == kAccept;
-        at = step.onTrue;
-      } else {
-        if (step.onFalse < 0) return step.onFalse == kAccept;
-        at = step.onFalse;
-      }
-    }
-    return true;
-  }
+  bool Passes(const ScanRecord& record) const { return PassesFrom(start_, record); }
 
-  // The plan's first test, when a record that fails it is rejected at once; else one that is always
-  // open.
-  FilterGate Gate() const;
+  // Tests of which one must hold for a record that has come to a step: either tests of fields, or a
+  // single one of the name. Without any, the plan has to be walked from there.
+  struct Gate {
+    std::span<const PlanStep> tests;
+    int32_t next = kAccept;  // where a record goes on for which one of them holds
+  };
+  Gate GateAt(int32_t step) const;
+  int32_t start() const { return start_; }
+  // Whether a record passes that has come to a step.
+  bool PassesFrom(int32_t step, const ScanRecord& record) const;
 
  private:
-  // Where a plan ends, in place of a step's number.
-  static constexpr int32_t kAccept = -1;
-  static constexpr int32_t kReject = -2;
-
   void AddStep(const Filter& element, int32_t onTrue, int32_t onFalse);
   void NumberFromTheFront();
 
@@ -91,5 +77,21 @@ class FilterPlan {
   std::vector<std::unique_ptr<const CompiledTemplate>> templates_;
   std::vector<std::unique_ptr<const ExtensionSet>> extensionSets_;
 };
+
+inline bool FilterPlan::PassesFrom(int32_t step, const ScanRecord& record) const {
+  // Branches on every result, which most filters make easy to foresee; a chosen step number would
+  // have to be waited for.
+  while (step >= 0) {
+    const PlanStep& test = steps_[static_cast<size_t>(step)];
+    if (test.Holds(record)) {
+      if (test.onTrue < 0) return test.onTrue == kAccept;
+      step = test.onTrue;
+    } else {
+      if (test.onFalse < 0) return test.onFalse == kAccept;
+      step = test.onFalse;
+    }
+  }
+  return step == kAccept;
+}
 
 }  // namespace tabulon

@@ -1,6 +1,7 @@
 #include "reports/dupfinder.h"
 
 #include "config/settings.h"
+#include "query/batchfilter.h"
 
 namespace tabulon {
 
@@ -23,11 +24,15 @@ void NewDuplicateTree(Report& report) {
   report.work = std::make_unique<DupFinder>(report);
 }
 
-void CheckDuplicate(Report& report, const ScanRecord& record) {
-  if ((record.fields().attributes() & kAttrDirectory) != 0 || !report.plan.Passes(record)) return;
+void CheckDuplicates(Report& report, RecordBatch& batch) {
   DupFinder& finder = FinderOf(report);
-  const bool runBegins = finder.candidates.Gather(record);
-  if (runBegins && finder.files) finder.files->NewRun();
+  static ChosenRecords chosen;
+  ChoosePassing(report.plan, batch, chosen);
+  for (const uint16_t i : chosen) {
+    if ((batch.fields(i).attributes() & kAttrDirectory) != 0) continue;
+    const bool runBegins = finder.candidates.Gather(batch.At(i));
+    if (runBegins && finder.files) finder.files->NewRun();
+  }
 }
 
 void DumpDuplicateTree(Report& report) {

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "config/report.h"
-#include "detail/scanrecord.h"
+#include "detail/recordbatch.h"
 #include "reports/dupcandidates.h"
 #include "reports/dupdebugfiles.h"
 #include "reports/dupgroups.h"
@@ -24,8 +24,8 @@ struct DupFinder : ReportWork {
 
 // Gives a duplicates report its finder, before the scan.
 void NewDuplicateTree(Report& report);
-// Enters one record of the scan. Directories and records that the filter rejects are left out.
-void CheckDuplicate(Report& report, const ScanRecord& record);
+// Enters records of the scan. Directories and records that the filter rejects are left out.
+void CheckDuplicates(Report& report, RecordBatch& batch);
 // Makes the groups and counts the duplicates into the report, after the scan.
 void DumpDuplicateTree(Report& report);
 

@@ -3,43 +3,45 @@
 #include <algorithm>
 #include <array>
 #include <compare>
-#include <cstring>
 #include <cwchar>
 #include <deque>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "base/endian.h"
+#include "base/byteword.h"
 #include "base/foldcase.h"
 #include "btree/btree.h"
 #include "detail/detailfile.h"
 #include "detail/domainlist.h"
 #include "detail/scandetail.h"
+#include "query/batchfilter.h"
 #include "reports/reportwriter.h"
 #include "reports/totals.h"
 
 namespace tabulon {
 namespace {
 
-// Finds entries by 64-bit keys ahead of the report's tree: an open-addressing hash table at most
-// half full. A key is looked for in a few neighbouring places only; one that finds no room there is
-// not held, and its records take the way through the tree.
+// Finds entries by 64-bit keys ahead of the report's tree: an open-addressing hash table, very
+// sparse while it is small, so that nearly every key stands where it is looked for first. A key is
+// looked for in a few neighbouring places only; one that finds no room there is not held, and its
+// records take the way through the tree.
 class EntryFront {
  public:
   EntryFront() { Resize(kFirstBits); }
 
   TypeEntry* Find(uint64_t key) const {
     const Slot* slot = slots_.data() + Home(key);
-    for (size_t i = 0; i < kProbes && slot[i].entry != nullptr; ++i) {
-      if (slot[i].key == key) return slot[i].entry;
+    for (size_t i = 0; i < kProbes; ++i) {
+      if (slot[i].key == key || slot[i].entry == nullptr) return slot[i].entry;
     }
     return nullptr;
   }
 
   // REQUIRES: the key is not held.
   void Add(uint64_t key, TypeEntry* entry) {
-    if (held_ * 2 >= slots_.size()) Grow();
+    const size_t room = slots_.size() <= kSmall ? kSparse : kFull;
+    if (held_ * room >= slots_.size()) Grow();
     Slot* slot = slots_.data() + Home(key);
     for (size_t i = 0; i < kProbes; ++i) {
       if (slot[i].entry != nullptr) continue;
@@ -52,6 +54,9 @@ class EntryFront {
  private:
   static constexpr unsigned kFirstBits = 5;  // thousands of reports may ask for little
   static constexpr size_t kProbes = 8;
+  static constexpr size_t kSmall = 64 * 1024;  // slots
+  static constexpr size_t kSparse = 16;        // slots for each key in a small table
+  static constexpr size_t kFull = 2;           // and in a large one
   struct Slot {
     uint64_t key = 0;
     TypeEntry* entry = nullptr;  // null = free
@@ -78,18 +83,16 @@ class EntryFront {
   size_t held_ = 0;
 };
 
-struct TypeWork;
-// The entry under which a record counts, made when it is the first; null when it does not count.
-using EntryFinder = TypeEntry* (*)(const Report&, TypeWork&, const ScanRecord&);
-
 struct TypeWork : ReportWork {
-  explicit TypeWork(uint32_t type);
+  explicit TypeWork(const Report& report);
 
-  EntryFinder find = nullptr;
+  size_t longest;  // extension that is counted, with its '.'
   std::deque<TypeEntry> entries;
   TreeHandle tree;  // of the entries, by their keys
   EntryFront front;
-  bool plainFold;  // the locale folds ASCII letters to ASCII letters
+  bool foldCase;  // extensions that differ in letter case only count as one
+  bool packs;     // short ASCII extensions are known by their bytes: LowerWord folds as the tree
+                  // does
 };
 
 // A key of the tree is an ID, or the reference to an extension: keys are small, however long
@@ -123,30 +126,10 @@ TypeEntry* EntryInTree(TypeWork& work, const void* key, uint32_t length) {
   return found ? LoadLittle<TypeEntry*>(found.extra()) : nullptr;
 }
 
-constexpr uint64_t kEveryByte = 0x0101010101010101;
-
-// The last `length` (1 to 8) bytes of a text as one number.
-uint64_t PackTail(std::string_view text, size_t length) {
-  if (text.size() >= sizeof(uint64_t)) {
-    return LoadU64(text.data() + text.size() - sizeof(uint64_t)) >> (64 - 8 * length);
-  }
-  uint64_t packed = 0;
-  std::memcpy(&packed, text.data() + text.size() - length, length);
-  return packed;
-}
-
-// Lower-cases eight ASCII characters together: bit 7 of each sum tells whether the byte reaches the
-// letter, and a quarter of it is the difference between the cases.
-uint64_t LowerPacked(uint64_t packed) {
-  const uint64_t fromA = packed + kEveryByte * (0x80 - 'A');
-  const uint64_t behindZ = packed + kEveryByte * (0x80 - ('Z' + 1));
-  return packed | (fromA & ~behindZ & kEveryByte * 0x80) >> 2;
-}
-
-// Whether the locale folds ASCII as LowerPacked does.
+// Whether the locale folds ASCII as LowerWord does.
 bool FoldsAsciiPlainly() {
   for (unsigned char c = 0; c < 0x80; ++c) {
-    if (FoldCase()(static_cast<wchar_t>(c)) != static_cast<wchar_t>(LowerPacked(c))) return false;
+    if (FoldCase()(static_cast<wchar_t>(c)) != static_cast<wchar_t>(LowerWord(c))) return false;
   }
   return true;
 }
@@ -170,32 +153,39 @@ TypeEntry* IdInTree(TypeWork& work, uint32_t id) {
   return entry;
 }
 
-TypeEntry* FindExtension(const Report& report, TypeWork& work, const ScanRecord& record) {
-  const RecordText& name = record.name;
+// The entry of an extension that is long, not ASCII or must be folded as the locale does.
+TypeEntry* FindAnyExtension(TypeWork& work, const RecordText& name) {
   const std::ptrdiff_t dot = name.LastDot();
   if (dot <= 0) return nullptr;
-  const auto start = static_cast<size_t>(dot);
-  const bool ascii = name.IsAscii();
-  const bool foldCase = rootType == kRootCifs;
-  const size_t length = (ascii ? name.Ascii().size() : name.Wide().size()) - start;
-  if (length < 2 || length > size_t{report.extLength} + 1) return nullptr;
+  const std::wstring_view extension = name.Wide().substr(static_cast<size_t>(dot));
+  if (extension.size() < 2 || extension.size() > work.longest) return nullptr;
+  return ExtensionInTree(work, extension);
+}
 
-  if (!ascii || length > sizeof(uint64_t) || (foldCase && !work.plainFold)) {
-    return ExtensionInTree(work, name.Wide().substr(start));
+// The entry under which a record counts, made when it is the first; null when it does not count.
+TypeEntry* FindExtension(TypeWork& work, RecordBatch& batch, size_t i) {
+  const RecordBatch::Names& names = batch.names();
+  const uint64_t tail = names.tail[i];
+  const uint64_t dots = MarksOf('.', tail);
+  if (dots == 0 || !work.packs) {
+    const bool tooLong = names.other[i] == 0 && work.longest <= kWordBytes && work.packs;
+    return tooLong ? nullptr : FindAnyExtension(work, batch.At(i).name);
   }
-  const uint64_t packed = PackTail(name.Ascii(), length);
-  const uint64_t key = foldCase ? LowerPacked(packed) : packed;
+  const size_t length = static_cast<size_t>(__builtin_clzll(dots)) / 8 + 1;
+  if (length < 2 || length > work.longest || length == names.text[i].size()) return nullptr;
+  const uint64_t packed = tail >> (8 * (kWordBytes - length));
+  const uint64_t key = work.foldCase ? LowerWord(packed) : packed;
   TypeEntry* entry = work.front.Find(key);
   if (entry == nullptr) {
-    entry = ExtensionInTree(work, name.Wide().substr(start));
+    entry = FindAnyExtension(work, batch.At(i).name);
     work.front.Add(key, entry);
   }
   return entry;
 }
 
 template <uint32_t (RecordFields::*field)() const>
-TypeEntry* FindId(const Report&, TypeWork& work, const ScanRecord& record) {
-  const uint32_t id = (record.fields().*field)();
+TypeEntry* FindId(TypeWork& work, RecordBatch& batch, size_t i) {
+  const uint32_t id = (batch.fields(i).*field)();
   TypeEntry* entry = work.front.Find(id);
   if (entry == nullptr) {
     entry = IdInTree(work, id);
@@ -204,24 +194,36 @@ TypeEntry* FindId(const Report&, TypeWork& work, const ScanRecord& record) {
   return entry;
 }
 
-// How each type groups. Totals by owner count nothing.
-constexpr std::array<std::pair<uint32_t, EntryFinder>, 3> kGroupings = {{
-    {kReportFiletypes, FindExtension},
-    {kReportUidTotals, FindId<&RecordFields::uid>},
-    {kReportGidTotals, FindId<&RecordFields::gid>},
-}};
-
-TypeWork::TypeWork(uint32_t type)
-    : tree(PlantTypeTree(type == kReportFiletypes)), plainFold(FoldsAsciiPlainly()) {
-  for (const auto& [groupingType, finder] : kGroupings) {
-    if (groupingType == type) find = finder;
+template <TypeEntry* (*find)(TypeWork&, RecordBatch&, size_t)>
+void Classify(Report& report, RecordBatch& batch) {
+  TypeWork& work = static_cast<TypeWork&>(*report.work);
+  static ChosenRecords chosen;
+  ChoosePassing(report.plan, batch, chosen);
+  for (const uint16_t i : chosen) {
+    TypeEntry* const entry = find(work, batch, i);
+    if (entry == nullptr) continue;
+    const uint64_t size = batch.fields(i).size();
+    ++entry->count;
+    entry->totalBytes += size;
+    if (fileIncr > 0) entry->allocatedBytes += AllocatedSize(size);
   }
 }
 
-TypeWork& WorkOf(Report& report) {
-  if (!report.work) report.work = std::make_unique<TypeWork>(report.type);
-  return static_cast<TypeWork&>(*report.work);
-}
+void ClassifyNothing(Report&, RecordBatch&) {}
+
+// How each type groups. Totals by owner count nothing.
+constexpr std::array<std::pair<uint32_t, Classifier>, 4> kGroupings = {{
+    {kReportFiletypes, Classify<FindExtension>},
+    {kReportOwnerTotals, ClassifyNothing},
+    {kReportUidTotals, Classify<FindId<&RecordFields::uid>>},
+    {kReportGidTotals, Classify<FindId<&RecordFields::gid>>},
+}};
+
+TypeWork::TypeWork(const Report& report)
+    : longest(size_t{report.extLength} + 1),
+      tree(PlantTypeTree(report.type == kReportFiletypes)),
+      foldCase(rootType == kRootCifs),
+      packs(!foldCase || FoldsAsciiPlainly()) {}
 
 struct SortKey {
   Report* report;
@@ -238,7 +240,7 @@ TreeHandle SortEntries(Report& report, size_t& width) {
                                  .maxKeyBytes = sizeof(SortKey),
                                  .keyMemory = 10'000'000,
                                  .compare = SortKeyCompare});
-  Tree* const tree = WorkOf(report).tree.get();
+  Tree* const tree = static_cast<TypeWork&>(*report.work).tree.get();
   for (KeyRecord record = TreeLowKey(tree); record; record = TreeNextKey(tree)) {
     const SortKey key{&report, LoadLittle<TypeEntry*>(record.extra())};
     width = std::max(width, key.entry->name.size());
@@ -249,14 +251,11 @@ TreeHandle SortEntries(Report& report, size_t& width) {
 
 }  // namespace
 
-void ClassifyFile(Report& report, const ScanRecord& record) {
-  if (!report.plan.Passes(record)) return;
-  TypeWork& work = WorkOf(report);
-  TypeEntry* entry = work.find != nullptr ? work.find(report, work, record) : nullptr;
-  if (entry == nullptr) return;
-  ++entry->count;
-  entry->totalBytes += record.fields().size();
-  entry->allocatedBytes += record.allocatedSize;
+Classifier NewClassifier(Report& report) {
+  report.work = std::make_unique<TypeWork>(report);
+  const auto row =
+      std::ranges::find(kGroupings, report.type, &decltype(kGroupings)::value_type::first);
+  return row != kGroupings.end() ? row->second : ClassifyNothing;
 }
 
 void FiletypeReport(Report& report) {

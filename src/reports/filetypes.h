@@ -6,23 +6,27 @@
 #include <string>
 
 #include "config/report.h"
-#include "detail/scanrecord.h"
+#include "detail/recordbatch.h"
 
 namespace tabulon {
 
 // What has been counted under one key.
 struct TypeEntry {
-  std::wstring name;  // extension as the first file spelled it, or the ID
   uint32_t count = 0;
   uint64_t totalBytes = 0;
   uint64_t allocatedBytes = 0;
+  std::wstring name;  // extension as the first file spelled it, or the ID
 };
 
-// Counts the record, file or directory, under its key when it passes the report's filter and has
+// Counts each record, file or directory, under its key when it passes the report's filter and has
 // one.
-void ClassifyFile(Report& report, const ScanRecord& record);
+using Classifier = void (*)(Report& report, RecordBatch& batch);
 
-// Writes the tallies of a grouping report in the chosen order and frees them.
+// Gives a grouping report its tallies, before the scan, and returns what counts for its type.
+Classifier NewClassifier(Report& report);
+
+// Writes the tallies of a grouping report in the chosen order and frees them. REQUIRES: it has
+// tallies.
 void FiletypeReport(Report& report);
 
 // The order of the sort keys (report reference, type entry reference): by count or by size

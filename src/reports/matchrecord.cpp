@@ -5,25 +5,31 @@
 #include "config/report.h"
 #include "detail/recordclass.h"
 #include "detail/scandetail.h"
+#include "query/batchfilter.h"
 #include "reports/dupfinder.h"
 #include "reports/filetypes.h"
 
 namespace tabulon {
 namespace {
 
-using Offer = void (*)(Report& report, const ScanRecord& record);
+using Offer = void (*)(Report& report, RecordBatch& batch);
+
+Offer NewDuplicateCheck(Report& report) {
+  NewDuplicateTree(report);
+  return CheckDuplicates;
+}
 
 // Which reports look at records, and how, by type. The first row that fits counts.
 struct OfferRow {
   uint32_t mask;
   uint32_t
-      type;     // the report's type under the mask; 0: any bit of the mask, or any type without one
-  bool looks;   // false: reports of this type look at no record
-  Offer offer;  // null: they list what is selected
+      type;    // the report's type under the mask; 0: any bit of the mask, or any type without one
+  bool looks;  // false: reports of this type look at no record
+  Offer (*prepare)(Report& report);  // makes the report ready; null: it lists what is selected
 };
 constexpr OfferRow kOffers[] = {
-    {~0U, kReportDuplicates, true, CheckDuplicate},
-    {kGroupingTypes, 0, true, ClassifyFile},
+    {~0U, kReportDuplicates, true, NewDuplicateCheck},
+    {kGroupingTypes, 0, true, NewClassifier},
     {~0U, kReportSummary, false, nullptr},
     {~0U, kReportSidUse, false, nullptr},
     {0, 0, true, nullptr},
@@ -40,18 +46,11 @@ const OfferRow& OfferOf(uint32_t type) {
 
 // A report that looks at the records of the scan.
 struct Watch {
+  Offer offer;  // null: it lists what is selected
   Report* report;
-  Offer offer;
   RecordSelector selector;  // of a listing
 };
 std::vector<Watch> watches;
-
-// A listing that chooses among all files by its filter alone.
-struct FileList {
-  FilterGate gate;
-  Report* report;
-};
-std::vector<FileList> fileLists;
 
 // Notes a record that a listing has selected.
 void Note(Report& report, const ScanRecord& record) {
@@ -64,24 +63,22 @@ void Note(Report& report, const ScanRecord& record) {
   report.allocatedBytes += record.allocatedSize;
 }
 
-// A listing report notes the record when its type and its filter select it.
-void CheckReport(const Watch& watch, const ScanRecord& record) {
-  Report& report = *watch.report;
-  if (watch.selector.Selects(record) && report.plan.Passes(record)) Note(report, record);
+// A listing notes the records that its type and its filter select.
+void OfferToList(const Watch& watch, RecordBatch& batch) {
+  static ChosenRecords chosen;
+  ChoosePassing(watch.report->plan, batch, chosen);
+  for (const uint16_t i : chosen) {
+    const ScanRecord& record = batch.At(i);
+    if (watch.selector.Selects(record)) Note(*watch.report, record);
+  }
 }
 
-void OfferRecord(const ScanRecord& record) {
-  if (!record.fields().isDirectory()) {
-    const unsigned char* fixed = record.fields().bytes();
-    for (const FileList& list : fileLists) {
-      if (list.gate.Opens(fixed) && list.report->plan.Passes(record)) Note(*list.report, record);
-    }
-  }
+void OfferBatch(RecordBatch& batch) {
   for (const Watch& watch : watches) {
     if (watch.offer != nullptr) {
-      watch.offer(*watch.report, record);
+      watch.offer(*watch.report, batch);
     } else {
-      CheckReport(watch, record);
+      OfferToList(watch, batch);
     }
   }
 }
@@ -90,21 +87,19 @@ void OfferRecord(const ScanRecord& record) {
 
 void ScanReports() {
   watches.clear();
-  fileLists.clear();
   for (Report& report : reportList) {
     const OfferRow& row = OfferOf(report.type);
     if (report.active == 0 || !row.looks) continue;
     const RecordSelector selector = SelectorOf(report.type);
-    if (row.offer == nullptr && selector.SelectsEveryFile()) {
-      fileLists.push_back({report.plan.Gate(), &report});
-    } else {
-      watches.push_back({&report, row.offer, selector});
+    if (row.prepare != nullptr) {
+      watches.push_back({row.prepare(report), &report, selector});
+    } else if (!selector.never) {
+      watches.push_back({nullptr, &report, selector});
     }
-    if (row.offer == CheckDuplicate) NewDuplicateTree(report);
   }
-  ScanDetail(OfferRecord);
+  ScanDetail(OfferBatch);
   for (const Watch& watch : watches) {
-    if (watch.offer == CheckDuplicate) DumpDuplicateTree(*watch.report);
+    if (watch.offer == CheckDuplicates) DumpDuplicateTree(*watch.report);
   }
 }
 

@@ -12,6 +12,8 @@
 #include "base/loganderr.h"
 #include "base/template.h"
 #include "base/utf.h"
+#include "batches.h"
+#include "query/batchfilter.h"
 #include "query/filterplan.h"
 #include "query/parsequery.h"
 #include "query/testrecord.h"
@@ -267,26 +269,34 @@ class RandomQueries {
   std::mt19937 random_{20260};
 };
 
-TEST_F(FilterTest, PlanAgreesWithPlainWalk) {
+TEST_F(FilterTest, PlansAgreeWithPlainWalk) {
   for (const int kind : {kRootNfs, kRootCifs}) {
     rootType = kind;
     RandomQueries random(kind);
-    std::vector<std::unique_ptr<TestRecord>> records;
+    ScanSpec scan{.kind = kind == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
     for (int i = 0; i < 30; ++i) {
-      records.push_back(std::make_unique<TestRecord>(random.Directory(), random.Record()));
+      scan.records.push_back(DirectoryRecord(random.Directory()));
+      scan.records.push_back(random.Record());
     }
+    std::vector<std::string> texts;
+    for (int i = 0; i < 600; ++i) texts.push_back(random.List(3));
     std::array<size_t, 2> seen = {};
-    for (int i = 0; i < 600; ++i) {
-      const std::string text = random.List(3);
-      const Filter* list = ParseQuery(Wide(text));
-      const FilterPlan plan(list);
-      for (const auto& record : records) {
-        const bool passes = CheckFilterList(list, **record);
-        ++seen[passes ? 1 : 0];
-        ASSERT_EQ(plan.Passes(**record), passes) << text;
-        ASSERT_TRUE(!passes || plan.Gate().Opens((**record).fields().bytes())) << text;
+    ForEachBatch(scan, [&](RecordBatch& batch) {
+      for (const std::string& text : texts) {
+        const Filter* list = ParseQuery(Wide(text));
+        const FilterPlan plan(list);
+        ChosenRecords chosen;
+        ChoosePassing(plan, batch, chosen);
+        std::vector<uint16_t> expected;
+        for (uint16_t i = 0; i < batch.size(); ++i) {
+          const bool passes = CheckFilterList(list, batch.At(i));
+          ++seen[passes ? 1 : 0];
+          if (passes) expected.push_back(i);
+          ASSERT_EQ(plan.Passes(batch.At(i)), passes) << text;
+        }
+        ASSERT_EQ(std::vector(chosen.begin(), chosen.end()), expected) << text;
       }
-    }
+    });
     EXPECT_GT(std::min(seen[0], seen[1]), 5'000U);
   }
 }

@@ -1,0 +1,101 @@
+#include "detail/recordbatch.h"
+
+#include "detail/scandetail.h"
+
+namespace tabulon {
+
+bool RecordBatch::Fill(RecordReader& reader, uint64_t& position) {
+  if (size_ > 0 && directoryOf_[size_ - 1] != kNone) {
+    const size_t last = directoryOf_[size_ - 1];
+    directoryBefore_.AssignCopy(NameOf(last));
+    directoryBeforePosition_ = PositionOf(last);
+  }
+  namesKnown_ = false;
+  at_ = inside_ = kNone;
+  position_ = position;
+  size_ = reader.ReadAhead(position, fixed_);
+  if (size_ == 0) return FillWhole(reader, position);
+  record_.view.ClearExtension();
+  NoteDirectories();
+  return true;
+}
+
+// A batch of one record that has streams or does not stand whole in the window.
+bool RecordBatch::FillWhole(RecordReader& reader, uint64_t& position) {
+  if (!reader.Read(position, record_.view)) return false;
+  position = record_.view.next;
+  size_ = 1;
+  fixed_[0] = record_.fields().bytes();
+  if (record_.view.hasTarget) record_.target.Assign(record_.view.target);
+  NoteDirectories();
+  return true;
+}
+
+void RecordBatch::NoteDirectories() {
+  uint16_t directory = kNone;
+  for (size_t i = 0; i < size_; ++i) {
+    directory = fields(i).isDirectory() ? static_cast<uint16_t>(i) : directory;
+    directoryOf_[i] = directory;
+  }
+}
+
+// The stored name. A record that was read as a whole may lack some of it.
+std::string_view RecordBatch::NameOf(size_t i) const {
+  if (record_.view.extended) return record_.view.name;
+  return {reinterpret_cast<const char*>(fixed_[i]) + layout_->fixedSize, fields(i).nameLength()};
+}
+
+// Behind every name but the last stands the fixed part of the next record.
+void RecordBatch::LookAtNames() {
+  static_assert(kNfsRecord.fixedSize >= AsciiText::kReadable);
+  static_assert(kCifsRecord.fixedSize >= AsciiText::kReadable);
+  AsciiText name;
+  others_ = 0;
+  for (size_t i = 0; i + 1 < size_; ++i) {
+    name.LookInPlace(NameOf(i));
+    NoteName(i, name);
+  }
+  NoteName(size_ - 1, AsciiText(NameOf(size_ - 1)));
+  namesKnown_ = true;
+}
+
+void RecordBatch::NoteName(size_t i, const AsciiText& name) {
+  names_.other[i] = 0;
+  names_.tail[i] = name.tail;
+  names_.text[i] = name.text;
+  if (name.known) return;
+  if (others_ == otherNames_.size()) otherNames_.emplace_back();
+  otherNames_[others_].Assign(NameOf(i));
+  names_.other[i] = ++others_;
+}
+
+void RecordBatch::Assemble(size_t i) {
+  at_ = i;
+  if (!record_.view.extended) {
+    record_.view.fields = fields(i);
+    record_.view.name = NameOf(i);
+    record_.view.position = PositionOf(i);
+    record_.view.hasTarget = (record_.fields().flags() & kRecordHasTarget) != 0;
+    if (record_.view.hasTarget) {
+      const char* const target = record_.view.name.data() + record_.view.name.size();
+      record_.view.target = {target, record_.fields().targetLength()};
+      record_.target.Assign(record_.view.target);
+    }
+  }
+  record_.name.Assign(record_.view.name);
+  if (namesKnown_ && names_.other[i] == 0) record_.name.SetAscii(names_.text[i], names_.tail[i]);
+  record_.allocatedSize = AllocatedSize(record_.fields().size());
+  if (directoryOf_[i] == kNone) {
+    record_.directory = &directoryBefore_;
+    record_.directoryPosition = directoryBeforePosition_;
+    return;
+  }
+  if (directoryOf_[i] != inside_) {
+    inside_ = directoryOf_[i];
+    directory_.Assign(NameOf(inside_));
+  }
+  record_.directory = &directory_;
+  record_.directoryPosition = PositionOf(inside_);
+}
+
+}  // namespace tabulon

@@ -1,0 +1,88 @@
+// The records of a scan as they are handed on: some hundred at a time, in file order, as they stand
+// in the reader's window. Who looks at a field or at the names of all of them does so in a short
+// loop; who needs a record as a whole asks for it.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "detail/recordreader.h"
+#include "detail/scanrecord.h"
+
+namespace tabulon {
+
+class RecordBatch {
+ public:
+  static constexpr size_t kMost = 128;  // records; with their bytes they fit the nearest cache
+
+  explicit RecordBatch(const RecordLayout& layout) : layout_(&layout) {}
+  RecordBatch(const RecordBatch&) = delete;
+  RecordBatch& operator=(const RecordBatch&) = delete;
+
+  // Takes the reader's next records from `position` on and moves `position` behind them. False at
+  // the end of the stream. The batch is valid until the next call on the reader.
+  bool Fill(RecordReader& reader, uint64_t& position);
+
+  size_t size() const { return size_; }
+  // The fixed part of record `i`.
+  RecordFields fields(size_t i) const { return {fixed_[i], layout_}; }
+  // The ASCII forms of the names (AsciiText), column by column.
+  struct Names {
+    std::array<uint8_t, kMost> other;  // not 0: the name has none
+    std::array<uint64_t, kMost> tail;
+    std::array<std::string_view, kMost> text;
+  };
+  bool namesKnown() const { return namesKnown_; }
+  const Names& names() {
+    if (!namesKnown_) LookAtNames();
+    return names_;
+  }
+  // A name that is not ASCII, decoded once a batch.
+  const RecordText& OtherName(size_t i) const { return otherNames_[names_.other[i] - 1]; }
+  // Record `i` as a whole. Valid until the next call.
+  const ScanRecord& At(size_t i) {
+    if (i != at_) Assemble(i);
+    return record_;
+  }
+
+ private:
+  static_assert(kMost < 0xFF, "names that are not ASCII are numbered with a byte");
+  // The number of a record that is none of the batch.
+  static constexpr uint16_t kNone = 0xFFFF;
+
+  bool FillWhole(RecordReader& reader, uint64_t& position);
+  void NoteDirectories();
+  std::string_view NameOf(size_t i) const;
+  void LookAtNames();
+  void NoteName(size_t i, const AsciiText& name);
+  void Assemble(size_t i);
+  uint64_t PositionOf(size_t i) const {
+    return position_ + static_cast<uint64_t>(fixed_[i] - fixed_[0]);
+  }
+
+  const RecordLayout* layout_;
+  size_t size_ = 0;
+  uint64_t position_ = 0;  // file offset of the first record; the others follow without a gap
+  std::array<const unsigned char*, kMost> fixed_;
+  std::array<uint16_t, kMost> directoryOf_;  // kNone: the one before the batch
+  bool namesKnown_ = false;
+  Names names_;
+  std::vector<RecordText> otherNames_;  // kept between batches, as their memory is
+  uint8_t others_ = 0;
+
+  ScanRecord record_;        // the one assembled last
+  size_t at_ = kNone;        // its number
+  uint16_t inside_ = kNone;  // the directory of the batch that directory_ holds
+  RecordText directory_;
+  RecordText directoryBefore_;
+  uint64_t directoryBeforePosition_ = 0;
+};
+
+// Who takes the records of a scan: one call a batch.
+using BatchSink = void (*)(RecordBatch& batch);
+
+}  // namespace tabulon

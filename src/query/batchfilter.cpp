@@ -1,0 +1,93 @@
+#include "query/batchfilter.h"
+
+#include <numeric>
+
+namespace tabulon {
+namespace {
+
+// Chooses those of the numbers number(0), number(1) ... number(count - 1) that pass. Without a
+// branch on the result, as it is hard to foresee.
+template <class Number, class Passes>
+void ChooseIf(ChosenRecords& chosen, size_t count, Number&& number, Passes&& passes) {
+  uint16_t* const numbers = chosen.numbers.data();
+  size_t kept = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const uint16_t each = number(i);
+    numbers[kept] = each;
+    kept += passes(each) ? 1 : 0;
+  }
+  chosen.count = kept;
+}
+
+// Leaves those of `chosen` that pass. While all records are chosen, their numbers do not stand
+// there yet.
+template <class Passes>
+void Narrow(const RecordBatch& batch, ChosenRecords& chosen, Passes&& passes) {
+  if (chosen.count == batch.size()) {
+    ChooseIf(
+        chosen, batch.size(), [](size_t i) { return static_cast<uint16_t>(i); }, passes);
+  } else {
+    ChooseIf(
+        chosen, chosen.count, [&](size_t i) { return chosen.numbers[i]; }, passes);
+  }
+}
+
+// Leaves those for which one of the tests of fields holds.
+void NarrowByFields(std::span<const PlanStep> tests, const RecordBatch& batch,
+                    ChosenRecords& chosen) {
+  if (tests.size() == 1) {
+    const PlanStep test = tests.front();
+    Narrow(batch, chosen, [&](size_t i) { return test.HoldsFor(batch.fields(i).bytes()); });
+    return;
+  }
+  Narrow(batch, chosen, [&](size_t i) {
+    bool holds = false;
+    for (const PlanStep& test : tests) holds |= test.HoldsFor(batch.fields(i).bytes());
+    return holds;
+  });
+}
+
+// Whether it is worth while to look at the names of the whole batch.
+bool WantsNames(const RecordBatch& batch, const ChosenRecords& chosen) {
+  constexpr size_t kFew = 4;  // one in so many
+  return batch.namesKnown() || chosen.count * kFew >= batch.size();
+}
+
+void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chosen) {
+  const RecordBatch::Names& names = batch.names();
+  // The last letters turn most names away.
+  const CompiledTemplate::Word tail = test.pattern->tail();
+  if (test.expected && tail.care != 0) {
+    Narrow(batch, chosen,
+           [&](size_t i) { return tail.Fits(names.tail[i]) | (names.other[i] != 0); });
+  }
+  Narrow(batch, chosen, [&](size_t i) {
+    const bool matches = names.other[i] != 0 ? test.pattern->Match(batch.OtherName(i).Wide())
+                                             : test.pattern->Match(names.text[i]);
+    return matches == test.expected;
+  });
+}
+
+}  // namespace
+
+void ChoosePassing(const FilterPlan& plan, RecordBatch& batch, ChosenRecords& chosen) {
+  chosen.count = batch.size();
+  int32_t step = plan.start();
+  while (step >= 0 && chosen.count > 0) {
+    const FilterPlan::Gate gate = plan.GateAt(step);
+    const bool ofName = !gate.tests.empty() && gate.tests.front().test != nullptr;
+    if (gate.tests.empty() || (ofName && !WantsNames(batch, chosen))) {
+      Narrow(batch, chosen, [&](size_t i) { return plan.PassesFrom(step, batch.At(i)); });
+      break;
+    }
+    if (ofName) {
+      NarrowByName(gate.tests.front(), batch, chosen);
+    } else {
+      NarrowByFields(gate.tests, batch, chosen);
+    }
+    step = gate.next;
+  }
+  if (chosen.count == batch.size()) std::iota(chosen.begin(), chosen.end(), uint16_t{0});
+}
+
+}  // namespace tabulon

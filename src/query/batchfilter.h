@@ -1,0 +1,28 @@
+// A filter at work on a batch of records: each of its tests is made in one loop for all the records
+// that the tests before have left.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+#include "detail/recordbatch.h"
+#include "query/filterplan.h"
+
+namespace tabulon {
+
+// Numbers of records of a batch, ascending.
+struct ChosenRecords {
+  std::array<uint16_t, RecordBatch::kMost> numbers;
+  size_t count = 0;
+
+  uint16_t* begin() { return numbers.data(); }
+  uint16_t* end() { return numbers.data() + count; }
+  const uint16_t* begin() const { return numbers.data(); }
+  const uint16_t* end() const { return numbers.data() + count; }
+};
+
+// Chooses the records of the batch that pass the plan.
+void ChoosePassing(const FilterPlan& plan, RecordBatch& batch, ChosenRecords& chosen);
+
+}  // namespace tabulon

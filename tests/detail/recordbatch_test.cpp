@@ -1,0 +1,162 @@
+// Batches of records against the same records read one by one.
+#include "detail/recordbatch.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "batches.h"
+#include "detail/detailfile.h"
+#include "detail/scandetail.h"
+
+namespace tabulon {
+namespace {
+
+// Any mixture of directories, files, links and streams, with names of every kind and length; some
+// targets and streams are longer than what a window shows at once.
+ScanSpec RandomScan(ScanKind kind, int records, std::mt19937& random) {
+  ScanSpec scan{.kind = kind, .rootPath = kind == ScanKind::kCifs ? "C:\\" : "/"};
+  const auto name = [&] {
+    std::string text(random() % 4 == 0 ? random() % 70 : random() % 20, 'n');
+    if (!text.empty() && random() % 3 == 0) text[random() % text.size()] = '.';
+    if (random() % 6 == 0) text.insert(random() % (text.size() + 1), "\xC3\xA9");
+    if (random() % 40 == 0) text.push_back('\0');
+    return text;
+  };
+  for (int i = 0; i < records; ++i) {
+    const RecordSpec rest{.size = random() % 1000};
+    const size_t length = random() % 50 == 0 ? random() % 60'000 : random() % 40;
+    switch (random() % 12) {
+      case 0:
+        scan.records.push_back(DirectoryRecord("/" + name(), rest));
+        break;
+      case 1:
+        scan.records.push_back(LinkRecord(name(), std::string(length, 't'), rest));
+        break;
+      case 2:
+        scan.records.push_back(WithStreams(FileRecord(name(), rest), {{name(), 3}}));
+        break;
+      default:
+        scan.records.push_back(FileRecord(name(), rest));
+    }
+  }
+  return scan;
+}
+
+struct Whole {
+  std::string name, target, directory;
+  bool hasTarget;
+  uint64_t position, directoryPosition, size, allocated;
+  int32_t streams;
+  bool operator==(const Whole&) const = default;
+};
+
+Whole Copy(const ScanRecord& record) {
+  const RecordView& view = record.view;
+  const std::wstring_view directory = record.directory->Wide();
+  return {std::string(view.name),
+          view.hasTarget ? std::string(view.target) : "",
+          std::string(directory.begin(), directory.end()),
+          view.hasTarget,
+          view.position,
+          record.directoryPosition,
+          record.fields().size(),
+          record.allocatedSize,
+          view.streamCount};
+}
+
+std::vector<Whole> Expected(const ScanSpec& scan) {
+  DtlMap map;
+  BuildDtl(scan, &map);
+  std::vector<Whole> expected;
+  RecordText directory;
+  uint64_t directoryPosition = 0;
+  for (size_t i = 0; i < scan.records.size(); ++i) {
+    const RecordSpec& spec = scan.records[i];
+    if ((spec.flags & kRecordDirectory) != 0) {
+      directory.AssignCopy(spec.name);
+      directoryPosition = map.records[i];
+    }
+    const bool hasTarget = (spec.flags & kRecordHasTarget) != 0;
+    const std::wstring_view path = directory.Wide();
+    expected.push_back(
+        {spec.name + '\0', hasTarget ? spec.target + '\0' : "",
+         std::string(path.begin(), path.end()), hasTarget, map.records[i], directoryPosition,
+         spec.size, AllocatedSize(spec.size),
+         scan.kind == ScanKind::kCifs ? static_cast<int32_t>(spec.streams.size()) : 0});
+  }
+  return expected;
+}
+
+void ExpectNames(RecordBatch& batch) {
+  const RecordBatch::Names& names = batch.names();
+  for (size_t i = 0; i < batch.size(); ++i) {
+    const RecordText& name = batch.At(i).name;
+    ASSERT_EQ(names.other[i] == 0, name.IsAscii());
+    if (name.IsAscii()) {
+      ASSERT_EQ(names.text[i], name.Ascii());
+      ASSERT_EQ(names.tail[i], TailWord(name.Ascii()));
+    } else {
+      ASSERT_EQ(batch.OtherName(i).Wide(), name.Wide());
+      ASSERT_EQ(names.tail[i], 0U);
+    }
+  }
+}
+
+TEST(RecordBatch, ShowsTheRecordsOfTheFile) {
+  std::mt19937 random(11);
+  fileIncr = 512;
+  for (const ScanKind kind : {ScanKind::kNfs, ScanKind::kCifs}) {
+    const ScanSpec scan = RandomScan(kind, 6000, random);
+    const std::vector<Whole> expected = Expected(scan);
+    size_t done = 0;
+    size_t largest = 0;
+    ForEachBatch(scan, [&](RecordBatch& batch) {
+      ASSERT_LE(done + batch.size(), expected.size());
+      if (done % 2 == 0) ExpectNames(batch);     // before and after the records have been asked for
+      for (size_t pass = 0; pass < 2; ++pass) {  // back to the first one, too
+        for (size_t i = 0; i < batch.size(); ++i) {
+          ASSERT_EQ(Copy(batch.At(i)), expected[done + i]) << done + i;
+          ASSERT_EQ(batch.fields(i).size(), expected[done + i].size);
+        }
+      }
+      ExpectNames(batch);
+      done += batch.size();
+      largest = std::max(largest, batch.size());
+    });
+    EXPECT_EQ(done, expected.size());
+    EXPECT_GT(largest, 20U);
+  }
+  fileIncr = 0;
+}
+
+TEST(RecordBatch, EndsWhereTheFileIsCut) {
+  ScanSpec scan{.records = {DirectoryRecord("/d"), FileRecord("a"), FileRecord("bcd")}};
+  scan.endMarker = false;
+  const std::string whole = BuildDtl(scan);
+  DtlMap map;
+  BuildDtl(scan, &map);
+  for (size_t length = map.records[2]; length < map.recordsEnd; ++length) {
+    const TempDir dir;
+    WriteFile(dir / "scan", whole.substr(0, length));
+    const UniqueFd file(open((dir / "scan").c_str(), O_RDONLY));
+    RecordReader reader(file.get(), kNfsRecord, true);
+    RecordBatch batch(kNfsRecord);
+    uint64_t position = map.records[0];
+    std::vector<std::string> names;
+    while (batch.Fill(reader, position)) {
+      ExpectNames(batch);
+      for (size_t i = 0; i < batch.size(); ++i) names.push_back(Copy(batch.At(i)).name);
+    }
+    const size_t fixedEnd = map.records[2] + kNfsRecord.fixedSize;
+    ASSERT_EQ(names.size(), length < fixedEnd ? 2U : 3U);
+    if (names.size() == 3) {
+      EXPECT_EQ(names[2], std::string("bcd").substr(0, length - fixedEnd));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tabulon
