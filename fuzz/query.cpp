@@ -1,4 +1,4 @@
-// A query, whose plan must agree with the plain walk on every record of a sound scan; or, behind a
+// A query, whose plan, walked and made on batches, must agree with the plain walk on every record of a sound scan; or, behind a
 // first byte with its second bit set, a template and a text on a line each, whose match must agree
 // with plain recursion. The first bit chooses the scan kind.
 #include <algorithm>
@@ -11,6 +11,7 @@
 #include "fuzz/samples.h"
 #include "fuzz/target.h"
 #include "fuzz/templatereference.h"
+#include "query/batchfilter.h"
 #include "query/filtereval.h"
 #include "query/filterplan.h"
 #include "query/parsequery.h"
@@ -22,8 +23,18 @@ namespace {
 const Filter* filter = nullptr;
 FilterPlan plan;
 
-void Compare(const ScanRecord& record) {
-  Require(plan.Passes(record) == CheckFilterList(filter, record));
+void Compare(RecordBatch& batch) {
+  ChosenRecords chosen;
+  ChoosePassing(plan, batch, chosen);
+  const uint16_t* next = chosen.begin();
+  for (size_t i = 0; i < batch.size(); ++i) {
+    const bool expected = CheckFilterList(filter, batch.At(i));
+    const bool isChosen = next != chosen.end() && *next == i;
+    if (isChosen) ++next;
+    Require(isChosen == expected);
+    Require(plan.Passes(batch.At(i)) == expected);
+  }
+  Require(next == chosen.end());
 }
 
 void TryQuery(const Sample& sample, std::string_view text) {
