@@ -33,5 +33,7 @@ struct SynthOptions {
 // Each does its work, tells what it did or why it failed, and returns the exit status.
 int RunScan(const ScanOptions& options);
 int RunSynth(const SynthOptions& options);
+// The scan of RunSynth to a sink; options.output is not looked at. False when the sink has failed.
+bool WriteSynth(const SynthOptions& options, DtlSink& sink);
 
 }  // namespace tabulon

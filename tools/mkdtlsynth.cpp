@@ -270,4 +270,10 @@ int RunSynth(const SynthOptions& options) {
   return output.Finish(writer) ? kExitWritten : kExitFailed;
 }
 
+bool WriteSynth(const SynthOptions& options, DtlSink& sink) {
+  DtlWriter writer(sink, DescribeSynth(options.kind));
+  SynthScan(options, writer).Run();
+  return writer.Finish();
+}
+
 }  // namespace tabulon

@@ -1,0 +1,60 @@
+#include "bench/sample.h"
+
+#include <sys/mman.h>
+
+#include <clocale>
+#include <cstdlib>
+
+#include "base/fileio.h"
+#include "base/loganderr.h"
+#include "tools/mkdtlcommands.h"
+#include "tools/stringsink.h"
+
+namespace tabulon {
+namespace {
+
+constexpr uint32_t kRecords = 10'000;
+
+// A file in memory.
+UniqueFd MakeScan(ScanKind kind) {
+  StringSink sink;
+  UniqueFd file(memfd_create("sample", 0));
+  if (!WriteSynth({.kind = kind, .records = kRecords, .output = {}}, sink) ||
+      !WriteFully(file.get(), sink.text.data(), sink.text.size())) {
+    std::abort();
+  }
+  return file;
+}
+
+const RecordLayout& LayoutOf(ScanKind kind) {
+  return kind == ScanKind::kCifs ? kCifsRecord : kNfsRecord;
+}
+
+}  // namespace
+
+Sample& Sample::Use(ScanKind kind) {
+  static Sample cifs(ScanKind::kCifs);
+  static Sample nfs(ScanKind::kNfs);
+  Sample& sample = kind == ScanKind::kCifs ? cifs : nfs;
+  sample.Open();
+  return sample;
+}
+
+Sample::Sample(ScanKind kind)
+    : file_(MakeScan(kind)), reader_(file_.get(), LayoutOf(kind), true), batch_(LayoutOf(kind)) {
+  Open();
+  // They stay: all of the file fits the reader's window.
+  ForEachRecord([this](const ScanRecord& record) { names_.push_back(record.view.name); });
+}
+
+void Sample::Open() const {
+  if (logFile == nullptr) {
+    std::setlocale(LC_ALL, "C.UTF-8");
+    OpenLogErrFiles(0, nullptr, nullptr);
+  }
+  dtlFile = UniqueFd(dup(file_.get()));
+  VersionBlock version;
+  LoadDetailFile("sample", false, false, version);
+}
+
+}  // namespace tabulon

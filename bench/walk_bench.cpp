@@ -1,0 +1,57 @@
+// The way through the record stream, and what the scan itself does on it.
+#include "bench/sample.h"
+#include "detail/bands.h"
+#include "detail/scandetail.h"
+
+namespace tabulon {
+namespace {
+
+// One record after the other.
+void Walk(benchmark::State& state, ScanKind kind) {
+  const Sample& sample = Sample::Use(kind);
+  RecordReader reader(dtlFile.get(), DetailRecordLayout(), true);
+  for (auto _ : state) {
+    RecordView view;
+    for (uint64_t at = logRoot.firstRecord; reader.Read(at, view); at = view.next) {
+      benchmark::DoNotOptimize(view.name.data());
+    }
+  }
+  ShowTimePerItem(state, sample.size());
+}
+BENCHMARK_CAPTURE(Walk, nfs, ScanKind::kNfs);
+BENCHMARK_CAPTURE(Walk, cifs, ScanKind::kCifs);
+
+// In batches, as the reports get them.
+void Batches(benchmark::State& state, BatchSink take) {
+  Sample& sample = Sample::Use(ScanKind::kNfs);
+  for (auto _ : state) sample.ForEachBatch(take);
+  ShowTimePerItem(state, sample.size());
+}
+BENCHMARK_CAPTURE(Batches, take,
+                  [](RecordBatch& batch) { benchmark::DoNotOptimize(batch.fields(0).bytes()); });
+BENCHMARK_CAPTURE(Batches, look_at_names,
+                  [](RecordBatch& batch) { benchmark::DoNotOptimize(batch.names().tail.data()); });
+
+// The whole scan, from a file that has to be mapped first.
+void Scan(benchmark::State& state) {
+  const Sample& sample = Sample::Use(ScanKind::kNfs);
+  for (auto _ : state) {
+    ScanDetail([](RecordBatch& batch) { benchmark::DoNotOptimize(batch.fields(0).bytes()); });
+  }
+  ShowTimePerItem(state, sample.size());
+}
+BENCHMARK(Scan);
+
+// With the files counted in four distributions.
+void ScanBands(benchmark::State& state) {
+  sizeBands.SetLimits({1 << 10, 1 << 14, 1 << 18, 1 << 22, 1 << 26, INT64_MAX});
+  for (BandTable* bands : {&cdateBands, &mdateBands, &adateBands}) {
+    bands->SetLimits({1609459200, 1640995200, 1672531200, 1704067200});
+  }
+  Scan(state);
+  ResetBands();
+}
+BENCHMARK(ScanBands);
+
+}  // namespace
+}  // namespace tabulon
