@@ -20,6 +20,7 @@ inline constexpr uint32_t kAnyFileCall = 0x3F;
 enum class Mishap {
   kFails,         // with `errnum`; a close or an unlink is done all the same
   kShort,         // a read or write moves half of what it was asked for (one byte at least)
+  kLeavesHole,    // write leaves a hole in the file instead: offsets grow, the disk does not fill
   kKilledBefore,  // `errnum` is a signal, raised in front of the call
   kKilledAfter,   // or behind it
 };

@@ -2,6 +2,7 @@
 // program run with its output, error text and status.
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -65,6 +66,16 @@ inline void WriteFile(const std::string& path, std::string_view bytes) {
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   out.close();
   if (!out) throw std::system_error(errno, std::generic_category(), path);
+}
+
+// From here on the files of this process cannot grow beyond so many bytes, as on a full disk. The
+// limit is lifted at its exit, when coverage counters are written.
+inline void LimitFileSize(rlim_t bytes) {
+  static rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit limit{bytes, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::atexit([] { setrlimit(RLIMIT_FSIZE, &before); });
 }
 
 struct RunResult {

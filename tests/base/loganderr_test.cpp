@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pty.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -13,6 +12,7 @@
 #include "base/memory.h"
 #include "base/tempfile.h"
 #include "tests/support.h"
+#include "tests/terminal.h"
 
 namespace tabulon {
 namespace {
@@ -91,17 +91,15 @@ TEST(Logs, SystemErrorsCarryNumberAndText) {
 }
 
 TEST(Logs, TerminalsNeverGetControlsFromOutside) {
-  int ends[2];
-  ASSERT_EQ(openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr), 0);
-  const UniqueFd screen(ends[0]);
-  TextStream terminal;
-  terminal.Attach(ends[1], true, TextEncoding::kLocale, "terminal");
-  logFile = &terminal;
+  Terminal terminal;
+  REQUIRE_TERMINAL(terminal);
+  TextStream stream;
+  stream.Attach(terminal.TakeLine().Release(), true, TextEncoding::kLocale, "terminal");
+  logFile = &stream;
   LogEntry(L"\t%ls|%c\n", L"\x1b]0;owned\a\n", L'\b');
-  char bytes[64];
-  const ssize_t got = read(screen.get(), bytes, sizeof bytes);
-  EXPECT_EQ(std::string(bytes, static_cast<size_t>(got)), "\t?]0;owned??|?\r\n");
   logFile = nullptr;
+  stream.Close();
+  EXPECT_EQ(terminal.Shown(), "\t?]0;owned??|?\r\n");
 }
 
 TEST(DebugLog, TakesItsLevelsAndGathersRuns) {

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -159,8 +158,7 @@ TEST_F(SpoolFilesDeathTest, DamageEndsTheRun) {
   const Damage cut = [](const std::string& path) { std::filesystem::resize_file(path, 31999); };
   const Damage limit = [](const std::string&) {
     std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit small{20000, 20000};
-    setrlimit(RLIMIT_FSIZE, &small);
+    LimitFileSize(20000);
   };
   const struct {
     Damage beforeWriting, beforeReading;

@@ -2,14 +2,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <pty.h>
 
 #include <cerrno>
 #include <clocale>
 
 #include "base/uniquefd.h"
 #include "tests/support.h"
+#include "tests/terminal.h"
 
 namespace tabulon {
 namespace {
@@ -80,25 +79,17 @@ TEST(TextStream, RemembersTheFirstWriteError) {
 }
 
 TEST(TextStream, TerminalsGetTheirLinesAtOnce) {
-  int ends[2];
-  ASSERT_EQ(openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr), 0);
-  const UniqueFd screen(ends[0]);
+  Terminal terminal;
+  REQUIRE_TERMINAL(terminal);
   TextStream stream;
-  stream.Attach(ends[1], true, TextEncoding::kLocale, "terminal");
+  stream.Attach(terminal.line(), false, TextEncoding::kLocale, "terminal");
   ASSERT_TRUE(stream.IsTerminal());
-  const auto arrived = [&] {
-    pollfd waiting{screen.get(), POLLIN, 0};
-    char bytes[64];
-    return poll(&waiting, 1, 0) == 1
-               ? std::string(bytes, static_cast<size_t>(read(screen.get(), bytes, sizeof bytes)))
-               : std::string();
-  };
   stream.Write(L"begun");
-  EXPECT_EQ(arrived(), "");
-  stream.Write(L", done\nand");
-  EXPECT_EQ(arrived(), "begun, done\r\nand");
-  stream.WriteBytes("!");
-  EXPECT_EQ(arrived(), "!");
+  EXPECT_EQ(terminal.Shown(0), "");
+  for (const std::string shown : {"begun, done\r\nand", "!"}) {
+    stream.WriteBytes(shown == "!" ? "!" : ", done\nand");
+    EXPECT_EQ(terminal.Shown(shown.size()), shown);
+  }
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include "base/utils.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pty.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -15,6 +12,7 @@
 #include "base/numericstring.h"
 #include "base/uniquefd.h"
 #include "tests/support.h"
+#include "tests/terminal.h"
 
 namespace tabulon {
 namespace {
@@ -106,8 +104,7 @@ TEST(CopyFile, CopiesToNewFilesOnly) {
   }
   const auto fillDisk = [&] {
     std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{50000, 50000};
-    setrlimit(RLIMIT_FSIZE, &limit);
+    LimitFileSize(50000);
     std::exit(cp(to.c_str(), from.c_str()) == -1 ? errno : 0);
   };
   EXPECT_EXIT(fillDisk(), testing::ExitedWithCode(EFBIG), "");
@@ -135,13 +132,13 @@ TEST(MkdirRecursive, MakesWhatIsMissing) {
 // Types `input` at a terminal where GetSecure(buffer, size) runs: its result, its text and what the
 // screen shows.
 std::string TypeSecret(std::string_view input, int size) {
-  int ends[2];
+  Terminal terminal;
   int results[2];
-  EXPECT_EQ(openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr) + pipe(results), 0);
+  EXPECT_EQ(pipe(results), 0);
   const pid_t child = fork();
   if (child == 0) {
-    dup2(ends[1], STDIN_FILENO);
-    dup2(ends[1], STDOUT_FILENO);
+    dup2(terminal.line(), STDIN_FILENO);
+    dup2(terminal.line(), STDOUT_FILENO);
     char buffer[16] = "untouched";
     termios before{}, after{};
     tcgetattr(STDIN_FILENO, &before);
@@ -151,23 +148,26 @@ std::string TypeSecret(std::string_view input, int size) {
             before.c_lflag == after.c_lflag ? "" : "settings lost");
     _exit(0);
   }
-  const UniqueFd terminal(ends[0]), held(ends[1]), result(results[0]);
+  const UniqueFd result(results[0]);
   close(results[1]);  // so that a child that died shows as an end, not as a wait
   // The child has to leave line editing before anything is typed.
   termios state{};
   for (int tries = 0; tries < 10000; ++tries) {
-    tcgetattr(ends[1], &state);
+    tcgetattr(terminal.line(), &state);
     if ((state.c_lflag & ICANON) == 0) break;
     usleep(1000);
   }
-  EXPECT_EQ(write(terminal.get(), input.data(), input.size()), static_cast<ssize_t>(input.size()));
+  EXPECT_EQ(write(terminal.screen(), input.data(), input.size()),
+            static_cast<ssize_t>(input.size()));
   char bytes[64];
   std::string seen(bytes, static_cast<size_t>(read(result.get(), bytes, sizeof bytes)));
   waitpid(child, nullptr, 0);
-  return seen.append(bytes, static_cast<size_t>(read(terminal.get(), bytes, sizeof bytes)));
+  terminal.TakeLine();
+  return seen + terminal.Shown();
 }
 
 TEST(GetSecure, ShowsStarsAndStopsAtControls) {
+  REQUIRE_TERMINAL(Terminal());
   EXPECT_EQ(TypeSecret("secret\nrest", 16), "10 secret  ******\r\n");
   EXPECT_EQ(TypeSecret("a\x1b", 16), "27 a  *\r\n");
   EXPECT_EQ(TypeSecret("ab\xC3\xA9", 16), "-61 ab  **\r\n");

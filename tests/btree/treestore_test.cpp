@@ -1,7 +1,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -90,8 +89,7 @@ TEST_F(PageFileDeathTest, WhatCannotBeMovedEndsTheRun) {
   settings_.keyMemory = -100;
   const auto fillDisk = [&] {
     std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{200, 200};
-    setrlimit(RLIMIT_FSIZE, &limit);
+    LimitFileSize(200);
     Overfill(Plant());
   };
   EXPECT_EXIT(fillDisk(), ExitedWithCode(1),

@@ -1,7 +1,6 @@
 #include "detail/filecompress.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <zlib.h>
 
@@ -176,8 +175,7 @@ class InPlaceTest : public FileCompressTest {
   static RunResult RunAtLimit(size_t limit, const std::function<void()>& action) {
     return RunInChild([&] {
       signal(SIGXFSZ, SIG_IGN);
-      const rlimit small{limit, limit};
-      setrlimit(RLIMIT_FSIZE, &small);
+      LimitFileSize(limit);
       action();
     });
   }

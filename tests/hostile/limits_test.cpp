@@ -1,13 +1,16 @@
 // Full disks, closed pipes, terminals, hostile text and large numbers of things.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 
+#include "fuzz/faults.h"
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
+#include "reports/dupgroups.h"
+#include "tests/terminal.h"
 #include "tools/dtlbuild.h"
 
 namespace tabulon {
@@ -40,11 +43,6 @@ class Limits : public testing::Test {
   Sandbox box_;
 };
 
-void LimitTo(__rlimit_resource resource, rlim_t most) {
-  const rlimit limit{most, most};
-  setrlimit(resource, &limit);
-}
-
 const std::string kTwoReports =
     "[report]\ntype=custom\nreportfile=long\nnameform=fullpath\n[report]\ntype=totals\n"
     "reportfile=short\n";
@@ -54,7 +52,7 @@ TEST_F(Limits, AFullDiskIsToldAndTheOtherReportsAreWhole) {
   const std::string whole = Get("r/short");
   ASSERT_GT(Get("r/long").size(), 2 * whole.size());
   const rlim_t room = Get("r/long").size() - 1;
-  const Outcome run = Configure(kTwoReports, [&] { LimitTo(RLIMIT_FSIZE, room); });
+  const Outcome run = Configure(kTwoReports, [&] { LimitFileSize(room); });
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("Error writing 'r/long'\n  (p27) File too large\n"));
   EXPECT_EQ(Get("r/short"), whole);
@@ -92,18 +90,12 @@ TEST_F(Limits, AClosedPipeEndsFiltersQuietlyAndReportsNot) {
 }
 
 TEST_F(Limits, ATerminalSeesNoControlCharacters) {
+  REQUIRE_TERMINAL(Terminal());
   const auto shown = [&](const std::vector<std::string>& args) {
-    const int master = posix_openpt(O_RDWR | O_NOCTTY);
-    EXPECT_EQ(grantpt(master) | unlockpt(master), 0);
-    const std::string name = ptsname(master);
-    const int slave = open(name.c_str(), O_RDWR | O_NOCTTY);
-    EXPECT_EQ(Run(args, [&] { dup2(slave, STDOUT_FILENO); }).status, 0);
-    std::string text(65'536, '\0');
-    fcntl(master, F_SETFL, O_NONBLOCK);
-    const ssize_t got = read(master, text.data(), text.size());
-    close(slave);
-    close(master);
-    return text.substr(0, got > 0 ? static_cast<size_t>(got) : 0);
+    Terminal terminal;
+    EXPECT_EQ(Run(args, [&] { dup2(terminal.line(), STDOUT_FILENO); }).status, 0);
+    terminal.TakeLine();
+    return terminal.Shown();
   };
   const std::vector<std::string> query = {"-qf", "name matches *red*"};
   EXPECT_EQ(shown(query), "C:\\docs\\?[31m?red?.sh\r\n");
@@ -186,11 +178,42 @@ TEST_F(Limits, ThousandsOfReportsNeedFewDescriptors) {
   for (int i = 0; i < kReports; ++i) {
     text += "[report]\ntype=custom\nselect=size ge 0\nreportfile=r" + std::to_string(i) + "\n";
   }
-  const Outcome run = Configure(text, [] { LimitTo(RLIMIT_NOFILE, 64); });
+  const Outcome run = Configure(text, [] {
+    const rlimit few{64, 64};
+    setrlimit(RLIMIT_NOFILE, &few);
+  });
   EXPECT_EQ(run.status, 0) << run.err.substr(0, 300);
   const std::string first = Get("r/r0");
   EXPECT_THAT(first, HasSubstr("a.txt"));
   for (int i = 1; i < kReports; ++i) ASSERT_EQ(Get("r/r" + std::to_string(i)), first) << i;
+}
+
+// The members of groups beyond 2^31 and 2^32 bytes of their file, most of which is a hole.
+TEST(LargeOffsets, LeadToTheRightMembers) {
+  constexpr uint64_t kBlock = uint64_t{1} << 20;  // members that go to the file at a time
+  constexpr uint64_t kBlocks = (uint64_t{1} << 32) / sizeof(DupMember) / kBlock + 2;
+  const uint64_t looked[] = {kBlock, (uint64_t{1} << 31) / sizeof(DupMember),
+                             (uint64_t{1} << 32) / sizeof(DupMember), (kBlocks - 1) * kBlock,
+                             kBlocks * kBlock};
+  const bool full = std::getenv("TABULON_FULL") != nullptr;
+  SharedCount calls;
+  DupMembers members(kBlock);
+  for (uint64_t i = 0; i < (full ? kBlocks : 2) * kBlock + 2; ++i) {
+    if (i % kBlock == 0) {  // the block before goes to the file now
+      const bool kept = std::any_of(std::begin(looked), std::end(looked), [&](uint64_t at) {
+        return at + 1 >= i - kBlock && at - 1 <= i;
+      });
+      ArmFault({kept ? 0 : kCallWrite, Mishap::kLeavesHole}, calls.get());
+    }
+    members.Add({.position = i, .directory = i / 2, .textLength = 0, .unused = 0});
+  }
+  for (const uint64_t at : looked) {
+    std::vector<DupMember> found;
+    if (at >= members.count()) continue;
+    members.Read(at - 1, 3, found);
+    ASSERT_EQ(found.size(), 3U);
+    for (uint64_t i = 0; i < 3; ++i) EXPECT_EQ(found[i].position, at - 1 + i);
+  }
 }
 
 TEST_F(Limits, InflatingTakesLittleMemoryWhateverTheRatio) {
