@@ -6,6 +6,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support.h"
@@ -27,24 +28,32 @@ RunResult RunExport(std::vector<std::string> args, const RunOptions& options = {
   return RunProgram(args, options);
 }
 
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
 // Runs SQL on an empty database and returns the lines that come out.
 std::vector<std::string> Sql(const TempDir& dir, const std::string& input) {
   const RunResult run =
       RunProgram({"/usr/bin/sqlite3", "-bail", ":memory:"}, {.cwd = dir.path(), .input = input});
   EXPECT_EQ(run.err, "");
-  std::vector<std::string> lines;
-  std::istringstream in(run.out);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
+  return Lines(run.out);
 }
 
+// Has the lines of the file "rows" in the column j of the table t; behind it stands a query.
+const std::string kJsonRows =
+    "create table t(j);\n.mode ascii\n.separator \"\\037\" \"\\n\"\n.import rows t\n.mode list\n";
+
 std::string Hex(std::string_view bytes) {
-  std::ostringstream out;
+  std::string out;
   for (const char byte : bytes) {
-    out << "0123456789abcdef"[static_cast<unsigned char>(byte) >> 4]
-        << "0123456789abcdef"[byte & 0xF];
+    out += "0123456789abcdef"[static_cast<unsigned char>(byte) >> 4];
+    out += "0123456789abcdef"[byte & 0xF];
   }
-  return out.str();
+  return out;
 }
 
 class Dtlexport : public testing::Test {
@@ -66,41 +75,40 @@ class Dtlexport : public testing::Test {
 };
 
 TEST_F(Dtlexport, AllFieldsOfAUnixScan) {
+  // clang-format off
   WriteDtl(scan_,
-           {.scanTime = 1700000000,
-            .rootPath = "/srv",
-            .host = "nas",
+           {.scanTime = 1700000000, .rootPath = "/srv", .host = "nas",
             .records = {DirectoryRecord("/", {.attributes = 040755}),
-                        FileRecord("a.TXT", {.attributes = 0104750,
-                                             .created = 3,
-                                             .accessed = 951782399,
-                                             .modified = 0xFFFFFFFF,
-                                             .size = 1ULL << 63,
-                                             .uid = 7,
-                                             .gid = 8,
-                                             .inode = 9,
+                        FileRecord("a.TXT", {.attributes = 0104750, .created = 3,
+                                             .accessed = 951782399, .modified = 0xFFFFFFFF,
+                                             .size = 1ULL << 63, .uid = 7, .gid = 8, .inode = 9,
                                              .links = 2}),
                         DirectoryRecord("/d", {.attributes = 040755, .uid = 1}),
                         LinkRecord("l", "../a,b", {.attributes = 0120777, .uid = 1})},
             .ids = {{.id = 7, .name = "ann"}, {.id = 8, .kind = kIdGroup, .name = "st\"aff"}}});
+  // clang-format on
+  const std::string t0 = ",1970-01-01T00:00:00Z", unset = t0 + t0 + t0 + ",0";
   EXPECT_EQ(Export({"--format", "csv", "--directories"}),
             "path,dir,name,ext,type,size,modified,accessed,created,mode,uid,gid,user,group,inode,"
             "links,flags,target,path_bytes,target_bytes\n"
-            "/srv,,/srv,,dir,0,1970-01-01T00:00:00Z,1970-01-01T00:00:00Z,1970-01-01T00:00:00Z,0755,"
-            "0,0,,,0,1,1073741824,,,\n"
-            "/srv/a.TXT,/srv,a.TXT,TXT,file,9223372036854775808,2106-02-07T06:28:15Z,"
-            "2000-02-28T23:59:59Z,1970-01-01T00:00:03Z,4750,7,8,ann,\"st\"\"aff\",9,2,0,,,\n"
-            "/srv/d,/srv,d,,dir,0,1970-01-01T00:00:00Z,1970-01-01T00:00:00Z,1970-01-01T00:00:00Z,"
-            "0755,1,0,,,0,1,1073741824,,,\n"
-            "/srv/d/l,/srv/d,l,,symlink,0,1970-01-01T00:00:00Z,1970-01-01T00:00:00Z,"
-            "1970-01-01T00:00:00Z,0777,1,0,,,0,1,65536,\"../a,b\",,\n");
+            "/srv,,/srv,,dir,0" +
+                unset +
+                "755,0,0,,,0,1,1073741824,,,\n"
+                "/srv/a.TXT,/srv,a.TXT,TXT,file,9223372036854775808,2106-02-07T06:28:15Z,"
+                "2000-02-28T23:59:59Z,1970-01-01T00:00:03Z,4750,7,8,ann,\"st\"\"aff\",9,2,0,,,\n"
+                "/srv/d,/srv,d,,dir,0" +
+                unset +
+                "755,1,0,,,0,1,1073741824,,,\n"
+                "/srv/d/l,/srv/d,l,,symlink,0" +
+                unset + "777,1,0,,,0,1,65536,\"../a,b\",,\n");
   EXPECT_EQ(Export({"--format", "ndjson", "--fields", "target,host,path,root,scanned,user,mode,ext",
                     "--relative"}),
-            "{\"target\":null,\"host\":\"nas\",\"path\":\"/a.TXT\",\"root\":\"/srv\","
-            "\"scanned\":\"2023-11-14T22:13:20Z\",\"user\":\"ann\",\"mode\":\"4750\","
-            "\"ext\":\"TXT\"}\n"
-            "{\"target\":\"../a,b\",\"host\":\"nas\",\"path\":\"/d/l\",\"root\":\"/srv\","
-            "\"scanned\":\"2023-11-14T22:13:20Z\",\"user\":null,\"mode\":\"0777\",\"ext\":null}\n");
+            R"({"target":null,"host":"nas","path":"/a.TXT","root":"/srv",)"
+            R"("scanned":"2023-11-14T22:13:20Z","user":"ann","mode":"4750","ext":"TXT"})"
+            "\n"
+            R"({"target":"../a,b","host":"nas","path":"/d/l","root":"/srv",)"
+            R"("scanned":"2023-11-14T22:13:20Z","user":null,"mode":"0777","ext":null})"
+            "\n");
 }
 
 TEST_F(Dtlexport, AllFieldsOfAWindowsScan) {
@@ -110,26 +118,17 @@ TEST_F(Dtlexport, AllFieldsOfAWindowsScan) {
                                WithStreams(FileRecord("x.y.", {.attributes = 0x23, .size = 5}),
                                            {{"a", 1}, {"b", 2}}),
                                DirectoryRecord("\\p\\q", {}), JunctionRecord("j", "C:\\t", {})}});
-  const std::string times =
-      "\"modified\":\"1970-01-01T00:00:00Z\",\"accessed\":"
-      "\"1970-01-01T00:00:00Z\",\"created\":\"1970-01-01T00:00:00Z\",";
-  EXPECT_EQ(
-      Export({"--format", "ndjson"}),
-      "{\"path\":\"E:\\\\lost\",\"dir\":\"E:\\\\\",\"name\":\"lost\",\"ext\":null,\"type\":"
-      "\"file\",\"size\":0," +
-          times +
-          "\"attrs\":null,\"attributes\":0,\"streams\":0,"
-          "\"flags\":0,\"target\":null}\n"
-          "{\"path\":\"E:\\\\x.y.\",\"dir\":\"E:\\\\\",\"name\":\"x.y.\",\"ext\":\"\",\"type\":"
-          "\"file\",\"size\":5," +
-          times +
-          "\"attrs\":\"HRA\",\"attributes\":35,\"streams\":2,"
-          "\"flags\":128,\"target\":null}\n"
-          "{\"path\":\"E:\\\\p\\\\q\\\\j\",\"dir\":\"E:\\\\p\\\\q\",\"name\":\"j\",\"ext\":null,"
-          "\"type\":\"junction\",\"size\":0," +
-          times +
-          "\"attrs\":null,\"attributes\":0,"
-          "\"streams\":0,\"flags\":1048576,\"target\":\"C:\\\\t\"}\n");
+  const std::string time = R"(ed":"1970-01-01T00:00:00Z",)",
+                    times = R"("modifi)" + time + R"("access)" + time + R"("creat)" + time;
+  // clang-format off
+  EXPECT_EQ(Export({"--format", "ndjson"}),
+            R"({"path":"E:\\lost","dir":"E:\\","name":"lost","ext":null,"type":"file","size":0,)" +
+                times + R"("attrs":null,"attributes":0,"streams":0,"flags":0,"target":null}
+{"path":"E:\\x.y.","dir":"E:\\","name":"x.y.","ext":"","type":"file","size":5,)" + times +
+                R"("attrs":"HRA","attributes":35,"streams":2,"flags":128,"target":null}
+{"path":"E:\\p\\q\\j","dir":"E:\\p\\q","name":"j","ext":null,"type":"junction","size":0,)" + times +
+                R"("attrs":null,"attributes":0,"streams":0,"flags":1048576,"target":"C:\\t"})" "\n");
+  // clang-format on
 }
 
 // What a name becomes: itself, or text with U+FFFD and its bytes beside it.
@@ -182,24 +181,21 @@ TEST_F(Dtlexport, AnyNameComesBackFromCsvAndJson) {
                   "uid,gid,user,grp,inode,links,flags,target,path_bytes,target_bytes);\n"
                   ".import --csv " +
                       skip +
-                      "rows t\n"
-                      "select lower(hex(path)||'|'||hex(dir)||'|'||hex(name)||'|'||hex(ext)||'|'||"
-                      "path_bytes||'|'||hex(target)||'|'||target_bytes)" +
+                      "rows t\nselect lower(hex(path)||'|'||hex(dir)||"
+                      "'|'||hex(name)||'|'||hex(ext)||'|'||path_bytes||'|'||hex(target)||'|'||"
+                      "target_bytes)" +
                       select),
               expected);
   }
   WriteFile(dir_ / "rows", Export({"--format", "ndjson"}));
-  const auto value = [](const std::string& field) {
-    return "ifnull(json_extract(j,'$." + field + "'),'')";
-  };
-  EXPECT_EQ(
-      Sql(dir_,
-          "create table t(j);\n.mode ascii\n.separator \"\\037\" \"\\n\"\n"
-          ".import rows t\n.mode list\nselect lower(hex(" +
-              value("path") + ")||'|'||hex(" + value("dir") + ")||'|'||hex(" + value("name") +
-              ")||'|'||hex(" + value("ext") + ")||'|'||" + value("path_bytes") + "||'|'||hex(" +
-              value("target") + ")||'|'||" + value("target_bytes") + ")" + select),
-      expected);
+  std::string values;
+  for (const std::string field :
+       {"path", "dir", "name", "ext", "path_bytes", "target", "target_bytes"}) {
+    const std::string value = "ifnull(json_extract(j,'$." + field + "'),'')";
+    values += (values.empty() ? "" : "||'|'||") +
+              (field.ends_with("_bytes") ? value : "hex(" + value + ")");
+  }
+  EXPECT_EQ(Sql(dir_, kJsonRows + "select lower(" + values + ")" + select), expected);
 }
 
 TEST_F(Dtlexport, TextsOfAnyLengthFit) {
@@ -209,11 +205,10 @@ TEST_F(Dtlexport, TextsOfAnyLengthFit) {
   for (int i = 0; i < 8; ++i) spec.records.push_back(LinkRecord(name, target));
   WriteDtl(scan_, spec);
   WriteFile(dir_ / "rows", Export({"--format", "ndjson"}));
-  EXPECT_EQ(Sql(dir_,
-                "create table t(j);\n.mode ascii\n.separator \"\\037\" \"\\n\"\n"
-                ".import rows t\n.mode list\nselect count(*), sum(length(json_extract(j,"
-                "'$.path'))), min(json_extract(j,'$.target_bytes')='" +
-                    Hex(target) + "') from t;\n"),
+  EXPECT_EQ(Sql(dir_, kJsonRows +
+                          "select count(*), sum(length(json_extract(j,'$.path'))), "
+                          "min(json_extract(j,'$.target_bytes')='" +
+                          Hex(target) + "') from t;\n"),
             std::vector<std::string>{"8|" + std::to_string(8 * (2 + 2 * 65000)) + "|1"});
 }
 
@@ -221,42 +216,31 @@ TEST_F(Dtlexport, ShardsMakeUpTheWhole) {
   for (const std::string kind : {"nfs", "cifs"}) {
     Synth(kind, "3000");
     for (const std::string rows : {"--directories", "--no-header"}) {
-      const std::string whole = Export({"--format", "csv", "--no-header", rows});
+      std::vector<std::string> args = {"--format", "csv", "--no-header", rows};
+      const std::string whole = Export(args);
       EXPECT_GT(whole.size(), 200000u);
-      for (const int count : {2, 7, 5000}) {
+      for (const size_t count : {2u, 7u, 5000u}) {
         std::string joined;
-        size_t largest = 0;
-        for (int i = 1; i <= count; i += count == 5000 ? 2499 : 1) {
-          const std::string shard = std::to_string(i) + "/" + std::to_string(count);
-          const std::string part =
-              Export({"--format", "csv", "--no-header", rows, "--shard", shard});
+        for (size_t i = 1; i <= count; i += count == 5000 ? 2499 : 1) {
+          args.resize(4);
+          args.insert(args.end(), {"--shard", std::to_string(i) + "/" + std::to_string(count)});
+          const std::string part = Export(args);
+          EXPECT_LT(part.size(), whole.size() / count * 3 / 2 + 1000);
           joined += part;
-          largest = std::max(largest, part.size());
         }
-        if (count == 5000) {
-          EXPECT_LT(joined.size(), 1000u);  // three of them: some rows, or none
-          continue;
-        }
-        EXPECT_TRUE(joined == whole) << kind << " in " << count;
-        EXPECT_LT(largest, whole.size() / static_cast<size_t>(count) * 3 / 2 + 1000);
+        EXPECT_TRUE(count == 5000 || joined == whole) << kind << " in " << count;
       }
     }
   }
 }
 
 // Paths with runs of characters beyond ASCII cut out: listings show those in a form of their own.
-std::string AsciiPart(std::string_view line) {
-  std::string ascii;
-  for (const char byte : line.substr(0, line.find("  =>  "))) {
-    if (static_cast<signed char>(byte) >= 0) ascii += byte;
-  }
-  return ascii;
-}
-
 std::vector<std::string> AsciiLines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(AsciiPart(line));
+  std::vector<std::string> lines = Lines(text);
+  for (std::string& line : lines) {
+    line.resize(std::min(line.size(), line.find("  =>  ")));
+    std::erase_if(line, [](char byte) { return (byte & 0x80) != 0; });
+  }
   return lines;
 }
 
@@ -275,8 +259,7 @@ TEST_F(Dtlexport, QueriesChooseWhatTabulonLists) {
       const RunResult listed = RunTabulon({"-dtl", scan_, "-qf", query}, options);
       const RunResult run = RunExport(
           {"--format", "csv", "--no-header", "--fields", "path", "--where", query, scan_}, options);
-      EXPECT_EQ(listed.status, 0) << query;
-      EXPECT_EQ(run.status, 0) << query;
+      EXPECT_EQ(listed.status + run.status, 0) << query;
       EXPECT_GT(AsciiLines(run.out).size(), 30u) << query;
       std::vector<std::string> lines = AsciiLines(listed.out);
       if (lines.front().starts_with("Unknown ")) lines.erase(lines.begin());
@@ -308,7 +291,6 @@ TEST_F(Dtlexport, ScanThatBreaksOffIsToldAndWhatItHoldsWritten) {
                              : size >= map.records[2] ? "first,\n"
                                                       : "";
     EXPECT_THAT(run.out, StartsWith(sure)) << size;
-    EXPECT_THAT("first,\nsecond,target\nthird,\n", StartsWith(run.out.substr(0, sure.size())));
   }
 }
 
@@ -334,60 +316,49 @@ TEST_F(Dtlexport, RowsThatCannotBeWrittenEndTheRun) {
   const RunResult full = RunExport({"--format", "csv", scan_}, {.outPath = "/dev/full"});
   EXPECT_EQ(full.status, 1);
   EXPECT_EQ(full.err, "Error writing the rows\n  (p28) No space left on device\n");
-  const RunResult limited = RunProgram(
-      {"/bin/sh", "-c", "ulimit -f 100; exec " + DtlexportPath() + " --format csv scan.dtl > rows"},
-      {.cwd = dir_.path()});
-  EXPECT_EQ(limited.status, 1);
-  EXPECT_EQ(limited.err, "Error writing the rows\n  (p27) File too large\n");
-  const RunResult closed =
-      RunProgram({"/bin/sh", "-c", "exec " + DtlexportPath() + " --format csv scan.dtl >&-"},
-                 {.cwd = dir_.path()});
-  EXPECT_EQ(closed.status, 1);
-  EXPECT_THAT(closed.err, HasSubstr("Bad file descriptor"));
-}
-
-TEST_F(Dtlexport, WrongUsageIsTold) {
-  Synth("nfs", "10");
-  const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
-      {{scan_}, "--format is needed"},
-      {{"--format", "csv"}, "one scan is needed"},
-      {{"--format", "xml", scan_}, "--format is csv or ndjson, not xml"},
-      {{"--format", "csv", "--shard", "0/2", scan_}, "--shard is I/N with I from 1 to N, not 0/2"},
-      {{"--format", "csv", "--shard", "3/2", scan_}, "--shard is I/N with I from 1 to N, not 3/2"},
-      {{"--format", "csv", "--shard", "1/2x", scan_},
-       "--shard is I/N with I from 1 to N, not 1/2x"},
-      {{"--format", "csv", "--fields", "path,", scan_}, "rows of this scan have no field ''"},
-      {{"--format", "csv", "--fields", "attrs", scan_}, "rows of this scan have no field 'attrs'"},
-      {{"--format", "csv", "--fields", "uid,uid", scan_}, "field 'uid' is named twice"},
-  };
-  for (const auto& [args, problem] : rows) {
-    const RunResult run = RunExport(args);
-    EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.out, "");
-    EXPECT_THAT(run.err, StartsWith("dtlexport: " + problem));
-    EXPECT_THAT(run.err, HasSubstr("\nTry 'dtlexport --help'.\n"));
+  for (const auto& [limit, target, reason] :
+       {std::tuple("ulimit -f 100; ", "> rows", "Error writing the rows\n  (p27) File too large\n"),
+        std::tuple("", ">&-", "output: Bad file descriptor\n")}) {
+    const std::string command = limit + ("exec " + DtlexportPath()) + " --format csv scan.dtl ";
+    const RunResult run = RunProgram({"/bin/sh", "-c", command + target}, {.cwd = dir_.path()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(run.err.ends_with(reason)) << run.err;
   }
-  const RunResult help = RunExport({"--help"});
-  EXPECT_EQ(help.status, 0);
-  EXPECT_THAT(help.out, StartsWith("usage: dtlexport "));
 }
 
 TEST_F(Dtlexport, WhatCannotBeReadOrAskedEndsTheRun) {
   Synth("nfs", "10");
-  WriteFile(dir_ / "text", std::string(500, 'x'));
-  const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
-      {{dir_ / "none"}, "Unable to open scan detail file '" + dir_ / "none" + "'\n"},
-      {{dir_ / "text"}, "'" + dir_ / "text" + "' is not a valid Trawlix detail log file\n"},
+  const std::string text = dir_ / "text", none = dir_ / "none";
+  WriteFile(text, std::string(500, 'x'));
+  const std::string shard = "dtlexport: --shard is I/N with I from 1 to N, not ";
+  const std::string noField = "dtlexport: rows of this scan have no field ";
+  // The arguments behind "--format csv", and the message. Status 2 is for wrong usage.
+  // clang-format off
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
+      {{}, "dtlexport: one scan is needed"},
+      {{"--format", "xml", scan_}, "dtlexport: --format is csv or ndjson, not xml"},
+      {{"--shard", "0/2", scan_}, shard + "0/2"}, {{"--shard", "3/2", scan_}, shard + "3/2"},
+      {{"--shard", "1/2x", scan_}, shard + "1/2x"},
+      {{"--fields", "path,", scan_}, noField + "''"},
+      {{"--fields", "attrs", scan_}, noField + "'attrs'"},
+      {{"--fields", "uid,uid", scan_}, "dtlexport: field 'uid' is named twice"},
+      {{none}, "Unable to open scan detail file '" + none + "'\n"},
+      {{text}, "'" + text + "' is not a valid Trawlix detail log file\n"},
       {{"--where", "size is 5", scan_}, "Syntax error: size is 5\n"},
       {{"--where", "attrs includes H", scan_}, "Syntax error: attrs includes H\n"},
   };
+  // clang-format on
   for (auto [args, problem] : rows) {
     args.insert(args.begin(), {"--format", "csv"});
     const RunResult run = RunExport(args);
-    EXPECT_EQ(run.status, 1);
+    const bool usage = problem.starts_with("dtlexport");
+    EXPECT_EQ(run.status, usage ? 2 : 1);
     EXPECT_EQ(run.out, "");
     EXPECT_THAT(run.err, StartsWith(problem));
+    EXPECT_EQ(run.err.ends_with("\nTry 'dtlexport --help'.\n"), usage);
   }
+  EXPECT_THAT(RunExport({scan_}).err, StartsWith("dtlexport: --format is needed\n"));
+  EXPECT_THAT(RunExport({"--help"}).out, StartsWith("usage: dtlexport "));
 }
 
 }  // namespace

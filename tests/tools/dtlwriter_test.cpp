@@ -1,13 +1,13 @@
 #include "tools/dtlwriter.h"
 
 #include <gmock/gmock.h>
-#include <zlib.h>
 
-#include <cerrno>
+#include <tuple>
 
 #include "scanread.h"
 #include "tools/dtlbuild.h"
 #include "tools/dtlcompress.h"
+#include "uncompressed.h"
 
 namespace tabulon {
 namespace {
@@ -20,18 +20,12 @@ std::string Zeros(size_t count) {
 
 // Every byte of a small record of each form, written down by hand.
 TEST(DtlWriter, RecordsStandByteForByteAsTheFormatWants) {
-  const RecordSpec link{.flags = kRecordSymlink,
-                        .attributes = 0x01020304,
-                        .created = 0x11,
-                        .accessed = 0x22,
-                        .modified = 0x33,
-                        .size = 0x0102030405060708,
-                        .uid = 0x44,
-                        .gid = 0x55,
-                        .inode = 0x66,
-                        .links = 0x77,
-                        .name = "ab",
-                        .target = "xyz"};
+  // clang-format off
+  const RecordSpec link{
+      .flags = kRecordSymlink, .attributes = 0x01020304, .created = 0x11, .accessed = 0x22,
+      .modified = 0x33, .size = 0x0102030405060708, .uid = 0x44, .gid = 0x55, .inode = 0x66,
+      .links = 0x77, .name = "ab", .target = "xyz"};
+  // clang-format on
   RecordSpec streamed = link;
   streamed.flags |= kRecordHasStreams;
   streamed.streams = {{":s", 9}, {"", 0x100}};
@@ -42,42 +36,31 @@ TEST(DtlWriter, RecordsStandByteForByteAsTheFormatWants) {
   const std::string cifs = "\x80\0\1\0\0\0\0\0\4\3\2\1"s + times + size + Zeros(8) + owner +
                            "\x77\0\0\0"s + Zeros(12) + "\4\0\0\0\3\0\0\0\2\0\0\0"s;
   const std::string streams = "\3\0:s\0\x9\0\0\0\0\0\0\0\1\0\0\0\1\0\0\0\0\0\0"s;
-  struct Row {
-    ScanKind kind;
-    uint32_t revision;
-    RecordSpec record;
-    std::string expected;
-  };
-  const Row rows[] = {
+  const std::tuple<ScanKind, uint32_t, RecordSpec, std::string> rows[] = {
       {ScanKind::kNfs, 8, link, nfs + "ab\0xyz\0"s},
-      {ScanKind::kCifs, 8, streamed, cifs + "ab\0"s + streams + "xyz\0"s},
       {ScanKind::kCifs, 7, streamed, cifs + "ab\0"s + streams + "xyz\0"s},
       {ScanKind::kCifs, 6, streamed, cifs + "ab\0xyz\0"s},
   };
-  for (const Row& row : rows) {
+  for (const auto& [kind, revision, record, expected] : rows) {
     DtlMap map;
     const std::string bytes =
-        BuildDtl({.kind = row.kind, .revision = row.revision, .records = {row.record}}, &map);
-    EXPECT_EQ(bytes.substr(map.records[0], map.recordsEnd - map.records[0]), row.expected);
-    const size_t fixed = row.kind == ScanKind::kNfs ? 48 : 80;
+        BuildDtl({.kind = kind, .revision = revision, .records = {record}}, &map);
+    EXPECT_EQ(bytes.substr(map.records[0], map.recordsEnd - map.records[0]), expected);
+    const size_t fixed = kind == ScanKind::kNfs ? 48 : 80;
     EXPECT_EQ(bytes.substr(map.recordsEnd), "\xFF\xFF\xFF\xFF" + Zeros(fixed - 4));
   }
 }
 
 TEST(DtlWriter, HeaderAndRootComeBackFromTheReader) {
   const TempDir dir;
-  WriteDtl(dir / "s.dtl", {.kind = ScanKind::kCifs,
-                           .flags = kHeaderSacls | kHeaderQvaTagged,
-                           .server = "Müller",
-                           .rootPath = "C:\\\xF0\x9F\x98\x80",
-                           .share = "\\\\s\\x",
-                           .host = "h",
-                           .qvaRoot = "q",
-                           .tag = PaddedTag("TAG"),
-                           .version = {"1.2.3-toolong", "platform", "arch"},
-                           .descriptors = {"d1", "d2"},
-                           .domains = {"DOM"},
-                           .sids = {{.sid = "sid", .name = "user"}}});
+  // clang-format off
+  WriteDtl(dir / "s.dtl",
+           {.kind = ScanKind::kCifs, .flags = kHeaderSacls | kHeaderQvaTagged, .server = "Müller",
+            .rootPath = "C:\\\xF0\x9F\x98\x80", .share = "\\\\s\\x", .host = "h", .qvaRoot = "q",
+            .tag = PaddedTag("TAG"), .version = {"1.2.3-toolong", "platform", "arch"},
+            .descriptors = {"d1", "d2"}, .domains = {"DOM"},
+            .sids = {{.sid = "sid", .name = "user"}}});
+  // clang-format on
   const auto& [header, root, version, records, end] = ReadScan(dir / "s.dtl");
   const std::string bytes = ReadFile(dir / "s.dtl");
   EXPECT_EQ(header.flags, kHeaderSacls | kHeaderQvaTagged);
@@ -123,14 +106,12 @@ TEST(DtlWriter, CountsComeFromTheRecords) {
 
 TEST(DtlWriter, DirectoryWithNothingBelowItIsEmpty) {
   const RecordSpec root = DirectoryRecord("/"), a = DirectoryRecord("/a"), file = FileRecord("x");
+  // clang-format off
   const std::pair<std::vector<RecordSpec>, uint32_t> rows[] = {
-      {{}, 0},
-      {{root}, 1},
-      {{root, file}, 0},
-      {{root, a, DirectoryRecord("/a/b")}, 1},
-      {{root, a, DirectoryRecord("/ab"), file}, 1},
-      {{root, a, DirectoryRecord("/b")}, 2},
+      {{}, 0}, {{root}, 1}, {{root, file}, 0}, {{root, a, DirectoryRecord("/a/b")}, 1},
+      {{root, a, DirectoryRecord("/ab"), file}, 1}, {{root, a, DirectoryRecord("/b")}, 2},
   };
+  // clang-format on
   for (const auto& [records, empty] : rows) {
     const std::string bytes = BuildDtl({.records = records});
     EXPECT_EQ(LoadU32(bytes.data() + dtl_at::kEmptyDirectories), empty);
@@ -149,28 +130,6 @@ TEST(DtlWriter, OverlongTextIsCut) {
     EXPECT_TRUE(scan.records[0].target == text.substr(0, 65534));
     EXPECT_EQ(ReadUnits(ReadFile(dir / "s.dtl"), scan.root.rootString).size(), 16383u);
   }
-}
-
-class FailingSink : public DtlSink {
- public:
-  bool Append(std::string_view) override {
-    errno = ENOSPC;
-    return false;
-  }
-  bool Overwrite(uint64_t, std::string_view) override {
-    ADD_FAILURE() << "the file was touched after a failure";
-    return true;
-  }
-};
-
-TEST(DtlWriter, FirstFailureOfTheSinkStays) {
-  FailingSink sink;
-  DtlWriter writer(sink, {});
-  for (int i = 0; i < 50000 && writer.good(); ++i) writer.Add(FileRecord(std::string(100, 'x')));
-  EXPECT_FALSE(writer.good());
-  errno = 0;
-  EXPECT_FALSE(writer.Finish());
-  EXPECT_EQ(writer.error(), ENOSPC);
 }
 
 TEST(LittleBytes, CodePointsAndTheirDamage) {
@@ -196,17 +155,10 @@ TEST(DtlCompress, InflatesToTheSameBytes) {
   for (uint32_t state = 1; noise.size() < 1'500'000; state = state * 1664525 + 1013904223) {
     noise += static_cast<char>(state >> 24);
   }
-  for (const std::string& plain :
-       {""s, "x"s, Zeros(2'000'000), noise, noise.substr(0, 512 * 1024)}) {
+  for (const std::string& plain : {""s, "x"s, Zeros(2'000'000), noise, noise.substr(0, 1 << 19)}) {
     const std::string packed = CompressDtl(plain);
     EXPECT_EQ(packed.substr(0, 2), "\x78\x01");
-    std::string inflated(plain.size() + 1, '\0');
-    uLongf size = inflated.size();
-    ASSERT_EQ(uncompress(reinterpret_cast<Bytef*>(inflated.data()), &size,
-                         reinterpret_cast<const Bytef*>(packed.data()), packed.size()),
-              Z_OK);
-    inflated.resize(size);
-    EXPECT_TRUE(inflated == plain);
+    EXPECT_TRUE(Uncompressed(packed, plain.size()) == plain);
   }
 }
 

@@ -13,17 +13,13 @@ namespace tabulon {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::ElementsAre;
+using Names = std::vector<std::string>;
 
-// Notes what it is told, and changes the tree when it is told a certain directory.
-class MeddlingVisitor : public TreeVisitor {
- public:
-  MeddlingVisitor(std::string when, std::function<void()> meddle)
-      : when_(std::move(when)), meddle_(std::move(meddle)) {}
-
+// Notes what it is told, changes the tree when it is told `when`, and ends the walk at `stopAt`.
+struct MeddlingVisitor : TreeVisitor {
   bool Directory(const std::string& path, const struct stat&) override {
     told.push_back(path);
-    if (path == when_) meddle_();
+    if (path == when) meddle();
     return path != stopAt;
   }
   void File(const std::string& name, const struct stat&, const std::string&) override {
@@ -33,70 +29,51 @@ class MeddlingVisitor : public TreeVisitor {
     told.push_back(path + ": " + std::to_string(error));
   }
 
-  std::vector<std::string> told;
-  std::string stopAt;
-
- private:
-  std::string when_;
-  std::function<void()> meddle_;
+  std::string when, stopAt;
+  std::function<void()> meddle;
+  Names told;
 };
 
-class Walk : public testing::Test {
- protected:
-  Walk() {
-    for (const char* name : {"a/b/deep/x", "a/c/y", "z/w"}) {
-      fs::create_directories((Root() / name).parent_path());
-      WriteFile(Root() / name, "");
-    }
+// What is told of a tree in which `meddle` changes something.
+Names Told(const std::string& when, const std::function<void(const fs::path&)>& meddle,
+           const std::string& stopAt = "") {
+  const TempDir dir;
+  const fs::path root = dir.path();
+  for (const char* name : {"a/b/deep/x", "a/c/y", "z/w"}) {
+    fs::create_directories((root / name).parent_path());
+    WriteFile(root / name, "");
   }
+  MeddlingVisitor visitor;
+  visitor.when = when;
+  visitor.stopAt = stopAt;
+  visitor.meddle = [&] { meddle(root); };
+  TreeWalk(UniqueFd(open(dir.path().c_str(), O_RDONLY | O_DIRECTORY)), visitor).Run();
+  return visitor.told;
+}
 
-  fs::path Root() const { return dir_.path(); }
-  std::vector<std::string> Told(const std::string& when, const std::function<void()>& meddle,
-                                const std::string& stopAt = "") {
-    MeddlingVisitor visitor(when, meddle);
-    visitor.stopAt = stopAt;
-    TreeWalk(UniqueFd(open(dir_.path().c_str(), O_RDONLY | O_DIRECTORY)), visitor).Run();
-    return visitor.told;
-  }
-
-  TempDir dir_;
-};
-
-TEST_F(Walk, FindsItsWayBackOutOfADirectoryThatMoved) {
-  EXPECT_THAT(Told("/a/b/deep", [&] { fs::rename(Root() / "a/b", Root() / "z/moved"); }),
-              ElementsAre("/", "/a", "/a/b", "/a/b/deep", "x", "/a/c", "y", "/z", "w", "/z/moved",
-                          "/z/moved/deep", "x"))
+TEST(Walk, FollowsTheTreeAsItChanges) {
+  const auto move = [](const fs::path& root) { fs::rename(root / "a/b", root / "z/moved"); };
+  const auto vanish = [](const fs::path& root) { fs::remove_all(root / "z"); };
+  EXPECT_EQ(Told("/a/b/deep", move), (Names{"/", "/a", "/a/b", "/a/b/deep", "x", "/a/c", "y", "/z",
+                                            "w", "/z/moved", "/z/moved/deep", "x"}))
       << "the way back from /a/b leads to /z now";
-}
-
-TEST_F(Walk, GoesOnWhenTheWayBackIsGone) {
-  const auto dissolve = [&] {
-    fs::rename(Root() / "a/b", Root() / "z/moved");
-    fs::rename(Root() / "a", Root() / "elsewhere");
+  const Names withoutZ = {"/", "/a", "/a/b", "/a/b/deep", "x", "/a/c", "y"};
+  EXPECT_EQ(Told("/a", vanish), withoutZ);
+  const auto becomeLink = [&](const fs::path& root) {
+    vanish(root);
+    fs::create_directory_symlink("a", root / "z");
   };
-  const std::vector<std::string> told = Told("/a/b/deep", dissolve);
-  EXPECT_THAT(told, testing::Contains("/a: " + std::to_string(ENOENT)));
-  EXPECT_THAT(told, testing::Contains("w")) << "what does not lie on the lost way is still told";
-}
+  EXPECT_EQ(Told("/a", becomeLink), withoutZ) << "links are not followed";
+  EXPECT_EQ(Told(
+                "/", [](const fs::path&) {}, "/a/b"),
+            (Names{"/", "/a", "/a/b"}));
 
-TEST_F(Walk, WhatVanishesIsNotTold) {
-  EXPECT_THAT(Told("/a", [&] { fs::remove_all(Root() / "z"); }),
-              ElementsAre("/", "/a", "/a/b", "/a/b/deep", "x", "/a/c", "y"));
-}
-
-TEST_F(Walk, DirectoryThatBecameALinkIsNotFollowed) {
-  EXPECT_THAT(Told("/a",
-                   [&] {
-                     fs::remove_all(Root() / "z");
-                     fs::create_directory_symlink("a", Root() / "z");
-                   }),
-              ElementsAre("/", "/a", "/a/b", "/a/b/deep", "x", "/a/c", "y"));
-}
-
-TEST_F(Walk, VisitorCanEndIt) {
-  EXPECT_THAT(Told(
-                  "", [] {}, "/a/b"),
-              ElementsAre("/", "/a", "/a/b"));
+  const Names lost = Told("/a/b/deep", [&](const fs::path& root) {
+    move(root);
+    fs::rename(root / "a", root / "elsewhere");
+  });
+  EXPECT_THAT(lost, testing::Contains("/a: " + std::to_string(ENOENT)));
+  EXPECT_THAT(lost, testing::Contains("w")) << "what does not lie on the lost way is still told";
 }
 
 }  // namespace
