@@ -160,15 +160,14 @@ TEST_F(SpoolFilesDeathTest, DamageEndsTheRun) {
     std::signal(SIGXFSZ, SIG_IGN);
     LimitFileSize(20000);
   };
-  const struct {
-    Damage beforeWriting, beforeReading;
-    const char* message;
-  } rows[] = {
-      {none, cut, "^Error reading '.*/spool.*'\n  \\(p5\\) Input/output error\n$"},
-      {none, remove, "^Error reading '.*/spool.*'\n  \\(p2\\) No such file or directory\n$"},
-      {remove, none, "^Error writing '.*/spool.*'\n  \\(p2\\) No such file or directory\n$"},
-      {limit, none, "^Error writing '.*/spool.*'\n  \\(p27\\) File too large\n$"},
+  // clang-format off
+  const struct { Damage beforeWriting, beforeReading; const char* message; } rows[] = {
+      {none, cut, "reading '.*/spool.*'\n  \\(p5\\) Input/output error"},
+      {none, remove, "reading '.*/spool.*'\n  \\(p2\\) No such file or directory"},
+      {remove, none, "writing '.*/spool.*'\n  \\(p2\\) No such file or directory"},
+      {limit, none, "writing '.*/spool.*'\n  \\(p27\\) File too large"},
   };
+  // clang-format on
   for (const auto& row : rows) {
     const auto run = [&] {
       SpoolFile spool;
@@ -179,7 +178,7 @@ TEST_F(SpoolFilesDeathTest, DamageEndsTheRun) {
       row.beforeReading(spool.path());
       for (Record record; spool.Read(&record, sizeof record);) continue;
     };
-    EXPECT_EXIT(run(), ExitedWithCode(1), row.message);
+    EXPECT_EXIT(run(), ExitedWithCode(1), std::string("^Error ") + row.message + "\n$");
     EXPECT_THAT(dir_.Entries(), ElementsAre());
   }
 }

@@ -108,16 +108,9 @@ TEST(Template, CostStaysBounded) {
   EXPECT_FALSE(Matches(text, ConvertTemplate(pattern + L"b/~"), false));
 }
 
-using Random = std::mt19937;
-
-std::wstring RandomText(Random& random, const std::wstring& alphabet, size_t longest) {
-  std::wstring text(random() % (longest + 1), L'\0');
-  for (wchar_t& unit : text) unit = alphabet[random() % alphabet.size()];
-  return text;
-}
-
-// A template that `text` fits or nearly fits: pieces of it give way to wildcards or other units.
-std::wstring TemplateFor(Random& random, const std::wstring& text) {
+// A template that `text` fits or nearly fits: pieces of it give way to wildcards or other
+// units.
+std::wstring TemplateFor(std::mt19937& random, const std::wstring& text) {
   std::wstring typed;
   for (size_t at = 0; at < text.size(); ++at) {
     const auto unit = static_cast<wint_t>(text[at]);
@@ -125,10 +118,10 @@ std::wstring TemplateFor(Random& random, const std::wstring& text) {
     if (choice < 2) {
       typed += L"*~"[choice];
       at += random() % (random() % 4 == 0 ? 40 : 8);
-    } else if (choice == 2) {
-      typed += random() % 4 == 0 ? L'z' : L'?';
     } else {
-      typed += static_cast<wchar_t>(choice == 3 ? std::towupper(unit) : std::towlower(unit));
+      typed += choice == 2
+                   ? L"?z"[random() % 4 == 0]
+                   : static_cast<wchar_t>(choice == 3 ? std::towupper(unit) : std::towlower(unit));
     }
   }
   return random() % 6 == 0 ? typed + L"/~" : typed;
@@ -137,22 +130,26 @@ std::wstring TemplateFor(Random& random, const std::wstring& text) {
 // The matcher searches segment by segment; that this gives what the recursion gives is checked
 // here.
 TEST(Template, AgreesWithPlainRecursion) {
-  Random random(20240229);
+  std::mt19937 random(20240229);
+  const auto text = [&](const std::wstring& alphabet, size_t longest) {
+    std::wstring made(random() % (longest + 1), L'\0');
+    for (wchar_t& unit : made) unit = alphabet[random() % alphabet.size()];
+    return made;
+  };
   int matches = 0;
   for (int i = 0; i < 100000; ++i) {
-    std::wstring text, typed;
-    if (i % 4 == 0) {
-      text = RandomText(random, L"aAbBz/\\._1@`[{", 50);
-      typed = TemplateFor(random, text);
-    } else {
-      text = RandomText(random, i % 2 == 0 ? L"aAb/\\." : L"a/", 12);
-      typed = RandomText(random, i % 2 == 0 ? L"aAb/\\.?*~'" : L"a/?*~", 12);
-    }
+    const std::wstring given = i % 4 == 0   ? text(L"aAbBz/\\._1@`[{", 50)
+                               : i % 2 == 0 ? text(L"aAb/\\.", 12)
+                                            : text(L"a/", 12);
+    const std::wstring typed = i % 4 == 0   ? TemplateFor(random, given)
+                               : i % 2 == 0 ? text(L"aAb/\\.?*~'", 12)
+                                            : text(L"a/?*~", 12);
     const std::wstring coded = ConvertTemplate(typed);
     const bool backslash = random() % 2 == 0;
-    const bool expected = reference::Match(text, coded, backslash ? L'\\' : L'/');
-    ASSERT_EQ(Matches(text, coded, backslash), expected)
-        << "template " << Narrow(typed) << ", text " << Narrow(text) << ", backslash " << backslash;
+    const bool expected = reference::Match(given, coded, backslash ? L'\\' : L'/');
+    ASSERT_EQ(Matches(given, coded, backslash), expected)
+        << "template " << Narrow(typed) << ", text " << Narrow(given) << ", backslash "
+        << backslash;
     matches += expected;
   }
   EXPECT_GT(matches, 10000);  // both results are common

@@ -145,19 +145,5 @@ TEST_F(ReportLines, ScanGoesOnWithoutAPositionFile) {
   tempDir.reset();
 }
 
-TEST_F(ReportLines, ManyReportsFitFewDescriptors) {
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit few{64, before.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &few);
-  for (int i = 0; i < 300; ++i) {
-    const std::wstring name = L"r" + std::to_wstring(i);
-    SetUp(i % 2 == 0 ? L"custom" : L"uidtotals", name.c_str());
-    EXPECT_EQ(reportList.back().positions.IsOpen(), i % 2 == 0);
-  }
-  setrlimit(RLIMIT_NOFILE, &before);
-  EXPECT_EQ(access(Path("r299").c_str(), F_OK), 0);
-}
-
 }  // namespace
 }  // namespace tabulon

@@ -16,30 +16,20 @@
 namespace tabulon {
 namespace {
 
-using testing::ElementsAre;
-
 template <class Object>
 std::vector<const Object*> Objects(Tree* tree) {
   std::vector<const Object*> objects;
   for (KeyRecord at = TreeLowKey(tree); at; at = TreeNextKey(tree)) {
-    const Object* object;
-    std::memcpy(&object, at.key(), sizeof object);
-    objects.push_back(object);
+    std::memcpy(&objects.emplace_back(), at.key(), sizeof objects[0]);
   }
   return objects;
 }
 
-std::string Narrow(std::wstring_view text) {
-  std::string narrow;
-  for (const wchar_t unit : text) narrow.push_back(static_cast<char>(unit));
-  return narrow;
-}
-
 // "domain\name" of the SIDs of a tree, in its order.
-std::vector<std::string> Accounts(Tree* tree) {
-  std::vector<std::string> accounts;
+std::vector<std::wstring> Accounts(Tree* tree) {
+  std::vector<std::wstring> accounts;
   for (const SidObject* sid : Objects<SidObject>(tree)) {
-    accounts.push_back(Narrow(sid->domain) + "\\" + Narrow(sid->name));
+    accounts.push_back(std::wstring(sid->domain) + L"\\" + std::wstring(sid->name));
   }
   return accounts;
 }
@@ -57,7 +47,8 @@ class SecurityObjectsTest : public testing::Test {
     const UniqueFd fd(open((dir_ / "x.dtl").c_str(), O_RDONLY | O_CLOEXEC));
     tempDir = dir_.path();
     sdTempFile = TempFile::Create("sdtemp.tmp");
-    const LogHeader header = ParseHeader(Bytes(file));
+    const LogHeader header = ParseHeader(std::span<const unsigned char, kHeaderSize>(
+        reinterpret_cast<const unsigned char*>(file.data()), kHeaderSize));
     LoadSecurityObjects(fd.get(), header);
     LoadIdObjects(fd.get(), header);
   }
@@ -70,11 +61,6 @@ class SecurityObjectsTest : public testing::Test {
              .substr(0, kSectionAt) +
          section);
   }
-  static std::span<const unsigned char, kHeaderSize> Bytes(std::string_view file) {
-    return std::span<const unsigned char, kHeaderSize>(
-        reinterpret_cast<const unsigned char*>(file.data()), kHeaderSize);
-  }
-
   static constexpr uint64_t kSectionAt = 100;
   TempDir dir_;
 };
@@ -106,13 +92,14 @@ TEST_F(SecurityObjectsTest, EachTreeHasItsOrder) {
                           {.sid = "b2", .name = "yan", .domain = 1, .type = 2},
                           {.sid = "d", .name = "ZOE", .domain = 2, .type = 1},
                           {.sid = "e", .name = "Zoe", .domain = 2, .type = 2}}}));
-  EXPECT_THAT(Accounts(sidTree), ElementsAre("\\Everyone", "Alpha\\Adam", "beta\\zoe", "\\lost",
-                                             "BETA\\ZOE", "BETA\\Zoe", "beta\\adam"));
-  EXPECT_THAT(Accounts(sidDisplayTree),
-              ElementsAre("beta\\adam", "Alpha\\Adam", "beta\\zoe", "Alpha\\yan", "BETA\\Zoe",
-                          "\\Everyone", "\\lost"));
-  EXPECT_THAT(Accounts(sidLookupTree), ElementsAre("\\Everyone", "\\lost", "Alpha\\Adam",
-                                                   "Alpha\\yan", "beta\\adam", "beta\\zoe"));
+  using Names = std::vector<std::wstring>;
+  EXPECT_EQ(Accounts(sidTree), (Names{L"\\Everyone", L"Alpha\\Adam", L"beta\\zoe", L"\\lost",
+                                      L"BETA\\ZOE", L"BETA\\Zoe", L"beta\\adam"}));
+  EXPECT_EQ(Accounts(sidDisplayTree),
+            (Names{L"beta\\adam", L"Alpha\\Adam", L"beta\\zoe", L"Alpha\\yan", L"BETA\\Zoe",
+                   L"\\Everyone", L"\\lost"}));
+  EXPECT_EQ(Accounts(sidLookupTree), (Names{L"\\Everyone", L"\\lost", L"Alpha\\Adam", L"Alpha\\yan",
+                                            L"beta\\adam", L"beta\\zoe"}));
   EXPECT_EQ(domainCount, 4U);
   EXPECT_EQ(sidCount, 8U);
 
@@ -172,19 +159,14 @@ TEST_F(SecurityObjectsTest, AnEntryCutShortEndsTheLoading) {
 
 // Two long names that differ in their last letter only, each shared by many SIDs.
 TEST_F(SecurityObjectsTest, LongDomainNamesAreNotComparedForEverySid) {
-  const size_t length = size_t{1} << 20;
+  constexpr uint32_t kLength = 1 << 20, kSids = 20'000;
   std::string section = Words({0, 2});
-  for (const char32_t last : {U'a', U'b'}) {
-    std::u32string text(length, U'd');
-    text.back() = last;
-    Append32(section, static_cast<uint32_t>(length * 4));
-    section.append(reinterpret_cast<const char*>(text.data()), length * 4);
+  for (const char last : {'a', 'b'}) {
+    Append32(section, kLength * 4);
+    section.append(kLength * 4 - 4, 'd').append({last, 0, 0, 0});
   }
-  constexpr uint32_t kSids = 20'000;
   Append32(section, kSids);
-  for (uint32_t i = 0; i < kSids; ++i) {
-    section += Words({4, 0, (i * 7) % 2, i, 1, 1, i});
-  }
+  for (uint32_t i = 0; i < kSids; ++i) section += Words({4, 0, (i * 7) % 2, i, 1, 1, i});
   const auto start = std::chrono::steady_clock::now();
   LoadSection(section);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));

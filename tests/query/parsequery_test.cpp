@@ -213,17 +213,6 @@ TEST_F(ParseQueryTest, TakesEveryUnitOfWideText) {
   EXPECT_EQ(Dump(list->next), "size > 0");
 }
 
-TEST_F(ParseQueryTest, SurvivesAnyDepth) {
-  ExpectFault(std::string(131'000, '('), 1, "Unmatched open parenthesis");
-  ExpectFault(std::string(131'000, ')'), 1, "invalid close parenthesis");
-  constexpr int kDepth = 60'000;
-  const std::wstring open(kDepth, L'(');
-  const std::wstring close(kDepth, L')');
-  const Filter* inside = ParseQuery(open + L"size gt 0" + close);
-  for (int i = 0; i < kDepth; ++i) inside = inside->sub;
-  EXPECT_EQ(Dump(inside), "size > 0");
-}
-
 TEST_F(ParseQueryTest, LooksAccountsUpAndLogsUnknownOnes) {
   const TempDir dir;
   const std::string path = dir / "scan.dtl", log = dir / "log";

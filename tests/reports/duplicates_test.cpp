@@ -5,15 +5,12 @@
 #include <openssl/md5.h>
 
 #include <algorithm>
-#include <cstring>
 #include <map>
 #include <random>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "base/loganderr.h"
-#include "btree/btree.h"
 #include "config/reportsetup.h"
 #include "config/settings.h"
 #include "detail/detailfile.h"
@@ -27,72 +24,61 @@
 namespace tabulon {
 namespace {
 
-constexpr uint32_t kNoon = 1700000000;
-
-struct ModelGroup {
-  uint64_t size = 0;
-  std::string digest;
-  std::vector<std::string> paths;  // in report order
-  std::string heading;
-};
-
 // What the finder has to do, file by file.
-class Model {
- public:
-  Model(uint32_t fields, uint32_t runFiles) : fields_(fields), runFiles_(runFiles) {}
+struct Model {
+  struct File {
+    std::string path, heading;
+    uint64_t size;
+  };
 
   void Add(const RecordSpec& file, const std::string& directory) {
-    if (inRun_ == runFiles_) {
-      ++run_;
-      inRun_ = 0;
+    if (inRun == runFiles) {
+      ++run;
+      inRun = 0;
     }
-    ++inRun_;
-    auto& run = groups_[Digest(file)][run_];
-    if (!run.empty()) {
+    ++inRun;
+    std::vector<File>& files = groups[Digest(file)][run];
+    if (!files.empty()) {
       ++count;
       bytes += file.size;
     }
-    run.push_back({directory + "\\" + file.name, file.size, Heading(file)});
+    files.push_back({directory + "\\" + file.name, Heading(file), file.size});
   }
 
-  std::vector<ModelGroup> Groups() const {
-    std::vector<ModelGroup> result;
-    for (const auto& [digest, runs] : groups_) {
-      ModelGroup group;
-      group.digest = digest;
+  // The groups and the files of each, in report order.
+  std::vector<std::vector<File>> Groups() const {
+    std::vector<std::vector<File>> result;
+    for (const auto& [digest, runs] : groups) {
+      std::vector<File> group;
       for (const auto& [number, files] : runs) {
-        std::map<std::string, size_t> order;  // sequence bytes as stored
+        std::map<std::string, File> order;  // by the sequence's bytes as stored
         for (uint32_t i = 0; i < files.size(); ++i) {
-          order[std::string(reinterpret_cast<const char*>(&i), sizeof i)] = i;
+          order[std::string(reinterpret_cast<const char*>(&i), sizeof i)] = files[i];
         }
-        for (const auto& [key, i] : order) {
-          if (group.paths.empty()) group.heading = files[i].heading;
-          group.paths.push_back(files[i].path);
-          group.size = files[i].size;
-        }
+        for (const auto& [sequence, file] : order) group.push_back(file);
       }
-      if (group.paths.size() > 1) result.push_back(std::move(group));
+      if (group.size() > 1) result.push_back(std::move(group));
     }
-    std::stable_sort(result.begin(), result.end(), [](const ModelGroup& a, const ModelGroup& b) {
-      return std::tuple(a.size, a.paths.size()) > std::tuple(b.size, b.paths.size());
+    std::stable_sort(result.begin(), result.end(), [](const auto& a, const auto& b) {
+      return std::pair(a[0].size, a.size()) > std::pair(b[0].size, b.size());
     });
     return result;
   }
 
-  int32_t count = 0;
-  uint64_t bytes = 0;
-
- private:
-  struct File {
-    std::string path;
-    uint64_t size;
-    std::string heading;
-  };
+  std::string Text() const {
+    std::string text = "\n---- Twins ----\n\n";
+    for (const std::vector<File>& group : Groups()) {
+      text += group[0].heading;
+      for (const File& file : group) text += "  /r" + file.path + "\n";
+      text += "\n";
+    }
+    return text;
+  }
 
   std::string Heading(const RecordSpec& file) const {
     std::string text = "Size: " + std::to_string(file.size);
-    if ((fields_ & kDupMdate) != 0) text += "  Modified: " + std::to_string(file.modified);
-    if ((fields_ & kDupCdate) != 0) text += "  Created: " + std::to_string(file.created);
+    if ((fields & kDupMdate) != 0) text += "  Modified: " + std::to_string(file.modified);
+    if ((fields & kDupCdate) != 0) text += "  Created: " + std::to_string(file.created);
     return text + "\n";
   }
 
@@ -105,21 +91,22 @@ class Model {
       for (const char c : text) buffer.append({c, '\0', '\0', '\0'});
     };
     append(file.size);
-    if ((fields_ & kDupMdate) != 0) append(file.modified);
-    if ((fields_ & kDupCdate) != 0) append(file.created);
-    if ((fields_ & kDupName) != 0) appendText(file.name);
+    if ((fields & kDupMdate) != 0) append(file.modified);
+    if ((fields & kDupCdate) != 0) append(file.created);
+    if ((fields & kDupName) != 0) appendText(file.name);
     const size_t dot = file.name.rfind('.');
-    if ((fields_ & kDupExtension) != 0 && dot != file.name.npos) appendText(file.name.substr(dot));
+    if ((fields & kDupExtension) != 0 && dot != file.name.npos) appendText(file.name.substr(dot));
     unsigned char digest[MD5_DIGEST_LENGTH];
     MD5(reinterpret_cast<const unsigned char*>(buffer.data()), buffer.size(), digest);
     return {reinterpret_cast<const char*>(digest), sizeof digest};
   }
 
-  uint32_t fields_;
-  uint32_t runFiles_;
-  uint32_t inRun_ = 0;
-  int run_ = 0;
-  std::map<std::string, std::map<int, std::vector<File>>> groups_;
+  uint32_t fields, runFiles;
+  uint32_t inRun = 0;
+  int run = 0;
+  std::map<std::string, std::map<int, std::vector<File>>> groups = {};
+  int32_t count = 0;
+  uint64_t bytes = 0;
 };
 
 class Duplicates : public testing::Test {
@@ -163,16 +150,6 @@ class Duplicates : public testing::Test {
   uint64_t bytes_ = 0;
 };
 
-std::string Expected(const std::vector<ModelGroup>& groups) {
-  std::string text = "\n---- Twins ----\n\n";
-  for (const ModelGroup& group : groups) {
-    text += group.heading;
-    for (const std::string& path : group.paths) text += "  /r" + path + "\n";
-    text += "\n";
-  }
-  return text;
-}
-
 // Files that share everything with some others and differ from the rest in one field each.
 ScanSpec RandomScan(std::mt19937& random, Model& model, int files) {
   ScanSpec scan{.rootPath = "/r", .records = {DirectoryRecord("/d0")}};
@@ -183,11 +160,10 @@ ScanSpec RandomScan(std::mt19937& random, Model& model, int files) {
       directory = "/d" + std::to_string(i);
       scan.records.push_back(DirectoryRecord(directory));
     }
-    RecordSpec file = FileRecord(names[random() % std::size(names)],
-                                 {.attributes = 0100644,
-                                  .created = kNoon + static_cast<uint32_t>(random() % 2),
-                                  .modified = kNoon + static_cast<uint32_t>(random() % 2),
-                                  .size = random() % 3 * 1000});
+    const auto time = [&] { return 1700000000 + static_cast<uint32_t>(random() % 2); };
+    RecordSpec file =
+        FileRecord(names[random() % std::size(names)], {.created = time(), .modified = time()});
+    file.size = random() % 3 * 1000;
     model.Add(file, directory);
     scan.records.push_back(std::move(file));
   }
@@ -206,10 +182,10 @@ TEST_F(Duplicates, FindsWhatTheModelFinds) {
       SCOPED_TRACE(testing::Message() << "fields " << fields << ", run " << limit.runFiles);
       dupLimits = limit;
       reportList.clear();
-      Model model(fields, limit.runFiles);
+      Model model{fields, limit.runFiles};
       // In a run's byte order of sequence numbers, 256 stands right behind 0.
       const ScanSpec scan = RandomScan(random, model, fields == kDupSize ? 700 : 200);
-      EXPECT_EQ(Run(scan, fields), Expected(model.Groups()));
+      EXPECT_EQ(Run(scan, fields), model.Text());
       EXPECT_EQ(count_, model.count);
       EXPECT_EQ(bytes_, model.bytes);
     }
@@ -218,63 +194,14 @@ TEST_F(Duplicates, FindsWhatTheModelFinds) {
 
 // A name that needs more than ASCII hashes by its text: its ASCII extension agrees with others'.
 TEST_F(Duplicates, AsciiExtensionsAgreeWhateverTheName) {
-  const ScanSpec scan{.rootPath = "/r",
-                      .records = {DirectoryRecord("/d"),
-                                  FileRecord("plain.txt", {.attributes = 0100644, .size = 5}),
-                                  FileRecord("caf\xC3\xA9.txt", {.attributes = 0100644, .size = 5}),
-                                  FileRecord("a.t\xC3\xA9", {.attributes = 0100644, .size = 5}),
-                                  FileRecord("b.t\xC3\xA9", {.attributes = 0100644, .size = 5}),
-                                  // Bit 0x10 of the mode counts as a directory: left out.
-                                  FileRecord("c.txt", {.attributes = 0100664, .size = 5})}};
+  ScanSpec scan{.records = {DirectoryRecord("/d")}};
+  for (const char* name : {"plain.txt", "caf\xC3\xA9.txt", "a.t\xC3\xA9", "b.t\xC3\xA9"}) {
+    scan.records.push_back(FileRecord(name, {.size = 5}));
+  }
+  // Bit 0x10 of the mode counts as a directory: left out.
+  scan.records.push_back(FileRecord("c.txt", {.attributes = 0100664, .size = 5}));
   Run(scan, kDupDefault);
   EXPECT_EQ(count_, 2);
-}
-
-// The comparison that ranks groups is no order by itself: for equal sizes, when the first group is
-// not the larger one, only the offsets count.
-int DupSizeKeyCmp(const void* a, uint32_t, const void* b, uint32_t) {
-  struct Key {
-    uint64_t size;
-    int32_t count;
-    uint32_t offset;
-  } x, y;
-  std::memcpy(&x, a, sizeof x);
-  std::memcpy(&y, b, sizeof y);
-  if (x.size != y.size) return x.size > y.size ? -1 : 1;
-  if (x.count > y.count) return -1;
-  return static_cast<int>(x.offset) - static_cast<int>(y.offset);
-}
-
-// Groups are ranked in ascending order of their offsets, and then a tree with that comparison holds
-// them in the plain order that the report uses.
-TEST(DupGroupOrder, IsTheOrderOfATreeFilledByAscendingOffset) {
-  std::mt19937 random(11);
-  for (int round = 0; round < 50; ++round) {
-    const TreeHandle tree = TreePlant({.fanOut = 4,
-                                       .treeMemory = -5,
-                                       .keysPerKeyNode = 8,
-                                       .maxKeyBytes = 16,
-                                       .keyMemory = 4096,
-                                       .compare = DupSizeKeyCmp});
-    std::vector<DupGroup> groups;
-    for (uint32_t i = 0; i < 200; ++i) {
-      const DupGroup group = {random() % 4, i, 2 + static_cast<uint32_t>(random() % 5), 0};
-      const struct {
-        uint64_t size;
-        uint32_t count, offset;
-      } key = {group.size, group.count, i * 56};
-      ASSERT_TRUE(TreeAddKey(tree.get(), &key, sizeof key, nullptr));
-      groups.push_back(group);
-    }
-    std::sort(groups.begin(), groups.end(), DupGroupOrder::Less);
-    KeyRecord record = TreeLowKey(tree.get());
-    for (const DupGroup& group : groups) {
-      ASSERT_TRUE(record);
-      EXPECT_EQ(LoadU32(record.key() + 12), group.first * 56);
-      record = TreeNextKey(tree.get());
-    }
-    EXPECT_FALSE(record);
-  }
 }
 
 // With -z the files of the finder stay: every run sorted and ended by its sentinel.
@@ -285,7 +212,7 @@ TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   dbgFlag = true;
   dupLimits.runFiles = 4;
   std::mt19937 random(3);
-  Model model(kDupSize, 4);
+  Model model{kDupSize, 4};
   Run(RandomScan(random, model, 10), kDupSize);
   std::filesystem::current_path(before);
   size_t records = 0;
@@ -299,7 +226,7 @@ TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   }
   EXPECT_EQ(records, 10U);
   size_t grouped = 0;
-  for (const ModelGroup& group : model.Groups()) grouped += group.paths.size();
+  for (const auto& group : model.Groups()) grouped += group.size();
   EXPECT_EQ(ReadFile(work / "dupmerge.tmp").size(), grouped * 56);
 }
 
