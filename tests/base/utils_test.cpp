@@ -127,12 +127,10 @@ TEST(MkdirRecursive, MakesWhatIsMissing) {
   EXPECT_TRUE(std::filesystem::exists(deep + std::string(256 - deep.size(), 'x')));
 }
 
-// Types `input` at a terminal where GetSecure(buffer, size) runs: its result, its text and what the
-// screen shows.
+// Types `input` at a terminal where GetSecure(buffer, size) runs: what the screen shows, and behind
+// it the call's result and its text.
 std::string TypeSecret(std::string_view input, int size) {
   Terminal terminal;
-  int results[2];
-  EXPECT_EQ(pipe(results), 0);
   const pid_t child = fork();
   if (child == 0) {
     dup2(terminal.line(), STDIN_FILENO);
@@ -142,35 +140,30 @@ std::string TypeSecret(std::string_view input, int size) {
     tcgetattr(STDIN_FILENO, &before);
     const int ending = GetSecure(buffer, size);
     tcgetattr(STDIN_FILENO, &after);
-    dprintf(results[1], "%d %s %s ", ending, buffer,
-            before.c_lflag == after.c_lflag ? "" : "settings lost");
+    dprintf(STDOUT_FILENO, "%d %s%s", ending, buffer,
+            before.c_lflag == after.c_lflag ? "" : " settings lost");
     _exit(0);
   }
-  const UniqueFd result(results[0]);
-  close(results[1]);  // so that a child that died shows as an end, not as a wait
   // The child has to leave line editing before anything is typed.
   termios state{};
-  for (int tries = 0; tries < 10000; ++tries) {
-    tcgetattr(terminal.line(), &state);
-    if ((state.c_lflag & ICANON) == 0) break;
+  state.c_lflag = ICANON;
+  for (int tries = 0; tries < 10000 && (state.c_lflag & ICANON) != 0; ++tries) {
     usleep(1000);
+    tcgetattr(terminal.line(), &state);
   }
-  EXPECT_EQ(write(terminal.screen(), input.data(), input.size()),
-            static_cast<ssize_t>(input.size()));
-  char bytes[64];
-  std::string seen(bytes, static_cast<size_t>(read(result.get(), bytes, sizeof bytes)));
+  EXPECT_EQ(write(terminal.screen(), input.data(), input.size()), std::ssize(input));
   waitpid(child, nullptr, 0);
   terminal.TakeLine();
-  return seen + terminal.Shown();
+  return terminal.Shown();
 }
 
 TEST(GetSecure, ShowsStarsAndStopsAtControls) {
   REQUIRE_TERMINAL(Terminal());
-  EXPECT_EQ(TypeSecret("secret\nrest", 16), "10 secret  ******\r\n");
-  EXPECT_EQ(TypeSecret("a\x1b", 16), "27 a  *\r\n");
-  EXPECT_EQ(TypeSecret("ab\xC3\xA9", 16), "-61 ab  **\r\n");
-  EXPECT_EQ(TypeSecret("abcdef", 4), "0 abc  ***\r\n");
-  EXPECT_EQ(TypeSecret("\x7f\n", 16), "10 \x7f  *\r\n");
+  EXPECT_EQ(TypeSecret("secret\nrest", 16), "******\r\n10 secret");
+  EXPECT_EQ(TypeSecret("a\x1b", 16), "*\r\n27 a");
+  EXPECT_EQ(TypeSecret("ab\xC3\xA9", 16), "**\r\n-61 ab");
+  EXPECT_EQ(TypeSecret("abcdef", 4), "***\r\n0 abc");
+  EXPECT_EQ(TypeSecret("\x7f\n", 16), "*\r\n10 \x7f");
 }
 
 TEST(EqualIgnoringCase, FoldsByTheLocale) {

@@ -126,43 +126,36 @@ TEST(ConfigurationRoad, DebugLogTellsOfEachReport) {
             "Doing DuplicateReport.\nDoing FiletypeReport.\nDoing TotalsReport.\n");
 }
 
-TEST(ConfigurationRoad, ReportsWithoutAFormatAreCounted) {
-  ExpectReports({SmallScan()}, {{kPaths + ";format=none;totals=yes;totaltag=All", "", ""},
+TEST(ConfigurationRoad, ReportsFollowTheirLines) {
+  const auto small = [](const char* type) {
+    return std::string("type=") + type + ";title=none;filter=size gt 100";
+  };
+  // Only listings take "none" for no title at all. Reports without a format are counted.
+  ExpectReports({SmallScan()}, {{small("symlinks"), "none", ""},
+                                {small("uidtotals"), "none", Heading("none")},
+                                {small("duplicates"), "none", Heading("none")},
+                                {kPaths + ";format=none;totals=yes;totaltag=All", "", ""},
                                 {"type=symlinks;totals=yes;totals=no;format=none", "", ""},
-                                {"type=totals;format=csv", "Report totals", "All,3,22\n"}});
-}
-
-// Only listings take "none" for no title at all.
-TEST(ConfigurationRoad, TitlesMayBeNone) {
-  std::vector<ReportRow> reports;
-  for (const char* type : {"symlinks", "uidtotals", "duplicates", "totals"}) {
-    reports.push_back({std::string("type=") + type + ";title=none;filter=size gt 100", "none",
-                       reports.empty() ? "" : Heading("none")});
-  }
-  ExpectReports({SmallScan()}, reports);
-}
-
-// Files ahead of the first directory are in none: they have no heading, and a path of their own.
-TEST(ConfigurationRoad, FilesMayComeBeforeDirectories) {
-  const ScanSpec scan{.revision = 7,
-                      .rootPath = "/srv",
-                      .records = {FileRecord("early"), DirectoryRecord("/"), FileRecord("late")}};
-  ExpectReports({scan}, {{kPaths, "none", "/early\n/srv/late\n"},
-                         {kPaths + ";nameform=fileindir", "none",
-                          "  early\n" + InDirectory("/srv", {"late"})}});
-}
-
-// Extensions of a class count in any case on Windows; templates do everywhere.
-TEST(ConfigurationRoad, ClassesSelectByExtension) {
-  for (const auto& [kind, listed] :
-       {std::pair(ScanKind::kNfs, "/a.txt\n/b.txt\n/c.HTML\n/ends.\n"),
-        std::pair(ScanKind::kCifs, "\\a.txt\n\\b.txt\n\\A.TXT\n\\c.HTML\n\\ends.\n")}) {
+                                {small("totals"), "none",
+                                 Heading("none") + "All           3   22 bytes" +
+                                     std::string(20, ' ') + "\n"}});
+  // Files ahead of the first directory are in none: they have no heading, and a path of their own.
+  ExpectReports(
+      {{.revision = 7,
+        .rootPath = "/srv",
+        .records = {FileRecord("early"), DirectoryRecord("/"), FileRecord("late")}}},
+      {{kPaths, "none", "/early\n/srv/late\n"},
+       {kPaths + ";nameform=fileindir", "none", "  early\n" + InDirectory("/srv", {"late"})}});
+  // Extensions of a class count in any case on Windows; templates do everywhere.
+  for (const ScanKind kind : {ScanKind::kNfs, ScanKind::kCifs}) {
     ScanSpec scan = SmallScan(kind);
     for (const char* name : {"c.HTML", "d.htm", "ends.", "none"}) {
       scan.records.push_back(FileRecord(name));
     }
     ExpectReports({scan, "[classes]\nDocs=.txt,htm?,\n"},
-                  {{kPaths + ";pathform=relative;filter=class is DOCS", "none", listed}});
+                  {{kPaths + ";pathform=relative;filter=class is DOCS", "none",
+                    kind == ScanKind::kNfs ? "/a.txt\n/b.txt\n/c.HTML\n/ends.\n"
+                                           : "\\a.txt\n\\b.txt\n\\A.TXT\n\\c.HTML\n\\ends.\n"}});
   }
 }
 

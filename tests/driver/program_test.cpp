@@ -77,9 +77,6 @@ TEST(DetailFile, IsRefusedWithTheReason) {
   const struct { std::string bytes; const char* option; std::string message; } rows[] = {
       {"", "-p", invalid},
       {"\x78\x9C" + sound.substr(2), "-p", invalid},  // zlib, but not as scanners write it
-      {BuildDtl({.revision = 6}), "-adsfull",
-       "dtl file 'x.dtl' was built with a version of trawlix that does not support full ADS info. "
-       "Please retry without '-adsfull' option.\n"},
       {sound, "-qva", "'x.dtl' is not an QVA-tagged .dtl file\n"},
   };
   // clang-format on

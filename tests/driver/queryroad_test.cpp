@@ -70,9 +70,7 @@ TEST(QueryRoad, ListsWhatTheQuerySelects) {
 TEST(QueryRoad, BadQueriesEndTheRun) {
   // clang-format off
   const struct { ScanSpec scan; std::string query; std::string reason; } rows[] = {
-      {UnixScan(), "owner is x", "6 - object 'owner' not valid with NFS scans\n"},
       {WindowsScan(), "uid eq 1", "4 - object 'uid' not valid with CIFS scans\n"},
-      {WindowsScan(), "acl includes ann", "16 - missing domain name: ann\n"},
       {UnixScan(), "class is docs", "13 - Class not defined: docs\n"},
   };
   // clang-format on
@@ -88,34 +86,6 @@ TEST(QueryRoad, BadQueriesEndTheRun) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err, second);
     EXPECT_THAT(outcome.files, ElementsAre(Pair("errors", first + second), Pair("list", first)));
-  }
-}
-
-// Dates in queries are days of the time zone; a time counts as its day in UTC.
-TEST(QueryRoad, DatesFollowTheTimeZone) {
-  const auto file = [](const char* name, uint32_t time) {
-    return FileRecord(name, {.modified = time});
-  };
-  const ScanSpec scan{
-      .revision = 7,
-      .scanTime = March(5, 3),  // still the 4th in New York
-      .records = {DirectoryRecord("/"), file("1", March(1, 23)), file("2", March(2)),
-                  file("3", March(3, 1)), file("4", March(4, 12))}};
-  // clang-format off
-  const struct { const char* query; std::string utc, newYork; } rows[] = {
-      {"mdate eq 20240302", "/2\n", "/2\n"},
-      {"mdate before 20240303", "/1\n/2\n", "/1\n/2\n"},
-      {"mdate upto 20240303120000", "/1\n/2\n/3\n", "/1\n/2\n/3\n"},
-      {"mdate after 2d", "/4\n", "/3\n/4\n"},
-      {"mdate since 1D", "/4\n", "/3\n/4\n"},
-      {"mdate ne 1d", "/1\n/2\n/3\n", "/1\n/2\n/4\n"},
-  };
-  // clang-format on
-  for (const auto& row : rows) {
-    ConfiguredRun run{.scan = scan, .options = {"-qf", row.query}};
-    EXPECT_EQ(RunOnScan(run).out, row.utc) << row.query;
-    run.zone = "America/New_York";
-    EXPECT_EQ(RunOnScan(run).out, row.newYork) << row.query;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "base/loganderr.h"
@@ -86,8 +87,7 @@ class ParseQueryTest : public testing::Test {
 
 struct GoodQuery {
   int kind;
-  const char* text;
-  const char* compiled;
+  const char *text, *compiled;
 };
 
 constexpr int kAnyKind = 0;
@@ -137,49 +137,47 @@ TEST_F(ParseQueryTest, Compiles) {
   }
 }
 
+// The fault is found behind the whole text unless a position is given.
 struct BadQuery {
   int kind;
-  const char* text;
-  int position;
-  const char* message;
+  const char *text, *message;
+  int position = -1;
 };
 
 // clang-format off
 constexpr BadQuery kBadQueries[] = {
-    {kRootNfs, "", 0, "incomplete query specification"},
-    {kRootNfs, "   ", 3, "incomplete query specification"},
-    {kRootNfs, "size gt", 7, "incomplete query specification"},
-    {kRootNfs, "name is '", 9, "incomplete query specification"},
-    {kRootNfs, "size gt 1 [or]", 14, "incomplete query specification"},
-    {kRootNfs, "[and] size gt 1", 6, "invalid query object: [and]"},
-    {kRootNfs, "'' is a", 2, "invalid query object: "},
-    {kRootNfs, "size like 5", 10, "invalid query operator: like"},
-    {kRootNfs, "size is 5", 8, "operator not valid for query object: is"},
-    {kRootNfs, "inode ne 5", 9, "operator not valid for query object: ne"},
-    {kRootNfs, "size gt 5 and size lt 9", 14, "invalid or missing logic operator: and"},
-    {kRootNfs, "owner is x", 6, "object 'owner' not valid with NFS scans"},
-    {kRootCifs, "Uid eq 1", 4, "object 'Uid' not valid with CIFS scans"},
-    {kRootCifs, "target is 1", 7, "object 'target' not valid with CIFS scans"},
-    {kRootNfs, "size gt 10KB ", 13, "invalid filesize value: 10KB"},
-    {kRootNfs, "sdircount gt -1", 15, "invalid filesize value: -1"},
-    {kRootNfs, "mdate eq 20070230", 17, "Invalid date value: 20070230"},
-    {kRootNfs, "uid eq 10K", 10, "Invalid numeric value: 10K"},
-    {kRootNfs, "uid eq '1 '", 11, "Invalid numeric value: 1 "},
-    {kRootNfs, "type is folder", 14, "Invalid type value: folder"},
-    {kRootNfs, "class is Media", 14, "Class not defined: Media"},
-    {kRootCifs, "attrs includes hq", 17, "Invalid attribute letter: q"},
-    {kRootCifs, "dacl includes ann", 17, "missing domain name: ann"},
-    {kRootNfs, "name (", 6, "invalid open parenthesis"},
-    {kRootNfs, "name is a(", 10, "invalid open parenthesis"},
-    {kRootNfs, "(name is a)(name is b)", 12, "invalid open parenthesis"},
-    {kRootNfs, ")", 1, "invalid close parenthesis"},
-    {kRootNfs, "()", 2, "invalid close parenthesis"},
-    {kRootNfs, "(name is a [and])", 17, "invalid close parenthesis"},
-    {kRootNfs, "name is a)", 10, "unmatched close parenthesis"},
-    {kRootNfs, "( name is a", 1, "Unmatched open parenthesis"},
-    {kRootNfs, "(name is a) [or] ((name is b)", 18, "Unmatched open parenthesis"},
-    {kRootNfs, "(size gt x", 10, "invalid filesize value: x"},
-    {kRootNfs, "name is 'a\nb'", 11, "NEWLINE in quoted string"},
+    {kRootNfs, "", "incomplete query specification"},
+    {kRootNfs, "   ", "incomplete query specification"},
+    {kRootNfs, "size gt", "incomplete query specification"},
+    {kRootNfs, "name is '", "incomplete query specification"},
+    {kRootNfs, "size gt 1 [or]", "incomplete query specification"},
+    {kRootNfs, "[and] size gt 1", "invalid query object: [and]", 6},
+    {kRootNfs, "'' is a", "invalid query object: ", 2},
+    {kRootNfs, "size like 5", "invalid query operator: like", 10},
+    {kRootNfs, "size is 5", "operator not valid for query object: is", 8},
+    {kRootNfs, "inode ne 5", "operator not valid for query object: ne", 9},
+    {kRootNfs, "size gt 5 and size lt 9", "invalid or missing logic operator: and", 14},
+    {kRootNfs, "owner is x", "object 'owner' not valid with NFS scans", 6},
+    {kRootCifs, "Uid eq 1", "object 'Uid' not valid with CIFS scans", 4},
+    {kRootCifs, "target is 1", "object 'target' not valid with CIFS scans", 7},
+    {kRootNfs, "size gt 10KB ", "invalid filesize value: 10KB"},
+    {kRootNfs, "mdate eq 20070230", "Invalid date value: 20070230"},
+    {kRootNfs, "uid eq 10K", "Invalid numeric value: 10K"},
+    {kRootNfs, "uid eq '1 '", "Invalid numeric value: 1 "},
+    {kRootNfs, "type is folder", "Invalid type value: folder"},
+    {kRootNfs, "class is Media", "Class not defined: Media"},
+    {kRootCifs, "attrs includes hq", "Invalid attribute letter: q"},
+    {kRootCifs, "dacl includes ann", "missing domain name: ann"},
+    {kRootNfs, "name (", "invalid open parenthesis"},
+    {kRootNfs, "name is a(", "invalid open parenthesis"},
+    {kRootNfs, "(name is a)(name is b)", "invalid open parenthesis", 12},
+    {kRootNfs, ")", "invalid close parenthesis"}, {kRootNfs, "()", "invalid close parenthesis"},
+    {kRootNfs, "(name is a [and])", "invalid close parenthesis"},
+    {kRootNfs, "name is a)", "unmatched close parenthesis"},
+    {kRootNfs, "( name is a", "Unmatched open parenthesis", 1},
+    {kRootNfs, "(name is a) [or] ((name is b)", "Unmatched open parenthesis", 18},
+    {kRootNfs, "(size gt x", "invalid filesize value: x"},
+    {kRootNfs, "name is 'a\nb'", "NEWLINE in quoted string", 11},
 };
 // clang-format on
 
@@ -191,9 +189,9 @@ void ExpectFault(const std::string& text, int position, const std::string& messa
 }
 
 TEST_F(ParseQueryTest, RefusesWithMessageAndPosition) {
-  for (const BadQuery& row : kBadQueries) {
-    rootType = row.kind;
-    ExpectFault(row.text, row.position, row.message);
+  for (const auto& [kind, text, message, position] : kBadQueries) {
+    rootType = kind;
+    ExpectFault(text, position < 0 ? static_cast<int>(std::strlen(text)) : position, message);
   }
 }
 

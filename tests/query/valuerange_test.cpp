@@ -23,25 +23,19 @@ std::vector<uint64_t> Around(std::initializer_list<uint64_t> edges) {
   return numbers;
 }
 
-TEST(RangeOf, AgreesWithCompareTest) {
-  const std::vector<uint64_t> numbers = Around({0, uint64_t{1} << 32, uint64_t{1} << 63});
-  for (const uint32_t comparison : kComparisons) {
-    for (const uint64_t number : numbers) {
-      const ValueRange range = RangeOf(comparison, number);
-      for (const uint64_t value : numbers) {
-        EXPECT_EQ(range.Has(value), CompareTest(comparison, value, number))
-            << comparison << " " << value << " " << number;
-      }
-    }
-  }
-}
-
-TEST(DayRangeOf, AgreesWithCheckDate) {
+TEST(Ranges, AgreeWithTheTests) {
   constexpr uint64_t kDay = kSecondsPerDay, kLast = 0xFFFFFFFF;
+  const auto numbers = Around({0, uint64_t{1} << 32, uint64_t{1} << 63});
   const auto times = Around({0, kDay, 2 * kDay, kLast / kDay * kDay, kLast, 3 * kLast, -kDay});
   Filter element;
   element.object = kObjMdate;
   for (const uint32_t comparison : kComparisons) {
+    for (const uint64_t number : numbers) {
+      for (const uint64_t value : numbers) {
+        EXPECT_EQ(RangeOf(comparison, number).Has(value), CompareTest(comparison, value, number))
+            << comparison << " " << value << " " << number;
+      }
+    }
     element.comparison = comparison;
     for (const uint64_t date : times) {
       element.dateValue = static_cast<int64_t>(date);
