@@ -47,7 +47,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     adsFull = (choice & kStreams) != 0;
     csvSep = L',';
     fileIncr = 4096;
-    dupLimits = {.runFiles = 20, .gathered = 16, .sorted = 16};
+    dupLimits = {.runFiles = 20, .gathered = 16, .sorted = 16, .written = 5};
     for (const uint32_t type : kTypes) {
       Report& report = reportList.emplace_back();
       report.type = type;

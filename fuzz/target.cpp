@@ -18,6 +18,7 @@
 #include "detail/recordclass.h"
 #include "detail/scandetail.h"
 #include "detail/securityobjects.h"
+#include "fuzz/sandbox.h"
 #include "query/classlist.h"
 #include "query/datevalue.h"
 
@@ -48,6 +49,7 @@ void ForgetRun() {
 
 bool Prepare() {
   std::setlocale(LC_ALL, "C.UTF-8");
+  setenv("TMPDIR", FastDirectory().c_str(), 1);
   static TextStream nowhere;
   nowhere.Attach(open("/dev/null", O_WRONLY | O_CLOEXEC), true, TextEncoding::kLocale, "nowhere");
   logFile = errFile = &nowhere;

@@ -23,8 +23,8 @@ namespace tabulon {
 // A new directory that goes with its owner, contents and all.
 class TempDir {
  public:
-  TempDir() {
-    std::string name = (std::filesystem::temp_directory_path() / "tabulontest.XXXXXX").string();
+  explicit TempDir(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string name = (parent / "tabulontest.XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
       throw std::system_error(errno, std::generic_category(), name);
     }

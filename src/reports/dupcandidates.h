@@ -19,6 +19,7 @@ struct DupLimits {
   uint32_t runFiles = 5'000'000;      // files of one run: groups are counted run by run
   size_t gathered = size_t{4} << 20;  // entries gathered in memory
   size_t sorted = size_t{4} << 20;    // candidates, groups and members, each, held in memory
+  size_t written = size_t{2} << 20;   // members of groups whose records are read at a time
 };
 
 // Which fingerprints have been seen once, which more often. Marks are made with a short delay, so

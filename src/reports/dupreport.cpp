@@ -17,16 +17,27 @@
 namespace tabulon {
 namespace {
 
-// Groups are written in batches of about so many members and bytes of text: within a batch the
-// records are read in file order, whatever the order of the groups, so that the file is passed over
-// once a batch and memory stays bounded.
-constexpr size_t kBatchMembers = 2U << 20;
+// Groups are written in batches of dupLimits.written members or about so many bytes of text: within
+// a batch the records are read in file order, whatever the order of the groups, so that the file is
+// passed over once a batch and memory stays bounded. A large group is spread over several batches.
 constexpr uint64_t kBatchText = uint64_t{96} << 20;
+
+// Members of a group that are looked at before the batch is known to hold them.
+constexpr size_t kPartMembers = 64U << 10;
 
 // How many records ahead the next ones are fetched.
 constexpr size_t kLookAhead = 8;
 
-// A batch: some groups, their members, and what the members' records say.
+// Some members of a group that follow one another.
+struct GroupPart {
+  DupGroup group;
+  uint32_t first;  // of them, counted in the group
+  uint32_t count;
+  bool begins() const { return first == 0; }
+  bool ends() const { return first + count == group.count; }
+};
+
+// A batch: parts of groups, their members, and what the members' records say.
 class Batch {
  public:
   Batch()
@@ -47,22 +58,31 @@ class Batch {
     uint32_t modified = 0;
   };
 
-  bool full() const { return members_.size() >= kBatchMembers || textLength_ >= kBatchText; }
-  void Add(DupGroups& groups, const DupGroup& group) {
+  bool full() const { return members_.size() >= dupLimits.written || textLength_ >= kBatchText; }
+  // Adds members of the group from number `first` on; returns how many. REQUIRES: !full().
+  uint32_t Add(DupGroups& groups, const DupGroup& group, uint32_t first) {
     const size_t at = members_.size();
-    groups.members().Read(group.first, group.count, members_);
-    groups_.push_back(group);
-    for (size_t i = at; i < members_.size(); ++i) textLength_ += members_[i].textLength;
+    const size_t room = std::min(dupLimits.written - at, kPartMembers);
+    groups.members().Read(group.first + first, std::min<size_t>(group.count - first, room),
+                          members_);
+    size_t end = at;
+    while (end < members_.size() && textLength_ < kBatchText) {
+      textLength_ += members_[end++].textLength;
+    }
+    members_.resize(end);
+    const auto count = static_cast<uint32_t>(end - at);
+    parts_.push_back({group, first, count});
+    return count;
   }
   void ReadRecords();
   void Clear() {
-    groups_.clear();
+    parts_.clear();
     members_.clear();
     text_.clear();
     textLength_ = 0;
   }
 
-  const std::vector<DupGroup>& groups() const { return groups_; }
+  const std::vector<GroupPart>& parts() const { return parts_; }
   const Entry& entry(size_t member) const { return entries_[member]; }
   std::string_view View(const Text& text) const {
     return std::string_view(text_).substr(text.at, text.length);
@@ -77,7 +97,7 @@ class Batch {
 
   RecordReader records_;
   RecordReader directories_;
-  std::vector<DupGroup> groups_;
+  std::vector<GroupPart> parts_;
   std::vector<DupMember> members_;
   std::vector<Entry> entries_;   // by member
   std::vector<uint32_t> order_;  // members in file order
@@ -130,13 +150,13 @@ class Writer {
   void WriteBatch(Batch& batch) {
     batch.ReadRecords();
     size_t member = 0;
-    for (const DupGroup& group : batch.groups()) {
-      if (qvaOutput.IsOpen()) {
-        WriteQvaLine(batch, group, batch.entry(member));
-      } else {
-        WriteGroup(batch, group, member);
+    for (const GroupPart& part : batch.parts()) {
+      if (!qvaOutput.IsOpen()) {
+        WritePart(batch, part, member);
+      } else if (part.begins()) {
+        WriteQvaLine(batch, part.group, batch.entry(member));
       }
-      member += group.count;
+      member += part.count;
     }
     batch.Clear();
   }
@@ -148,8 +168,13 @@ class Writer {
                 first.created, first.accessed, first.modified);
   }
 
-  void WriteGroup(const Batch& batch, const DupGroup& group, size_t member) {
-    const Batch::Entry& first = batch.entry(member);
+  void WritePart(const Batch& batch, const GroupPart& part, size_t member) {
+    if (part.begins()) WriteHeading(part.group, batch.entry(member));
+    for (size_t i = 0; i < part.count; ++i) WriteMember(batch, batch.entry(member + i));
+    if (part.ends()) writer_.EndLine();
+  }
+
+  void WriteHeading(const DupGroup& group, const Batch::Entry& first) {
     writer_.Add(std::string_view("Size: ")).AddSigned(static_cast<int64_t>(group.size));
     if ((report_.dupFields & kDupMdate) != 0) {
       writer_.Add(std::string_view("  Modified: ")).Add(times_.Format(first.modified));
@@ -157,8 +182,6 @@ class Writer {
     if ((report_.dupFields & kDupCdate) != 0) {
       writer_.Add(std::string_view("  Created: ")).Add(times_.Format(first.created));
     }
-    writer_.EndLine();
-    for (size_t i = 0; i < group.count; ++i) WriteMember(batch, batch.entry(member + i));
     writer_.EndLine();
   }
 
@@ -204,8 +227,10 @@ void DuplicateReport(Report& report) {
   Batch batch;
   DupGroup group;
   while (groups.Next(group)) {
-    batch.Add(groups, group);
-    if (batch.full()) writer.WriteBatch(batch);
+    for (uint32_t done = 0; done < group.count;) {
+      done += batch.Add(groups, group, done);
+      if (batch.full()) writer.WriteBatch(batch);
+    }
   }
   writer.WriteBatch(batch);
   report.work.reset();

@@ -61,7 +61,9 @@ class Sweep : public testing::TestWithParam<size_t> {
   Outcome Run(const std::string& bytes, const Road& road) {
     WriteFile(box_.dir() / "x.dtl", bytes);
     const bool leaks = ++runs_ % 16 == 0;
-    const auto spillEarly = [] { dupLimits = {.runFiles = 10, .gathered = 8, .sorted = 8}; };
+    const auto spillEarly = [] {
+      dupLimits = {.runFiles = 10, .gathered = 8, .sorted = 8, .written = 3};
+    };
     return box_.Run(road.args, spillEarly, leaks);
   }
 

@@ -175,8 +175,8 @@ TEST_F(Duplicates, FindsWhatTheModelFinds) {
   const uint32_t fieldSets[] = {kDupSize, kDupDefault, kDupName, kDupCdate | kDupExtension,
                                 kDupName | kDupExtension | kDupMdate | kDupCdate | kDupSize};
   const DupLimits limits[] = {{},
-                              {.runFiles = 5, .gathered = 3, .sorted = 2},
-                              {.runFiles = 40, .gathered = 7, .sorted = 4}};
+                              {.runFiles = 5, .gathered = 3, .sorted = 2, .written = 3},
+                              {.runFiles = 40, .gathered = 7, .sorted = 4, .written = 1}};
   for (const uint32_t fields : fieldSets) {
     for (const DupLimits& limit : limits) {
       SCOPED_TRACE(testing::Message() << "fields " << fields << ", run " << limit.runFiles);
