@@ -21,8 +21,9 @@ extern "C" {
 
 const char* __asan_default_options();
 const char* __ubsan_default_options();
+// What is freed is kept back in small amounts only: fork copies the tables of all that memory.
 const char* __asan_default_options() {
-  return "exitcode=99";
+  return "exitcode=99:quarantine_size_mb=8";
 }
 const char* __ubsan_default_options() {
   return "exitcode=99";

@@ -9,7 +9,9 @@
 #include <ctime>
 #include <new>
 
+#include "base/hugearray.h"
 #include "base/memory.h"
+#include "base/stringobj.h"
 #include "base/tempfile.h"
 #include "tests/support.h"
 #include "tests/terminal.h"
@@ -135,6 +137,9 @@ const struct { void (*leave)(); int status; std::string message; } kFatalCases[]
     {AllocateTooMuch, 1, kNoMemory + ": called from 'allocate temm mem'\n"},
     {[] { WithMemoryLabel(L"label", []() -> int { throw std::bad_alloc(); }); }, 1,
      kNoMemory + ": called from 'label'\n"},
+    {[] { ReserveMemory(size_t{1} << 62); }, 1, kNoMemory + "\n"},
+    {[] { StringObject full; full.length = INT32_MAX; StringObjectCat(full, L"x"); }, 1,
+     kNoMemory + "\n"},
     {[] { EndRunWhenMemoryIsExhausted(); std::get_new_handler()(); }, 1, kNoMemory + "\n"},
 };
 // clang-format on

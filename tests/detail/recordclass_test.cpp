@@ -6,6 +6,7 @@
 #include <string>
 
 #include "detail/asciimap.h"
+#include "detail/bands.h"
 #include "detail/detailfile.h"
 #include "detail/reporttype.h"
 #include "query/testrecord.h"
@@ -101,6 +102,25 @@ TEST_F(RecordClassTest, MapsAgreeWithIconv) {
     }
     iconv_close(converter);
   }
+}
+
+TEST(Bands, ManyLimitsCountAsFewDo) {
+  for (const size_t limits : {size_t{3}, kFewLimits, kFewLimits + 1}) {
+    std::vector<uint64_t> values;
+    for (size_t i = 1; i <= limits; ++i) values.push_back(10 * i);
+    sizeBands.SetLimits(values);
+    mdateBands.SetLimits(values);
+    for (const uint32_t value : {0U, 5U, 10U, 11U, 20U, 29U, 30U}) {
+      UpdateSizeBands(value);
+      UpdateDateBands(value, mdateBands);
+    }
+    const uint32_t sizes[] = {3, 2, 2}, dates[] = {2, 4, 6};
+    for (size_t i = 0; i < 3; ++i) {
+      EXPECT_EQ(SizeBandCount(i), sizes[i]) << limits;
+      EXPECT_EQ(DateBandCount(mdateBands, i), dates[i]) << limits;
+    }
+  }
+  ResetBands();
 }
 
 }  // namespace

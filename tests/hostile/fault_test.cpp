@@ -2,6 +2,7 @@
 // compressed scan is whole somewhere at every moment.
 //
 // A sample of the calls is tried each time, every one with TABULON_FULL set.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <zlib.h>
 
@@ -209,18 +210,29 @@ TEST_P(Faults, SignalsLoseNothing) {
 }
 
 TEST(FaultMessages, ComeFromTheCallsTheyAreAbout) {
+  const std::vector<std::string> duplicates = {"-cfg", "d.cfg", "-rdir", "r"};
+  const DupLimits spilling = {.gathered = 100}, sorting = {.sorted = 100};
   const struct {
     bool compressed;
     std::vector<std::string> args;
     uint32_t calls;
-    std::string message;
+    std::string message;  // a regular expression
+    DupLimits limits = {};
+    int times = 1;  // calls that bring it about
   } rows[] = {
-      {true, {}, kCallOpen, "An unknown error occurred during decompression of 'x.dtl'\n  (p5)"},
-      {true, {}, kCallOpen, "An unknown error occurred during compression of 'x.dtl'\n  (p5)"},
+      {true, {}, kCallOpen, "An unknown error occurred during decompression of 'x.dtl'\n  .p5"},
+      {true, {}, kCallOpen, "An unknown error occurred during compression of 'x.dtl'\n  .p5"},
       {true, {}, kCallOpen, "The scan is kept in 'x.dtl-"},
+      {true, {}, kCallOpen, "Unable to open scan detail file 'x.dtl'", {}, 2},
       {false, {}, kCallOpen, "Unable to create temporary file '"},
-      {false, {}, kCallRead, "Error reading scan detail file\n  (p5)"},
+      {false, {}, kCallRead, "Error reading scan detail file\n  .p5"},
       {false, {"-z", "-cfg", "d.cfg"}, kCallOpen, "Unable to create duplicate tree temp file\n"},
+      {false, {"-z", "-cfg", "d.cfg"}, kCallWrite, "Error writing 'dup.*tmp'"},
+      {false, duplicates, kCallOpen, "Unable to create duplicate tree temp file\n", spilling},
+      {false, duplicates, kCallRead, "Error reading '.*/dups", spilling},
+      {false, duplicates, kCallWrite, "Error writing '.*/dups", spilling},
+      {false, duplicates, kCallWrite, "Error writing '.*/dupm", sorting},
+      {false, duplicates, kCallRead, "Error reading '.*/dupm", sorting},
   };
   const std::string plain = LargerScan(ScanKind::kCifs);
   Sandbox box;
@@ -228,17 +240,20 @@ TEST(FaultMessages, ComeFromTheCallsTheyAreAbout) {
   for (const auto& row : rows) {
     std::vector<std::string> args = row.args;
     args.insert(args.end(), {"-dtl", "x.dtl"});
-    bool found = false;
+    int found = 0;
     bool reached = true;
-    for (Fault fault{row.calls, Mishap::kFails, EIO, 1}; reached && !found; ++fault.n) {
+    for (Fault fault{row.calls, Mishap::kFails, EIO, 1}; reached && found < row.times; ++fault.n) {
       box.Clear();
       WriteFile(box.dir() / "x.dtl", row.compressed ? CompressDtl(plain) : plain);
-      WriteFile(box.dir() / "d.cfg", "[report]\ntype=duplicates\n");
-      const Outcome run = box.Run(args, [&] { ArmFault(fault, calls.get()); });
+      WriteFile(box.dir() / "d.cfg", "[report]\ntype=duplicates\nreportfile=d\n");
+      const Outcome run = box.Run(args, [&] {
+        dupLimits = row.limits;
+        ArmFault(fault, calls.get());
+      });
       reached = *calls.get() >= fault.n;
-      found = run.status == 1 && run.err.find(row.message) != std::string::npos;
+      found += run.status == 1 && testing::Value(run.err, testing::ContainsRegex(row.message));
     }
-    EXPECT_TRUE(found) << row.message;
+    EXPECT_EQ(found, row.times) << row.message;
   }
 }
 

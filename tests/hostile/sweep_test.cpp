@@ -30,9 +30,9 @@ class Sampler {
 };
 
 // Seconds of processor time for a run on 64 KiB: any, and one that a huge count must not lengthen.
-// The sanitizers make each several times as long.
+// Sanitizers, or a build without optimising, make each several times as long.
 constexpr double kLongestRun = 1;
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__) || !defined(__OPTIMIZE__)
 constexpr double kShortRun = 0.25;
 #else
 constexpr double kShortRun = 0.05;

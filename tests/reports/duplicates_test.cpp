@@ -184,7 +184,7 @@ TEST_F(Duplicates, FindsWhatTheModelFinds) {
       reportList.clear();
       Model model{fields, limit.runFiles};
       // In a run's byte order of sequence numbers, 256 stands right behind 0.
-      const ScanSpec scan = RandomScan(random, model, fields == kDupSize ? 700 : 200);
+      const ScanSpec scan = RandomScan(random, model, fields == kDupSize ? 1000 : 200);
       EXPECT_EQ(Run(scan, fields), model.Text());
       EXPECT_EQ(count_, model.count);
       EXPECT_EQ(bytes_, model.bytes);
