@@ -10,6 +10,7 @@
 namespace tabulon {
 
 inline constexpr size_t kWordBytes = sizeof(uint64_t);
+inline constexpr size_t kWordBits = 8 * kWordBytes;
 inline constexpr uint64_t kEveryByte = 0x0101010101010101;
 inline constexpr uint64_t kHighBits = 0x80 * kEveryByte;
 inline constexpr uint64_t kLowBits = 0x7F * kEveryByte;

@@ -81,7 +81,7 @@ void TextStream::Write(std::wstring_view text) {
   if (endsLine) Flush();
 }
 
-void TextStream::WriteBytes(std::string_view bytes) {
+void TextStream::WriteAnyBytes(std::string_view bytes) {
   while (!bytes.empty()) {
     const size_t part = std::min(bytes.size(), kBufferSize);
     std::memcpy(Reserve(part), bytes.data(), part);
@@ -116,7 +116,10 @@ void TextStream::WriteUtf16(std::wstring_view text) {
 }
 
 char* TextStream::Reserve(size_t size) {
-  if (!buffer_) buffer_ = std::make_unique_for_overwrite<char[]>(kBufferSize);
+  if (!buffer_) {
+    buffer_ = std::make_unique_for_overwrite<char[]>(kBufferSize);
+    atOnce_ = terminal_ ? 0 : kBufferSize;
+  }
   if (used_ + size > kBufferSize) Flush();
   return buffer_.get() + used_;
 }
@@ -141,6 +144,7 @@ int TextStream::Close() {
   Flush();
   if (owned_ && close(fd_) != 0 && error_ == 0) error_ = errno;
   fd_ = -1;
+  atOnce_ = 0;
   buffer_.reset();  // thousands of reports stay in memory behind their closed streams
   return error_;
 }

@@ -3,6 +3,7 @@
 // forms and drops the other.) Write errors are remembered, not reported at the call.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -43,7 +44,14 @@ class TextStream {
 
   void Write(std::wstring_view text);
   // Bytes in the stream's own encoding, unchanged.
-  void WriteBytes(std::string_view bytes);
+  void WriteBytes(std::string_view bytes) {
+    if (used_ + bytes.size() > atOnce_) {
+      WriteAnyBytes(bytes);
+      return;
+    }
+    std::copy(bytes.begin(), bytes.end(), buffer_.get() + used_);
+    used_ += bytes.size();
+  }
 
   // Room for `size` bytes (at most kBufferSize) at the end of the buffer, for a writer that encodes
   // in place; Commit says how many were used. Valid until the next call on the stream.
@@ -57,6 +65,7 @@ class TextStream {
   static constexpr size_t kBufferSize = 256 * 1024;
 
  private:
+  void WriteAnyBytes(std::string_view bytes);
   void WriteLocale(std::wstring_view text);
   void WriteUtf16(std::wstring_view text);
 
@@ -66,6 +75,8 @@ class TextStream {
   TextEncoding encoding_ = TextEncoding::kLocale;
   int error_ = 0;
   size_t used_ = 0;
+  size_t atOnce_ = 0;  // bytes up to here are just put into the buffer; 0: there is none, or a
+                       // terminal waits
   std::unique_ptr<char[]> buffer_;  // made at the first write
   std::string name_;
 };

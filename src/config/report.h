@@ -8,7 +8,6 @@
 #include <string>
 
 #include "base/spoolfile.h"
-#include "base/stringobj.h"
 #include "base/textstream.h"
 #include "detail/reporttype.h"
 #include "query/filterplan.h"
@@ -63,10 +62,9 @@ struct Report {
   TextStream stream;             // the open report file; closed = the report has none, or has one
                                  // that is opened when the report is written
   SpoolFile positions;           // position pairs of matching records
-  std::unique_ptr<StringObject> currentDir;
-  uint32_t dupFields = 0;     // kDup... bits
-  uint32_t extLength = 0;     // longest extension counted, in characters behind the '.'
-  int typeSort = kSortUnset;  // TypeSort
+  uint32_t dupFields = 0;        // kDup... bits
+  uint32_t extLength = 0;        // longest extension counted, in characters behind the '.'
+  int typeSort = kSortUnset;     // TypeSort
   std::unique_ptr<ReportWork> work;
 
   // Collected by the scan.

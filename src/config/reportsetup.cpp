@@ -95,7 +95,6 @@ void InitializeReportEntry(Report& report) {
   if ((report.type & kNotRecordList) == 0) CreatePositionFile(report);
   if (report.type == kReportDuplicates) SetUpDuplicates(report);
   if ((report.type & kGroupingTypes) != 0) SetUpGroups(report);
-  report.currentDir = NewStringObject({}, 0);
   report.plan = FilterPlan(report.filter);
 }
 

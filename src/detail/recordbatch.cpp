@@ -5,18 +5,16 @@
 namespace tabulon {
 
 bool RecordBatch::Fill(RecordReader& reader, uint64_t& position) {
-  if (size_ > 0 && directoryOf_[size_ - 1] != kNone) {
-    const size_t last = directoryOf_[size_ - 1];
+  if (const size_t last = LastDirectory(); last != kNone) {
     directoryBefore_.AssignCopy(NameOf(last));
     directoryBeforePosition_ = PositionOf(last);
   }
-  namesKnown_ = false;
+  namesKnown_ = directoriesKnown_ = false;
   at_ = inside_ = kNone;
   position_ = position;
   size_ = reader.ReadAhead(position, fixed_);
   if (size_ == 0) return FillWhole(reader, position);
   record_.view.ClearExtension();
-  NoteDirectories();
   return true;
 }
 
@@ -27,11 +25,19 @@ bool RecordBatch::FillWhole(RecordReader& reader, uint64_t& position) {
   size_ = 1;
   fixed_[0] = record_.fields().bytes();
   if (record_.view.hasTarget) record_.target.Assign(record_.view.target);
-  NoteDirectories();
   return true;
 }
 
+// The number of the batch's last directory.
+size_t RecordBatch::LastDirectory() const {
+  for (size_t i = size_; i > 0; --i) {
+    if (fields(i - 1).isDirectory()) return i - 1;
+  }
+  return kNone;
+}
+
 void RecordBatch::NoteDirectories() {
+  directoriesKnown_ = true;
   uint16_t directory = kNone;
   for (size_t i = 0; i < size_; ++i) {
     directory = fields(i).isDirectory() ? static_cast<uint16_t>(i) : directory;
@@ -47,16 +53,24 @@ std::string_view RecordBatch::NameOf(size_t i) const {
 
 // Behind every name but the last stands the fixed part of the next record.
 void RecordBatch::LookAtNames() {
-  static_assert(kNfsRecord.fixedSize >= AsciiText::kReadable);
-  static_assert(kCifsRecord.fixedSize >= AsciiText::kReadable);
-  AsciiText name;
+  static_assert(kNfsRecord.fixedSize >= kReadable);
+  static_assert(kCifsRecord.fixedSize >= kReadable);
+  namesKnown_ = true;
   others_ = 0;
+  const RecordLayout layout = *layout_;
   for (size_t i = 0; i + 1 < size_; ++i) {
-    name.LookInPlace(NameOf(i));
-    NoteName(i, name);
+    const std::string_view stored = {reinterpret_cast<const char*>(fixed_[i]) + layout.fixedSize,
+                                     RecordFields(fixed_[i], &layout).nameLength()};
+    const size_t plain = PlainLengthInPlace(stored);
+    if (plain == SIZE_MAX) {
+      NoteName(i, AsciiText(stored));
+      continue;
+    }
+    names_.other[i] = 0;
+    names_.tail[i] = TailInPlace(stored.data(), plain);
+    names_.text[i] = stored.substr(0, plain);
   }
   NoteName(size_ - 1, AsciiText(NameOf(size_ - 1)));
-  namesKnown_ = true;
 }
 
 void RecordBatch::NoteName(size_t i, const AsciiText& name) {
@@ -71,6 +85,7 @@ void RecordBatch::NoteName(size_t i, const AsciiText& name) {
 
 void RecordBatch::Assemble(size_t i) {
   at_ = i;
+  if (!directoriesKnown_) NoteDirectories();
   if (!record_.view.extended) {
     record_.view.fields = fields(i);
     record_.view.name = NameOf(i);

@@ -28,6 +28,7 @@ class RecordBatch {
   bool Fill(RecordReader& reader, uint64_t& position);
 
   size_t size() const { return size_; }
+  const RecordLayout& layout() const { return *layout_; }
   // The fixed part of record `i`.
   RecordFields fields(size_t i) const { return {fixed_[i], layout_}; }
   // The ASCII forms of the names (AsciiText), column by column.
@@ -55,6 +56,7 @@ class RecordBatch {
   static constexpr uint16_t kNone = 0xFFFF;
 
   bool FillWhole(RecordReader& reader, uint64_t& position);
+  size_t LastDirectory() const;
   void NoteDirectories();
   std::string_view NameOf(size_t i) const;
   void LookAtNames();
@@ -68,6 +70,7 @@ class RecordBatch {
   size_t size_ = 0;
   uint64_t position_ = 0;  // file offset of the first record; the others follow without a gap
   std::array<const unsigned char*, kMost> fixed_;
+  bool directoriesKnown_ = false;
   std::array<uint16_t, kMost> directoryOf_;  // kNone: the one before the batch
   bool namesKnown_ = false;
   Names names_;

@@ -108,13 +108,13 @@ class RecordReader {
  public:
   // `withStreams`: the file's revision carries alternate-stream entries (7 or later).
   RecordReader(int fd, const RecordLayout& layout, bool withStreams)
-      : window_(fd), layout_(&layout), withStreams_(withStreams) {}
+      : window_(fd), layout_(&layout), withStreams_(withStreams && layout.streamCount != 0) {}
 
   // Reads the record at `position`. False at the end marker or when the file ends inside the fixed
   // part. The view is valid until the next call on the reader.
   bool Read(uint64_t position, RecordView& view) {
     const unsigned char* fixed = window_.AtOnce(position);
-    if (fixed == nullptr || !IsPlain(fixed)) return ReadWhole(position, view);
+    if (fixed == nullptr || !IsPlain({fixed, layout_})) return ReadWhole(position, view);
     view.fields = RecordFields(fixed, layout_);
     if (view.extended) view.ClearExtension();
     const size_t nameLength = view.fields.nameLength();
@@ -128,18 +128,22 @@ class RecordReader {
   // they stand whole in the window as it is, without streams; returns their number. They are valid
   // until the next call on the reader.
   size_t ReadAhead(uint64_t& position, std::span<const unsigned char*> records) const {
+    const RecordLayout layout = *layout_;  // nothing that the loop writes can change it
     const std::span<const unsigned char> bytes = window_.From(position);
-    size_t at = 0;
+    const unsigned char* at = bytes.data();
+    size_t left = bytes.size();
     size_t count = 0;
-    for (; count < records.size() && bytes.size() - at >= layout_->fixedSize; ++count) {
-      const unsigned char* fixed = bytes.data() + at;
-      const size_t length = LengthAtOnce(RecordFields(fixed, layout_));
-      if (length > bytes.size() - at) break;
-      __builtin_prefetch(fixed + kLookAhead);
-      records[count] = fixed;
+    for (; count < records.size() && left >= layout.fixedSize; ++count) {
+      const RecordFields fields(at, &layout);
+      size_t length = size_t{layout.fixedSize} + fields.nameLength();
+      if (!IsPlain(fields)) length = LengthWithTarget(fields, length);
+      if (length > left) break;
+      __builtin_prefetch(at + kLookAhead);
+      records[count] = at;
       at += length;
+      left -= length;
     }
-    position += at;
+    position += bytes.size() - left;
     return count;
   }
 
@@ -156,19 +160,16 @@ class RecordReader {
 
  private:
   // Bytes that are fetched ahead while records are read one behind the other.
-  static constexpr size_t kLookAhead = 2048;
+  static constexpr size_t kLookAhead = 4096;
 
   // Whether the record has neither streams nor target. The end marker is none: it has the bits of
   // those with a target.
-  bool IsPlain(const unsigned char* fixed) const {
-    const RecordFields fields(fixed, layout_);
+  bool IsPlain(const RecordFields& fields) const {
     return (fields.flags() & kRecordHasTarget) == 0 && !(withStreams_ && fields.streamCount() >= 1);
   }
-  // Length of a record without streams; more than any window holds for one with streams, one whose
-  // target is cut, and the end marker.
-  size_t LengthAtOnce(const RecordFields& fields) const {
-    const size_t length = layout_->fixedSize + fields.nameLength();
-    if (IsPlain(fields.bytes())) return length;
+  // Length of a record that is not plain, from the length without its target; more than any window
+  // holds for one with streams, one whose target is cut, and the end marker.
+  size_t LengthWithTarget(const RecordFields& fields, size_t length) const {
     const bool streams = withStreams_ && fields.streamCount() >= 1;
     if (streams || fields.flags() == kRecordEnd || fields.targetLength() > kLongestTarget) {
       return SIZE_MAX;

@@ -58,24 +58,6 @@ AsciiText::AsciiText(std::string_view stored) {
   tail = TailWord(text);
 }
 
-void AsciiText::LookInPlace(std::string_view stored) {
-  static_assert(kReadable == 3 * kBlockBytes);
-  const auto unplain = [&](size_t block) {
-    const ByteBlock bytes = ByteBlock::Load(stored.data() + block * kBlockBytes);
-    return uint64_t{bytes.Unplain().HighBits()} << (block * kBlockBytes);
-  };
-  // The first byte that is no ASCII letter or the like is the zero byte at the end.
-  const uint64_t marks = unplain(0) | unplain(1) | unplain(2) | uint64_t{1} << kReadable;
-  const auto plain = static_cast<size_t>(__builtin_ctzll(marks));
-  if (plain + 1 != stored.size() || stored.back() != '\0') {
-    *this = AsciiText(stored);
-    return;
-  }
-  known = true;
-  text = stored.substr(0, plain);
-  tail = TailWord(text);
-}
-
 void RecordText::Decide() const {
   widened_ = false;
   ascii_ = AsciiText(stored_);

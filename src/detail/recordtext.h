@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/byteblock.h"
 #include "base/byteword.h"
 
 namespace tabulon {
@@ -17,15 +18,29 @@ struct AsciiText {
   // Looks at `stored`, UTF-8 with its terminator counted or not; the text ends at its first zero
   // unit.
   explicit AsciiText(std::string_view stored);
-  // The same for an object that is there. REQUIRES: kReadable bytes can be read from the start of
-  // `stored` on, if it is shorter.
-  void LookInPlace(std::string_view stored);
-  static constexpr size_t kReadable = 48;
-
   bool known = false;     // every unit of the text is below 128
   uint64_t tail = 0;      // its last eight bytes (TailWord); 0 when it is not known
   std::string_view text;  // the bytes, where they are stored; empty when it is not known
 };
+
+// Where `kReadable` bytes can be read in front of and from the start of a stored text, most looks
+// are quicker: the length of the ASCII text, SIZE_MAX for one that needs a closer look.
+inline constexpr size_t kReadable = 3 * kBlockBytes;
+inline size_t PlainLengthInPlace(std::string_view stored) {
+  const auto unplain = [&](size_t block) {
+    const ByteBlock bytes = ByteBlock::Load(stored.data() + block * kBlockBytes);
+    return uint64_t{bytes.Unplain().HighBits()} << (block * kBlockBytes);
+  };
+  // The first byte that is no ASCII letter or the like is the zero byte at the end.
+  const uint64_t marks = unplain(0) | unplain(1) | unplain(2) | uint64_t{1} << kReadable;
+  const auto plain = static_cast<size_t>(__builtin_ctzll(marks));
+  return plain + 1 == stored.size() && stored.back() == '\0' ? plain : SIZE_MAX;
+}
+// Its tail (TailWord).
+inline uint64_t TailInPlace(const char* text, size_t size) {
+  const uint64_t word = LoadU64(text + size - kWordBytes);
+  return size >= kWordBytes ? word : word & ~(~uint64_t{0} >> (8 * size));
+}
 
 class RecordText {
  public:

@@ -143,8 +143,9 @@ void Batch::ReadRecord(size_t member) {
 
 class Writer {
  public:
-  explicit Writer(Report& report) : report_(report), writer_(report), times_(dateFmt) {
-    root_.Assign(rootPath);
+  explicit Writer(Report& report)
+      : report_(report), writer_(report), times_(dateFmt), root_(writer_.NewText()) {
+    root_.Add(rootPath);
   }
 
   void WriteBatch(Batch& batch) {
@@ -190,22 +191,11 @@ class Writer {
     name_.Assign(batch.View(entry.name));
     writer_.Add(std::string_view("  "));
     // Files before the first directory are in an empty one.
-    const wchar_t last = entry.inDirectory ? AddDirectory() : L'\0';
+    const wchar_t last =
+        entry.inDirectory ? AddDirectory(report_, root_, directory_, writer_) : L'\0';
     // A backslash is used whatever the scanned system's separator is. Kept so.
     if (last != L'\\') writer_.Add('\\');
     writer_.Add(name_).EndLine();
-  }
-
-  // Adds the directory's path; returns its last unit, 0 for an empty path.
-  wchar_t AddDirectory() {
-    const ShownDirectory shown = ShowDirectory(report_, directory_);
-    if (shown.withRoot) writer_.Add(root_);
-    const wchar_t rootEnd = shown.withRoot && !rootPath.empty() ? rootPath.back() : L'\0';
-    return directory_.Visit([&](auto path) {
-      path.remove_prefix(shown.dropped);
-      writer_.Add(path);
-      return path.empty() ? rootEnd : static_cast<wchar_t>(path.back());
-    });
   }
 
   Report& report_;

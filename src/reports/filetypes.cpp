@@ -27,22 +27,40 @@ namespace {
 // looked for in a few neighbouring places only; one that finds no room there is not held, and its
 // records take the way through the tree.
 class EntryFront {
+  struct Slot {
+    uint64_t key = 0;
+    TypeEntry* entry = nullptr;  // null = free
+  };
+
  public:
   EntryFront() { Resize(kFirstBits); }
 
-  TypeEntry* Find(uint64_t key) const {
-    const Slot* slot = slots_.data() + Home(key);
-    for (size_t i = 0; i < kProbes; ++i) {
-      if (slot[i].key == key || slot[i].entry == nullptr) return slot[i].entry;
+  // What finds keys until the next Add: loops keep a copy, which nothing they write can change.
+  class Finder {
+   public:
+    explicit Finder(const EntryFront& front) : slots_(front.slots_.data()), shift_(front.shift_) {}
+    // The entry of a key; null when it is not held.
+    TypeEntry* Find(uint64_t key) const {
+      const Slot* slot = slots_ + HomeOf(key, shift_);
+      return slot->key == key ? slot->entry : FindFurther(slot, key);
     }
-    return nullptr;
-  }
+
+   private:
+    [[gnu::noinline]] static TypeEntry* FindFurther(const Slot* slot, uint64_t key) {
+      for (size_t i = 0; i < kProbes; ++i) {
+        if (slot[i].key == key || slot[i].entry == nullptr) return slot[i].entry;
+      }
+      return nullptr;
+    }
+    const Slot* slots_;
+    unsigned shift_;
+  };
 
   // REQUIRES: the key is not held.
   void Add(uint64_t key, TypeEntry* entry) {
     const size_t room = slots_.size() <= kSmall ? kSparse : kFull;
     if (held_ * room >= slots_.size()) Grow();
-    Slot* slot = slots_.data() + Home(key);
+    Slot* slot = slots_.data() + HomeOf(key, shift_);
     for (size_t i = 0; i < kProbes; ++i) {
       if (slot[i].entry != nullptr) continue;
       slot[i] = {key, entry};
@@ -57,13 +75,8 @@ class EntryFront {
   static constexpr size_t kSmall = 64 * 1024;  // slots
   static constexpr size_t kSparse = 16;        // slots for each key in a small table
   static constexpr size_t kFull = 2;           // and in a large one
-  struct Slot {
-    uint64_t key = 0;
-    TypeEntry* entry = nullptr;  // null = free
-  };
-
   // Multiplicative hashing: the top bits of the product with 2^64 / golden ratio.
-  size_t Home(uint64_t key) const { return (key * 0x9E3779B97F4A7C15) >> shift_; }
+  static size_t HomeOf(uint64_t key, unsigned shift) { return (key * 0x9E3779B97F4A7C15) >> shift; }
 
   void Resize(unsigned bits) {
     shift_ = 64 - bits;
@@ -88,7 +101,8 @@ struct TypeWork : ReportWork {
 
   size_t longest;  // extension that is counted, with its '.'
   std::deque<TypeEntry> entries;
-  TreeHandle tree;  // of the entries, by their keys
+  TypeEntry uncounted;  // takes what records without a key would count
+  TreeHandle tree;      // of the entries, by their keys
   EntryFront front;
   bool foldCase;  // extensions that differ in letter case only count as one
   bool packs;     // short ASCII extensions are known by their bytes: LowerWord folds as the tree
@@ -162,50 +176,81 @@ TypeEntry* FindAnyExtension(TypeWork& work, const RecordText& name) {
   return ExtensionInTree(work, extension);
 }
 
-// The entry under which a record counts, made when it is the first; null when it does not count.
-TypeEntry* FindExtension(TypeWork& work, RecordBatch& batch, size_t i) {
+// The entry under which a record counts that the front does not know: made when the record is the
+// first, the one of nobody when the record does not count.
+[[gnu::noinline]] TypeEntry* FindNewExtension(TypeWork& work, RecordBatch& batch, size_t i,
+                                              uint64_t key) {
+  TypeEntry* entry = FindAnyExtension(work, batch.At(i).name);
+  if (entry == nullptr) return &work.uncounted;
+  if (key != 0) work.front.Add(key, entry);
+  return entry;
+}
+
+[[gnu::noinline]] TypeEntry* FindNewId(TypeWork& work, uint32_t id) {
+  TypeEntry* entry = IdInTree(work, id);
+  work.front.Add(id, entry);
+  return entry;
+}
+
+// The entries of the chosen records of a batch.
+using FoundEntries = std::array<TypeEntry*, RecordBatch::kMost>;
+
+void FindExtensions(TypeWork& work, RecordBatch& batch, const ChosenRecords& chosen,
+                    FoundEntries& found) {
   const RecordBatch::Names& names = batch.names();
-  const uint64_t tail = names.tail[i];
-  const uint64_t dots = MarksOf('.', tail);
-  if (dots == 0 || !work.packs) {
-    const bool tooLong = names.other[i] == 0 && work.longest <= kWordBytes && work.packs;
-    return tooLong ? nullptr : FindAnyExtension(work, batch.At(i).name);
+  const bool folds = work.foldCase;
+  // Behind the '.' of an extension that can be packed stand 8 bits or more, up to so many.
+  const size_t longest = work.packs ? std::min(work.longest, kWordBytes) : 1;
+  const size_t mostBits = 8 * (longest - 1);
+  const bool packsAll = longest == work.longest;
+  EntryFront::Finder front(work.front);
+  for (size_t at = 0; at < chosen.count; ++at) {
+    const size_t i = chosen.numbers[at];
+    const uint64_t tail = names.tail[i];
+    const uint64_t dots = MarksOf('.', tail);
+    const auto behindDot = static_cast<size_t>(__builtin_clzll(dots | 1));
+    uint64_t key = 0;
+    if (dots != 0 && behindDot - 8 < mostBits && behindDot != 8 * names.text[i].size() - 8) {
+      key = tail >> (kWordBits - 8 - behindDot);
+      if (folds) key = LowerWord(key);
+      found[at] = front.Find(key);
+      if (found[at] != nullptr) continue;
+    } else if (packsAll && names.other[i] == 0) {
+      found[at] = &work.uncounted;
+      continue;
+    }
+    found[at] = FindNewExtension(work, batch, i, key);
+    front = EntryFront::Finder(work.front);
   }
-  const size_t length = static_cast<size_t>(__builtin_clzll(dots)) / 8 + 1;
-  if (length < 2 || length > work.longest || length == names.text[i].size()) return nullptr;
-  const uint64_t packed = tail >> (8 * (kWordBytes - length));
-  const uint64_t key = work.foldCase ? LowerWord(packed) : packed;
-  TypeEntry* entry = work.front.Find(key);
-  if (entry == nullptr) {
-    entry = FindAnyExtension(work, batch.At(i).name);
-    work.front.Add(key, entry);
-  }
-  return entry;
 }
 
-template <uint32_t (RecordFields::*field)() const>
-TypeEntry* FindId(TypeWork& work, RecordBatch& batch, size_t i) {
-  const uint32_t id = (batch.fields(i).*field)();
-  TypeEntry* entry = work.front.Find(id);
-  if (entry == nullptr) {
-    entry = IdInTree(work, id);
-    work.front.Add(id, entry);
+template <uint8_t RecordLayout::*field>
+void FindIds(TypeWork& work, RecordBatch& batch, const ChosenRecords& chosen, FoundEntries& found) {
+  const size_t offset = batch.layout().*field;
+  EntryFront::Finder front(work.front);
+  for (size_t at = 0; at < chosen.count; ++at) {
+    const uint32_t id = LoadU32(batch.fields(chosen.numbers[at]).bytes() + offset);
+    found[at] = front.Find(id);
+    if (found[at] != nullptr) continue;
+    found[at] = FindNewId(work, id);
+    front = EntryFront::Finder(work.front);
   }
-  return entry;
 }
 
-template <TypeEntry* (*find)(TypeWork&, RecordBatch&, size_t)>
+template <void (*find)(TypeWork&, RecordBatch&, const ChosenRecords&, FoundEntries&)>
 void Classify(Report& report, RecordBatch& batch) {
-  TypeWork& work = static_cast<TypeWork&>(*report.work);
   static ChosenRecords chosen;
+  static FoundEntries found;
   ChoosePassing(report.plan, batch, chosen);
-  for (const uint16_t i : chosen) {
-    TypeEntry* const entry = find(work, batch, i);
-    if (entry == nullptr) continue;
-    const uint64_t size = batch.fields(i).size();
-    ++entry->count;
-    entry->totalBytes += size;
-    if (fileIncr > 0) entry->allocatedBytes += AllocatedSize(size);
+  find(static_cast<TypeWork&>(*report.work), batch, chosen, found);
+  const size_t sizeOffset = batch.layout().size;
+  for (size_t at = 0; at < chosen.count; ++at) {
+    ++found[at]->count;
+    found[at]->totalBytes += LoadU64(batch.fields(chosen.numbers[at]).bytes() + sizeOffset);
+  }
+  if (fileIncr == 0) return;
+  for (size_t at = 0; at < chosen.count; ++at) {
+    found[at]->allocatedBytes += AllocatedSize(batch.fields(chosen.numbers[at]).size());
   }
 }
 
@@ -213,10 +258,10 @@ void ClassifyNothing(Report&, RecordBatch&) {}
 
 // How each type groups. Totals by owner count nothing.
 constexpr std::array<std::pair<uint32_t, Classifier>, 4> kGroupings = {{
-    {kReportFiletypes, Classify<FindExtension>},
+    {kReportFiletypes, Classify<FindExtensions>},
     {kReportOwnerTotals, ClassifyNothing},
-    {kReportUidTotals, Classify<FindId<&RecordFields::uid>>},
-    {kReportGidTotals, Classify<FindId<&RecordFields::gid>>},
+    {kReportUidTotals, Classify<FindIds<&RecordLayout::uid>>},
+    {kReportGidTotals, Classify<FindIds<&RecordLayout::gid>>},
 }};
 
 TypeWork::TypeWork(const Report& report)

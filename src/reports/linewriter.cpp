@@ -13,15 +13,40 @@ constexpr size_t kLongestNumber = 20;  // digits of 2^64, or a sign and the digi
 
 }  // namespace
 
-void EncodedText::Assign(std::wstring_view text) {
-  wide.assign(text);
-  bytes.clear();
-  AppendLocaleBytes(bytes, text);
+EncodedText& EncodedText::Add(wchar_t unit) {
+  return Add(std::wstring_view(&unit, 1));
 }
 
-void EncodedText::Append(wchar_t unit) {
-  wide.push_back(unit);
-  AppendLocaleBytes(bytes, {&unit, 1});
+EncodedText& EncodedText::Add(std::string_view ascii) {
+  if (direct_) {
+    bytes_.append(ascii);
+  } else {
+    StringObjectCat(wide_, std::wstring(ascii.begin(), ascii.end()));
+  }
+  return *this;
+}
+
+EncodedText& EncodedText::Add(std::wstring_view text) {
+  if (direct_) {
+    AppendLocaleBytes(bytes_, text);
+  } else {
+    StringObjectCat(wide_, text);
+  }
+  return *this;
+}
+
+EncodedText& EncodedText::Add(const EncodedText& text) {
+  if (direct_) {
+    bytes_.append(text.bytes_);
+  } else {
+    StringObjectCat(wide_, text.wide_.view());
+  }
+  return *this;
+}
+
+void EncodedText::Clear() {
+  bytes_.clear();
+  StringObjectSet(wide_, {});
 }
 
 LineWriter::LineWriter(Report& report)
@@ -31,9 +56,13 @@ LineWriter::LineWriter(Report& report)
               !out_.IsTerminal()),
       masked_(out_.IsTerminal()) {}
 
+EncodedText LineWriter::NewText() const {
+  return EncodedText(direct_);
+}
+
 LineWriter& LineWriter::Add(char ascii) {
   if (direct_) {
-    bytes_.push_back(ascii);
+    out_.WriteBytes({&ascii, 1});
   } else {
     piece_.push_back(ascii);
   }
@@ -46,7 +75,7 @@ LineWriter& LineWriter::Add(wchar_t unit) {
 
 LineWriter& LineWriter::Add(std::string_view ascii) {
   if (direct_) {
-    bytes_.append(ascii);
+    out_.WriteBytes(ascii);
   } else {
     piece_.append(ascii.begin(), ascii.end());
   }
@@ -55,7 +84,7 @@ LineWriter& LineWriter::Add(std::string_view ascii) {
 
 LineWriter& LineWriter::Add(std::wstring_view text) {
   if (direct_) {
-    AppendLocaleBytes(bytes_, text);
+    out_.Write(text);
   } else {
     AddMasked(text);
   }
@@ -64,9 +93,9 @@ LineWriter& LineWriter::Add(std::wstring_view text) {
 
 LineWriter& LineWriter::Add(const EncodedText& text) {
   if (direct_) {
-    bytes_.append(text.bytes);
+    out_.WriteBytes(text.bytes_);
   } else {
-    AddMasked(text.wide);
+    AddMasked(text.wide_.view());
   }
   return *this;
 }
@@ -93,9 +122,7 @@ void LineWriter::EndLine() {
     WritePieceOut();
     return;
   }
-  bytes_.push_back('\n');
-  out_.WriteBytes(bytes_);
-  bytes_.clear();
+  out_.WriteBytes("\n");
 }
 
 void LineWriter::WritePieceOut() {

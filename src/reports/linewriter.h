@@ -7,23 +7,20 @@
 #include <string>
 #include <string_view>
 
+#include "base/stringobj.h"
 #include "config/report.h"
 #include "detail/recordtext.h"
 
 namespace tabulon {
 
-// A text that many lines repeat, in wide form and as the locale's bytes.
-struct EncodedText {
-  void Assign(std::wstring_view text);
-  void Append(wchar_t unit);
-  std::wstring wide;
-  std::string bytes;
-};
+class EncodedText;
 
 class LineWriter {
  public:
   // For the destination that `report` has now.
   explicit LineWriter(Report& report);
+  // An empty text in the form that the lines take.
+  EncodedText NewText() const;
 
   LineWriter& Add(char ascii);
   LineWriter& Add(wchar_t unit);
@@ -47,10 +44,27 @@ class LineWriter {
 
   Report& report_;
   TextStream& out_;
-  bool direct_;        // bytes_ is filled; else piece_
-  bool masked_;        // control characters of names show as '?'
-  std::string bytes_;  // kept between lines: a line costs no allocation
+  bool direct_;  // encoded into the stream's buffer; else collected in piece_
+  bool masked_;  // control characters of names show as '?'
   std::wstring piece_;
+};
+
+// A text that many lines repeat, kept in the form that a writer's lines take.
+class EncodedText {
+ public:
+  EncodedText& Add(wchar_t unit);
+  EncodedText& Add(std::string_view ascii);
+  EncodedText& Add(std::wstring_view text);
+  EncodedText& Add(const EncodedText& text);  // of the same writer
+  void Clear();
+
+ private:
+  friend class LineWriter;
+  explicit EncodedText(bool direct) : direct_(direct) {}
+
+  bool direct_;  // bytes_ is filled; else wide_
+  std::string bytes_;
+  StringObject wide_;
 };
 
 }  // namespace tabulon

@@ -19,8 +19,8 @@ namespace {
 // How many records ahead the next ones are fetched.
 constexpr size_t kLookAhead = 8;
 
-// One listing while it is written. Records and directories are read again, each in ascending order
-// through a window of its own.
+// One listing while it is written. Records and their directories are read again, in ascending
+// order but for a step back from a window's start to the directory of its first records.
 class Listing {
  public:
   explicit Listing(Report& report)
@@ -28,8 +28,11 @@ class Listing {
         writer_(report),
         times_(dateFmt),
         records_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher),
-        directories_(dtlFile.get(), DetailRecordLayout(), false) {
-    UseDirectory({});
+        root_(writer_.NewText()),
+        directory_(writer_.NewText()),
+        prefix_(writer_.NewText()) {
+    root_.Add(rootPath);
+    prefix_.Add(pathSep);
   }
 
   void WriteTitle() {
@@ -64,18 +67,13 @@ class Listing {
  private:
   void UpdateDirPath(uint64_t position) {
     directoryPosition_ = position;
-    RecordView directory;
-    RecordText name;
-    if (directories_.Read(position, directory)) name.Assign(directory.name);
-    UseDirectory(DirectoryPath(report_, name));
-    SetDirectory(report_, writer_, directory_.wide);
-  }
-
-  void UseDirectory(const std::wstring& path) {
-    directory_.Assign(path);
-    const bool ended = !path.empty() && path.back() == pathSep;
-    prefix_ = directory_;
-    if (!ended) prefix_.Append(pathSep);
+    name_.Assign(records_.Read(position, view_) ? view_.name : std::string_view());
+    directory_.Clear();
+    prefix_.Clear();
+    const wchar_t last = AddDirectory(report_, root_, name_, directory_);
+    prefix_.Add(directory_);
+    if (last != pathSep) prefix_.Add(pathSep);
+    if (!ShowsFullPaths(report_)) WriteDirectoryHeading(report_, writer_, directory_);
   }
 
   void WriteStreams() {
@@ -122,11 +120,11 @@ class Listing {
   LineWriter writer_;
   FileTimeFormatter times_;
   RecordReader records_;
-  RecordReader directories_;
   RecordView view_;
   RecordText name_;
   RecordText target_;
   std::string fixed_;
+  EncodedText root_;
   EncodedText directory_;
   EncodedText prefix_;
   uint64_t directoryPosition_ = 0;  // files before the first directory have no heading

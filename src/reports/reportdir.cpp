@@ -14,15 +14,7 @@ ShownDirectory ShowDirectory(const Report& report, const RecordText& name) {
   return {true, rootHasSeparator && length > 0 ? size_t{1} : 0};
 }
 
-std::wstring DirectoryPath(const Report& report, const RecordText& name) {
-  const ShownDirectory shown = ShowDirectory(report, name);
-  std::wstring path = shown.withRoot ? rootPath : std::wstring();
-  return path.append(name.Wide().substr(shown.dropped));
-}
-
-void SetDirectory(Report& report, LineWriter& writer, std::wstring_view path) {
-  StringObjectSet(*report.currentDir, path);
-  if (ShowsFullPaths(report)) return;
+void WriteDirectoryHeading(const Report& report, LineWriter& writer, const EncodedText& path) {
   if (report.format == kFormatCsv) {
     writer.Add('D').Add(csvSep).Add(path);
   } else {

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "config/report.h"
+#include "detail/detailfile.h"
 #include "detail/recordtext.h"
 #include "reports/linewriter.h"
 
@@ -19,17 +20,28 @@ struct ShownDirectory {
 };
 ShownDirectory ShowDirectory(const Report& report, const RecordText& name);
 
-// The path of the directory named `name`: behind the root path in the "absolute" path form, as it
-// is in the "relative" one.
-std::wstring DirectoryPath(const Report& report, const RecordText& name);
+// Adds the path of the directory named `name` to a line or a text: behind the root path in the
+// "absolute" path form, as it is in the "relative" one. Returns the path's last unit; 0 when it is
+// empty. `root`: the root path.
+template <class Out>
+wchar_t AddDirectory(const Report& report, const EncodedText& root, const RecordText& name,
+                     Out& out) {
+  const ShownDirectory shown = ShowDirectory(report, name);
+  if (shown.withRoot) out.Add(root);
+  const wchar_t rootEnd = shown.withRoot && !rootPath.empty() ? rootPath.back() : L'\0';
+  return name.Visit([&](auto path) {
+    path.remove_prefix(shown.dropped);
+    out.Add(path);
+    return path.empty() ? rootEnd : static_cast<wchar_t>(path.back());
+  });
+}
 
 // Whether full paths are shown; otherwise names stand below directory headings.
 inline bool ShowsFullPaths(const Report& report) {
   return (report.flags & kFlagFullPath) != 0;
 }
 
-// Makes the directory whose path is `path` the report's current one, and writes its heading when
-// names stand below headings.
-void SetDirectory(Report& report, LineWriter& writer, std::wstring_view path);
+// Writes the heading of a directory below which names stand.
+void WriteDirectoryHeading(const Report& report, LineWriter& writer, const EncodedText& path);
 
 }  // namespace tabulon

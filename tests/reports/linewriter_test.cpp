@@ -30,13 +30,15 @@ TEST(LineWriter, WritesWhatFormattedTextWrites) {
       }
       RecordText name;
       name.Assign(stored);
-      EncodedText prefix;
-      prefix.Assign(name.Wide().substr(name.Wide().size() / 2));
-      prefix.Append(L'\u00E9');
+      const std::wstring prefix =
+          std::wstring(name.Wide().substr(name.Wide().size() / 2)) + L'\u00E9';
+      EncodedText kept = writer.NewText();
+      kept.Add(prefix.substr(1)).Clear();
+      kept.Add(prefix);
       const auto number = static_cast<uint64_t>(random()) << 33;
-      writer.Add(prefix).Add(name).Add(std::string_view("  =>  ")).EndPiece();
+      writer.Add(kept).Add(name).Add(std::string_view("  =>  ")).EndPiece();
       writer.Add(L';').AddNumber(number).Add(',').AddSigned(-static_cast<int64_t>(i)).EndLine();
-      ReportEntry(plain, L"%ls%ls  =>  ;%llu,%lld\n", prefix.wide, name.Wide(), number,
+      ReportEntry(plain, L"%ls%ls  =>  ;%llu,%lld\n", prefix, name.Wide(), number,
                   -static_cast<int64_t>(i));
     }
     ASSERT_EQ(Written(direct.stream), Written(plain.stream)) << locale;
