@@ -31,8 +31,8 @@ void WriteLines(benchmark::State& state, LineMaker add, TextEncoding encoding) {
   report.stream.Attach(open("/dev/null", O_WRONLY), true, encoding, "null");
   LineWriter writer(report);
   FileTimeFormatter times({});
-  EncodedText directory;
-  directory.Assign(L"/export/projects/archive/2023/");
+  EncodedText directory = writer.NewText();
+  directory.Add(std::string_view("/export/projects/archive/2023/"));
   for (auto _ : state) {
     sample.ForEachRecord([&](const ScanRecord& record) {
       ListingLine line;
