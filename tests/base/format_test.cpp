@@ -44,8 +44,7 @@ TEST(Format, WidensByTheLocale) {
   // clang-format off
   const struct { const char* locale; std::string_view narrow; std::wstring_view wide; } rows[] = {
       {"C.UTF-8", "caf\xC3\xA9 \xF0\x9F\x98\x80", L"caf\u00e9 \U0001F600"},
-      {"C.UTF-8", "a\xFF\xC3 cut\xE2\x82", L"a?? cut??"},
-      {"C.UTF-8", {"a\0b", 3}, {L"a\0b", 3}},
+      {"C.UTF-8", "a\xFF\xC3 cut\xE2\x82", L"a?? cut??"}, {"C.UTF-8", {"a\0b", 3}, {L"a\0b", 3}},
       {"C", "caf\xC3\xA9", L"caf??"},
   };
   // clang-format on

@@ -49,8 +49,7 @@ TEST(Logs, ErrorLinesAlsoGoToTheListLogUnlessBothAreTheConsole) {
   // What standard output, standard error and the two files hold in the end.
   // clang-format off
   const struct { bool list, errors; std::string out, err, inList, inErrors; } rows[] = {
-      {false, false, "one\n", "bad 7\n", "", ""},
-      {true, false, "", "bad 7\n", "one\nbad 7\n", ""},
+      {false, false, "one\n", "bad 7\n", "", ""}, {true, false, "", "bad 7\n", "one\nbad 7\n", ""},
       {false, true, "one\nbad 7\n", "", "", "bad 7\n"},
       {true, true, "", "", "one\nbad 7\n", "bad 7\n"},
   };

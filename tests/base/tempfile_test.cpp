@@ -109,9 +109,8 @@ TEST_F(TempFilesDeathTest, GoAtExitUnlessKept) {
   EXPECT_THAT(dir_.Entries(), ElementsAre("kept", "named"));
 }
 
-size_t OpenDescriptors() {
-  return static_cast<size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                                           std::filesystem::directory_iterator()));
+auto OpenDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 // Records of any size may lie across the ends of the spool's buffers.
@@ -126,7 +125,7 @@ void Fill(SpoolFile& spool, uint64_t count) {
 
 TEST_F(SpoolFiles, GiveBackWhatWasAppended) {
   for (const uint64_t count : {0U, 1U, 682U, 683U, 5000U}) {
-    const size_t before = OpenDescriptors();
+    const auto before = OpenDescriptors();
     SpoolFile spool;
     ASSERT_TRUE(spool.Create("spool"));
     Fill(spool, count);

@@ -31,8 +31,7 @@ TEST(Utf, DecodesOneToThreeBytes) {
   // clang-format off
   struct Row { std::string bytes; std::wstring wide; std::string eightBit; size_t count; };
   const Row rows[] = {
-      {"", L"", "", 0},
-      {"abc", L"abc", "abc", 3},
+      {"", L"", "", 0}, {"abc", L"abc", "abc", 3},
       {"\xC3\xA9\xDF\xBF", L"\u00e9\u07ff", "\xE9\xFF", 2},
       {"a\xE2\x82\xACz", {L'a', 0xE20AC, L'z'}, "a\xACz", 3},
       // Continuation bytes and four-byte leads are taken as leads of three bytes.
@@ -42,12 +41,10 @@ TEST(Utf, DecodesOneToThreeBytes) {
       // Nothing checks what follows a lead.
       {"\xC3zq", {0xFA, L'q'}, "\xFAq", 2},
       // A sequence cut by the end of the text reads zeros there.
-      {"\xC3", {0xC0}, "\xC0", 1},
-      {"a\xE2", {L'a', 0xE2000}, "a", 2},
+      {"\xC3", {0xC0}, "\xC0", 1}, {"a\xE2", {L'a', 0xE2000}, "a", 2},
       {"a\xE2\x82", {L'a', 0xE2080}, "a\x80", 2},
       // Lengths go by a table of their own: 0xC0 is one byte long, 0xE0 two.
-      {"\xC0\x81", {0x01}, "\x01", 2},
-      {"\xE0\xA4\x85", {0xE0905}, "\x05", 2},
+      {"\xC0\x81", {0x01}, "\x01", 2}, {"\xE0\xA4\x85", {0xE0905}, "\x05", 2},
   };
   // clang-format on
   for (const auto& row : rows) {
@@ -73,14 +70,14 @@ TEST(Utf, AppendsUpToAZeroByteBetweenSequences) {
 }
 
 TEST(Utf, EncodesWithItsOwnBoundaries) {
+  // clang-format off
   const std::pair<std::wstring, std::string> rows[] = {
-      {L"", ""},
-      {L"a\x7f\u0080\u03ff", "a\x7f\xC2\x80\xCF\xBF"},
-      {L"\u0400\u07ff", "\xE0\x90\x80\xE0\x9F\xBF"},
-      {{0xE20AC}, "\xE2\x82\xAC"},
+      {L"", ""}, {L"a\x7f\u0080\u03ff", "a\x7f\xC2\x80\xCF\xBF"},
+      {L"\u0400\u07ff", "\xE0\x90\x80\xE0\x9F\xBF"}, {{0xE20AC}, "\xE2\x82\xAC"},
       {{0x1F600}, "\xEF\x98\x80"},  // bits above bit 15 are dropped
       {{-23, -1}, "\xE9\xFF"},      // sign-extended bytes give that byte
   };
+  // clang-format on
   for (const auto& [wide, bytes] : rows) EXPECT_EQ(ToUtf(wide), bytes);
 }
 

@@ -7,67 +7,65 @@ namespace tabulon {
 namespace {
 
 struct BadText {
-  int kind;
-  const char* text;
-  const char* message;
+  const char *text, *message;
+  int kind = kRootNfs;
 };
-constexpr int kNfs = kRootNfs;
 
 // clang-format off
 constexpr BadText kBadTexts[] = {
-    {kNfs, "", "No reports specified in configuration file\n"},
-    {kNfs, "[parameters]\n[PARAMETERS]", "Multiple [parameters] sections\n"},
-    {kNfs, "[report]\n[parameters]", "[parameters] must precede all [report] sections\n"},
-    {kNfs, "[report]\n[classes]", "[classes] must precede all [report] sections\n"},
-    {kNfs, "[ report]", "Unknown section header: [ report]\n"},
-    {kNfs, " [report]", "Missing '=' in  [report]\n"},
-    {kNfs, "k = v", "Line must be inside a section : k = v\n"},
-    {kNfs, "[classes]\nDocs=a\nDOCS=b", "Class 'DOCS' is defined more than once\n"},
-    {kNfs, "[report]\n[report]", "Report definition section with no type specified\n"},
-    {kNfs, "P:colour=red", "Unknown configuration keyword: colour\n"},
-    {kNfs, "P:datebands=1d", "Unknown configuration keyword: datebands\n"},
-    {kNfs, "P:=1d", "Unknown configuration keyword: \n"},
-    {kNfs, "P:FileIncrement=4K", "Invalid numeric argument: FileIncrement=4K\n"},
-    {kNfs, "P:maxpathlength=4294967295", "Invalid numeric argument: maxpathlength=4294967295\n"},
-    {kNfs, "P:timebase=today", "Invalid timebase value: today\n"},
-    {kNfs, "P:filesizebands=1K,2X,3", "Invalid 'filesizebands' band value: 2X\n"},
-    {kNfs, "P:filesizebands=1M,1M",
+    {"", "No reports specified in configuration file\n"},
+    {"[parameters]\n[PARAMETERS]", "Multiple [parameters] sections\n"},
+    {"[report]\n[parameters]", "[parameters] must precede all [report] sections\n"},
+    {"[report]\n[classes]", "[classes] must precede all [report] sections\n"},
+    {"[ report]", "Unknown section header: [ report]\n"},
+    {" [report]", "Missing '=' in  [report]\n"},
+    {"k = v", "Line must be inside a section : k = v\n"},
+    {"[classes]\nDocs=a\nDOCS=b", "Class 'DOCS' is defined more than once\n"},
+    {"[report]\n[report]", "Report definition section with no type specified\n"},
+    {"P:colour=red", "Unknown configuration keyword: colour\n"},
+    {"P:datebands=1d", "Unknown configuration keyword: datebands\n"},
+    {"P:=1d", "Unknown configuration keyword: \n"},
+    {"P:FileIncrement=4K", "Invalid numeric argument: FileIncrement=4K\n"},
+    {"P:maxpathlength=4294967295", "Invalid numeric argument: maxpathlength=4294967295\n"},
+    {"P:timebase=today", "Invalid timebase value: today\n"},
+    {"P:filesizebands=1K,2X,3", "Invalid 'filesizebands' band value: 2X\n"},
+    {"P:filesizebands=1M,1M",
      "Size band values must be strictly increasing: filesizebands=1M,1M\n"},
-    {kNfs, "P:XDateBands=1d", "Invalid date band specification: XDateBands=1d\n"},
-    {kNfs, "P:cdatebands=30d,soon", "Invalid date band value: soon\n"},
-    {kNfs, "P:mdatebands=7d,30d",
+    {"P:XDateBands=1d", "Invalid date band specification: XDateBands=1d\n"},
+    {"P:cdatebands=30d,soon", "Invalid date band value: soon\n"},
+    {"P:mdatebands=7d,30d",
      "Date band values must be strictly increasing: mdatebands=7d,30d\n"},
-    {kNfs, "P:csvsep=;\ncsvsep=ab", "CSV separator must be a single character\n"},
-    {kNfs, "P:csvsep=\ncsvsep=;\ncsvsep=", "Only one CSV separater can be specified\n"},
-    {kNfs, "P:csvhdrs=on", "Invalid keyword value: csvhdrs = on\n"},
-    {kNfs, "P:maxpathunits=words", "Invalid maximum path units: words\n"},
-    {kNfs, "P:isocodepage=8859-12", "Invalid UTF check ISO code page: 8859-12\n"},
-    {kNfs, "P:permissionform=full", "Invalid permission display form: full\n"},
-    {kNfs, "P:textoutput=utf8", "Invalid text output option: utf8\n"},
-    {kNfs, "P:pathform=rel", "Invalid path form option: rel\n"},
-    {kNfs, "P:nameform=", "Invalid names form option: \n"},
-    {kNfs, "R:title=x", "The first line of a report section must be type=<report-type>\n"},
-    {kNfs, "R:nonsense=x", "The first line of a report section must be type=<report-type>\n"},
-    {kNfs, "R:type=customs", "Unknown report type: customs\n"},
-    {kNfs, "R:type=", "Unknown report type: \n"},
-    {kNfs, "C:type=custom", "Only one 'type=<report-type>' allowed in report section\n"},
-    {kNfs, "C:SHOWLINK=yes", "Invalid report definition keyword: SHOWLINK\n"},
-    {kNfs, "C:Output=xml", "Invalid keyword value: Output = xml\n"},
-    {kNfs, "C:pathform=long", "Invalid keyword value:  pathform = long\n"},
-    {kNfs, "C:fields=name,SIZE", "Invalid field list: name,SIZE\n"},
-    {kNfs, "C:fields=size,", "Invalid field list: size,\n"},
-    {kNfs, "R:type=summary\nfields=size", "Invalid summary field list: size\n"},
-    {kNfs, "C:dupcheck=size,owner", "Invalid duplicate field check list: size,owner\n"},
-    {kNfs, "C:extlen=4294967295", "Invalid numeric argument: extlen=4294967295\n"},
-    {kNfs, "R:type=OwnerTotals", "Report type 'OwnerTotals' is only valid for CIFS scans\n"},
-    {kNfs, "C:fields=size,attrs", "In report: Custom file report\n"
+    {"P:csvsep=;\ncsvsep=ab", "CSV separator must be a single character\n"},
+    {"P:csvsep=\ncsvsep=;\ncsvsep=", "Only one CSV separater can be specified\n"},
+    {"P:csvhdrs=on", "Invalid keyword value: csvhdrs = on\n"},
+    {"P:maxpathunits=words", "Invalid maximum path units: words\n"},
+    {"P:isocodepage=8859-12", "Invalid UTF check ISO code page: 8859-12\n"},
+    {"P:permissionform=full", "Invalid permission display form: full\n"},
+    {"P:textoutput=utf8", "Invalid text output option: utf8\n"},
+    {"P:pathform=rel", "Invalid path form option: rel\n"},
+    {"P:nameform=", "Invalid names form option: \n"},
+    {"R:title=x", "The first line of a report section must be type=<report-type>\n"},
+    {"R:nonsense=x", "The first line of a report section must be type=<report-type>\n"},
+    {"R:type=customs", "Unknown report type: customs\n"}, {"R:type=", "Unknown report type: \n"},
+    {"C:type=custom", "Only one 'type=<report-type>' allowed in report section\n"},
+    {"C:SHOWLINK=yes", "Invalid report definition keyword: SHOWLINK\n"},
+    {"C:Output=xml", "Invalid keyword value: Output = xml\n"},
+    {"C:pathform=long", "Invalid keyword value:  pathform = long\n"},
+    {"C:fields=name,SIZE", "Invalid field list: name,SIZE\n"},
+    {"C:fields=size,", "Invalid field list: size,\n"},
+    {"R:type=summary\nfields=size", "Invalid summary field list: size\n"},
+    {"C:dupcheck=size,owner", "Invalid duplicate field check list: size,owner\n"},
+    {"C:extlen=4294967295", "Invalid numeric argument: extlen=4294967295\n"},
+    {"R:type=OwnerTotals", "Report type 'OwnerTotals' is only valid for CIFS scans\n"},
+    {"C:fields=size,attrs", "In report: Custom file report\n"
      "  CSV field type 'attrs' is only valid for CIFS detail files\n"},
-    {kNfs, "R:type=subdircount", "This dtl does not support subdirectory counts. Please remove "
+    {"R:type=subdircount", "This dtl does not support subdirectory counts. Please remove "
      "subdircount report type from the config file, or execute another scan with the latest "
      "version of trawlix."},
-    {kRootCifs, "R:type=uidtotals", "Report type 'uidtotals' is only valid for NFS scans\n"},
-    {kRootCifs, "R:type=longpaths\nfields=target,mode", "In report: Files with pathnames exceeding "
-     "1024 UTF-8 encoded bytes\n  CSV field type 'target' is only valid for NFS detail files\n"},
+    {"R:type=uidtotals", "Report type 'uidtotals' is only valid for NFS scans\n", kRootCifs},
+    {"R:type=longpaths\nfields=target,mode", "In report: Files with pathnames exceeding "
+     "1024 UTF-8 encoded bytes\n  CSV field type 'target' is only valid for NFS detail files\n",
+     kRootCifs},
 };
 // clang-format on
 

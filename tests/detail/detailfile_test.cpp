@@ -50,8 +50,7 @@ TEST_F(DetailFileDeathTest, RefusesWhatItCannotRead) {
   const std::string kUntagged = "'x.dtl' is not an QVA-tagged .dtl file\n";
   // clang-format off
   const struct { uint32_t magic, revision; bool adsFull, qvaWanted; std::string reason; } rows[] = {
-      {0, 8, false, false, kInvalid},
-      {kMagicIncomplete, 0x105, true, true, kIncomplete},
+      {0, 8, false, false, kInvalid}, {kMagicIncomplete, 0x105, true, true, kIncomplete},
       {kMagicFinished, 0x105, true, true, kAix}, {kMagicBeta, 0x105, false, false, kAix},
       {kMagicBeta, 0x205, false, true, kBeta}, {kMagicBeta, 0, false, false, kBeta},
       {kMagicFinished, 0x205, false, true, kOther}, {kMagicFinished, 9, false, false, kOther},
@@ -111,14 +110,12 @@ TEST_F(DetailFileTest, HeaderStrings) {
       {"\x08\0a\0\0\0b\0\0\0"s, L"a"},                // ends at the first zero unit
       {"\x04\0\xFF\xFF\0\x80"s, {-1, -0x8000}},       // units are sign-extended
       {"\x04\0\x3D\xD8\0\xDE"s, {-0x27C3, -0x2200}},  // surrogates are not combined
-      {"\x01\0a"s, L""},
-      {"\0\0a\0"s, L""},
+      {"\x01\0a"s, L""}, {"\0\0a\0"s, L""},
       {"\0\x80"s + std::string(40000, 'a'), L""},  // 32768 and more count as 0
       {"\xFF\xFF"s + std::string(70000, 'a'), L""},
       {"\xFF\x7F"s + std::string(40000, 'a'), std::wstring(16383, L'\x6161')},
       {"\x10\0a\0b\0c"s, L"ab"},  // the file ends
-      {"\x10"s, L""},
-      {""s, L""},
+      {"\x10"s, L""}, {""s, L""},
   };
   // clang-format on
   for (const auto& [stored, text] : rows) {
@@ -130,17 +127,15 @@ TEST_F(DetailFileTest, HeaderStrings) {
 
 TEST_F(DetailFileTest, TagsAreTrimmedExceptTheirLastCharacter) {
   const std::string full = "abcdefghijklmnopqrstuvwxyzABCDEF";  // 32 characters
+  // clang-format off
   const std::pair<std::string, std::string> rows[] = {
-      {full, full.substr(0, 31)},
+      {full, full.substr(0, 31)}, {full + "GH", full.substr(0, 31)},
       {full.substr(0, 30) + " F", full.substr(0, 30)},  // the last one is never looked at
-      {full + "GH", full.substr(0, 31)},
-      {PaddedTag("a tag"), "a tag"},
-      {PaddedTag(" x"), " x"},
+      {PaddedTag("a tag"), "a tag"}, {PaddedTag(" x"), " x"}, {"short   ", "short   "}, {"", ""},
       {std::string(31, ' ') + "x", std::string(31, ' ') + "x"},
       {std::string(kBlankTag), std::string(kBlankTag)},
-      {"short   ", "short   "},
-      {"", ""},
   };
+  // clang-format on
   for (const auto& [tag, trimmed] : rows) {
     Load(BuildDtl({.tag = tag}));
     EXPECT_EQ(tagStr, std::wstring(trimmed.begin(), trimmed.end()));

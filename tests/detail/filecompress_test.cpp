@@ -48,16 +48,13 @@ mode_t ModeOf(const std::string& path) {
   return stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
-// Makes temporary directories in memory when it can: the program syncs what it writes, which takes
-// its time on a disk.
-struct TempInMemory {
-  TempInMemory() {
+class FileCompressTest : public testing::Test {
+ protected:
+  // In memory when it can be: the program syncs what it writes, which takes its time on a disk.
+  static void SetUpTestSuite() {
     if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
   }
-};
 
-class FileCompressTest : private TempInMemory, public testing::Test {
- protected:
   TempDir dir_;
 };
 
@@ -77,34 +74,20 @@ TEST_F(FileCompressTest, RoundTripsAnySizeAndKeepsTheMode) {
   }
 }
 
-TEST_F(FileCompressTest, ReadsStreamsOfOthersAndIgnoresWhatFollows) {
-  const std::string plain = SomeBytes(kBuffer + 5);
-  for (const auto& stream : {CompressedBy(1, plain), CompressedBy(9, plain), CompressDtl(plain)}) {
-    for (const size_t garbage : {size_t{0}, kBuffer}) {
-      WriteFile(dir_ / "from", stream + std::string(garbage, 'x'));
-      ASSERT_EQ(decompressFile((dir_ / "from").c_str(), (dir_ / "to").c_str()), 0);
-      EXPECT_TRUE(ReadFile(dir_ / "to") == plain);
-      unlink((dir_ / "to").c_str());
-    }
-  }
-}
-
-TEST_F(FileCompressTest, DamagedStreamsGiveWhatCanBeInflated) {
-  const std::string plain(3 * kBuffer, 'p');
-  const std::string good = CompressedBy(1, plain);
+// Streams of others are read, what follows them is not, and damaged ones give what can be inflated.
+TEST_F(FileCompressTest, InflatesWhatItCan) {
+  const std::string plain = SomeBytes(3 * kBuffer), good = CompressedBy(1, plain);
   const auto changed = [&](size_t at, char byte) {
     return std::string(good).replace(at, 1, 1, byte);
   };
-  // The stream, zlib's status and the bytes that come out at least.
+  // The stream, zlib's status (0: whole) and the bytes that come out at least.
   // clang-format off
   const struct { std::string stream; int status; size_t least; } rows[] = {
-      {good.substr(0, good.size() - 1), -5, plain.size()},
-      {good.substr(0, good.size() / 2), -5, plain.size() / 3},
-      {good.substr(0, 2), -5, 0},
-      {"", -5, 0},
-      {changed(good.size() - 1, static_cast<char>(good.back() + 1)), -3, plain.size()},
-      {changed(2, '\x07'), -3, 0},
-      {changed(0, '\x79'), -3, 0},
+      {good + std::string(kBuffer, 'x'), 0, plain.size()}, {CompressDtl(plain), 0, plain.size()},
+      {CompressedBy(9, plain), 0, plain.size()}, {good.substr(0, good.size() - 1), -5, plain.size()},
+      {good.substr(0, good.size() / 2), -5, plain.size() / 3}, {good.substr(0, 2), -5, 0},
+      {"", -5, 0}, {changed(good.size() - 1, static_cast<char>(good.back() + 1)), -3, plain.size()},
+      {changed(2, '\x07'), -3, 0}, {changed(0, '\x79'), -3, 0},
       {changed(1, '\x20'), 2, 0},  // asks for a preset dictionary
   };
   // clang-format on
@@ -112,11 +95,11 @@ TEST_F(FileCompressTest, DamagedStreamsGiveWhatCanBeInflated) {
     WriteFile(dir_ / "from", row.stream);
     const RunResult result = RunInChild([&] {
       const int status = decompressFile((dir_ / "from").c_str(), (dir_ / "to").c_str());
-      std::exit(status == 1 && errno == EBADMSG ? 0 : 3);
+      std::exit(status == 0 || (status == 1 && errno == EBADMSG) ? status : 3);
     });
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out,
-              "tinfl_decompress() failed with status " + std::to_string(row.status) + "!\n");
+    EXPECT_EQ(result.status, row.status == 0 ? 0 : 1);
+    const std::string told = "tinfl_decompress() failed with status ";
+    EXPECT_EQ(result.out, row.status == 0 ? "" : told + std::to_string(row.status) + "!\n");
     const std::string part = ReadFile(dir_ / "to");
     EXPECT_TRUE(part.size() >= row.least && part == plain.substr(0, part.size()));
     unlink((dir_ / "to").c_str());
@@ -133,8 +116,7 @@ TEST_F(FileCompressTest, NeverOpensWhatIsThere) {
       {"D", from, there, "Failed opening output file!\n"},
       {"c", from, link, "Failed opening output file!\n"},
       {"Dull", dir_ / "none", dir_ / "to", "Failed opening input file!\n"},
-      {"e", from, dir_ / "to", "Invalid mode!\n"},
-      {"", from, dir_ / "to", "Invalid mode!\n"},
+      {"e", from, dir_ / "to", "Invalid mode!\n"}, {"", from, dir_ / "to", "Invalid mode!\n"},
   };
   // clang-format on
   for (const auto& row : rows) {

@@ -28,11 +28,8 @@ TEST(ConfigurationRoad, CategoriesChooseReports) {
                              Section(kPaths + ";inactive=yes;category=monthly;reportfile=nor this");
   // clang-format off
   const struct { std::vector<std::string> options; bool weekly, monthly; } rows[] = {
-      {{}, false, false},
-      {{"-cat", "weekly"}, true, false},
-      {{"-cat", "MONTHLY"}, false, true},
-      {{"-cat", "month"}, false, false},
-      {{"-cat", "all files"}, true, false},
+      {{}, false, false}, {{"-cat", "weekly"}, true, false}, {{"-cat", "MONTHLY"}, false, true},
+      {{"-cat", "month"}, false, false}, {{"-cat", "all files"}, true, false},
       {{"-cat", "weekly", "-cat", "monthly"}, true, true},
       {{"-cat", "yearly", "-cat", "All"}, true, true},
   };
@@ -82,30 +79,6 @@ TEST(ConfigurationRoad, ReportsGoWhereTheyAreSent) {
       {SmallScan(), "[parameters]\ntextoutput=unicode\n" + Section(kPaths + ";filter=size eq 8")});
   EXPECT_EQ(log.out, "ProcessConfigFile DONE\n/srv/A.TXT\r\n");
   EXPECT_THAT(log.files, IsEmpty());
-}
-
-// Whatever cannot go on ends with the reason before a report is written, and takes its temporary
-// files along.
-TEST(ConfigurationRoad, FaultsEndTheRun) {
-  const std::string listing = Section(kPaths + ";reportfile=ok");
-  // clang-format off
-  const struct { ScanKind kind; std::string config, err; } rows[] = {
-      {ScanKind::kCifs, listing + "filter=size gt\n",
-       "Syntax error: size gt\n   in position 7 - incomplete query specification\n"},
-      {ScanKind::kNfs, listing + "fields=ads\n",
-       "In report: none\n  CSV field type 'ads' is only valid for CIFS detail files\n"},
-      {ScanKind::kCifs, listing + Section(kPaths + ";reportfile=no/such"),
-       "Unable to create report file 'reports/no/such'\n  (p2) No such file or directory\n"},
-  };
-  // clang-format on
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.err);
-    const RunOutcome outcome = RunOnScan({SmallScan(row.kind), row.config});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, row.err);
-    for (const auto& [file, text] : outcome.files) EXPECT_EQ(file + text, "reports/ok");
-  }
 }
 
 // The summary comes first, then SID use, the rest as the file has it. A report that lists nothing

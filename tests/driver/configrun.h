@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -148,22 +147,6 @@ inline void ExpectReports(ConfiguredRun run, const std::vector<ReportRow>& repor
   EXPECT_EQ(outcome.out, out);
   EXPECT_EQ(outcome.err, err);
   EXPECT_EQ(outcome.files.size(), reports.size());
-}
-
-// A line of the totals report in CSV form, from the records themselves. Listings take no directory
-// records; `unit` is the allocation unit, 0 = none.
-inline std::string TotalsLine(const ScanSpec& scan, const std::string& title,
-                              const std::function<bool(const RecordSpec&)>& selects,
-                              uint64_t unit = 0, bool directories = false) {
-  uint64_t count = 0, bytes = 0, allocated = 0;
-  for (const RecordSpec& record : scan.records) {
-    if (((record.flags & kRecordDirectory) != 0) != directories || !selects(record)) continue;
-    ++count;
-    bytes += record.size;
-    if (unit > 0) allocated += (record.size + unit - 1) / unit * unit;
-  }
-  std::string line = title + "," + std::to_string(count) + "," + std::to_string(bytes);
-  return line + (unit > 0 ? "," + std::to_string(allocated) : "") + "\n";
 }
 
 // `text` with another text for each "EURO". The sign is held, and printed, as the character that

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Holds what the program reports of a real directory against what find and awk say of it: files and
-# bytes by extension, owner and group, size bands, duplicates, a query.
+# bytes by extension, owner and group, a query.
 #
 #   peers.sh TABULON MKDTL [DIR]    DIR: a directory of the system of a good size, unless given
 # shellcheck disable=SC2016  # awk programs are in single quotes
@@ -70,17 +70,13 @@ tally() {
     END { for (key in n) printf "%s\t%d\t%.0f\n", key, n[key], bytes[key] }' "$work/list" | sort
 }
 
-# What the awk programs share. Files that their group may write count in no band and are no
-# candidates for duplicates: that bit of the mode stands for a directory elsewhere.
+# What the awk programs share.
 readonly library='
   function leaf(path) { sub(/.*\//, "", path); return path }
-  function last_dot(name) { return match(name, /\.[^.]*$/) ? RSTART : 0 }
-  function tail_of(name) { return last_dot(name) ? substr(name, last_dot(name)) : "" }
   function extension(name) {
-    return last_dot(name) > 1 && length(tail_of(name)) >= 2 && length(tail_of(name)) <= 13 \
-           ? tail_of(name) : ""
+    if (!match(name, /\.[^.]*$/) || RSTART == 1 || RLENGTH < 2 || RLENGTH > 13) return ""
+    return substr(name, RSTART)
   }
-  function group_may_write() { return int(int($2 / 10) % 10 / 2) % 2 == 1 }
 '
 
 if [[ $# -ge 3 ]]; then directory=$3; else choose_directory; fi
@@ -88,16 +84,11 @@ readonly directory
 scan_and_list
 echo "peers: $directory, $(wc -l <"$work/list") entries"
 
-readonly sizes=(0 100 1024 4096 65536 1048576)
 {
-  printf '[parameters]\ncsvsep = t\ndateformat = %%n\nfilesizebands = '
-  (IFS=,; echo "${sizes[*]}")
-  for report in 'summary;reportfile=summary' \
-    'summary;format=csv;fields=files,dirs,filesize;reportfile=summary.csv' \
+  printf '[parameters]\ncsvsep = t\n'
+  for report in 'summary;format=csv;fields=files,dirs,filesize;reportfile=summary.csv' \
     'filetypes;format=csv;extlen=12;select=type is file;reportfile=types' \
-    'uidtotals;format=csv;reportfile=uids' 'gidtotals;format=csv;reportfile=gids' \
-    'duplicates;select=type is file;totals=yes;reportfile=duplicates' \
-    'totals;format=csv;reportfile=totals'; do
+    'uidtotals;format=csv;reportfile=uids' 'gidtotals;format=csv;reportfile=gids'; do
     printf '[report]\ntype=%s\n' "${report//;/$'\n'}"
   done
 } >"$work/run.cfg"
@@ -118,43 +109,6 @@ by types '$1 == "d" ? "" : extension(leaf($9))'
 by uids '$4'
 by gids '$5'
 
-# Bands: label and count, in the order of the summary.
-awk -F '\t' -v limits="${sizes[*]}" "$library"'
-  BEGIN { count = split(limits, limit, " ") }
-  !group_may_write() { for (i = 1; i <= count && $3 > limit[i]; i++); ++n[i] }
-  END { for (i = 1; i <= count; i++) printf "%24s: %d\n", "up to " limit[i], n[i]
-        printf "%24s: %d\n", "more than " limit[count], n[count + 1] }' "$work/list" >"$work/expected"
-grep -E '^ +(up to|more than) [0-9]+: ' summary | same "size bands" "$work/expected"
-
-# Duplicates: files that share size, extension and second of modification. A line a file: size,
-# time, path.
-awk -F '\t' -v root="$directory" "$library"'
-  $1 != "d" && !group_may_write() {
-    split($8, seconds, ".")
-    key = $3 "\t" seconds[1]
-    group = key "\t" tail_of(leaf($9))
-    path = root (root == "/" ? "" : "/") $9
-    sub(/\/[^\/]*$/, "", path)
-    line = key "\t" path "\\" leaf($9)
-    if (group in first) {
-      if (n[group]++ == 0) print first[group]
-      print line
-      further++
-      bytes += $3
-    } else {
-      first[group] = line
-      n[group] = 0
-    }
-  }
-  END { printf "%d\t%.0f\n", further, bytes >"'"$work/further"'" }' "$work/list" |
-  sort >"$work/expected"
-awk '/^Size: / { split($0, word, " "); size = word[2]; time = word[4]
-                 if (previous != "" && size > previous + 0) print "out of order: " size
-                 previous = size }
-     /^  / { print size "\t" time "\t" substr($0, 3) }' duplicates | sort |
-  same "duplicates" "$work/expected"
-cut -f 2,3 totals | same "further duplicates" "$work/further"
-
 # A query.
 awk -F '\t' -v root="$directory" "$library"'
   $1 == "f" && $3 > 20000 && ($6 > 1 || tolower(leaf($9)) ~ /[.].*s/) {
@@ -162,5 +116,4 @@ awk -F '\t' -v root="$directory" "$library"'
   }' "$work/list" | sort >"$work/expected"
 "$tabulon" -dtl "$work/scan.dtl" -qf 'size gt 20k [and] (links gt 1 [or] name matches *.*s*)' \
   2>"$work/err" | sort | same "a query" "$work/expected"
-echo "peers: all alike; $(wc -l <"$work/expected") files in the query, $(head -n 1 "$work/further")" \
-  "further duplicates and their bytes"
+echo "peers: all alike; $(wc -l <"$work/expected") files in the query"

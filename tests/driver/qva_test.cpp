@@ -51,10 +51,8 @@ TEST(QvaFile, IsNamedAfterTagHostAndRoot) {
       {kCifs, R"(E:\home)", R"(\\srv\all)", "home     ", "home     "},
       {kCifs, R"(E:\home)", R"(homes\all\)", "homes-all", R"(homes\all\)"},
       {kNfs, "/srv/data", {}, "srv-data", "/srv/data"},
-      {kNfs, "/srv/data/", {}, "srv-data", "/srv/data/"},
-      {kNfs, "/", {}, "", "/"},
-      {kNfs, "/srv", "//a//b", "-a--b", "//a//b"},
-      {kNfs, "/srv", R"(\a)", R"(\a)", R"(\a)"},
+      {kNfs, "/srv/data/", {}, "srv-data", "/srv/data/"}, {kNfs, "/", {}, "", "/"},
+      {kNfs, "/srv", "//a//b", "-a--b", "//a//b"}, {kNfs, "/srv", R"(\a)", R"(\a)", R"(\a)"},
       {kNfs, "/srv", "c:rest", "cdrive", "c:rest"},
   };
   // clang-format on
@@ -107,16 +105,6 @@ Counted,3,30
   // The sign takes more than 16 bits as it is held here.
   ExpectQvaFile({TaggedScan(kNfs), parameters + "textoutput = unicode\n" + sections, {"-qva"}},
                 name, AsUnicodeFile(WithEuro(text, "?")).substr(2));
-}
-
-TEST(QvaFile, ThatCannotBeMadeEndsTheRun) {
-  ScanSpec scan = TaggedScan(kCifs);
-  scan.host = "no/where";
-  const RunOutcome outcome = RunOnScan({scan, Section("type=offline"), {"-qva"}});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.err, StartsWith("Unable to create QVA output file "
-                                      "'reports/Q1_no/where_data        '\n"));
-  EXPECT_THAT(outcome.files, IsEmpty());
 }
 
 // Without a configuration there is no such file: the list log takes the summary, or the listing.

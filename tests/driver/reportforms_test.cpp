@@ -1,4 +1,4 @@
-// How reports write paths, group duplicates and count bands, on small scans.
+// How reports write paths and count bands, on small scans.
 #include "driver/configrun.h"
 
 namespace tabulon {
@@ -41,49 +41,6 @@ TEST(ReportForms, PathForms) {
                   {{type, "none", paths}});
     ExpectReports({scan, "[parameters]\n" + row.form + "\n"}, {{type, "none", names}});
   }
-}
-
-// Groups by what is compared with the size. The totals count all but the first file of a group.
-TEST(ReportForms, DuplicateChecks) {
-  const auto file = [](const char* name, uint64_t size, uint32_t modified, uint32_t created) {
-    return FileRecord(name, {.created = created, .modified = modified, .size = size});
-  };
-  const ScanSpec scan{
-      .revision = 7,
-      .rootPath = "/r",
-      .records = {DirectoryRecord("/"), file("one.dat", 10, 4, 1), file("two.dat", 10, 4, 2),
-                  file("one.txt", 10, 4, 1), file("x", 20, 1, 1), DirectoryRecord("/b"),
-                  file("one.dat", 10, 5, 1), file("y", 20, 1, 1), file("z", 20, 2, 2)}};
-  const auto group = [](const std::string& heading, const std::vector<std::string>& paths) {
-    std::string text = "Size: " + heading + "\n";
-    for (const std::string& path : paths) text += "  " + path + "\n";
-    return text + "\n";
-  };
-  // clang-format off
-  const struct { std::string lines, text, totals; } rows[] = {
-      {"", group("20  Modified: 1", {"/r\\x", "/r/b\\y"}) +
-               group("10  Modified: 4", {"/r\\one.dat", "/r\\two.dat"}), "Twice,2,30\n"},
-      {";dupcheck=size;pathform=relative;nameform=fileindir",
-       group("20", {"/\\x", "/b\\y", "/b\\z"}) +
-           group("10", {"/\\one.dat", "/\\two.dat", "/\\one.txt", "/b\\one.dat"}), "Twice,5,70\n"},
-      {";dupcheck=NAME", group("10", {"/r\\one.dat", "/r/b\\one.dat"}), "Twice,1,10\n"},
-      {";dupcheck=mdate;dupcheck=cdate",
-       group("20  Modified: 1  Created: 1", {"/r\\x", "/r/b\\y"}) +
-           group("10  Modified: 4  Created: 1", {"/r\\one.dat", "/r\\one.txt"}), "Twice,2,30\n"},
-      {";dupcheck=extension,cdate;filter=name isnot y",
-       group("10  Created: 1", {"/r\\one.dat", "/r/b\\one.dat"}), "Twice,1,10\n"},
-      {";filter=size gt 1K", "", "Twice,0,0\n"},
-  };
-  // clang-format on
-  std::vector<ReportRow> reports;
-  std::string totals;
-  for (const auto& row : rows) {
-    reports.push_back(
-        Titled("type=duplicates;title=Twice;totals=yes" + row.lines, "Twice", row.text));
-    totals += row.totals;
-  }
-  reports.push_back({"type=totals;format=csv", "Report totals", totals});
-  ExpectReports({scan, "[parameters]\ndateformat=%n\n"}, reports);
 }
 
 // Bands are counted from the midnight of the scan's day in the time zone of the run. West of

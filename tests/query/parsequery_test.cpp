@@ -1,6 +1,5 @@
 #include "query/parsequery.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,8 +13,6 @@
 #include "detail/detailfile.h"
 #include "query/filterplan.h"
 #include "query/queryobjects.h"
-#include "support.h"
-#include "tools/dtlbuild.h"
 
 namespace tabulon {
 namespace {
@@ -48,9 +45,6 @@ std::string DumpValue(const Filter& element) {
   if (element.object == kObjClass)
     return "class " + std::to_string(element.fileClass->patterns.size());
   if (element.object == kObjSecdesc) return "text " + DumpPattern(element.text);
-  if ((element.object & kObjAcl) != 0) {
-    return element.sid != nullptr ? "sid type " + std::to_string(element.sid->type) : "no sid";
-  }
   if ((element.object & kTemplates) != 0) return DumpPattern(element.pattern);
   return std::to_string(element.number);
 }
@@ -105,12 +99,10 @@ constexpr GoodQuery kGoodQueries[] = {
     {kRootNfs, "name is \"it's (1)\"", "name = it's (1)"},
     {kRootNfs, "name is O'Brien", "name = O'Brien"},
     {kRootNfs, "name is 'a'[and] name isnot 'b'", "name = a and name != b"},
-    {kRootNfs, "name is ''", "name = "},
-    {kRootNfs, "name is 'left open", "name = left open"},
+    {kRootNfs, "name is ''", "name = "}, {kRootNfs, "name is 'left open", "name = left open"},
     {kRootNfs, "\tname\r\nis\x7Fx ", "name = x"},
     {kRootNfs, "name is '*[and]*' [or] name is \"'*'x\"", "name = <*>[and]<*> or name = *'x"},
-    {kRootNfs, "path ne /home~", "path != /home<~>"},
-    {kRootNfs, "target eq ?.c", "target = <?>.c"},
+    {kRootNfs, "path ne /home~", "path != /home<~>"}, {kRootNfs, "target eq ?.c", "target = <?>.c"},
     {kRootNfs, "adate before 19700103 [or] mdate since 19700104000001 [or] cdate upto 20240229",
      "adate < @172800 or mdate >= @259201 or cdate <= @1709164800"},
     {kRootNfs, "inode eq 18446744073709551615 [and] links gt 1",
@@ -209,29 +201,6 @@ TEST_F(ParseQueryTest, TakesEveryUnitOfWideText) {
   const Filter* list = ParseQuery(L"name is " + name + L" [and] size gt 0");
   EXPECT_EQ(list->pattern, name);
   EXPECT_EQ(Dump(list->next), "size > 0");
-}
-
-TEST_F(ParseQueryTest, LooksAccountsUpAndLogsUnknownOnes) {
-  const TempDir dir;
-  const std::string path = dir / "scan.dtl", log = dir / "log";
-  const std::string bytes =
-      BuildDtl({.kind = ScanKind::kCifs,
-                .domains = {"CORP"},
-                .sids = {{.sid = BinarySid(5, {21, 7}), .name = "ann", .domain = 0, .type = 4}}});
-  WriteFile(path, bytes);
-  LogHeader header;
-  header.securitySection = LoadU64(bytes.data() + dtl_at::kSecuritySection);
-  const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  LoadSecurityObjects(file.get(), header);
-  rootType = kRootCifs;
-  OpenLogErrFiles(0, log.c_str(), nullptr);
-  const std::string compiled =
-      Dump(ParseQuery(L"dacl includes corp\\Ann [or] acl ne CORP\\bob [or] sacl eq \\ann\\x"));
-  CloseLogErrFiles();
-  FreeSecurityObjects();
-  EXPECT_EQ(compiled, "dacl = sid type 4 or acl != no sid or sacl = no sid");
-  EXPECT_EQ(ReadFile(log),
-            "Unknown domain\\account: CORP\\bob\nUnknown domain\\account: \\ann\\x\n");
 }
 
 }  // namespace

@@ -25,8 +25,7 @@ TEST(ValueStr, GroupsDigitsFromTheRight) {
   // clang-format off
   const std::pair<uint64_t, const wchar_t*> rows[] = {
       {0, L"0"}, {123, L"123"}, {123456, L"123,456"}, {1234567, L"1,234,567"},
-      {INT64_MAX, L"9,223,372,036,854,775,807"},
-      {uint64_t{1} << 63, L"-9,223,372,036,854,775,808"},
+      {INT64_MAX, L"9,223,372,036,854,775,807"}, {uint64_t{1} << 63, L"-9,223,372,036,854,775,808"},
       {static_cast<uint64_t>(-123456), L"-,123,456"},
   };
   // clang-format on
@@ -41,8 +40,7 @@ TEST(ValueStr, GroupsDigitsFromTheRight) {
 TEST(EditValue, PrintsBothForms) {
   // clang-format off
   const struct { uint64_t value; const wchar_t *binary, *metric; } rows[] = {
-      {0, L"0 bytes", L"0 bytes"},
-      {999'999, L"999,999 bytes", L"999,999 bytes"},
+      {0, L"0 bytes", L"0 bytes"}, {999'999, L"999,999 bytes", L"999,999 bytes"},
       {1'000'000, L"953mb (1,000,000)", L"1.000mb (1,000,000)"},
       {999'999'999, L"953.673mb (999,999,999)", L"1.000.000mb (999,999,999)"},
       {1'000'000'000, L"930gb (1,000,000,000)", L"1,000gb (1,000,000,000)"},

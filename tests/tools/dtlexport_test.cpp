@@ -87,28 +87,22 @@ TEST_F(Dtlexport, AllFieldsOfAUnixScan) {
                         LinkRecord("l", "../a,b", {.attributes = 0120777, .uid = 1})},
             .ids = {{.id = 7, .name = "ann"}, {.id = 8, .kind = kIdGroup, .name = "st\"aff"}}});
   // clang-format on
+  // clang-format off
   const std::string t0 = ",1970-01-01T00:00:00Z", unset = t0 + t0 + t0 + ",0";
   EXPECT_EQ(Export({"--format", "csv", "--directories"}),
             "path,dir,name,ext,type,size,modified,accessed,created,mode,uid,gid,user,group,inode,"
             "links,flags,target,path_bytes,target_bytes\n"
-            "/srv,,/srv,,dir,0" +
-                unset +
-                "755,0,0,,,0,1,1073741824,,,\n"
-                "/srv/a.TXT,/srv,a.TXT,TXT,file,9223372036854775808,2106-02-07T06:28:15Z,"
-                "2000-02-28T23:59:59Z,1970-01-01T00:00:03Z,4750,7,8,ann,\"st\"\"aff\",9,2,0,,,\n"
-                "/srv/d,/srv,d,,dir,0" +
-                unset +
-                "755,1,0,,,0,1,1073741824,,,\n"
-                "/srv/d/l,/srv/d,l,,symlink,0" +
-                unset + "777,1,0,,,0,1,65536,\"../a,b\",,\n");
+            "/srv,,/srv,,dir,0" + unset + "755,0,0,,,0,1,1073741824,,,\n"
+            "/srv/a.TXT,/srv,a.TXT,TXT,file,9223372036854775808,2106-02-07T06:28:15Z,"
+            "2000-02-28T23:59:59Z,1970-01-01T00:00:03Z,4750,7,8,ann,\"st\"\"aff\",9,2,0,,,\n"
+            "/srv/d,/srv,d,,dir,0" + unset + "755,1,0,,,0,1,1073741824,,,\n"
+            "/srv/d/l,/srv/d,l,,symlink,0" + unset + "777,1,0,,,0,1,65536,\"../a,b\",,\n");
   EXPECT_EQ(Export({"--format", "ndjson", "--fields", "target,host,path,root,scanned,user,mode,ext",
-                    "--relative"}),
-            R"({"target":null,"host":"nas","path":"/a.TXT","root":"/srv",)"
-            R"("scanned":"2023-11-14T22:13:20Z","user":"ann","mode":"4750","ext":"TXT"})"
-            "\n"
+                    "--relative"}), R"({"target":null,"host":"nas","path":"/a.TXT","root":"/srv",)"
+            R"("scanned":"2023-11-14T22:13:20Z","user":"ann","mode":"4750","ext":"TXT"})" "\n"
             R"({"target":"../a,b","host":"nas","path":"/d/l","root":"/srv",)"
-            R"("scanned":"2023-11-14T22:13:20Z","user":null,"mode":"0777","ext":null})"
-            "\n");
+            R"("scanned":"2023-11-14T22:13:20Z","user":null,"mode":"0777","ext":null})" "\n");
+  // clang-format on
 }
 
 TEST_F(Dtlexport, AllFieldsOfAWindowsScan) {
@@ -133,27 +127,22 @@ TEST_F(Dtlexport, AllFieldsOfAWindowsScan) {
 
 // What a name becomes: itself, or text with U+FFFD and its bytes beside it.
 TEST_F(Dtlexport, AnyNameComesBackFromCsvAndJson) {
-  const std::string r = "\xEF\xBF\xBD";
-  const std::map<std::string, std::string> names = {
+  const std::string r = "\xEF\xBF\xBD", r3 = r + r + r;
+  std::map<std::string, std::string> names = {
       // stored, read back
-      {"plain.txt", "plain.txt"},
-      {"a,b", "a,b"},
-      {"\"", "\""},
-      {"quo\"te\"\"s.t\"x", "quo\"te\"\"s.t\"x"},
-      {"new\nline\r\n.x", "new\nline\r\n.x"},
-      {"back\\slash\\", "back\\slash\\"},
-      {"\x01\x1F\b\f\t\x7F", "\x01\x1F\b\f\t\x7F"},
-      {" blanks ", " blanks "},
-      {"gr\xC3\xBC\xC3\x9F\xE2\x82\xAC\xF0\x9F\x98\x80",
-       "gr\xC3\xBC\xC3\x9F\xE2\x82\xAC\xF0\x9F\x98\x80"},
-      {"\xF4\x8F\xBF\xBF\xEE\x80\x80\xED\x9F\xBF", "\xF4\x8F\xBF\xBF\xEE\x80\x80\xED\x9F\xBF"},
       {std::string("zero\0behind", 11), "zero"},
       {"latin\xE4,x", "latin" + r + ",x"},
       {"cut\xE2\x82", "cut" + r + r},
-      {"over\xC0\xAF\xE0\x80\xAF\xF0\x80\x80\xAF", "over" + r + r + r + r + r + r + r + r + r},
-      {"half\xED\xA0\x80", "half" + r + r + r},
-      {"high\xF4\x90\x80\x80\xF8", "high" + r + r + r + r + r},
+      {"over\xC0\xAF\xE0\x80\xAF\xF0\x80\x80\xAF", "over" + r3 + r3 + r3},
+      {"half\xED\xA0\x80", "half" + r3},
+      {"high\xF4\x90\x80\x80\xF8", "high" + r3 + r + r},
   };
+  for (const char* same :
+       {"plain.txt", "a,b", "\"", "quo\"te\"\"s.t\"x", "new\nline\r\n.x", "back\\slash\\",
+        "\x01\x1F\b\f\t\x7F", " blanks ", "gr\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80",
+        "\xF4\x8F\xBF\xBF\xEE\x80\x80\xED\x9F\xBF"}) {
+    names[same] = same;
+  }
   ScanSpec spec{.records = {}};
   std::vector<std::string> expected;
   for (const std::string directory : {"/d", "/d\xFF,", "/\n\""}) {
@@ -172,30 +161,26 @@ TEST_F(Dtlexport, AnyNameComesBackFromCsvAndJson) {
     }
   }
   WriteDtl(scan_, spec);
-  const std::string select = " from t order by rowid;\n";
+  const std::string fields = "path,dir,name,ext,path_bytes,target,target_bytes";
+  const auto select = [&](const std::string& before, const std::string& behind) {
+    std::string values;
+    std::istringstream in(fields);
+    for (std::string field; std::getline(in, field, ',');) {
+      const std::string value = before + field + behind;
+      values += (values.empty() ? "" : "||'|'||") +
+                (field.ends_with("_bytes") ? value : "hex(" + value + ")");
+    }
+    return "select lower(" + values + ") from t order by rowid;\n";
+  };
   for (const std::string end : {"--no-header", "--crlf"}) {
-    WriteFile(dir_ / "rows", Export({"--format", "csv", end}));
+    WriteFile(dir_ / "rows", Export({"--format", "csv", "--fields", fields, end}));
     const std::string skip = end == "--crlf" ? "--skip 1 " : "";
-    EXPECT_EQ(Sql(dir_,
-                  "create table t(path,dir,name,ext,type,size,modified,accessed,created,mode,"
-                  "uid,gid,user,grp,inode,links,flags,target,path_bytes,target_bytes);\n"
-                  ".import --csv " +
-                      skip +
-                      "rows t\nselect lower(hex(path)||'|'||hex(dir)||"
-                      "'|'||hex(name)||'|'||hex(ext)||'|'||path_bytes||'|'||hex(target)||'|'||"
-                      "target_bytes)" +
-                      select),
+    EXPECT_EQ(Sql(dir_, "create table t(" + fields + ");\n.import --csv " + skip + "rows t\n" +
+                            select("", "")),
               expected);
   }
-  WriteFile(dir_ / "rows", Export({"--format", "ndjson"}));
-  std::string values;
-  for (const std::string field :
-       {"path", "dir", "name", "ext", "path_bytes", "target", "target_bytes"}) {
-    const std::string value = "ifnull(json_extract(j,'$." + field + "'),'')";
-    values += (values.empty() ? "" : "||'|'||") +
-              (field.ends_with("_bytes") ? value : "hex(" + value + ")");
-  }
-  EXPECT_EQ(Sql(dir_, kJsonRows + "select lower(" + values + ")" + select), expected);
+  WriteFile(dir_ / "rows", Export({"--format", "ndjson", "--fields", fields}));
+  EXPECT_EQ(Sql(dir_, kJsonRows + select("ifnull(json_extract(j,'$.", "'),'')")), expected);
 }
 
 TEST_F(Dtlexport, TextsOfAnyLengthFit) {
@@ -338,8 +323,7 @@ TEST_F(Dtlexport, WhatCannotBeReadOrAskedEndsTheRun) {
       {{}, "dtlexport: one scan is needed"},
       {{"--format", "xml", scan_}, "dtlexport: --format is csv or ndjson, not xml"},
       {{"--shard", "0/2", scan_}, shard + "0/2"}, {{"--shard", "3/2", scan_}, shard + "3/2"},
-      {{"--shard", "1/2x", scan_}, shard + "1/2x"},
-      {{"--fields", "path,", scan_}, noField + "''"},
+      {{"--shard", "1/2x", scan_}, shard + "1/2x"}, {{"--fields", "path,", scan_}, noField + "''"},
       {{"--fields", "attrs", scan_}, noField + "'attrs'"},
       {{"--fields", "uid,uid", scan_}, "dtlexport: field 'uid' is named twice"},
       {{none}, "Unable to open scan detail file '" + none + "'\n"},
