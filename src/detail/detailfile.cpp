@@ -43,7 +43,7 @@ bool Exists(const std::string& path) {
 
 // A name beside `name` for the file that takes its place. It must be free.
 std::string FreeTempName(const char* name) {
-  std::string temporary = name + ("-" + std::to_string(std::time(nullptr))) + ".tmp";
+  std::string temporary = std::string(name) + "-" + std::to_string(std::time(nullptr)) + ".tmp";
   if (Exists(temporary)) {
     PosixErrExit(EEXIST, L"Error. Could not write temp file for decompressing '%s'\n", name);
   }

@@ -31,7 +31,7 @@ ScanSpec RandomScan(ScanKind kind, int records, std::mt19937& random) {
     RecordSpec record = FileRecord(name(), {.size = random() % 1000});
     const size_t length = random() % 50 == 0 ? random() % 60'000 : random() % 40;
     const size_t choice = random() % 12;
-    if (choice == 0) record = DirectoryRecord("/" + name(), record);
+    if (choice == 0) record = DirectoryRecord(name().insert(0, 1, '/'), record);
     if (choice == 1) record = LinkRecord(name(), std::string(length, 't'), record);
     if (choice == 2) record = WithStreams(record, {{name(), 3}, {std::string(length, 's'), 9}});
     scan.records.push_back(std::move(record));

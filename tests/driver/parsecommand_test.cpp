@@ -35,7 +35,7 @@ std::string Found(std::span<const CmdOption> table, Arguments& arguments) {
   std::string out;
   const auto value = [&](const auto& one) {
     if (one.value != nullptr) out.append("=").append(one.value);
-    if ((one.flags & kOptCompleteNumber) != 0) out.append("#" + std::to_string(one.number));
+    if ((one.flags & kOptCompleteNumber) != 0) out.append("#").append(std::to_string(one.number));
   };
   for (const CmdOption& row : table) {
     if (!row.Given()) continue;
@@ -44,7 +44,7 @@ std::string Found(std::span<const CmdOption> table, Arguments& arguments) {
     value(row);
     for (const CmdOccurrence& one : row.list) {
       value(one);
-      out.append("@" + std::to_string(one.position));
+      out.append("@").append(std::to_string(one.position));
     }
     if ((row.flags & kOptSignedNumber) != 0) out.append("s");
   }

@@ -207,7 +207,7 @@ class RandomQueries {
     std::string text = Element(depth);
     for (size_t left = random_() % 5; left > 0; --left) {
       text += connector != nullptr ? connector : Pick({" [and]", " [or] "});
-      text += " " + Element(depth);
+      text.append(" ").append(Element(depth));
     }
     return text;
   }
@@ -233,7 +233,8 @@ class RandomQueries {
   uint32_t Time() { return static_cast<uint32_t>(random_() % 6 * kNoon); }
 
   std::string Element(int depth) {
-    if (depth > 0 && random_() % 3 == 0) return "(" + List(depth - 1) + ")";
+    if (depth > 0 && random_() % 3 == 0)
+      return std::string("(").append(List(depth - 1)).append(")");
     const auto join = [&](const char* object, std::vector<const char*> operators,
                           std::vector<const char*> values) {
       return std::string(object) + " " + Pick(operators) + " " + Pick(values);

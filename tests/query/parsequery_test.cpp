@@ -41,10 +41,11 @@ std::string DumpPattern(std::wstring_view coded) {
 
 std::string DumpValue(const Filter& element) {
   constexpr uint32_t kTemplates = kObjName | kObjPath | kObjTarget | kObjOwner | kObjGroup;
-  if ((element.object & kObjAnyDate) != 0) return "@" + std::to_string(element.dateValue);
+  if ((element.object & kObjAnyDate) != 0)
+    return std::string("@").append(std::to_string(element.dateValue));
   if (element.object == kObjClass)
-    return "class " + std::to_string(element.fileClass->patterns.size());
-  if (element.object == kObjSecdesc) return "text " + DumpPattern(element.text);
+    return std::string("class ").append(std::to_string(element.fileClass->patterns.size()));
+  if (element.object == kObjSecdesc) return std::string("text ").append(DumpPattern(element.text));
   if ((element.object & kTemplates) != 0) return DumpPattern(element.pattern);
   return std::to_string(element.number);
 }

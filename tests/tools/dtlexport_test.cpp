@@ -342,7 +342,9 @@ TEST_F(Dtlexport, WhatCannotBeReadOrAskedEndsTheRun) {
     EXPECT_EQ(run.err.ends_with("\nTry 'dtlexport --help'.\n"), usage);
   }
   EXPECT_THAT(RunExport({scan_}).err, StartsWith("dtlexport: --format is needed\n"));
-  EXPECT_THAT(RunExport({"--help"}).out, StartsWith("usage: dtlexport "));
+  const RunResult help = RunExport({"--help"});
+  EXPECT_EQ(help.status, 0);
+  EXPECT_THAT(help.out, StartsWith("usage: dtlexport "));
 }
 
 }  // namespace
