@@ -65,8 +65,8 @@ std::string LargerScan(ScanKind kind) {
                 .rootPath = cifs ? "C:\\" : "/"};
   spec.records.push_back(DirectoryRecord(cifs ? "\\" : "/"));
   for (uint32_t i = 0; i < 1'500; ++i) {
-    spec.records.push_back(
-        FileRecord("f" + std::to_string(i % 700) + ".txt", {.size = 100 + i % 40}));
+    spec.records.push_back(FileRecord(std::string("f").append(std::to_string(i % 700)) + ".txt",
+                                      {.size = 100 + i % 40}));
   }
   spec.descriptors = {"descriptor"};
   spec.domains = {"D"};

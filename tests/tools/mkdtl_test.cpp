@@ -53,7 +53,8 @@ using Tree = std::map<std::string, std::string>;  // path from the root -> descr
 Tree WalkedTree(const fs::path& root) {
   Tree tree{{"/", DescribeFile(root)}};
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
-    tree["/" + entry.path().lexically_relative(root).string()] = DescribeFile(entry.path());
+    const fs::path path = "/" / entry.path().lexically_relative(root);
+    tree[path] = DescribeFile(entry.path());
   }
   return tree;
 }
@@ -243,7 +244,7 @@ TEST_F(MkdtlScan, OtherFilesystemsAreNotEntered) {
     if (lstat(entry.path().c_str(), &info) != 0 || info.st_dev == dev.st_dev) continue;
     if (!S_ISDIR(info.st_mode)) continue;
     ++mounts;
-    const std::string mount = "/" + entry.path().filename().string();
+    const std::string mount = "/" / entry.path().filename();
     ASSERT_TRUE(tree.contains(mount)) << mount;
     const auto next = tree.upper_bound(mount + "/");
     EXPECT_TRUE(next == tree.end() || !next->first.starts_with(mount + "/")) << next->first;
