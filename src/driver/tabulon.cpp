@@ -97,7 +97,6 @@ DetailInput OpenDetail() {
   DetailInput input;
   input.name = cmdOpts[kOptDtl].Given() ? cmdOpts[kOptDtl].value : kDefaultDtl;
   dtlFile = OpenDtlFile(input.name.c_str(), "rb", &input.wasCompressed);
-  if (!dtlFile.valid()) PosixErrExit(0, L"Unable to open scan detail file '%s'\n", input.name);
   LoadDetailFile(input.name.c_str(), adsFull, qvaFlag, input.version);
   if (rootType == kRootNfs) {
     LoadIdObjects(dtlFile.get(), logHdr);
