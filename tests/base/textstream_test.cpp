@@ -86,10 +86,11 @@ TEST(TextStream, TerminalsGetTheirLinesAtOnce) {
   ASSERT_TRUE(stream.IsTerminal());
   stream.Write(L"begun");
   EXPECT_EQ(terminal.Shown(0), "");
-  for (const std::string shown : {"begun, done\r\nand", "!"}) {
-    stream.WriteBytes(shown == "!" ? "!" : ", done\nand");
-    EXPECT_EQ(terminal.Shown(shown.size()), shown);
-  }
+  stream.Write(L", done\nand");
+  const std::string line = "begun, done\r\nand";
+  EXPECT_EQ(terminal.Shown(line.size()), line);
+  stream.WriteBytes("!");
+  EXPECT_EQ(terminal.Shown(1), "!");
 }
 
 }  // namespace
