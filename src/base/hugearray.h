@@ -48,6 +48,7 @@ class HugeArray {
   T& operator[](size_t i) { return data_[i]; }
   const T& operator[](size_t i) const { return data_[i]; }
   T* begin() { return data_; }
+  const T* begin() const { return data_; }
   T* end() { return data_ + size_; }
   size_t size() const { return size_; }
   size_t capacity() const { return capacity_; }

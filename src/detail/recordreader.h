@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "detail/dtlformat.h"
+#include "detail/recordtext.h"
 
 namespace tabulon {
 
@@ -95,6 +96,17 @@ struct RecordView {
   uint64_t next = 0;        // file offset of the next one
   uint64_t streams = 0;     // file offset of the first alternate-stream entry
   int32_t streamCount = 0;  // entries to read; 0 = none
+
+  // Makes a text of the name.
+  void LookAtName(RecordText& text) const {
+    // The fixed part stands in front of the name, and much more than it behind a record that was
+    // read at once.
+    if (extended) {
+      text.Assign(name);
+    } else {
+      text.AssignInPlace(name);
+    }
+  }
 
   void ClearExtension() {
     target = {};

@@ -50,6 +50,13 @@ class RecordText {
     form_ = Form::kUndecided;
     stamp_ = 0;
   }
+  // The same for a text around which `kReadable` bytes can be read; looks at it at once.
+  void AssignInPlace(std::string_view stored) {
+    Assign(stored);
+    if (const size_t plain = PlainLengthInPlace(stored); plain != SIZE_MAX) {
+      SetAscii(stored.substr(0, plain), TailInPlace(stored.data(), plain));
+    }
+  }
   // Saves the look at a text whose ASCII form is known.
   void SetAscii(std::string_view text, uint64_t tail) {
     form_ = Form::kAscii;

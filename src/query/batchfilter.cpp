@@ -47,12 +47,6 @@ void NarrowByFields(std::span<const PlanStep> tests, const RecordBatch& batch,
   });
 }
 
-// Whether it is worth while to look at the names of the whole batch.
-bool WantsNames(const RecordBatch& batch, const ChosenRecords& chosen) {
-  constexpr size_t kFew = 4;  // one in so many
-  return batch.namesKnown() || chosen.count * kFew >= batch.size();
-}
-
 void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chosen) {
   const RecordBatch::Names& names = batch.names();
   // The last letters turn most names away.
@@ -69,6 +63,11 @@ void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chose
 }
 
 }  // namespace
+
+bool WantsNames(const RecordBatch& batch, const ChosenRecords& chosen) {
+  constexpr size_t kFew = 4;  // one in so many
+  return batch.namesKnown() || chosen.count * kFew >= batch.size();
+}
 
 void ChoosePassing(const FilterPlan& plan, RecordBatch& batch, ChosenRecords& chosen) {
   chosen.count = batch.size();

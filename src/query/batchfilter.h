@@ -22,6 +22,9 @@ struct ChosenRecords {
   const uint16_t* end() const { return numbers.data() + count; }
 };
 
+// Whether it is worth while to look at the names of the whole batch for the chosen ones' sake.
+bool WantsNames(const RecordBatch& batch, const ChosenRecords& chosen);
+
 // Chooses the records of the batch that pass the plan.
 void ChoosePassing(const FilterPlan& plan, RecordBatch& batch, ChosenRecords& chosen);
 

@@ -104,7 +104,7 @@ class DupCandidates::Reader {
     const auto run = static_cast<uint32_t>(files_++ / owner_.runLimit_);
     if (!owner_.everyFile_ && !owner_.seen_.SeenAgain(entry.slot)) return;
     if (!records_.Read(entry.position(), view_)) return;
-    name_.Assign(view_.name);
+    view_.LookAtName(name_);
     take_({.digest = owner_.key_.Md5(view_.fields, name_),
            .run = run,
            .textLength = static_cast<uint32_t>(view_.name.size()) + DirectoryLength(),

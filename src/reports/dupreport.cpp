@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/hugearray.h"
 #include "config/settings.h"
 #include "detail/detailfile.h"
 #include "detail/recordreader.h"
@@ -42,16 +43,19 @@ class Batch {
  public:
   Batch()
       : records_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher),
-        directories_(dtlFile.get(), DetailRecordLayout(), false) {}
+        directories_(dtlFile.get(), DetailRecordLayout(), false),
+        entries_(dupLimits.written),
+        text_(kTextRoom) {}
 
-  struct Text {
-    size_t at = 0;
-    size_t length = 0;
-  };
-  // A member's record.
+  // A member's record. Texts are places in text(): the ASCII form where there is one, else as
+  // stored.
   struct Entry {
-    Text name;
-    Text directory;
+    size_t name = 0;
+    size_t directory = 0;
+    uint16_t nameLength = 0;
+    uint16_t directoryLength = 0;
+    bool nameIsAscii = false;
+    bool directoryIsAscii = false;
     bool inDirectory = false;
     uint32_t created = 0;
     uint32_t accessed = 0;
@@ -78,51 +82,82 @@ class Batch {
   void Clear() {
     parts_.clear();
     members_.clear();
-    text_.clear();
+    text_.Clear();
     textLength_ = 0;
   }
 
   const std::vector<GroupPart>& parts() const { return parts_; }
   const Entry& entry(size_t member) const { return entries_[member]; }
-  std::string_view View(const Text& text) const {
-    return std::string_view(text_).substr(text.at, text.length);
+  const char* text(size_t at) const { return text_.begin() + at; }
+  // Has the processor fetch what a member some places ahead needs.
+  void Prefetch(size_t member) const {
+    if (member >= members_.size()) return;
+    __builtin_prefetch(text_.begin() + entries_[member].name);
+    __builtin_prefetch(text_.begin() + entries_[member].directory);
+    __builtin_prefetch(text_.begin() + entries_[member].directory + kCacheLine);
   }
 
  private:
-  Text Keep(std::string_view bytes) {
-    text_.append(bytes);
-    return {text_.size() - bytes.size(), bytes.size()};
-  }
+  static constexpr size_t kCacheLine = 64;
+  // The texts are what was counted, unless someone changes the scan file meanwhile: then some may
+  // stay away.
+  static constexpr size_t kTextRoom = kBatchText + (size_t{1} << 20);
+
+  // Where a member stands in the file.
+  struct Place {
+    uint64_t position;
+    uint32_t member;
+  };
+
+  void SortPlaces();
   void ReadRecord(size_t member);
+  // Keeps the name in text_: sets where and how long it is, and in which form.
+  void Keep(const RecordView& view, size_t& at, uint16_t& length, bool& isAscii);
 
   RecordReader records_;
   RecordReader directories_;
   std::vector<GroupPart> parts_;
   std::vector<DupMember> members_;
-  std::vector<Entry> entries_;   // by member
-  std::vector<uint32_t> order_;  // members in file order
-  std::string text_;
+  HugeArray<Entry> entries_;   // by member
+  std::vector<Place> places_;  // of the members, in file order
+  HugeArray<char> text_;
   uint64_t textLength_ = 0;
   uint64_t directoryPosition_ = 0;
-  Text directory_;
+  Entry inDirectory_;  // with the directory that was read last
+  RecordText look_;
 };
 
 void Batch::ReadRecords() {
-  entries_.assign(members_.size(), {});
-  order_.resize(members_.size());
-  for (uint32_t i = 0; i < order_.size(); ++i) order_[i] = i;
-  std::sort(order_.begin(), order_.end(),
-            [this](uint32_t a, uint32_t b) { return members_[a].position < members_[b].position; });
+  entries_.Resize(members_.size());
+  SortPlaces();
   directoryPosition_ = 0;
-  directory_ = {};
-  for (size_t i = 0; i < order_.size(); ++i) {
-    if (i + kLookAhead < order_.size()) {
-      const DupMember& ahead = members_[order_[i + kLookAhead]];
+  inDirectory_ = {};
+  for (size_t i = 0; i < places_.size(); ++i) {
+    if (i + kLookAhead < places_.size()) {
+      const DupMember& ahead = members_[places_[i + kLookAhead].member];
       records_.Prefetch(ahead.position);
       directories_.Prefetch(ahead.directory);
     }
-    ReadRecord(order_[i]);
+    ReadRecord(places_[i].member);
   }
+}
+
+void Batch::SortPlaces() {
+  places_.resize(members_.size());
+  for (uint32_t i = 0; i < places_.size(); ++i) places_[i] = {members_[i].position, i};
+  std::sort(places_.begin(), places_.end(),
+            [](const Place& a, const Place& b) { return a.position < b.position; });
+}
+
+void Batch::Keep(const RecordView& view, size_t& at, uint16_t& length, bool& isAscii) {
+  view.LookAtName(look_);
+  isAscii = look_.IsAscii();
+  std::string_view bytes = isAscii ? look_.Ascii() : view.name;
+  if (bytes.size() > text_.capacity() - text_.size()) bytes = {};
+  at = text_.size();
+  length = static_cast<uint16_t>(bytes.size());
+  text_.Resize(at + bytes.size());
+  std::copy(bytes.begin(), bytes.end(), text_.begin() + at);
 }
 
 void Batch::ReadRecord(size_t member) {
@@ -130,15 +165,21 @@ void Batch::ReadRecord(size_t member) {
   const DupMember& from = members_[member];
   if (from.directory != directoryPosition_) {
     directoryPosition_ = from.directory;
-    directory_ = directories_.Read(from.directory, view) ? Keep(view.name) : Text{};
+    inDirectory_ = {};
+    inDirectory_.inDirectory = from.directory != 0;
+    if (directories_.Read(from.directory, view)) {
+      Keep(view, inDirectory_.directory, inDirectory_.directoryLength,
+           inDirectory_.directoryIsAscii);
+    }
   }
+  Entry& entry = entries_[member];
+  entry = {};
   if (!records_.Read(from.position, view)) return;
-  entries_[member] = {.name = Keep(view.name),
-                      .directory = directory_,
-                      .inDirectory = from.directory != 0,
-                      .created = view.fields.created(),
-                      .accessed = view.fields.accessed(),
-                      .modified = view.fields.modified()};
+  entry = inDirectory_;
+  Keep(view, entry.name, entry.nameLength, entry.nameIsAscii);
+  entry.created = view.fields.created();
+  entry.accessed = view.fields.accessed();
+  entry.modified = view.fields.modified();
 }
 
 class Writer {
@@ -164,14 +205,17 @@ class Writer {
 
  private:
   void WriteQvaLine(const Batch& batch, const DupGroup& group, const Batch::Entry& first) {
-    name_.Assign(batch.View(first.name));
+    Assign(name_, batch.text(first.name), first.nameLength, first.nameIsAscii);
     ReportEntry(report_, L"%ls|%llu|%u|%u|%u|%u\n", name_.Wide(), group.size, group.count,
                 first.created, first.accessed, first.modified);
   }
 
   void WritePart(const Batch& batch, const GroupPart& part, size_t member) {
     if (part.begins()) WriteHeading(part.group, batch.entry(member));
-    for (size_t i = 0; i < part.count; ++i) WriteMember(batch, batch.entry(member + i));
+    for (size_t i = 0; i < part.count; ++i) {
+      batch.Prefetch(member + i + kLookAhead);
+      WriteMember(batch, batch.entry(member + i));
+    }
     if (part.ends()) writer_.EndLine();
   }
 
@@ -186,9 +230,14 @@ class Writer {
     writer_.EndLine();
   }
 
+  static void Assign(RecordText& text, const char* bytes, size_t length, bool isAscii) {
+    text.Assign({bytes, length});
+    if (isAscii) text.SetAscii({bytes, length}, 0);  // nobody asks for an extension here
+  }
+
   void WriteMember(const Batch& batch, const Batch::Entry& entry) {
-    directory_.Assign(batch.View(entry.directory));
-    name_.Assign(batch.View(entry.name));
+    Assign(directory_, batch.text(entry.directory), entry.directoryLength, entry.directoryIsAscii);
+    Assign(name_, batch.text(entry.name), entry.nameLength, entry.nameIsAscii);
     writer_.Add(std::string_view("  "));
     // Files before the first directory are in an empty one.
     const wchar_t last =

@@ -57,7 +57,7 @@ class Listing {
       view_.fields = RecordFields(reinterpret_cast<const unsigned char*>(fixed_.data()),
                                   &DetailRecordLayout());
     } else {
-      name_.Assign(view_.name);
+      view_.LookAtName(name_);
       target_.Assign(view_.target);
     }
     WriteLine({}, view_.fields.size(), 0);
@@ -67,7 +67,11 @@ class Listing {
  private:
   void UpdateDirPath(uint64_t position) {
     directoryPosition_ = position;
-    name_.Assign(records_.Read(position, view_) ? view_.name : std::string_view());
+    if (records_.Read(position, view_)) {
+      view_.LookAtName(name_);
+    } else {
+      name_.Assign({});
+    }
     directory_.Clear();
     prefix_.Clear();
     const wchar_t last = AddDirectory(report_, root_, name_, directory_);
