@@ -1,6 +1,7 @@
 #include "reports/dupcandidates.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <vector>
 
@@ -76,63 +77,76 @@ void DupCandidates::Spill() {
   entries_.Clear();
 }
 
-// Turns entries back into candidates, in file order.
+// Turns entries back into candidates, in file order. A few are known ahead of the one that is read,
+// so that their records are on their way.
 class DupCandidates::Reader {
  public:
   Reader(DupCandidates& owner, const std::function<void(const Candidate&)>& take)
       : owner_(owner),
         take_(take),
-        records_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher),
-        directories_(dtlFile.get(), DetailRecordLayout(), false) {}
+        records_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher) {}
 
   void Read(const Entry* entries, size_t count) {
     for (size_t i = 0; i < count; ++i) {
       if (i + kLookAhead < count && entries[i + kLookAhead].slot != kDirectory) {
         owner_.seen_.Prefetch(entries[i + kLookAhead].slot);
       }
-      Take(entries[i]);
+      Choose(entries[i]);
     }
+  }
+  // Reads those that are still waiting.
+  void Finish() {
+    while (taken_ < chosen_) Take(waiting_[taken_++ % kLookAhead]);
   }
 
  private:
-  void Take(const Entry& entry) {
+  // A file that its fingerprint makes a candidate.
+  struct Chosen {
+    uint64_t position;
+    uint64_t directory;
+    uint32_t run;
+  };
+
+  void Choose(const Entry& entry) {
     if (entry.slot == kDirectory) {
       directory_ = entry.position();
-      directoryLengthKnown_ = false;
       return;
     }
     const auto run = static_cast<uint32_t>(files_++ / owner_.runLimit_);
     if (!owner_.everyFile_ && !owner_.seen_.SeenAgain(entry.slot)) return;
-    if (!records_.Read(entry.position(), view_)) return;
-    view_.LookAtName(name_);
-    take_({.digest = owner_.key_.Md5(view_.fields, name_),
-           .run = run,
-           .textLength = static_cast<uint32_t>(view_.name.size()) + DirectoryLength(),
-           .position = entry.position(),
-           .directory = directory_,
-           .size = view_.fields.size()});
+    if (chosen_ - taken_ == kLookAhead) Take(waiting_[taken_++ % kLookAhead]);
+    waiting_[chosen_++ % kLookAhead] = {entry.position(), directory_, run};
+    records_.Prefetch(entry.position());
   }
 
-  uint32_t DirectoryLength() {
-    if (!directoryLengthKnown_) {
-      RecordView view;
-      const bool known = directory_ != 0 && directories_.Read(directory_, view);
-      directoryLength_ = known ? static_cast<uint32_t>(view.name.size()) : 0;
-      directoryLengthKnown_ = true;
+  void Take(const Chosen& from) {
+    if (from.directory != lengthOf_) {
+      const bool known = records_.Read(from.directory, view_);
+      directoryLength_ = known ? static_cast<uint32_t>(view_.name.size()) : 0;
+      lengthOf_ = from.directory;
     }
-    return directoryLength_;
+    if (!records_.Read(from.position, view_)) return;
+    view_.LookAtName(name_);
+    take_({.digest = owner_.key_.Md5(view_.fields, name_),
+           .run = from.run,
+           .textLength = static_cast<uint32_t>(view_.name.size()) + directoryLength_,
+           .position = from.position,
+           .directory = from.directory,
+           .size = view_.fields.size()});
   }
 
   DupCandidates& owner_;
   const std::function<void(const Candidate&)>& take_;
   RecordReader records_;
-  RecordReader directories_;
   RecordView view_;
   RecordText name_;
   uint64_t files_ = 0;
   uint64_t directory_ = 0;
+  uint64_t lengthOf_ = 0;  // the directory whose length is known; 0: files before the first one
   uint32_t directoryLength_ = 0;
-  bool directoryLengthKnown_ = true;
+  std::array<Chosen, kLookAhead> waiting_;
+  size_t chosen_ = 0;
+  size_t taken_ = 0;
 };
 
 void DupCandidates::ForEach(const std::function<void(const Candidate&)>& take) {
@@ -149,6 +163,7 @@ void DupCandidates::ForEach(const std::function<void(const Candidate&)>& take) {
     reader.Read(block.data(), block.size());
   }
   reader.Read(entries_.begin(), entries_.size());
+  reader.Finish();
   spill_.Remove();
   entries_.Release();
   seen_.Release();

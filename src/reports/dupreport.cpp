@@ -43,7 +43,6 @@ class Batch {
  public:
   Batch()
       : records_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher),
-        directories_(dtlFile.get(), DetailRecordLayout(), false),
         entries_(dupLimits.written),
         text_(kTextRoom) {}
 
@@ -103,19 +102,19 @@ class Batch {
   // stay away.
   static constexpr size_t kTextRoom = kBatchText + (size_t{1} << 20);
 
-  // Where a member stands in the file.
+  // Where a member and its directory stand in the file.
   struct Place {
     uint64_t position;
+    uint64_t directory;
     uint32_t member;
   };
 
   void SortPlaces();
-  void ReadRecord(size_t member);
+  void ReadRecord(const Place& place);
   // Keeps the name in text_: sets where and how long it is, and in which form.
   void Keep(const RecordView& view, size_t& at, uint16_t& length, bool& isAscii);
 
   RecordReader records_;
-  RecordReader directories_;
   std::vector<GroupPart> parts_;
   std::vector<DupMember> members_;
   HugeArray<Entry> entries_;   // by member
@@ -134,17 +133,20 @@ void Batch::ReadRecords() {
   inDirectory_ = {};
   for (size_t i = 0; i < places_.size(); ++i) {
     if (i + kLookAhead < places_.size()) {
-      const DupMember& ahead = members_[places_[i + kLookAhead].member];
+      const Place& ahead = places_[i + kLookAhead];
       records_.Prefetch(ahead.position);
-      directories_.Prefetch(ahead.directory);
+      records_.Prefetch(ahead.directory);
+      __builtin_prefetch(&entries_[ahead.member], 1);
     }
-    ReadRecord(places_[i].member);
+    ReadRecord(places_[i]);
   }
 }
 
 void Batch::SortPlaces() {
   places_.resize(members_.size());
-  for (uint32_t i = 0; i < places_.size(); ++i) places_[i] = {members_[i].position, i};
+  for (uint32_t i = 0; i < places_.size(); ++i) {
+    places_[i] = {members_[i].position, members_[i].directory, i};
+  }
   std::sort(places_.begin(), places_.end(),
             [](const Place& a, const Place& b) { return a.position < b.position; });
 }
@@ -160,19 +162,18 @@ void Batch::Keep(const RecordView& view, size_t& at, uint16_t& length, bool& isA
   std::copy(bytes.begin(), bytes.end(), text_.begin() + at);
 }
 
-void Batch::ReadRecord(size_t member) {
+void Batch::ReadRecord(const Place& from) {
   RecordView view;
-  const DupMember& from = members_[member];
   if (from.directory != directoryPosition_) {
     directoryPosition_ = from.directory;
     inDirectory_ = {};
     inDirectory_.inDirectory = from.directory != 0;
-    if (directories_.Read(from.directory, view)) {
+    if (records_.Read(from.directory, view)) {
       Keep(view, inDirectory_.directory, inDirectory_.directoryLength,
            inDirectory_.directoryIsAscii);
     }
   }
-  Entry& entry = entries_[member];
+  Entry& entry = entries_[from.member];
   entry = {};
   if (!records_.Read(from.position, view)) return;
   entry = inDirectory_;
