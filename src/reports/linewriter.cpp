@@ -77,7 +77,7 @@ LineWriter& LineWriter::Add(std::string_view ascii) {
   if (direct_) {
     out_.WriteBytes(ascii);
   } else {
-    piece_.append(ascii.begin(), ascii.end());
+    AddMasked(ascii);
   }
   return *this;
 }
@@ -130,9 +130,10 @@ void LineWriter::WritePieceOut() {
   piece_.clear();
 }
 
-void LineWriter::AddMasked(std::wstring_view text) {
+template <class Text>
+void LineWriter::AddMasked(Text text) {
   const size_t start = piece_.size();
-  piece_.append(text);
+  piece_.append(text.begin(), text.end());
   if (masked_) MaskControls(piece_, start);
 }
 

@@ -40,7 +40,8 @@ class LineWriter {
 
  private:
   void WritePieceOut();
-  void AddMasked(std::wstring_view text);
+  template <class Text>
+  void AddMasked(Text text);
 
   Report& report_;
   TextStream& out_;

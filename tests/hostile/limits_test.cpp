@@ -103,6 +103,22 @@ TEST_F(Limits, ATerminalSeesNoControlCharacters) {
   Put("c.cfg", "[report]\ntype=totals\ntitle=a\x7F\n");
   EXPECT_THAT(shown({"-cfg", "c.cfg"}),
               testing::AllOf(HasSubstr("---- a? ----"), Not(HasSubstr("\x7F"))));
+
+  // Every report that shows directories or link targets.
+  Put("x.dtl", BuildDtl({.records = {DirectoryRecord("/d\x1B[2J"), FileRecord("a"), FileRecord("b"),
+                                     LinkRecord("l\x1B", "\x07")}}));
+  const std::string forms[] = {"type=duplicates",
+                               "type=custom",
+                               "type=custom\nnameform=fullpath",
+                               "type=custom\nshowlink=yes",
+                               "type=custom\nformat=csv",
+                               "type=custom\nformat=csv\nnameform=fullpath"};
+  for (const std::string& form : forms) {
+    Put("c.cfg", "[report]\n" + form + "\n");
+    EXPECT_THAT(shown({"-cfg", "c.cfg"}),
+                testing::AllOf(HasSubstr("d?[2J"), Not(HasSubstr("\x1B")), Not(HasSubstr("\x07"))))
+        << form;
+  }
 }
 
 TEST_F(Limits, AQvaNameLeadsNowhereElse) {
