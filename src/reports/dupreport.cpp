@@ -46,19 +46,20 @@ class Batch {
         entries_(dupLimits.written),
         text_(kTextRoom) {}
 
-  // A member's record. Texts are places in text(): the ASCII form where there is one, else as
-  // stored.
+  // A text that the batch keeps: its ASCII form where there is one, else as it is stored.
+  struct Text {
+    uint32_t at = 0;
+    uint16_t length = 0;
+    bool isAscii = false;
+  };
+  // A member's record.
   struct Entry {
-    size_t name = 0;
-    size_t directory = 0;
-    uint16_t nameLength = 0;
-    uint16_t directoryLength = 0;
-    bool nameIsAscii = false;
-    bool directoryIsAscii = false;
-    bool inDirectory = false;
+    Text name;
+    Text directory;
     uint32_t created = 0;
     uint32_t accessed = 0;
     uint32_t modified = 0;
+    bool inDirectory = false;
   };
 
   bool full() const { return members_.size() >= dupLimits.written || textLength_ >= kBatchText; }
@@ -87,13 +88,18 @@ class Batch {
 
   const std::vector<GroupPart>& parts() const { return parts_; }
   const Entry& entry(size_t member) const { return entries_[member]; }
-  const char* text(size_t at) const { return text_.begin() + at; }
+  void Assign(RecordText& to, const Text& text) const {
+    const std::string_view bytes = {text_.begin() + text.at, text.length};
+    to.Assign(bytes);
+    if (text.isAscii) to.SetAscii(bytes, 0);  // nobody asks for an extension here
+  }
   // Has the processor fetch what a member some places ahead needs.
   void Prefetch(size_t member) const {
     if (member >= members_.size()) return;
-    __builtin_prefetch(text_.begin() + entries_[member].name);
-    __builtin_prefetch(text_.begin() + entries_[member].directory);
-    __builtin_prefetch(text_.begin() + entries_[member].directory + kCacheLine);
+    const Entry& entry = entries_[member];
+    __builtin_prefetch(text_.begin() + entry.name.at);
+    __builtin_prefetch(text_.begin() + entry.directory.at);
+    __builtin_prefetch(text_.begin() + entry.directory.at + kCacheLine);
   }
 
  private:
@@ -111,8 +117,7 @@ class Batch {
 
   void SortPlaces();
   void ReadRecord(const Place& place);
-  // Keeps the name in text_: sets where and how long it is, and in which form.
-  void Keep(const RecordView& view, size_t& at, uint16_t& length, bool& isAscii);
+  Text KeepName(const RecordView& view);
 
   RecordReader records_;
   std::vector<GroupPart> parts_;
@@ -151,15 +156,15 @@ void Batch::SortPlaces() {
             [](const Place& a, const Place& b) { return a.position < b.position; });
 }
 
-void Batch::Keep(const RecordView& view, size_t& at, uint16_t& length, bool& isAscii) {
+Batch::Text Batch::KeepName(const RecordView& view) {
   view.LookAtName(look_);
-  isAscii = look_.IsAscii();
-  std::string_view bytes = isAscii ? look_.Ascii() : view.name;
-  if (bytes.size() > text_.capacity() - text_.size()) bytes = {};
-  at = text_.size();
-  length = static_cast<uint16_t>(bytes.size());
+  const bool isAscii = look_.IsAscii();
+  const std::string_view bytes = isAscii ? look_.Ascii() : view.name;
+  const size_t at = text_.size();
+  if (bytes.size() > text_.capacity() - at) return {};
   text_.Resize(at + bytes.size());
   std::copy(bytes.begin(), bytes.end(), text_.begin() + at);
+  return {static_cast<uint32_t>(at), static_cast<uint16_t>(bytes.size()), isAscii};
 }
 
 void Batch::ReadRecord(const Place& from) {
@@ -168,16 +173,13 @@ void Batch::ReadRecord(const Place& from) {
     directoryPosition_ = from.directory;
     inDirectory_ = {};
     inDirectory_.inDirectory = from.directory != 0;
-    if (records_.Read(from.directory, view)) {
-      Keep(view, inDirectory_.directory, inDirectory_.directoryLength,
-           inDirectory_.directoryIsAscii);
-    }
+    if (records_.Read(from.directory, view)) inDirectory_.directory = KeepName(view);
   }
   Entry& entry = entries_[from.member];
   entry = {};
   if (!records_.Read(from.position, view)) return;
   entry = inDirectory_;
-  Keep(view, entry.name, entry.nameLength, entry.nameIsAscii);
+  entry.name = KeepName(view);
   entry.created = view.fields.created();
   entry.accessed = view.fields.accessed();
   entry.modified = view.fields.modified();
@@ -206,7 +208,7 @@ class Writer {
 
  private:
   void WriteQvaLine(const Batch& batch, const DupGroup& group, const Batch::Entry& first) {
-    Assign(name_, batch.text(first.name), first.nameLength, first.nameIsAscii);
+    batch.Assign(name_, first.name);
     ReportEntry(report_, L"%ls|%llu|%u|%u|%u|%u\n", name_.Wide(), group.size, group.count,
                 first.created, first.accessed, first.modified);
   }
@@ -231,14 +233,9 @@ class Writer {
     writer_.EndLine();
   }
 
-  static void Assign(RecordText& text, const char* bytes, size_t length, bool isAscii) {
-    text.Assign({bytes, length});
-    if (isAscii) text.SetAscii({bytes, length}, 0);  // nobody asks for an extension here
-  }
-
   void WriteMember(const Batch& batch, const Batch::Entry& entry) {
-    Assign(directory_, batch.text(entry.directory), entry.directoryLength, entry.directoryIsAscii);
-    Assign(name_, batch.text(entry.name), entry.nameLength, entry.nameIsAscii);
+    batch.Assign(directory_, entry.directory);
+    batch.Assign(name_, entry.name);
     writer_.Add(std::string_view("  "));
     // Files before the first directory are in an empty one.
     const wchar_t last =
