@@ -57,7 +57,7 @@ const unsigned char* FileWindow::Move(uint64_t position, size_t size, size_t& av
     void* mapped = mmap(nullptr, length, PROT_READ, MAP_SHARED, fd_, static_cast<off_t>(start));
     if (mapped == MAP_FAILED) PosixErrExit(0, L"Error reading scan detail file\n");
     data_ = static_cast<const unsigned char*>(mapped);
-    start_ = start;
+    start_ = mappedTo_ = start;
     held_ = length;
     sure_ = length >= kSurely ? length - (kSurely - 1) : 0;
   }

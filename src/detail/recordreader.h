@@ -57,6 +57,18 @@ class FileWindow {
     __builtin_prefetch(data_ + offset);
     __builtin_prefetch(data_ + offset + kCacheLine);
   }
+  // To be called on the way through the file: has the system map the block behind the one of
+  // `position`. The processor fetches nothing ahead from where nothing is mapped yet. Who jumps
+  // over blocks would not need it.
+  void MapAhead(uint64_t position) {
+    const uint64_t next = position - position % kMappedAtOnce + kMappedAtOnce;
+    if (next < mappedTo_) return;
+    const bool fromNear = position < mappedTo_ + kMappedAtOnce;
+    mappedTo_ = next;
+    if (!fromNear || next - start_ >= held_) return;
+    static_cast<void>(*static_cast<const volatile unsigned char*>(data_ + (next - start_)));
+    mappedTo_ += kMappedAtOnce;
+  }
   uint64_t fileSize() const { return fileSize_; }
 
   static constexpr size_t kBlock = 256 * 1024;  // a good size for copying out of a window
@@ -67,6 +79,9 @@ class FileWindow {
  private:
   static constexpr size_t kWindow = size_t{16} << 20;
   static constexpr size_t kCacheLine = 64;
+  // A page that is touched brings those around it along: an aligned block of this size
+  // (fault_around_bytes of Linux, as it comes).
+  static constexpr size_t kMappedAtOnce = 64 * 1024;
 
   const unsigned char* Move(uint64_t position, size_t size, size_t& available);
   void Unmap();
@@ -74,9 +89,10 @@ class FileWindow {
   int fd_;
   uint64_t fileSize_;
   const unsigned char* data_ = nullptr;
-  uint64_t start_ = 0;  // file position of the window's first byte
-  size_t held_ = 0;     // bytes in the window
-  size_t sure_ = 0;     // bytes of it that have kSurely - 1 more behind them
+  uint64_t start_ = 0;     // file position of the window's first byte
+  size_t held_ = 0;        // bytes in the window
+  size_t sure_ = 0;        // bytes of it that have kSurely - 1 more behind them
+  uint64_t mappedTo_ = 0;  // file position up to which blocks are mapped, as far as MapAhead knows
 };
 
 // One alternate stream of a record.
@@ -139,7 +155,8 @@ class RecordReader {
   // Takes records from `position` on, which it moves behind them, as long as `records` has room and
   // they stand whole in the window as it is, without streams; returns their number. They are valid
   // until the next call on the reader.
-  size_t ReadAhead(uint64_t& position, std::span<const unsigned char*> records) const {
+  size_t ReadAhead(uint64_t& position, std::span<const unsigned char*> records) {
+    window_.MapAhead(position);
     const RecordLayout layout = *layout_;  // nothing that the loop writes can change it
     const std::span<const unsigned char> bytes = window_.From(position);
     const unsigned char* at = bytes.data();
@@ -161,7 +178,10 @@ class RecordReader {
 
   // To be called some records ahead, when records are skipped in between: the processor's own
   // look-ahead does not see where the next one stands.
-  void Prefetch(uint64_t position) const { window_.Prefetch(position); }
+  void Prefetch(uint64_t position) {
+    window_.MapAhead(position);
+    window_.Prefetch(position);
+  }
 
   // After Read has returned false: whether it met the end marker, not the end of the file.
   bool atEndMarker() const { return atEndMarker_; }

@@ -43,7 +43,7 @@ class Listing {
     }
   }
 
-  void Prefetch(const PositionPair& pair) const { records_.Prefetch(pair.record); }
+  void Prefetch(const PositionPair& pair) { records_.Prefetch(pair.record); }
 
   void WriteRecord(const PositionPair& pair) {
     if (pair.directory != directoryPosition_) UpdateDirPath(pair.directory);
