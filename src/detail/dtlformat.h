@@ -219,6 +219,7 @@ class RecordFields {
   }
   // The fixed part as stored.
   const unsigned char* bytes() const { return fixed_; }
+  const RecordLayout& layout() const { return *layout_; }
   bool isDirectory() const { return (flags() & kRecordDirectory) != 0; }
 
  private:

@@ -1,18 +1,58 @@
 #include "detail/recordbatch.h"
 
+#include <utility>
+
 #include "detail/scandetail.h"
 
 namespace tabulon {
+
+// For names that need a closer look.
+void RecordBatch::NoteName(size_t i, std::string_view stored) {
+  if (others_ == otherNames_.size()) otherNames_.emplace_back();
+  RecordText& name = otherNames_[others_];
+  name.Assign(stored);
+  const std::string_view ascii = name.IsAscii() ? name.Ascii() : std::string_view();
+  names_.other[i] = name.IsAscii() ? 0 : ++others_;
+  names_.tail[i] = TailWord(ascii);
+  names_.text[i] = ascii;
+}
+
+// The fixed part stands in front of the name, and enough can be read behind it.
+inline void RecordBatch::LookAtName(size_t i, const RecordFields& fields) {
+  static_assert(kNfsRecord.fixedSize >= kReadable);
+  static_assert(kCifsRecord.fixedSize >= kReadable);
+  const std::string_view stored = {
+      reinterpret_cast<const char*>(fields.bytes()) + fields.layout().fixedSize,
+      fields.nameLength()};
+  const size_t plain = PlainLengthInPlace(stored);
+  if (plain == SIZE_MAX) {
+    NoteName(i, stored);
+    return;
+  }
+  names_.other[i] = 0;
+  names_.tail[i] = TailInPlace(stored.data(), plain);
+  names_.text[i] = {stored.data(), plain};
+}
 
 bool RecordBatch::Fill(RecordReader& reader, uint64_t& position) {
   if (const size_t last = LastDirectory(); last != kNone) {
     directoryBefore_.AssignCopy(NameOf(last));
     directoryBeforePosition_ = PositionOf(last);
   }
-  namesKnown_ = directoriesKnown_ = false;
+  directoriesKnown_ = false;
   at_ = inside_ = kNone;
   position_ = position;
-  size_ = reader.ReadAhead(position, fixed_);
+  others_ = 0;
+  namesKnown_ = std::exchange(namesWanted_, false);
+  const auto note = [this](size_t i, const RecordFields& fields) { fixed_[i] = fields.bytes(); };
+  if (namesKnown_) {
+    size_ = reader.ReadAhead(position, kMost, [&](size_t i, const RecordFields& fields) {
+      note(i, fields);
+      LookAtName(i, fields);
+    });
+  } else {
+    size_ = reader.ReadAhead(position, kMost, note);
+  }
   if (size_ == 0) return FillWhole(reader, position);
   record_.view.ClearExtension();
   return true;
@@ -23,6 +63,7 @@ bool RecordBatch::FillWhole(RecordReader& reader, uint64_t& position) {
   if (!reader.Read(position, record_.view)) return false;
   position = record_.view.next;
   size_ = 1;
+  namesKnown_ = false;
   fixed_[0] = record_.fields().bytes();
   if (record_.view.hasTarget) record_.target.Assign(record_.view.target);
   return true;
@@ -51,36 +92,13 @@ std::string_view RecordBatch::NameOf(size_t i) const {
   return {reinterpret_cast<const char*>(fixed_[i]) + layout_->fixedSize, fields(i).nameLength()};
 }
 
-// Behind every name but the last stands the fixed part of the next record.
-void RecordBatch::LookAtNames() {
-  static_assert(kNfsRecord.fixedSize >= kReadable);
-  static_assert(kCifsRecord.fixedSize >= kReadable);
+void RecordBatch::LookAtAllNames() {
   namesKnown_ = true;
-  others_ = 0;
-  const RecordLayout layout = *layout_;
-  for (size_t i = 0; i + 1 < size_; ++i) {
-    const std::string_view stored = {reinterpret_cast<const char*>(fixed_[i]) + layout.fixedSize,
-                                     RecordFields(fixed_[i], &layout).nameLength()};
-    const size_t plain = PlainLengthInPlace(stored);
-    if (plain == SIZE_MAX) {
-      NoteName(i, AsciiText(stored));
-      continue;
-    }
-    names_.other[i] = 0;
-    names_.tail[i] = TailInPlace(stored.data(), plain);
-    names_.text[i] = stored.substr(0, plain);
+  if (record_.view.extended) {
+    NoteName(0, record_.view.name);
+    return;
   }
-  NoteName(size_ - 1, AsciiText(NameOf(size_ - 1)));
-}
-
-void RecordBatch::NoteName(size_t i, const AsciiText& name) {
-  names_.other[i] = 0;
-  names_.tail[i] = name.tail;
-  names_.text[i] = name.text;
-  if (name.known) return;
-  if (others_ == otherNames_.size()) otherNames_.emplace_back();
-  otherNames_[others_].Assign(NameOf(i));
-  names_.other[i] = ++others_;
+  for (size_t i = 0; i < size_; ++i) LookAtName(i, fields(i));
 }
 
 void RecordBatch::Assemble(size_t i) {

@@ -37,11 +37,15 @@ class RecordBatch {
     std::array<uint64_t, kMost> tail;
     std::array<std::string_view, kMost> text;
   };
-  bool namesKnown() const { return namesKnown_; }
-  const Names& names() {
-    if (!namesKnown_) LookAtNames();
-    return names_;
+  // To be called by who needs most of the names; those of the next batch are then looked at while
+  // it is filled, which costs less.
+  void LookAtNames() {
+    namesWanted_ = true;
+    if (!namesKnown_) LookAtAllNames();
   }
+  bool namesKnown() const { return namesKnown_; }
+  // REQUIRES: namesKnown().
+  const Names& names() const { return names_; }
   // A name that is not ASCII, decoded once a batch.
   const RecordText& OtherName(size_t i) const { return otherNames_[names_.other[i] - 1]; }
   // Record `i` as a whole. Valid until the next call.
@@ -59,8 +63,9 @@ class RecordBatch {
   size_t LastDirectory() const;
   void NoteDirectories();
   std::string_view NameOf(size_t i) const;
-  void LookAtNames();
-  void NoteName(size_t i, const AsciiText& name);
+  void LookAtAllNames();
+  void LookAtName(size_t i, const RecordFields& fields);
+  void NoteName(size_t i, std::string_view stored);
   void Assemble(size_t i);
   uint64_t PositionOf(size_t i) const {
     return position_ + static_cast<uint64_t>(fixed_[i] - fixed_[0]);
@@ -72,6 +77,7 @@ class RecordBatch {
   std::array<const unsigned char*, kMost> fixed_;
   bool directoriesKnown_ = false;
   std::array<uint16_t, kMost> directoryOf_;  // kNone: the one before the batch
+  bool namesWanted_ = false;
   bool namesKnown_ = false;
   Names names_;
   std::vector<RecordText> otherNames_;  // kept between batches, as their memory is

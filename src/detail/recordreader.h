@@ -152,23 +152,26 @@ class RecordReader {
     return true;
   }
 
-  // Takes records from `position` on, which it moves behind them, as long as `records` has room and
-  // they stand whole in the window as it is, without streams; returns their number. They are valid
-  // until the next call on the reader.
-  size_t ReadAhead(uint64_t& position, std::span<const unsigned char*> records) {
+  // Hands on records from `position` on, which it moves behind them, as long as there are no more
+  // than `most`, they stand whole in the window as it is, without streams, and `kReadable` bytes
+  // can be read from the start of their names. Calls take(number, fields) for each; they are valid
+  // until the next call on the reader. Returns their number.
+  template <class Take>
+  size_t ReadAhead(uint64_t& position, size_t most, Take&& take) {
     window_.MapAhead(position);
-    const RecordLayout layout = *layout_;  // nothing that the loop writes can change it
+    const RecordLayout layout = *layout_;  // nothing that is written meanwhile can change it
+    const size_t least = size_t{layout.fixedSize} + kReadable;
     const std::span<const unsigned char> bytes = window_.From(position);
     const unsigned char* at = bytes.data();
     size_t left = bytes.size();
     size_t count = 0;
-    for (; count < records.size() && left >= layout.fixedSize; ++count) {
+    for (; count < most && left >= least; ++count) {
       const RecordFields fields(at, &layout);
       size_t length = size_t{layout.fixedSize} + fields.nameLength();
       if (!IsPlain(fields)) length = LengthWithTarget(fields, length);
       if (length > left) break;
       __builtin_prefetch(at + kLookAhead);
-      records[count] = at;
+      take(count, fields);
       at += length;
       left -= length;
     }

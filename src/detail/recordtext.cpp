@@ -62,22 +62,24 @@ void RecordText::Decide() const {
   widened_ = false;
   ascii_ = AsciiText(stored_);
   form_ = ascii_.known ? Form::kAscii : Form::kOther;
-  if (ascii_.known) return;
-  wide_.clear();
-  AppendUtfToWide(wide_, stored_);
-  if (const size_t end = wide_.find(L'\0'); end != std::wstring::npos) wide_.resize(end);
 }
 
 std::wstring_view RecordText::Wide() const {
-  if (IsAscii() && !widened_) {
+  const bool ascii = IsAscii();
+  if (widened_) return wide_;
+  widened_ = true;
+  if (ascii) {
     wide_.assign(Ascii().begin(), Ascii().end());
-    widened_ = true;
+    return wide_;
   }
+  wide_.clear();
+  AppendUtfToWide(wide_, stored_);
+  if (const size_t end = wide_.find(L'\0'); end != std::wstring::npos) wide_.resize(end);
   return wide_;
 }
 
 std::ptrdiff_t RecordText::FindLastDot() const {
-  if (!IsAscii()) return static_cast<std::ptrdiff_t>(wide_.rfind(L'.'));
+  if (!IsAscii()) return static_cast<std::ptrdiff_t>(Wide().rfind(L'.'));
   const std::string_view ascii = Ascii();
   if (ascii.empty()) return -1;
   const void* dot = memrchr(ascii.data(), '.', ascii.size());  // a GNU extension

@@ -64,9 +64,10 @@ void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chose
 
 }  // namespace
 
-bool WantsNames(const RecordBatch& batch, const ChosenRecords& chosen) {
+bool WantsNames(RecordBatch& batch, const ChosenRecords& chosen) {
   constexpr size_t kFew = 4;  // one in so many
-  return batch.namesKnown() || chosen.count * kFew >= batch.size();
+  if (chosen.count * kFew >= batch.size()) batch.LookAtNames();
+  return batch.namesKnown();
 }
 
 void ChoosePassing(const FilterPlan& plan, RecordBatch& batch, ChosenRecords& chosen) {

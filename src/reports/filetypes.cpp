@@ -167,22 +167,32 @@ TypeEntry* IdInTree(TypeWork& work, uint32_t id) {
   return entry;
 }
 
-// The entry of an extension that is long, not ASCII or must be folded as the locale does.
-TypeEntry* FindAnyExtension(TypeWork& work, const RecordText& name) {
-  const std::ptrdiff_t dot = name.LastDot();
-  if (dot <= 0) return nullptr;
-  const std::wstring_view extension = name.Wide().substr(static_cast<size_t>(dot));
-  if (extension.size() < 2 || extension.size() > work.longest) return nullptr;
-  return ExtensionInTree(work, extension);
+// A short ASCII extension as the word by which the front knows it; 0 for any other.
+uint64_t PackedExtension(const TypeWork& work, std::wstring_view extension) {
+  if (!work.packs || extension.size() > kWordBytes) return 0;
+  constexpr wchar_t kLastAscii = 0x7F;
+  uint64_t key = 0;
+  for (size_t i = 0; i < extension.size(); ++i) {
+    if (extension[i] > kLastAscii) return 0;
+    key |= static_cast<uint64_t>(extension[i]) << (8 * i);
+  }
+  return work.foldCase ? LowerWord(key) : key;
 }
 
-// The entry under which a record counts that the front does not know: made when the record is the
-// first, the one of nobody when the record does not count.
-[[gnu::noinline]] TypeEntry* FindNewExtension(TypeWork& work, RecordBatch& batch, size_t i,
-                                              uint64_t key) {
-  TypeEntry* entry = FindAnyExtension(work, batch.At(i).name);
-  if (entry == nullptr) return &work.uncounted;
-  if (key != 0) work.front.Add(key, entry);
+// The entry under which a record counts: made when the record is the first, the one of nobody when
+// the record does not count. For any record, whether or not the front can know it.
+[[gnu::noinline]] TypeEntry* FindAnyExtension(TypeWork& work, RecordBatch& batch, size_t i) {
+  const RecordText& name = batch.names().other[i] != 0 ? batch.OtherName(i) : batch.At(i).name;
+  const std::ptrdiff_t dot = name.LastDot();
+  if (dot <= 0) return &work.uncounted;
+  const std::wstring_view extension = name.Wide().substr(static_cast<size_t>(dot));
+  if (extension.size() < 2 || extension.size() > work.longest) return &work.uncounted;
+  const uint64_t key = PackedExtension(work, extension);
+  if (key == 0) return ExtensionInTree(work, extension);
+  TypeEntry* entry = EntryFront::Finder(work.front).Find(key);
+  if (entry != nullptr) return entry;
+  entry = ExtensionInTree(work, extension);
+  work.front.Add(key, entry);
   return entry;
 }
 
@@ -192,76 +202,89 @@ TypeEntry* FindAnyExtension(TypeWork& work, const RecordText& name) {
   return entry;
 }
 
-// The entries of the chosen records of a batch.
-using FoundEntries = std::array<TypeEntry*, RecordBatch::kMost>;
+// Finds the entry under which a record counts by its extension.
+class ExtensionFinder {
+ public:
+  ExtensionFinder(TypeWork& work, RecordBatch& batch)
+      : work_(work), batch_(batch), front_(work.front), folds_(work.foldCase) {
+    batch.LookAtNames();
+    // Behind the '.' of an extension that can be packed stand 8 bits or more, up to so many.
+    const size_t longest = work.packs ? std::min(work.longest, kWordBytes) : 1;
+    mostBits_ = 8 * (longest - 1);
+    packsAll_ = longest == work.longest;
+  }
 
-void FindExtensions(TypeWork& work, RecordBatch& batch, const ChosenRecords& chosen,
-                    FoundEntries& found) {
-  const RecordBatch::Names& names = batch.names();
-  const bool folds = work.foldCase;
-  // Behind the '.' of an extension that can be packed stand 8 bits or more, up to so many.
-  const size_t longest = work.packs ? std::min(work.longest, kWordBytes) : 1;
-  const size_t mostBits = 8 * (longest - 1);
-  const bool packsAll = longest == work.longest;
-  EntryFront::Finder front(work.front);
-  for (size_t at = 0; at < chosen.count; ++at) {
-    const size_t i = chosen.numbers[at];
+  TypeEntry* operator()(size_t i) {
+    const RecordBatch::Names& names = batch_.names();
     const uint64_t tail = names.tail[i];
     const uint64_t dots = MarksOf('.', tail);
     const auto behindDot = static_cast<size_t>(__builtin_clzll(dots | 1));
-    uint64_t key = 0;
-    if (dots != 0 && behindDot - 8 < mostBits && behindDot != 8 * names.text[i].size() - 8) {
-      key = tail >> (kWordBits - 8 - behindDot);
-      if (folds) key = LowerWord(key);
-      found[at] = front.Find(key);
-      if (found[at] != nullptr) continue;
-    } else if (packsAll && names.other[i] == 0) {
-      found[at] = &work.uncounted;
-      continue;
+    if (dots != 0 && behindDot - 8 < mostBits_ && behindDot != 8 * names.text[i].size() - 8) {
+      uint64_t key = tail >> (kWordBits - 8 - behindDot);
+      if (folds_) key = LowerWord(key);
+      if (TypeEntry* entry = front_.Find(key)) return entry;
+    } else if (packsAll_ && names.other[i] == 0) {
+      return &work_.uncounted;
     }
-    found[at] = FindNewExtension(work, batch, i, key);
-    front = EntryFront::Finder(work.front);
+    TypeEntry* entry = FindAnyExtension(work_, batch_, i);
+    front_ = EntryFront::Finder(work_.front);
+    return entry;
   }
-}
 
+ private:
+  TypeWork& work_;
+  RecordBatch& batch_;
+  EntryFront::Finder front_;
+  bool folds_;
+  bool packsAll_;  // an ASCII extension that cannot be packed is too long to count
+  size_t mostBits_;
+};
+
+// And by its user or group ID.
 template <uint8_t RecordLayout::*field>
-void FindIds(TypeWork& work, RecordBatch& batch, const ChosenRecords& chosen, FoundEntries& found) {
-  const size_t offset = batch.layout().*field;
-  EntryFront::Finder front(work.front);
-  for (size_t at = 0; at < chosen.count; ++at) {
-    const uint32_t id = LoadU32(batch.fields(chosen.numbers[at]).bytes() + offset);
-    found[at] = front.Find(id);
-    if (found[at] != nullptr) continue;
-    found[at] = FindNewId(work, id);
-    front = EntryFront::Finder(work.front);
-  }
-}
+class IdFinder {
+ public:
+  IdFinder(TypeWork& work, RecordBatch& batch)
+      : work_(work), batch_(batch), offset_(batch.layout().*field), front_(work.front) {}
 
-template <void (*find)(TypeWork&, RecordBatch&, const ChosenRecords&, FoundEntries&)>
+  TypeEntry* operator()(size_t i) {
+    const uint32_t id = LoadU32(batch_.fields(i).bytes() + offset_);
+    if (TypeEntry* entry = front_.Find(id)) return entry;
+    TypeEntry* entry = FindNewId(work_, id);
+    front_ = EntryFront::Finder(work_.front);
+    return entry;
+  }
+
+ private:
+  TypeWork& work_;
+  const RecordBatch& batch_;
+  size_t offset_;
+  EntryFront::Finder front_;
+};
+
+template <class Finder>
 void Classify(Report& report, RecordBatch& batch) {
   static ChosenRecords chosen;
-  static FoundEntries found;
   ChoosePassing(report.plan, batch, chosen);
-  find(static_cast<TypeWork&>(*report.work), batch, chosen, found);
+  Finder find(static_cast<TypeWork&>(*report.work), batch);
   const size_t sizeOffset = batch.layout().size;
-  for (size_t at = 0; at < chosen.count; ++at) {
-    ++found[at]->count;
-    found[at]->totalBytes += LoadU64(batch.fields(chosen.numbers[at]).bytes() + sizeOffset);
-  }
-  if (fileIncr == 0) return;
-  for (size_t at = 0; at < chosen.count; ++at) {
-    found[at]->allocatedBytes += AllocatedSize(batch.fields(chosen.numbers[at]).size());
-  }
+  ForEachChosen(batch, chosen, [&](size_t i) {
+    TypeEntry* entry = find(i);
+    const uint64_t size = LoadU64(batch.fields(i).bytes() + sizeOffset);
+    ++entry->count;
+    entry->totalBytes += size;
+    entry->allocatedBytes += AllocatedSize(size);
+  });
 }
 
 void ClassifyNothing(Report&, RecordBatch&) {}
 
 // How each type groups. Totals by owner count nothing.
 constexpr std::array<std::pair<uint32_t, Classifier>, 4> kGroupings = {{
-    {kReportFiletypes, Classify<FindExtensions>},
+    {kReportFiletypes, Classify<ExtensionFinder>},
     {kReportOwnerTotals, ClassifyNothing},
-    {kReportUidTotals, Classify<FindIds<&RecordLayout::uid>>},
-    {kReportGidTotals, Classify<FindIds<&RecordLayout::gid>>},
+    {kReportUidTotals, Classify<IdFinder<&RecordLayout::uid>>},
+    {kReportGidTotals, Classify<IdFinder<&RecordLayout::gid>>},
 }};
 
 TypeWork::TypeWork(const Report& report)

@@ -80,6 +80,7 @@ std::vector<Whole> Expected(const ScanSpec& scan) {
 }
 
 void ExpectNames(RecordBatch& batch) {
+  batch.LookAtNames();
   const RecordBatch::Names& names = batch.names();
   for (size_t i = 0; i < batch.size(); ++i) {
     const RecordText& name = batch.At(i).name;
