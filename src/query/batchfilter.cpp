@@ -64,7 +64,7 @@ void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chose
 
 }  // namespace
 
-bool WantsNames(RecordBatch& batch, const ChosenRecords& chosen) {
+bool LookAtNamesFor(RecordBatch& batch, const ChosenRecords& chosen) {
   constexpr size_t kFew = 4;  // one in so many
   if (chosen.count * kFew >= batch.size()) batch.LookAtNames();
   return batch.namesKnown();
@@ -76,7 +76,7 @@ void ChoosePassing(const FilterPlan& plan, RecordBatch& batch, ChosenRecords& ch
   while (step >= 0 && chosen.count > 0) {
     const FilterPlan::Gate gate = plan.GateAt(step);
     const bool ofName = !gate.tests.empty() && gate.tests.front().test != nullptr;
-    if (gate.tests.empty() || (ofName && !WantsNames(batch, chosen))) {
+    if (gate.tests.empty() || (ofName && !LookAtNamesFor(batch, chosen))) {
       Narrow(batch, chosen, [&](size_t i) { return plan.PassesFrom(step, batch.At(i)); });
       break;
     }

@@ -33,8 +33,9 @@ void ForEachChosen(const RecordBatch& batch, const ChosenRecords& chosen, Use&& 
   }
 }
 
-// Whether it is worth while to look at the names of the whole batch for the chosen ones' sake.
-bool WantsNames(RecordBatch& batch, const ChosenRecords& chosen);
+// Looks at the names of the whole batch when that is worth while for the chosen ones' sake. Returns
+// whether they are known.
+bool LookAtNamesFor(RecordBatch& batch, const ChosenRecords& chosen);
 
 // Chooses the records of the batch that pass the plan.
 void ChoosePassing(const FilterPlan& plan, RecordBatch& batch, ChosenRecords& chosen);

@@ -28,7 +28,7 @@ void CheckDuplicates(Report& report, RecordBatch& batch) {
   DupFinder& finder = FinderOf(report);
   static ChosenRecords chosen;
   ChoosePassing(report.plan, batch, chosen);
-  WantsNames(batch, chosen);
+  LookAtNamesFor(batch, chosen);
   for (const uint16_t i : chosen) {
     if ((batch.fields(i).attributes() & kAttrDirectory) != 0) continue;
     const bool runBegins = finder.candidates.Gather(batch.At(i));
