@@ -30,7 +30,7 @@ void Batches(benchmark::State& state, BatchSink take) {
 BENCHMARK_CAPTURE(Batches, take,
                   [](RecordBatch& batch) { benchmark::DoNotOptimize(batch.fields(0).bytes()); });
 BENCHMARK_CAPTURE(Batches, look_at_names, [](RecordBatch& batch) {
-  batch.LookAtNames();
+  batch.WantNames();
   benchmark::DoNotOptimize(batch.names().tail.data());
 });
 

@@ -26,15 +26,19 @@ FilterPlan plan;
 void Compare(RecordBatch& batch) {
   ChosenRecords chosen;
   ChoosePassing(plan, batch, chosen);
-  const uint16_t* next = chosen.begin();
-  for (size_t i = 0; i < batch.size(); ++i) {
-    const bool expected = CheckFilterList(filter, batch.At(i));
-    const bool isChosen = next != chosen.end() && *next == i;
-    if (isChosen) ++next;
-    Require(isChosen == expected);
-    Require(plan.Passes(batch.At(i)) == expected);
-  }
-  Require(next == chosen.end());
+  size_t next = 0;  // record
+  const auto compare = [&](size_t end, bool isChosen) {
+    for (; next < end; ++next) {
+      const bool expected = CheckFilterList(filter, batch.At(next));
+      Require(isChosen == expected);
+      Require(plan.Passes(batch.At(next)) == expected);
+    }
+  };
+  ForEachChosen(batch, chosen, [&](size_t i) {
+    compare(i, false);
+    compare(i + 1, true);
+  });
+  compare(batch.size(), false);
 }
 
 void TryQuery(const Sample& sample, std::string_view text) {

@@ -1,5 +1,6 @@
 #include "detail/recordbatch.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "detail/scandetail.h"
@@ -14,13 +15,12 @@ void RecordBatch::NoteName(size_t i, std::string_view stored) {
   const std::string_view ascii = name.IsAscii() ? name.Ascii() : std::string_view();
   names_.other[i] = name.IsAscii() ? 0 : ++others_;
   names_.tail[i] = TailWord(ascii);
-  names_.text[i] = ascii;
+  names_.length[i] = static_cast<uint16_t>(ascii.size());
 }
 
-// The fixed part stands in front of the name, and enough can be read behind it.
+// The fixed part stands in front of the name, and enough can be read from its start.
 inline void RecordBatch::LookAtName(size_t i, const RecordFields& fields) {
-  static_assert(kNfsRecord.fixedSize >= kReadable);
-  static_assert(kCifsRecord.fixedSize >= kReadable);
+  static_assert(std::min(kNfsRecord.fixedSize, kCifsRecord.fixedSize) >= kWordBytes);
   const std::string_view stored = {
       reinterpret_cast<const char*>(fields.bytes()) + fields.layout().fixedSize,
       fields.nameLength()};
@@ -31,7 +31,7 @@ inline void RecordBatch::LookAtName(size_t i, const RecordFields& fields) {
   }
   names_.other[i] = 0;
   names_.tail[i] = TailInPlace(stored.data(), plain);
-  names_.text[i] = {stored.data(), plain};
+  names_.length[i] = static_cast<uint16_t>(plain);
 }
 
 bool RecordBatch::Fill(RecordReader& reader, uint64_t& position) {
@@ -60,10 +60,10 @@ bool RecordBatch::Fill(RecordReader& reader, uint64_t& position) {
 
 // A batch of one record that has streams or does not stand whole in the window.
 bool RecordBatch::FillWhole(RecordReader& reader, uint64_t& position) {
+  namesKnown_ = false;
   if (!reader.Read(position, record_.view)) return false;
   position = record_.view.next;
   size_ = 1;
-  namesKnown_ = false;
   fixed_[0] = record_.fields().bytes();
   if (record_.view.hasTarget) record_.target.Assign(record_.view.target);
   return true;
@@ -89,10 +89,10 @@ void RecordBatch::NoteDirectories() {
 // The stored name. A record that was read as a whole may lack some of it.
 std::string_view RecordBatch::NameOf(size_t i) const {
   if (record_.view.extended) return record_.view.name;
-  return {reinterpret_cast<const char*>(fixed_[i]) + layout_->fixedSize, fields(i).nameLength()};
+  return {NameStart(i), fields(i).nameLength()};
 }
 
-void RecordBatch::LookAtAllNames() {
+void RecordBatch::LookAtNames() {
   namesKnown_ = true;
   if (record_.view.extended) {
     NoteName(0, record_.view.name);
@@ -116,7 +116,7 @@ void RecordBatch::Assemble(size_t i) {
     }
   }
   record_.name.Assign(record_.view.name);
-  if (namesKnown_ && names_.other[i] == 0) record_.name.SetAscii(names_.text[i], names_.tail[i]);
+  if (namesKnown_ && names_.other[i] == 0) record_.name.SetAscii(AsciiName(i), names_.tail[i]);
   record_.allocatedSize = AllocatedSize(record_.fields().size());
   if (directoryOf_[i] == kNone) {
     record_.directory = &directoryBefore_;

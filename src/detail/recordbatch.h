@@ -31,22 +31,27 @@ class RecordBatch {
   const RecordLayout& layout() const { return *layout_; }
   // The fixed part of record `i`.
   RecordFields fields(size_t i) const { return {fixed_[i], layout_}; }
+  // Has the processor fetch what stands as far behind record `i` as a batch is long, most likely.
+  // For a loop over all records that has the memory idle; the next batch is there then.
+  void FetchBehind(size_t i) const { __builtin_prefetch(fixed_[i] + kMost * kUsualLength); }
   // The ASCII forms of the names (AsciiText), column by column.
   struct Names {
     std::array<uint8_t, kMost> other;  // not 0: the name has none
     std::array<uint64_t, kMost> tail;
-    std::array<std::string_view, kMost> text;
+    std::array<uint16_t, kMost> length;
   };
-  // To be called by who needs most of the names; those of the next batch are then looked at while
-  // it is filled, which costs less.
-  void LookAtNames() {
+  // Looks at the names, and orders those of the next batch: looked at while it is filled they cost
+  // less. For who needs most of them.
+  void WantNames() {
     namesWanted_ = true;
-    if (!namesKnown_) LookAtAllNames();
+    if (!namesKnown_) LookAtNames();
   }
   bool namesKnown() const { return namesKnown_; }
   // REQUIRES: namesKnown().
   const Names& names() const { return names_; }
-  // A name that is not ASCII, decoded once a batch.
+  // The ASCII form of a name; empty when it has none.
+  std::string_view AsciiName(size_t i) const { return {NameStart(i), names_.length[i]}; }
+  // A name that is not ASCII, decoded at most once a batch.
   const RecordText& OtherName(size_t i) const { return otherNames_[names_.other[i] - 1]; }
   // Record `i` as a whole. Valid until the next call.
   const ScanRecord& At(size_t i) {
@@ -56,6 +61,7 @@ class RecordBatch {
 
  private:
   static_assert(kMost < 0xFF, "names that are not ASCII are numbered with a byte");
+  static constexpr size_t kUsualLength = 80;  // bytes of a record with its name
   // The number of a record that is none of the batch.
   static constexpr uint16_t kNone = 0xFFFF;
 
@@ -63,7 +69,10 @@ class RecordBatch {
   size_t LastDirectory() const;
   void NoteDirectories();
   std::string_view NameOf(size_t i) const;
-  void LookAtAllNames();
+  const char* NameStart(size_t i) const {
+    return reinterpret_cast<const char*>(fixed_[i]) + layout_->fixedSize;
+  }
+  void LookAtNames();
   void LookAtName(size_t i, const RecordFields& fields);
   void NoteName(size_t i, std::string_view stored);
   void Assemble(size_t i);

@@ -20,8 +20,8 @@ uint64_t SizeOfFile(int fd) {
 // Offsets of mappings are multiples of this; all page sizes in use divide it.
 constexpr uint64_t kPage = 2 * 1024 * 1024;
 
-// A mapped page that the system cannot read raises SIGBUS where it is touched. That is only ever in
-// the middle of looking at a record, so the handler may leave like any other failure.
+// A mapped page that the system cannot read raises SIGBUS where it is touched. That is only ever
+// while a record is looked at or mapped ahead, so the handler may leave like any other failure.
 bool EndRunOnBusErrors() {
   struct sigaction action {};
   action.sa_handler = [](int) { ErrExit(L"Error reading scan detail file\n"); };
@@ -57,8 +57,9 @@ const unsigned char* FileWindow::Move(uint64_t position, size_t size, size_t& av
     void* mapped = mmap(nullptr, length, PROT_READ, MAP_SHARED, fd_, static_cast<off_t>(start));
     if (mapped == MAP_FAILED) PosixErrExit(0, L"Error reading scan detail file\n");
     data_ = static_cast<const unsigned char*>(mapped);
-    start_ = mappedTo_ = start;
+    start_ = start;
     held_ = length;
+    mapped_ = 0;
     sure_ = length >= kSurely ? length - (kSurely - 1) : 0;
   }
   available = held_ - static_cast<size_t>(position - start_);

@@ -61,13 +61,15 @@ class FileWindow {
   // `position`. The processor fetches nothing ahead from where nothing is mapped yet. Who jumps
   // over blocks would not need it.
   void MapAhead(uint64_t position) {
-    const uint64_t next = position - position % kMappedAtOnce + kMappedAtOnce;
-    if (next < mappedTo_) return;
-    const bool fromNear = position < mappedTo_ + kMappedAtOnce;
-    mappedTo_ = next;
-    if (!fromNear || next - start_ >= held_) return;
-    static_cast<void>(*static_cast<const volatile unsigned char*>(data_ + (next - start_)));
-    mappedTo_ += kMappedAtOnce;
+    const uint64_t offset = position - start_;
+    if (offset >= held_) return;
+    const size_t next = NextBlock(static_cast<size_t>(offset));
+    if (next < mapped_) return;
+    const bool fromNear = offset < mapped_ + kMappedAtOnce;
+    mapped_ = next;
+    if (!fromNear || next >= held_) return;
+    static_cast<void>(*static_cast<const volatile unsigned char*>(data_ + next));
+    mapped_ += kMappedAtOnce;
   }
   uint64_t fileSize() const { return fileSize_; }
 
@@ -79,9 +81,13 @@ class FileWindow {
  private:
   static constexpr size_t kWindow = size_t{16} << 20;
   static constexpr size_t kCacheLine = 64;
-  // A page that is touched brings those around it along: an aligned block of this size
+  // A page that is touched brings those around it along: a block of this size, aligned in memory
   // (fault_around_bytes of Linux, as it comes).
   static constexpr size_t kMappedAtOnce = 64 * 1024;
+  // Offset of the block behind the one that holds `offset`.
+  size_t NextBlock(size_t offset) const {
+    return offset + kMappedAtOnce - reinterpret_cast<uintptr_t>(data_ + offset) % kMappedAtOnce;
+  }
 
   const unsigned char* Move(uint64_t position, size_t size, size_t& available);
   void Unmap();
@@ -89,10 +95,10 @@ class FileWindow {
   int fd_;
   uint64_t fileSize_;
   const unsigned char* data_ = nullptr;
-  uint64_t start_ = 0;     // file position of the window's first byte
-  size_t held_ = 0;        // bytes in the window
-  size_t sure_ = 0;        // bytes of it that have kSurely - 1 more behind them
-  uint64_t mappedTo_ = 0;  // file position up to which blocks are mapped, as far as MapAhead knows
+  uint64_t start_ = 0;  // file position of the window's first byte
+  size_t held_ = 0;     // bytes in the window
+  size_t sure_ = 0;     // bytes of it that have kSurely - 1 more behind them
+  size_t mapped_ = 0;   // bytes of it that are mapped, as far as MapAhead knows
 };
 
 // One alternate stream of a record.
@@ -107,7 +113,7 @@ struct RecordView {
   std::string_view name;    // stored bytes
   std::string_view target;  // stored bytes; empty when the record has none
   bool hasTarget = false;
-  bool extended = false;    // one of target, hasTarget, streams and streamCount is set
+  bool extended = false;    // not read at once: texts may be cut, nothing can be read around them
   uint64_t position = 0;    // file offset of the record
   uint64_t next = 0;        // file offset of the next one
   uint64_t streams = 0;     // file offset of the first alternate-stream entry
@@ -154,8 +160,9 @@ class RecordReader {
 
   // Hands on records from `position` on, which it moves behind them, as long as there are no more
   // than `most`, they stand whole in the window as it is, without streams, and `kReadable` bytes
-  // can be read from the start of their names. Calls take(number, fields) for each; they are valid
-  // until the next call on the reader. Returns their number.
+  // can be read from the start of their names. Calls take(number, fields) for each, `fields` being
+  // valid during the call and the bytes they stand for until the next call on the reader. Returns
+  // how many there were.
   template <class Take>
   size_t ReadAhead(uint64_t& position, size_t most, Take&& take) {
     window_.MapAhead(position);

@@ -23,8 +23,8 @@ struct AsciiText {
   std::string_view text;  // the bytes, where they are stored; empty when it is not known
 };
 
-// Where `kReadable` bytes can be read in front of and from the start of a stored text, most looks
-// are quicker: the length of the ASCII text, SIZE_MAX for one that needs a closer look.
+// Where `kReadable` bytes can be read from the start of a stored text, and a word in front of it,
+// most looks are quicker: the length of the ASCII text, SIZE_MAX for one that needs a closer look.
 inline constexpr size_t kReadable = 3 * kBlockBytes;
 inline size_t PlainLengthInPlace(std::string_view stored) {
   const auto unplain = [&](size_t block) {
@@ -50,7 +50,7 @@ class RecordText {
     form_ = Form::kUndecided;
     stamp_ = 0;
   }
-  // The same for a text around which `kReadable` bytes can be read; looks at it at once.
+  // The same for a text that can be looked at in place (PlainLengthInPlace); does so at once.
   void AssignInPlace(std::string_view stored) {
     Assign(stored);
     if (const size_t plain = PlainLengthInPlace(stored); plain != SIZE_MAX) {

@@ -1,7 +1,5 @@
 #include "query/batchfilter.h"
 
-#include <numeric>
-
 namespace tabulon {
 namespace {
 
@@ -19,8 +17,7 @@ void ChooseIf(ChosenRecords& chosen, size_t count, Number&& number, Passes&& pas
   chosen.count = kept;
 }
 
-// Leaves those of `chosen` that pass. While all records are chosen, their numbers do not stand
-// there yet.
+// Leaves those of `chosen` that pass.
 template <class Passes>
 void Narrow(const RecordBatch& batch, ChosenRecords& chosen, Passes&& passes) {
   if (chosen.count == batch.size()) {
@@ -57,7 +54,7 @@ void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chose
   }
   Narrow(batch, chosen, [&](size_t i) {
     const bool matches = names.other[i] != 0 ? test.pattern->Match(batch.OtherName(i).Wide())
-                                             : test.pattern->Match(names.text[i]);
+                                             : test.pattern->Match(batch.AsciiName(i));
     return matches == test.expected;
   });
 }
@@ -66,7 +63,7 @@ void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chose
 
 bool LookAtNamesFor(RecordBatch& batch, const ChosenRecords& chosen) {
   constexpr size_t kFew = 4;  // one in so many
-  if (chosen.count * kFew >= batch.size()) batch.LookAtNames();
+  if (chosen.count * kFew >= batch.size()) batch.WantNames();
   return batch.namesKnown();
 }
 
@@ -87,7 +84,6 @@ void ChoosePassing(const FilterPlan& plan, RecordBatch& batch, ChosenRecords& ch
     }
     step = gate.next;
   }
-  if (chosen.count == batch.size()) std::iota(chosen.begin(), chosen.end(), uint16_t{0});
 }
 
 }  // namespace tabulon

@@ -11,30 +11,27 @@
 
 namespace tabulon {
 
-// Numbers of records of a batch, ascending.
+// Numbers of records of a batch, ascending. They need not stand there when all are chosen.
 struct ChosenRecords {
   std::array<uint16_t, RecordBatch::kMost> numbers;
   size_t count = 0;
-
-  uint16_t* begin() { return numbers.data(); }
-  uint16_t* end() { return numbers.data() + count; }
-  const uint16_t* begin() const { return numbers.data(); }
-  const uint16_t* end() const { return numbers.data() + count; }
 };
 
-// Calls use(number) for each of the chosen records. All of them are counted off, which takes less
-// time than their numbers.
+// Calls use(number) for each of the chosen records.
 template <class Use>
 void ForEachChosen(const RecordBatch& batch, const ChosenRecords& chosen, Use&& use) {
   if (chosen.count == batch.size()) {
-    for (size_t i = 0; i < batch.size(); ++i) use(i);
+    for (size_t i = 0; i < batch.size(); ++i) {
+      batch.FetchBehind(i);
+      use(i);
+    }
   } else {
-    for (const uint16_t i : chosen) use(size_t{i});
+    for (size_t at = 0; at < chosen.count; ++at) use(size_t{chosen.numbers[at]});
   }
 }
 
 // Looks at the names of the whole batch when that is worth while for the chosen ones' sake. Returns
-// whether they are known.
+// whether the names are known.
 bool LookAtNamesFor(RecordBatch& batch, const ChosenRecords& chosen);
 
 // Chooses the records of the batch that pass the plan.

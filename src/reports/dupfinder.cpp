@@ -29,11 +29,11 @@ void CheckDuplicates(Report& report, RecordBatch& batch) {
   static ChosenRecords chosen;
   ChoosePassing(report.plan, batch, chosen);
   LookAtNamesFor(batch, chosen);
-  for (const uint16_t i : chosen) {
-    if ((batch.fields(i).attributes() & kAttrDirectory) != 0) continue;
+  ForEachChosen(batch, chosen, [&](size_t i) {
+    if ((batch.fields(i).attributes() & kAttrDirectory) != 0) return;
     const bool runBegins = finder.candidates.Gather(batch.At(i));
     if (runBegins && finder.files) finder.files->NewRun();
-  }
+  });
 }
 
 void DumpDuplicateTree(Report& report) {

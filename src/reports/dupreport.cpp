@@ -47,6 +47,7 @@ class Batch {
         text_(kTextRoom) {}
 
   // A text that the batch keeps: its ASCII form where there is one, else as it is stored.
+  // A stored name has 16 bits of length.
   struct Text {
     uint32_t at = 0;
     uint16_t length = 0;
@@ -91,7 +92,8 @@ class Batch {
   void Assign(RecordText& to, const Text& text) const {
     const std::string_view bytes = {text_.begin() + text.at, text.length};
     to.Assign(bytes);
-    if (text.isAscii) to.SetAscii(bytes, 0);  // nobody asks for an extension here
+    if (text.isAscii)
+      to.SetAscii(bytes, 0);  // the tail serves extensions, of which none is asked for
   }
   // Has the processor fetch what a member some places ahead needs.
   void Prefetch(size_t member) const {
@@ -107,6 +109,7 @@ class Batch {
   // The texts are what was counted, unless someone changes the scan file meanwhile: then some may
   // stay away.
   static constexpr size_t kTextRoom = kBatchText + (size_t{1} << 20);
+  static_assert(kTextRoom <= UINT32_MAX);
 
   // Where a member and its directory stand in the file.
   struct Place {

@@ -36,9 +36,9 @@ class EntryFront {
   EntryFront() { Resize(kFirstBits); }
 
   // What finds keys until the next Add: loops keep a copy, which nothing they write can change.
-  class Finder {
+  class Lookup {
    public:
-    explicit Finder(const EntryFront& front) : slots_(front.slots_.data()), shift_(front.shift_) {}
+    explicit Lookup(const EntryFront& front) : slots_(front.slots_.data()), shift_(front.shift_) {}
     // The entry of a key; null when it is not held.
     TypeEntry* Find(uint64_t key) const {
       const Slot* slot = slots_ + HomeOf(key, shift_);
@@ -189,7 +189,7 @@ uint64_t PackedExtension(const TypeWork& work, std::wstring_view extension) {
   if (extension.size() < 2 || extension.size() > work.longest) return &work.uncounted;
   const uint64_t key = PackedExtension(work, extension);
   if (key == 0) return ExtensionInTree(work, extension);
-  TypeEntry* entry = EntryFront::Finder(work.front).Find(key);
+  TypeEntry* entry = EntryFront::Lookup(work.front).Find(key);
   if (entry != nullptr) return entry;
   entry = ExtensionInTree(work, extension);
   work.front.Add(key, entry);
@@ -207,8 +207,8 @@ class ExtensionFinder {
  public:
   ExtensionFinder(TypeWork& work, RecordBatch& batch)
       : work_(work), batch_(batch), front_(work.front), folds_(work.foldCase) {
-    batch.LookAtNames();
-    // Behind the '.' of an extension that can be packed stand 8 bits or more, up to so many.
+    batch.WantNames();
+    // The front knows extensions that fill a word or less, with their '.'.
     const size_t longest = work.packs ? std::min(work.longest, kWordBytes) : 1;
     mostBits_ = 8 * (longest - 1);
     packsAll_ = longest == work.longest;
@@ -219,7 +219,8 @@ class ExtensionFinder {
     const uint64_t tail = names.tail[i];
     const uint64_t dots = MarksOf('.', tail);
     const auto behindDot = static_cast<size_t>(__builtin_clzll(dots | 1));
-    if (dots != 0 && behindDot - 8 < mostBits_ && behindDot != 8 * names.text[i].size() - 8) {
+    // No extension: nothing behind the '.' (the difference wraps), or nothing in front of it.
+    if (dots != 0 && behindDot - 8 < mostBits_ && behindDot != 8 * size_t{names.length[i]} - 8) {
       uint64_t key = tail >> (kWordBits - 8 - behindDot);
       if (folds_) key = LowerWord(key);
       if (TypeEntry* entry = front_.Find(key)) return entry;
@@ -227,20 +228,20 @@ class ExtensionFinder {
       return &work_.uncounted;
     }
     TypeEntry* entry = FindAnyExtension(work_, batch_, i);
-    front_ = EntryFront::Finder(work_.front);
+    front_ = EntryFront::Lookup(work_.front);
     return entry;
   }
 
  private:
   TypeWork& work_;
   RecordBatch& batch_;
-  EntryFront::Finder front_;
+  EntryFront::Lookup front_;
   bool folds_;
-  bool packsAll_;  // an ASCII extension that cannot be packed is too long to count
-  size_t mostBits_;
+  bool packsAll_;    // an ASCII name whose extension cannot be packed does not count
+  size_t mostBits_;  // behind the '.' of what the front knows
 };
 
-// And by its user or group ID.
+// Finds the entry under which a record counts by its user or group ID.
 template <uint8_t RecordLayout::*field>
 class IdFinder {
  public:
@@ -251,7 +252,7 @@ class IdFinder {
     const uint32_t id = LoadU32(batch_.fields(i).bytes() + offset_);
     if (TypeEntry* entry = front_.Find(id)) return entry;
     TypeEntry* entry = FindNewId(work_, id);
-    front_ = EntryFront::Finder(work_.front);
+    front_ = EntryFront::Lookup(work_.front);
     return entry;
   }
 
@@ -259,13 +260,14 @@ class IdFinder {
   TypeWork& work_;
   const RecordBatch& batch_;
   size_t offset_;
-  EntryFront::Finder front_;
+  EntryFront::Lookup front_;
 };
 
 template <class Finder>
 void Classify(Report& report, RecordBatch& batch) {
   static ChosenRecords chosen;
   ChoosePassing(report.plan, batch, chosen);
+  if (chosen.count == 0) return;  // nobody needs the names
   Finder find(static_cast<TypeWork&>(*report.work), batch);
   const size_t sizeOffset = batch.layout().size;
   ForEachChosen(batch, chosen, [&](size_t i) {

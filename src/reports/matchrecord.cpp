@@ -67,10 +67,10 @@ void Note(Report& report, const ScanRecord& record) {
 void OfferToList(const Watch& watch, RecordBatch& batch) {
   static ChosenRecords chosen;
   ChoosePassing(watch.report->plan, batch, chosen);
-  for (const uint16_t i : chosen) {
+  ForEachChosen(batch, chosen, [&](size_t i) {
     const ScanRecord& record = batch.At(i);
     if (watch.selector.Selects(record)) Note(*watch.report, record);
-  }
+  });
 }
 
 void OfferBatch(RecordBatch& batch) {
