@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/prefetch.h"
 #include "detail/dtlformat.h"
 #include "detail/recordtext.h"
 
@@ -53,9 +54,7 @@ class FileWindow {
   // Has the processor fetch the start of what stands at `position`, when the window shows it.
   void Prefetch(uint64_t position) const {
     const uint64_t offset = position - start_;
-    if (offset >= sure_) return;
-    __builtin_prefetch(data_ + offset);
-    __builtin_prefetch(data_ + offset + kCacheLine);
+    if (offset < sure_) PrefetchStart(data_ + offset);
   }
   // To be called on the way through the file: has the system map the block behind the one of
   // `position`. The processor fetches nothing ahead from where nothing is mapped yet. Who jumps
@@ -80,7 +79,6 @@ class FileWindow {
 
  private:
   static constexpr size_t kWindow = size_t{16} << 20;
-  static constexpr size_t kCacheLine = 64;
   // A page that is touched brings those around it along: a block of this size, aligned in memory
   // (fault_around_bytes of Linux, as it comes).
   static constexpr size_t kMappedAtOnce = 64 * 1024;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/hugearray.h"
+#include "base/prefetch.h"
 #include "config/settings.h"
 #include "detail/detailfile.h"
 #include "detail/recordreader.h"
@@ -46,8 +47,8 @@ class Batch {
         entries_(dupLimits.written),
         text_(kTextRoom) {}
 
-  // A text that the batch keeps: its ASCII form where there is one, else as it is stored.
-  // A stored name has 16 bits of length.
+  // A text that the batch keeps: its ASCII form where there is one, else as it is stored. A stored
+  // name has 16 bits of length.
   struct Text {
     uint32_t at = 0;
     uint16_t length = 0;
@@ -60,7 +61,6 @@ class Batch {
     uint32_t created = 0;
     uint32_t accessed = 0;
     uint32_t modified = 0;
-    bool inDirectory = false;
   };
 
   bool full() const { return members_.size() >= dupLimits.written || textLength_ >= kBatchText; }
@@ -89,23 +89,23 @@ class Batch {
 
   const std::vector<GroupPart>& parts() const { return parts_; }
   const Entry& entry(size_t member) const { return entries_[member]; }
+  // Whether the scan names the member's directory: not for files before the first one.
+  bool InDirectory(size_t member) const { return members_[member].directory != 0; }
   void Assign(RecordText& to, const Text& text) const {
     const std::string_view bytes = {text_.begin() + text.at, text.length};
     to.Assign(bytes);
-    if (text.isAscii)
-      to.SetAscii(bytes, 0);  // the tail serves extensions, of which none is asked for
+    // The tail serves extensions, of which none is asked for.
+    if (text.isAscii) to.SetAscii(bytes, 0);
   }
   // Has the processor fetch what a member some places ahead needs.
   void Prefetch(size_t member) const {
     if (member >= members_.size()) return;
     const Entry& entry = entries_[member];
     __builtin_prefetch(text_.begin() + entry.name.at);
-    __builtin_prefetch(text_.begin() + entry.directory.at);
-    __builtin_prefetch(text_.begin() + entry.directory.at + kCacheLine);
+    PrefetchStart(text_.begin() + entry.directory.at);
   }
 
  private:
-  static constexpr size_t kCacheLine = 64;
   // The texts are what was counted, unless someone changes the scan file meanwhile: then some may
   // stay away.
   static constexpr size_t kTextRoom = kBatchText + (size_t{1} << 20);
@@ -130,7 +130,7 @@ class Batch {
   HugeArray<char> text_;
   uint64_t textLength_ = 0;
   uint64_t directoryPosition_ = 0;
-  Entry inDirectory_;  // with the directory that was read last
+  Text directory_;  // the one that was read last
   RecordText look_;
 };
 
@@ -138,7 +138,7 @@ void Batch::ReadRecords() {
   entries_.Resize(members_.size());
   SortPlaces();
   directoryPosition_ = 0;
-  inDirectory_ = {};
+  directory_ = {};
   for (size_t i = 0; i < places_.size(); ++i) {
     if (i + kLookAhead < places_.size()) {
       const Place& ahead = places_[i + kLookAhead];
@@ -174,18 +174,16 @@ void Batch::ReadRecord(const Place& from) {
   RecordView view;
   if (from.directory != directoryPosition_) {
     directoryPosition_ = from.directory;
-    inDirectory_ = {};
-    inDirectory_.inDirectory = from.directory != 0;
-    if (records_.Read(from.directory, view)) inDirectory_.directory = KeepName(view);
+    directory_ = records_.Read(from.directory, view) ? KeepName(view) : Text{};
   }
   Entry& entry = entries_[from.member];
   entry = {};
   if (!records_.Read(from.position, view)) return;
-  entry = inDirectory_;
-  entry.name = KeepName(view);
-  entry.created = view.fields.created();
-  entry.accessed = view.fields.accessed();
-  entry.modified = view.fields.modified();
+  entry = {.name = KeepName(view),
+           .directory = directory_,
+           .created = view.fields.created(),
+           .accessed = view.fields.accessed(),
+           .modified = view.fields.modified()};
 }
 
 class Writer {
@@ -220,7 +218,7 @@ class Writer {
     if (part.begins()) WriteHeading(part.group, batch.entry(member));
     for (size_t i = 0; i < part.count; ++i) {
       batch.Prefetch(member + i + kLookAhead);
-      WriteMember(batch, batch.entry(member + i));
+      WriteMember(batch, member + i);
     }
     if (part.ends()) writer_.EndLine();
   }
@@ -236,13 +234,14 @@ class Writer {
     writer_.EndLine();
   }
 
-  void WriteMember(const Batch& batch, const Batch::Entry& entry) {
+  void WriteMember(const Batch& batch, size_t member) {
+    const Batch::Entry& entry = batch.entry(member);
     batch.Assign(directory_, entry.directory);
     batch.Assign(name_, entry.name);
     writer_.Add(std::string_view("  "));
     // Files before the first directory are in an empty one.
     const wchar_t last =
-        entry.inDirectory ? AddDirectory(report_, root_, directory_, writer_) : L'\0';
+        batch.InDirectory(member) ? AddDirectory(report_, root_, directory_, writer_) : L'\0';
     // A backslash is used whatever the scanned system's separator is. Kept so.
     if (last != L'\\') writer_.Add('\\');
     writer_.Add(name_).EndLine();

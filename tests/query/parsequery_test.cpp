@@ -137,13 +137,15 @@ struct BadQuery {
   int position = -1;
 };
 
+constexpr const char* kIncomplete = "incomplete query specification";
+
 // clang-format off
 constexpr BadQuery kBadQueries[] = {
-    {kRootNfs, "", "incomplete query specification"},
-    {kRootNfs, "   ", "incomplete query specification"},
-    {kRootNfs, "size gt", "incomplete query specification"},
-    {kRootNfs, "name is '", "incomplete query specification"},
-    {kRootNfs, "size gt 1 [or]", "incomplete query specification"},
+    {kRootNfs, "", kIncomplete},
+    {kRootNfs, "   ", kIncomplete},
+    {kRootNfs, "size gt", kIncomplete},
+    {kRootNfs, "name is '", kIncomplete},
+    {kRootNfs, "size gt 1 [or]", kIncomplete},
     {kRootNfs, "[and] size gt 1", "invalid query object: [and]", 6},
     {kRootNfs, "'' is a", "invalid query object: ", 2},
     {kRootNfs, "size like 5", "invalid query operator: like", 10},
