@@ -1,6 +1,5 @@
-// Wildcard templates for names and paths: '?' is one character, '*' a run within one path
-// component,
-// '~' a run across components, "'" quotes the next wildcard.
+// Wildcard templates for names and paths. '?' is one character, '*' is a run within one component
+// of the path, '~' is a run across components, "'" quotes the next wildcard.
 #pragma once
 
 #include <algorithm>

@@ -1,16 +1,24 @@
-// The [parameters] section: settings that all reports share. Each keyword sets one global, in the
+// clang-format off
+// The [parameters] section: settings that all reports share. Each keyword sets one variable, in the
 // order of the lines: a later line replaces an earlier one unless noted.
 //
-//   fileincrement, maxpathlength        a number          fileIncr, maxPath
-//   timebase                            now, scandate     scanDateRelative ("scandate" undoes
-//   nothing) filesizebands, [cma]datebands       comma lists       the band tables dateformat any
-//   text          dateFmt csvsep                              a character       csvSep (once only;
-//   t is a tab) csvhdrs                             yes, no           csvHdrs maxpathunits,
-//   isocodepage           a name            maxPathUnits, isoCodepage and their names
-//   reportdirectory                     a path            reportDir (the first one stays)
-//   permissionform, textoutput,
-//   pathform, nameform                  a name            aclPerms, textFormat, pathFormDflt,
-//   namesDflt
+//   keyword                        value            sets
+//   fileincrement                  a number         fileIncr
+//   maxpathlength                  a number         maxPath
+//   maxpathunits                   a name           maxPathUnits
+//   timebase                       now, scandate    scanDateRelative ("scandate" undoes nothing)
+//   filesizebands                  a comma list     sizeBands
+//   [cma]datebands                 a comma list     cdateBands, mdateBands, adateBands
+//   dateformat                     any text         dateFmt
+//   csvsep                         a character      csvSep (once only; "t" is a tab)
+//   csvhdrs                        yes, no          csvHdrs
+//   isocodepage                    a name           isoCodepage
+//   reportdirectory                a path           reportDir (the first one stays)
+//   permissionform                 a name           aclPerms
+//   textoutput                     a name           textFormat
+//   pathform                       a name           pathFormDflt
+//   nameform                       a name           namesDflt
+// clang-format on
 #pragma once
 
 #include <cstddef>

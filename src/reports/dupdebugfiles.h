@@ -1,6 +1,7 @@
 // The duplicate finder's files in the form that -z keeps in the working directory: one file of
 // sorted records a run ("duptemp<n>.tmp"), and the groups of all runs together ("dupmerge.tmp").
 //
+// clang-format off
 // Every record has 56 bytes:
 //   0   digest (16)
 //   16  u32 sequence number within the group and run
@@ -8,10 +9,11 @@
 //   24  u64 file size
 //   32  u64 record position
 //   40  u64 directory position
-//   48  u32 counter: in a run's file, at sequence 0, the further files of the group in that run; in
-//   the
-//       merged file, at the first record of a group, the records of the group
+//   48  u32 counter
+//         in a run's file, at sequence 0: the further files of the group in that run
+//         in the merged file, at the first record of a group: the records of the group
 //   52  zero (4)
+// clang-format on
 // A run's file ends with 56 bytes of 0xFF.
 #pragma once
 

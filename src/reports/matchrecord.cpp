@@ -22,9 +22,9 @@ Offer NewDuplicateCheck(Report& report) {
 // Which reports look at records, and how, by type. The first row that fits counts.
 struct OfferRow {
   uint32_t mask;
-  uint32_t
-      type;    // the report's type under the mask; 0: any bit of the mask, or any type without one
-  bool looks;  // false: reports of this type look at no record
+  // The report's type under the mask; 0: any bit of the mask, or any type where there is no mask.
+  uint32_t type;
+  bool looks;                        // false: reports of this type look at no record
   Offer (*prepare)(Report& report);  // makes the report ready; null: it lists what is selected
 };
 constexpr OfferRow kOffers[] = {

@@ -17,8 +17,8 @@
 
 namespace tabulon {
 
-// Room for any text of ValueStr, EditValue, EditValueMetric and FormatPerms; the longest has 45
-// units, "16.777.215.999tb (-9,223,372,036,854,775,808)" being of that length.
+// Room for any text of ValueStr, EditValue, EditValueMetric and FormatPerms. The longest has 45
+// units: "16.777.215.999tb (-9,223,372,036,854,775,808)".
 inline constexpr size_t kValueTextSize = 64;
 using ValueText = std::array<wchar_t, kValueTextSize>;
 
@@ -51,10 +51,9 @@ inline std::wstring_view ModeLetters(uint32_t mode, ValueText& buffer) {
   return BitLetters(modeTbl, mode, buffer);
 }
 
-// A time (seconds since 1970) in the local zone, by the wcsftime(3) format `format`; null stands
-// for
-// "%x %X", and "%n" alone prints the number of seconds. Text that does not fit the buffer ends
-// where the C library stopped writing. "<invalid>" when the time has no local form.
+// A time (seconds since 1970) in the local zone, by the wcsftime(3) format `format`. Null means
+// "%x %X"; "%n" alone prints the number of seconds. Text that does not fit the buffer ends where
+// the C library stopped writing. "<invalid>" when the time has no local form.
 std::wstring_view FormatFileTime(uint64_t seconds, const wchar_t* format,
                                  std::span<wchar_t> buffer);
 
