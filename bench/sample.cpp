@@ -7,8 +7,8 @@
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
-#include "tools/mkdtlcommands.h"
-#include "tools/stringsink.h"
+#include "tests/support/stringsink.h"
+#include "tools/mkdtl/commands.h"
 
 namespace tabulon {
 namespace {

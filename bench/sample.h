@@ -10,7 +10,7 @@
 #include "base/uniquefd.h"
 #include "detail/detailfile.h"
 #include "detail/recordbatch.h"
-#include "tools/dtlwriter.h"
+#include "tools/scanwriter/dtlwriter.h"
 
 namespace tabulon {
 

@@ -9,7 +9,7 @@
 #include "fuzz/target.h"
 #include "reports/dupfinder.h"
 #include "reports/matchrecord.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 
 using namespace tabulon;
 

@@ -6,7 +6,7 @@
 #include "base/endian.h"
 #include "config/reportdefs.h"
 #include "detail/reporttype.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 namespace {

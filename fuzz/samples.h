@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/dtlwriter.h"
+#include "tools/scanwriter/dtlwriter.h"
 
 namespace tabulon {
 

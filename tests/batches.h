@@ -9,7 +9,7 @@
 #include "base/uniquefd.h"
 #include "detail/recordbatch.h"
 #include "support.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "support.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 namespace {

@@ -17,7 +17,7 @@
 #include "detail/detailfile.h"
 #include "fuzz/faults.h"
 #include "support.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 #include "uncompressed.h"
 
 namespace tabulon {

@@ -12,7 +12,7 @@
 #include "base/uniquefd.h"
 #include "detail/recordtext.h"
 #include "support.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 namespace {

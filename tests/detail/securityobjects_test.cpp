@@ -11,7 +11,7 @@
 
 #include "detail/detailfile.h"
 #include "support.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 namespace {

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "support.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 

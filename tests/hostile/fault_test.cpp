@@ -15,7 +15,7 @@
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
 #include "reports/dupfinder.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 namespace {

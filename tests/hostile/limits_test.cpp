@@ -10,8 +10,8 @@
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
 #include "reports/dupgroups.h"
+#include "tests/support/dtlbuild.h"
 #include "tests/terminal.h"
-#include "tools/dtlbuild.h"
 
 namespace tabulon {
 namespace {

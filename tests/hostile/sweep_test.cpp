@@ -12,7 +12,7 @@
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
 #include "reports/dupfinder.h"
-#include "tools/littlebytes.h"
+#include "tools/scanwriter/littlebytes.h"
 
 namespace tabulon {
 namespace {

@@ -5,8 +5,8 @@
 
 #include "detail/detailfile.h"
 #include "detail/scanrecord.h"
-#include "tools/dtlwriter.h"
-#include "tools/littlebytes.h"
+#include "tools/scanwriter/dtlwriter.h"
+#include "tools/scanwriter/littlebytes.h"
 
 namespace tabulon {
 

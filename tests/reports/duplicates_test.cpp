@@ -19,7 +19,7 @@
 #include "reports/dupreport.h"
 #include "reports/matchrecord.h"
 #include "support.h"
-#include "tools/dtlbuild.h"
+#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 namespace {

@@ -1,12 +1,12 @@
-#include "tools/dtlwriter.h"
+#include "tools/scanwriter/dtlwriter.h"
 
 #include <gmock/gmock.h>
 
 #include <tuple>
 
 #include "scanread.h"
-#include "tools/dtlbuild.h"
-#include "tools/dtlcompress.h"
+#include "tests/support/dtlbuild.h"
+#include "tools/scanwriter/dtlcompress.h"
 #include "uncompressed.h"
 
 namespace tabulon {

@@ -12,7 +12,7 @@
 #include <filesystem>
 
 #include "scanread.h"
-#include "tools/dtlcompress.h"
+#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 namespace {

@@ -1,4 +1,4 @@
-#include "tools/mkdtlwalk.h"
+#include "tools/mkdtl/walk.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -14,7 +14,7 @@
 #include "detail/dtlformat.h"
 #include "detail/recordreader.h"
 #include "support.h"
-#include "tools/dtlwriter.h"
+#include "tools/scanwriter/dtlwriter.h"
 
 namespace tabulon {
 

@@ -1,0 +1,191 @@
+// dtlexport: the command line, and the way from the scan's records to rows on standard output.
+#include <getopt.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/localebytes.h"
+#include "base/loganderr.h"
+#include "base/memory.h"
+#include "base/tempfile.h"
+#include "base/utf.h"
+#include "query/parsequery.h"
+#include "tools/dtlexport/fields.h"
+#include "tools/dtlexport/scan.h"
+#include "tools/dtlexport/scantexts.h"
+
+namespace tabulon {
+namespace {
+
+constexpr int kExitDone = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+constexpr int kExitIncomplete = 3;  // the scan breaks off; what it holds has been written
+
+constexpr char kUsage[] =
+    "usage: dtlexport --format csv|ndjson [--fields A,B,...] [--where QUERY]\n"
+    "                 [--directories] [--relative] [--shard I/N] [--no-header] [--crlf]\n"
+    "                 FILE.dtl\n"
+    "\n"
+    "Writes a row for each file of a scan to standard output.\n"
+    "\n"
+    "  --format csv|ndjson  values between commas (RFC 4180), or a JSON object a line\n"
+    "  --fields A,B,...     these fields, in this order; else all of the scan\n"
+    "  --where QUERY        only what the query selects, as tabulon -q does\n"
+    "  --directories        rows for the directories, too\n"
+    "  --relative           paths from the root of the scan, as queries see them\n"
+    "  --shard I/N          only part I (from 1 to N) of N equal ones, to load a scan with\n"
+    "                       several workers; together they write every row once\n"
+    "  --no-header          CSV without its first row\n"
+    "  --crlf               CSV lines end in CR LF\n"
+    "  --help               show this text\n"
+    "\n"
+    "Exit status: 0 done, 1 failed, 2 wrong usage, 3 done, but the scan breaks off.\n";
+
+struct Options {
+  std::string file;
+  std::optional<ExportFormat> format;
+  std::optional<std::string> fields;
+  std::optional<std::string> where;
+  Shard shard;
+  bool directories = false;
+  bool relative = false;
+  bool header = true;
+  bool crlf = false;
+};
+
+[[noreturn]] void UsageError(const std::string& problem) {
+  std::fprintf(stderr, "dtlexport: %s\nTry 'dtlexport --help'.\n", problem.c_str());
+  std::exit(kExitUsage);
+}
+
+[[noreturn]] void ShowUsage() {
+  std::fputs(kUsage, stdout);
+  std::exit(std::fflush(stdout) == 0 ? kExitDone : kExitFailed);
+}
+
+ExportFormat ParseFormat(std::string_view text) {
+  if (text == "csv") return ExportFormat::kCsv;
+  if (text == "ndjson") return ExportFormat::kNdjson;
+  UsageError("--format is csv or ndjson, not " + std::string(text));
+}
+
+Shard ParseShard(std::string_view text) {
+  Shard shard;
+  const char* const end = text.data() + text.size();
+  const auto index = std::from_chars(text.data(), end, shard.index);
+  if (index.ec == std::errc() && index.ptr != end && *index.ptr == '/') {
+    const auto count = std::from_chars(index.ptr + 1, end, shard.count);
+    const bool isNumber = count.ec == std::errc() && count.ptr == end;
+    if (isNumber && shard.index >= 1 && shard.index <= shard.count) return shard;
+  }
+  UsageError("--shard is I/N with I from 1 to N, not " + std::string(text));
+}
+
+Options ParseOptions(int argc, char** argv) {
+  enum : int {
+    kFormat = 1,
+    kFields,
+    kWhere,
+    kShard,
+    kDirectories,
+    kRelative,
+    kNoHeader,
+    kCrlf,
+    kHelp
+  };
+  constexpr option kOptions[] = {{"format", required_argument, nullptr, kFormat},
+                                 {"fields", required_argument, nullptr, kFields},
+                                 {"where", required_argument, nullptr, kWhere},
+                                 {"shard", required_argument, nullptr, kShard},
+                                 {"directories", no_argument, nullptr, kDirectories},
+                                 {"relative", no_argument, nullptr, kRelative},
+                                 {"no-header", no_argument, nullptr, kNoHeader},
+                                 {"crlf", no_argument, nullptr, kCrlf},
+                                 {"help", no_argument, nullptr, kHelp},
+                                 {}};
+  Options options;
+  for (int c; (c = getopt_long(argc, argv, "", kOptions, nullptr)) != -1;) {
+    if (c == kHelp) ShowUsage();
+    if (c == kFormat) options.format = ParseFormat(optarg);
+    if (c == kFields) options.fields = optarg;
+    if (c == kWhere) options.where = optarg;
+    if (c == kShard) options.shard = ParseShard(optarg);
+    if (c == kDirectories) options.directories = true;
+    if (c == kRelative) options.relative = true;
+    if (c == kNoHeader) options.header = false;
+    if (c == kCrlf) options.crlf = true;
+    if (c == '?') UsageError("it cannot be done with these options");
+  }
+  if (!options.format) UsageError("--format is needed");
+  if (argc - optind != 1) UsageError("one scan is needed");
+  options.file = argv[optind];
+  return options;
+}
+
+// A descriptor of their own for the rows. What the program's modules say on standard output goes to
+// standard error from here on: it must not stand among the rows.
+int TakeStandardOutput() {
+  const int rows = dup(STDOUT_FILENO);
+  if (rows < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+    std::perror("dtlexport: standard output");
+    std::exit(kExitFailed);
+  }
+  return rows;
+}
+
+const Filter* ParseWhere(const std::optional<std::string>& where) {
+  if (!where) return nullptr;
+  PrepareQueries();
+  std::wstring query;
+  AppendUtfToWide(query, *where);
+  return ParseQuery(query);
+}
+
+int Export(const Options& options, int rows) {
+  OpenScan(options.file);
+  std::string problem;
+  const auto columns = ExportColumns::Choose(*options.format, options.fields, problem);
+  if (!columns) UsageError(problem);
+  LoadExportTexts(*options.format);
+  ScanWalk walk({ParseWhere(options.where), options.directories, options.shard});
+  RowWriter out(rows, *options.format, options.crlf ? "\r\n" : "\n");
+  if (options.header) columns->WriteHeader(out);
+  ExportRow row(*options.format, options.relative ? std::string_view() : ExportTexts().rootBytes,
+                columns->Has("target") || columns->Has("target_bytes"));
+  while (const ScanRecord* record = walk.Next()) {
+    row.Assign(*record, walk.directory());
+    columns->WriteRow(row, out);
+  }
+  out.Flush();
+  if (close(rows) != 0) PosixErrExit(0, L"Error writing the rows\n");
+  if (walk.whole()) return kExitDone;
+  LogErr(L"'%s' breaks off: what it holds has been written, the rest is missing\n", options.file);
+  return kExitIncomplete;
+}
+
+int Main(int argc, char** argv) {
+  ChooseLocale();
+  EndRunWhenMemoryIsExhausted();
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that reaches the size limit is told like a full disk
+  RemoveTempFilesOnSignals();
+  const Options options = ParseOptions(argc, argv);
+  const int rows = TakeStandardOutput();
+  OpenLogErrFiles(0, nullptr, nullptr);
+  const int status = Export(options, rows);
+  CloseLogErrFiles();
+  return status;
+}
+
+}  // namespace
+}  // namespace tabulon
+
+int main(int argc, char** argv) {
+  return tabulon::Main(argc, argv);
+}

@@ -1,0 +1,65 @@
+// One record as a row sees it: its directory and its name apart, escaped once for all columns.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "detail/scanrecord.h"
+#include "tools/dtlexport/escape.h"
+
+namespace tabulon {
+
+// The directory part of a path.
+struct ExportDirectory {
+  std::string stored;  // path, with a separator behind it: what stands in front of a name
+  size_t length = 0;   // of the path alone
+  ExportText path;
+  ExportText prefix;
+
+  std::string_view pathBytes() const { return std::string_view(stored).substr(0, length); }
+  // Takes the path of a directory, as its record has it, behind `root` (which may be empty), and
+  // gives it a separator unless it ends in one.
+  void Assign(ExportFormat format, std::string_view root, std::string_view directory);
+  // Takes an empty path that nothing is put in front of: that of the root's parent.
+  void AssignNone();
+};
+
+class ExportRow {
+ public:
+  // `root` stands in front of all paths; records have them from the root of the scan.
+  // `withTarget`: some column shows link targets.
+  ExportRow(ExportFormat format, std::string_view root, bool withTarget)
+      : format_(format), root_(root), withTarget_(withTarget) {}
+
+  // Sets the row to a record and the stored path of the directory that it is in. The record must
+  // outlive the use.
+  void Assign(const ScanRecord& record, std::string_view directory);
+
+  const RecordView& view() const { return record_->view; }
+  const RecordFields& fields() const { return record_->view.fields; }
+  const ExportDirectory& directory() const { return *directory_; }
+  std::string_view nameBytes() const { return nameBytes_; }
+  const ExportText& name() const { return name_; }
+  std::string_view targetBytes() const { return targetBytes_; }
+  // REQUIRES: view().hasTarget, and a column that shows targets.
+  const ExportText& target() const { return target_; }
+
+ private:
+  void UseDirectoryOfFiles(std::string_view directory);
+  void SplitDirectory(std::string_view path);
+
+  ExportFormat format_;
+  std::string_view root_;
+  bool withTarget_;
+  const ScanRecord* record_ = nullptr;
+  ExportDirectory current_;                  // that of the files
+  uint64_t currentPosition_ = ~uint64_t{0};  // of its record
+  ExportDirectory parent_;                   // that of a directory
+  const ExportDirectory* directory_ = nullptr;
+  std::string_view nameBytes_;
+  ExportText name_;
+  std::string_view targetBytes_;
+  ExportText target_;
+};
+
+}  // namespace tabulon

@@ -1,0 +1,27 @@
+// Texts that are the same for many rows: names of users and groups, and what stands for the scan as
+// a whole.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+
+#include "tools/dtlexport/escape.h"
+
+namespace tabulon {
+
+using IdNames = std::unordered_map<uint32_t, ExportText>;
+
+struct ScanTexts {
+  IdNames users;  // NFS scans only, as far as the scan knows them
+  IdNames groups;
+  std::string hostBytes, rootBytes;
+  ExportText host, root;
+};
+
+// What LoadExportTexts has loaded.
+const ScanTexts& ExportTexts();
+// Loads the texts of the scan that is open. Called once.
+void LoadExportTexts(ExportFormat format);
+
+}  // namespace tabulon

@@ -1,0 +1,76 @@
+// Rows on their way to a descriptor: values in the form of the format, in a buffer that is written
+// when it has filled up. A row always stands in the buffer as a whole.
+//
+//   CSV      a header row, then values between commas (RFC 4180, with LF or CR LF)
+//   NDJSON   one JSON object a line (RFC 8259)
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/dtlexport/escape.h"
+
+namespace tabulon {
+
+class RowWriter {
+ public:
+  // `lineEnd` ends CSV rows; the lines of NDJSON end in LF.
+  RowWriter(int fd, ExportFormat format, std::string_view lineEnd);
+  RowWriter(const RowWriter&) = delete;
+  RowWriter& operator=(const RowWriter&) = delete;
+
+  ExportFormat format() const { return format_; }
+
+  // A row is BeginRow, then for each value Key and one of the value functions, then EndRow.
+  void BeginRow();
+  // What stands in front of a value: in NDJSON its escaped name with quotes and colon, in CSV "".
+  void Key(std::string_view key) {
+    if (!key.empty()) Raw(key);
+  }
+  void EndRow();
+
+  // Values. The texts of Word are ASCII and need no escape in either format.
+  void Null();
+  void Number(uint64_t value);
+  void Word(std::string_view text);
+  void Octal(uint32_t value);   // four digits
+  void Time(uint32_t seconds);  // since 1970, as 2024-01-31T23:59:59Z (ISO 8601, UTC)
+  void Text(const ExportText& text);
+  // Two texts as one value.
+  void Text(const ExportText& first, const ExportText& second);
+  // Bytes of two texts as one value, in hexadecimal digits.
+  void Hex(std::string_view first, std::string_view second);
+
+  // Writes what the buffer holds. A failure ends the run with its message and status 1.
+  void Flush();
+
+ private:
+  static constexpr size_t kBufferSize = size_t{1} << 20;
+
+  void Reserve(size_t size) {
+    if (static_cast<size_t>(end_ - at_) < size) Grow(size);
+  }
+  void Grow(size_t size);
+  void Put(char byte) {
+    Reserve(1);
+    *at_++ = byte;
+  }
+  void Raw(std::string_view bytes);
+  void HexDigits(std::string_view bytes);
+  // A quotation mark when `quoted` in CSV, always in JSON.
+  void Quote(bool quoted) {
+    if (quoted || format_ == ExportFormat::kNdjson) Put('"');
+  }
+  void EndValue() { Put(','); }
+
+  int fd_;
+  ExportFormat format_;
+  std::string lineEnd_;
+  std::vector<char> buffer_;
+  char* at_;
+  char* end_;
+};
+
+}  // namespace tabulon

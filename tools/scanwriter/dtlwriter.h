@@ -1,0 +1,207 @@
+// Writes scan detail files. This is the one place that knows their layout for writing; the offsets
+// below are public so that tests can damage single fields of a file that they built.
+//
+//   0    header, 88 bytes
+//   88   root block, 120 bytes
+//   208  version block, 76 bytes, only when the low byte of the revision is 8
+//   ...  header strings, records with their end marker, security or ID section
+//
+// A scan is described by a ScanSpec. A DtlWriter streams any number of records in bounded memory;
+// tools/dtlbuild.h makes a small file in memory.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "detail/dtlformat.h"
+
+namespace tabulon {
+
+enum class ScanKind { kCifs, kNfs };
+
+// One alternate stream. Stored for CIFS scans of revision 7 and later.
+struct StreamSpec {
+  std::string name = {};
+  uint64_t size = 0;
+};
+
+// One record. Nothing is derived: a symbolic link needs its flag for its target to be stored, a
+// record with streams its own. The builders in tools/dtlbuild.h set what belongs together.
+struct RecordSpec {
+  uint32_t flags = 0;
+  uint32_t attributes = 0;  // Windows attributes, or POSIX mode with type bits
+  uint32_t created = 0;
+  uint32_t accessed = 0;
+  uint32_t modified = 0;
+  uint64_t size = 0;
+  uint32_t uid = 0;
+  uint32_t gid = 0;
+  uint32_t inode = 0;
+  uint32_t links = 1;
+  std::string name = {};    // full path from the root for a directory, else the leaf name; UTF-8
+  std::string target = {};  // stored only when flags have a bit of kRecordHasTarget
+  std::vector<StreamSpec> streams = {};
+};
+
+struct SidSpec {
+  std::string sid = {};      // binary form
+  std::string name = {};     // account, UTF-8
+  uint32_t domain = 0;       // index into the domains
+  int32_t type = 1;          // -3 unmapped ... 9 computer
+  uint32_t firstCount = 0;   // uses in access control lists
+  uint32_t secondCount = 0;  // uses as owner
+};
+
+inline constexpr uint32_t kIdUser = 1;
+inline constexpr uint32_t kIdGroup = 2;
+
+struct IdSpec {
+  uint32_t id = 0;
+  uint32_t kind = kIdUser;
+  uint32_t third = 0;
+  std::string name = {};
+};
+
+inline constexpr std::string_view kBlankTag = "                                ";
+
+// A scan. Texts are UTF-8; header strings become UTF-16, accounts and domains 4-byte units, names
+// stay as their bytes.
+struct ScanSpec {
+  ScanKind kind = ScanKind::kNfs;
+  uint32_t magic = kMagicFinished;
+  uint32_t revision = 8;  // the whole word
+  uint32_t scanTime = 0;
+  uint32_t flags = 0;  // header flags; the scan kind's bit is added
+  std::string server = "server";
+  std::string rootPath = "/";
+  std::optional<std::string> share = {};
+  std::optional<std::string> host = {};
+  std::optional<std::string> qvaRoot = {};
+  std::string tag{kBlankTag};  // stored as given: scanners pad it to 32 characters
+  VersionBlock version{"1.0", "test", "test"};
+  uint64_t availableSpace = 0;
+  uint64_t volumeCapacity = 0;
+  uint32_t orphanedSids = 0;
+  uint32_t orphanedAsOwner = 0;
+
+  std::vector<RecordSpec> records = {};  // BuildDtl writes these; a DtlWriter gets its own by Add
+  std::string rawRecords = {};           // bytes put behind the records as they are
+  bool endMarker = true;
+  bool terminateNames = true;  // names and targets are stored with a zero byte, counted
+
+  std::vector<std::string> descriptors = {};  // CIFS; a section is written when one of the three is
+  std::vector<std::string> domains = {};      // not empty
+  std::vector<SidSpec> sids = {};
+  std::vector<IdSpec> ids = {};  // NFS; a section is written when not empty
+  std::string tail = {};         // bytes put at the end of the file
+
+  // Last word on header and root block, after totals and offsets have been filled in.
+  std::function<void(LogHeader&, LogRoot&)> adjust = {};
+};
+
+// File offsets of the header's and the root block's fields.
+namespace dtl_at {
+inline constexpr size_t kMagic = 0, kRevision = 4, kScanTime = 8, kTagString = 12,
+                        kServerString = 16, kUniqueSds = 20, kSids = 28, kSecuritySection = 32,
+                        kIdSection = 48, kFlags = 64, kOrphanedSids = 68, kOrphanedAsOwner = 72;
+inline constexpr size_t kTotalFileSize = 88, kFirstRecord = 104, kRootString = 112,
+                        kShareString = 116, kDirectories = 136, kEmptyDirectories = 140,
+                        kFiles = 144, kCounts = 148, kHostString = 184, kQvaRootString = 188,
+                        kAvailableSpace = 192, kVolumeCapacity = 200;
+inline constexpr size_t kScanVersion = 208, kBuildPlatform = 220, kBuildArchitecture = 252;
+}  // namespace dtl_at
+
+// Offsets of the fields in a record's fixed part, from the start of the record.
+struct RecordAt {
+  size_t fixedSize, attributes, created, accessed, modified, size, uid, gid, inode, links,
+      nameLength, targetLength;
+};
+inline constexpr RecordAt kCifsRecordAt = {.fixedSize = 80,
+                                           .attributes = 8,
+                                           .created = 12,
+                                           .accessed = 16,
+                                           .modified = 20,
+                                           .size = 24,
+                                           .uid = 40,
+                                           .gid = 44,
+                                           .inode = 48,
+                                           .links = 52,
+                                           .nameLength = 72,
+                                           .targetLength = 68};
+inline constexpr RecordAt kNfsRecordAt = {.fixedSize = 48,
+                                          .attributes = 16,
+                                          .created = 20,
+                                          .accessed = 24,
+                                          .modified = 28,
+                                          .size = 32,
+                                          .uid = 4,
+                                          .gid = 8,
+                                          .inode = 12,
+                                          .links = 40,
+                                          .nameLength = 44,
+                                          .targetLength = 46};
+inline constexpr size_t kCifsStreamCountAt = 76;
+
+// Where a writer puts its bytes. Each call returns false with errno set when they were not taken.
+class DtlSink {
+ public:
+  virtual ~DtlSink() = default;
+  virtual bool Append(std::string_view bytes) = 0;
+  // Replaces bytes that were appended before.
+  virtual bool Overwrite(uint64_t offset, std::string_view bytes) = 0;
+};
+
+// Streams a scan to a sink. The totals and the counts by kind are those of the records added:
+// files are the records without the directory flag, and a directory is empty when neither a file
+// nor a directory below it comes right after it (so scans that go depth first count right).
+class DtlWriter {
+ public:
+  // `spec.records` are not looked at. `sink` must outlive the writer.
+  DtlWriter(DtlSink& sink, ScanSpec spec);
+
+  // Names and targets that a record cannot hold (65534 bytes and more) are cut.
+  void Add(const RecordSpec& record);
+  // Sections, tail and `adjust` may still be filled in until Finish.
+  ScanSpec& spec() { return spec_; }
+  // Offset at which the next record or section begins.
+  uint64_t position() const { return flushed_ + buffer_.size(); }
+  const LogRoot& totals() const { return root_; }
+  // False when the sink has failed; errno of that failure is in error().
+  bool good() const { return error_ == 0; }
+  int error() const { return error_; }
+
+  // Writes end marker, section and tail, then header, root and version block. Returns good().
+  bool Finish();
+
+ private:
+  void PutHeaderStrings();
+  uint32_t PutHeaderString(std::string_view text);
+  void PutFixedPart(const RecordSpec& record, size_t nameLength, size_t targetLength);
+  void PutText(std::string_view text, size_t length);
+  void Count(const RecordSpec& record);
+  void CountDirectory(const RecordSpec& record);
+  void PutSecuritySection();
+  void PutIdSection();
+  void PutBlocks();
+  void Flush();
+
+  DtlSink& sink_;
+  ScanSpec spec_;
+  const RecordAt* at_;
+  LogHeader header_;
+  LogRoot root_;
+  std::string buffer_;
+  uint64_t flushed_ = 0;
+  int error_ = 0;
+  std::string lastDirectory_;
+  bool lastDirectoryEmpty_ = false;
+};
+
+// A SID in binary form: revision 1, the 48-bit authority, then the sub-authorities (MS-DTYP 2.4.2).
+std::string BinarySid(uint64_t authority, const std::vector<uint32_t>& subAuthorities);
+
+}  // namespace tabulon
