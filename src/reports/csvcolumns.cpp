@@ -2,6 +2,7 @@
 
 #include <span>
 
+#include "config/reportdefs.h"
 #include "config/settings.h"
 #include "detail/attributes.h"
 #include "reports/reportdir.h"
@@ -83,32 +84,31 @@ void AddSubdirCount(CsvRow& row) {
 // A column by field code. The first field of a line stands without a separator in front, every
 // other one with it.
 struct CsvColumn {
-  char code;
+  FieldCode code;
   std::wstring_view header;    // empty: the column has no header
   void (*value)(CsvRow& row);  // null: the column has no value
 };
-// Codes 9 to 11 have a header but no value, code 17 a value but no header, so rows that hold them
-// do not line up with the header row. Kept so.
+// Owner, group and permissions have a header but no value, the mode a value but no header, so rows
+// that hold them do not line up with the header row. Kept so.
 constexpr CsvColumn kColumns[] = {
-    {2, L"Type", AddType},
-    {3, L"File size", AddSize},
-    {4, L"ADS size", AddStreamSize},
-    {5, L"Create date", AddCreated},
-    {6, L"Modify date", AddModified},
-    {7, L"Last access date", AddAccessed},
-    {8, L"Attributes", AddAttributes},
-    {9, L"Owner", nullptr},
-    {10, L"Group", nullptr},
-    {11, L"Permissions", nullptr},
-    {12, L"Symlink target", AddTarget},
-    {13, L"Inode", AddInode},
-    {14, L"Links", AddLinks},
-    {15, L"UID", AddUid},
-    {16, L"GID", AddGid},
-    {17, L"", AddMode},
-    {18, L"Subdirectory Count", AddSubdirCount},
+    {kFieldType, L"Type", AddType},
+    {kFieldSize, L"File size", AddSize},
+    {kFieldAds, L"ADS size", AddStreamSize},
+    {kFieldCdate, L"Create date", AddCreated},
+    {kFieldMdate, L"Modify date", AddModified},
+    {kFieldAdate, L"Last access date", AddAccessed},
+    {kFieldAttrs, L"Attributes", AddAttributes},
+    {kFieldOwner, L"Owner", nullptr},
+    {kFieldGroup, L"Group", nullptr},
+    {kFieldAcl, L"Permissions", nullptr},
+    {kFieldTarget, L"Symlink target", AddTarget},
+    {kFieldInode, L"Inode", AddInode},
+    {kFieldLinks, L"Links", AddLinks},
+    {kFieldUid, L"UID", AddUid},
+    {kFieldGid, L"GID", AddGid},
+    {kFieldMode, L"", AddMode},
+    {kFieldSdirCount, L"Subdirectory Count", AddSubdirCount},
 };
-constexpr char kNameField = 1;
 
 const CsvColumn* FindColumn(char code) {
   for (const CsvColumn& column : kColumns) {
@@ -121,7 +121,7 @@ const CsvColumn* FindColumn(char code) {
 
 void FormatCsvColHdrs(const Report& report, LineWriter& writer) {
   for (const char code : report.fields) {
-    if (code == kNameField) {
+    if (code == kFieldName) {
       if (ShowsFullPaths(report)) {
         writer.Add(std::string_view("Full path"));
       } else {
@@ -141,7 +141,7 @@ void FormatCsvLine(const Report& report, const ListingLine& line, FileTimeFormat
                    LineWriter& writer) {
   CsvRow row{report, line, times, writer};
   for (const char code : report.fields) {
-    if (code == kNameField) {
+    if (code == kFieldName) {
       AddName(row);
       writer.EndPiece();
       continue;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/loganderr.h"
+#include "config/reportdefs.h"
 #include "config/settings.h"
 #include "detail/detailfile.h"
 #include "detail/scandetail.h"
@@ -128,26 +129,29 @@ struct DateBands {
 
 // The fields of the CSV form, by code.
 struct SummaryField {
-  char code;
+  SummaryFieldCode code;
   void (*write)(Report& report, std::string_view dtlName);
 };
 constexpr std::array<SummaryField, 11> kSummaryFields = {{
-    {1, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", tagStr); }},
-    {2, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", fsysHost); }},
-    {3, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", qvaRoot); }},
-    {4, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", ScanKind()); }},
-    {5,
+    {kSummaryTag, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", tagStr); }},
+    {kSummaryServer, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", fsysHost); }},
+    {kSummaryRoot, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", qvaRoot); }},
+    {kSummaryType, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", ScanKind()); }},
+    {kSummaryTimestamp,
      [](Report& r, std::string_view) {
        const wchar_t* format = dateFmt ? dateFmt->c_str() : nullptr;
        TimeText text;
        ReportEntry(r, L"%ls", FormatFileTime(logHdr.scanTime, format, text));
      }},
-    {6, [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.volumeCapacity); }},
-    {7, [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.availableSpace); }},
-    {8, [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.totalFileSize); }},
-    {9, [](Report& r, std::string_view) { ReportEntry(r, L"%d", logRoot.files); }},
-    {10, [](Report& r, std::string_view) { ReportEntry(r, L"%d", logRoot.directories); }},
-    {11, [](Report& r, std::string_view dtlName) { ReportEntry(r, L"%s", dtlName); }},
+    {kSummaryTotalBytes,
+     [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.volumeCapacity); }},
+    {kSummaryFreeBytes,
+     [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.availableSpace); }},
+    {kSummaryFileSize,
+     [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.totalFileSize); }},
+    {kSummaryFiles, [](Report& r, std::string_view) { ReportEntry(r, L"%d", logRoot.files); }},
+    {kSummaryDirs, [](Report& r, std::string_view) { ReportEntry(r, L"%d", logRoot.directories); }},
+    {kSummaryDtlName, [](Report& r, std::string_view dtlName) { ReportEntry(r, L"%s", dtlName); }},
 }};
 
 }  // namespace
