@@ -1,15 +1,18 @@
 #include "base/tempfile.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <set>
+#include <string_view>
 #include <utility>
 
 namespace tabulon {
@@ -21,13 +24,39 @@ namespace {
 
 constexpr int kNameTries = 100;
 
-// tempnam(3), looked up by name: the linker warns about every reference to it, and can only be
-// silenced about that together with undefined references. The warning asks for files that are
-// created exclusively, as they are here.
-char* CallTempnam(const char* directory, const char* prefix) {
-  using Function = char* (*)(const char*, const char*);
-  static const auto function = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, "tempnam"));
-  return function != nullptr ? function(directory, prefix) : nullptr;
+// The parts of a temporary name.
+constexpr size_t kPrefixBytes = 5;
+constexpr const char* kDefaultPrefix = "file";
+constexpr size_t kRandomBytes = 6;
+constexpr std::string_view kNameLetters =
+    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+
+bool IsDirectory(const char* path) {
+  struct stat found {};
+  return path != nullptr && stat(path, &found) == 0 && S_ISDIR(found.st_mode);
+}
+
+// The first of TMPDIR, `tempDir` and the C library's default that is a directory, without trailing
+// separators; empty when none is.
+std::string TempDirectory() {
+  const char* const candidates[] = {secure_getenv("TMPDIR"), tempDir ? tempDir->c_str() : nullptr,
+                                    P_tmpdir};
+  const auto* const chosen = std::ranges::find_if(candidates, IsDirectory);
+  errno = ENOENT;  // for the case that none is
+  if (chosen == std::end(candidates)) return {};
+  std::string directory = *chosen;
+  while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
+  return directory;
+}
+
+// Appends random letters and digits; false when the system gives no random numbers.
+bool AppendRandom(std::string& name) {
+  uint64_t random = 0;
+  if (getentropy(&random, sizeof random) != 0) return false;
+  for (size_t i = 0; i < kRandomBytes; ++i, random /= kNameLetters.size()) {
+    name += kNameLetters[random % kNameLetters.size()];
+  }
+  return true;
 }
 
 // The signals by which users, terminals and readers that go away end a run.
@@ -98,15 +127,14 @@ void RemoveTempFilesOnSignals() {
 }
 
 std::string DefinedTempName(const char* name) {
-  const char* prefix = name;
-  std::string both;
-  if (tempId) {
-    both = name != nullptr ? *tempId + "." + name : *tempId;
-    prefix = both.c_str();
-  }
-  const std::unique_ptr<char, decltype(&std::free)> made(
-      CallTempnam(tempDir ? tempDir->c_str() : nullptr, prefix), &std::free);
-  return made ? std::string(made.get()) : std::string();
+  std::string prefix = tempId.value_or("");
+  if (tempId && name != nullptr) prefix += '.';
+  if (name != nullptr) prefix += name;
+  if (prefix.empty()) prefix = kDefaultPrefix;
+  std::string path = TempDirectory();
+  if (path.empty()) return {};
+  path.append("/").append(prefix, 0, kPrefixBytes);
+  return AppendRandom(path) ? path : std::string();
 }
 
 TempFile::TempFile(TempFile&& other) noexcept {

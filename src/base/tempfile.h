@@ -11,16 +11,18 @@
 
 namespace tabulon {
 
-extern std::optional<std::string> tempDir;  // from -tempdir; none = the C library chooses
+extern std::optional<std::string> tempDir;  // from -tempdir; none = TMPDIR or /tmp
 extern std::optional<std::string> tempId;   // from -tempid; put in front of temporary names
 
 // From here on the hang-up, interrupt, broken-pipe and termination signals remove the temporary
 // files before they end the process. A signal that is ignored or handled stays so.
 void RemoveTempFilesOnSignals();
 
-// A name for a temporary file, by tempnam(3) with directory `tempDir` and the prefix
-// "<tempId>.<name>", or whichever of the two is there (the C library uses five bytes of it).
-// The file is not made. Empty when no name could be formed.
+// A name for a temporary file, by the rules of tempnam(3). Its directory is the first of the
+// environment's TMPDIR, `tempDir` and P_tmpdir ("/tmp") that is one. The name is the first five
+// bytes of "<tempId>.<name>", or of whichever of the two is there ("file" when neither is), and six
+// random letters and digits. The file is not made and may exist: make it exclusively. Empty with
+// errno set when there is no directory or no random numbers.
 std::string DefinedTempName(const char* name);
 
 // A temporary file, open for reading and writing. It is removed when its owner goes, or at exit

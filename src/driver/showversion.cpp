@@ -9,8 +9,6 @@
 namespace tabulon {
 namespace {
 
-constexpr std::string_view kVersion = "2.2.0";
-
 // Kept as it stands: the default is "trawlx.dtl" in truth, <report-directory lacks its '>', and
 // the options for support and tests are not mentioned.
 constexpr std::string_view kUsageText =
@@ -82,8 +80,9 @@ void ShowUsage(const char* invocation) {
 }
 
 void ShowVersion(const char* invocation) {
-  std::string text = "Version ";
-  text.append(kVersion).append(" built on " __DATE__ " at " __TIME__ "\n\n\n");
+  // The build gives the version, and the date of the newest entry of packaging/changelog.
+  std::string text = "Version " TABULON_VERSION " built on " TABULON_DATE " at " TABULON_TIME;
+  text.append("\n\n\n");
   text.append("Tabulon - report component of the Velmora Korrin filesystem analysis utilities\n\n");
   text.append(kHistory).append(kFifteenTabs);
   text.append("For usage information enter '").append(InvocationName(invocation));

@@ -22,7 +22,7 @@ using testing::ExitedWithCode;
 class TempFiles : public testing::Test {
  protected:
   TempFiles() {
-    unsetenv("TMPDIR");  // tempnam prefers it
+    unsetenv("TMPDIR");  // goes before tempDir
     tempDir = dir_.path();
     tempId.reset();
   }
@@ -36,8 +36,7 @@ using TempFilesDeathTest = TempFiles;
 using SpoolFiles = TempFiles;
 using SpoolFilesDeathTest = TempFiles;
 
-TEST_F(TempFiles, NamesStartWithIdentifierAndName) {
-  // The C library takes five bytes.
+TEST_F(TempFiles, NamesStartWithFiveBytesOfIdentifierAndName) {
   // clang-format off
   const struct { std::optional<std::string> id; const char *name, *prefix; } rows[] = {
       {std::nullopt, "ab", "ab"}, {std::nullopt, "tpage.tmp", "tpage"},
@@ -46,8 +45,30 @@ TEST_F(TempFiles, NamesStartWithIdentifierAndName) {
   // clang-format on
   for (const auto& row : rows) {
     tempId = row.id;
-    EXPECT_THAT(DefinedTempName(row.name), testing::StartsWith(dir_ / row.prefix));
+    EXPECT_THAT(DefinedTempName(row.name),
+                testing::MatchesRegex(dir_ / row.prefix + "[a-zA-Z0-9]{6}"));
   }
+}
+
+TEST_F(TempFiles, GoToTheFirstDirectoryThatIsOne) {
+  const std::string given = dir_.path();
+  const std::string other = given + "/other";
+  std::filesystem::create_directory(other);
+  WriteFile(dir_ / "file", "");
+  // clang-format off
+  const struct { std::string environment; std::optional<std::string> option; std::string used; }
+      rows[] = {
+      {other, given, other}, {other + "//", std::nullopt, other}, {"", given, given},
+      {given + "/none", given + "/", given}, {given + "/file", given, given},
+      {"", given + "/none", "/tmp"}, {"", std::nullopt, "/tmp"},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
+    setenv("TMPDIR", row.environment.c_str(), 1);
+    tempDir = row.option;
+    EXPECT_THAT(DefinedTempName("x"), testing::MatchesRegex(row.used + "/x[a-zA-Z0-9]{6}"));
+  }
+  unsetenv("TMPDIR");
 }
 
 TEST_F(TempFiles, AreNewPrivateAndGone) {
