@@ -56,8 +56,11 @@ void ParseLogFileRev(const char* name, bool adsFull) {
 }
 
 void LoadHeader(const char* name, bool adsFull, bool qvaWanted) {
-  std::array<unsigned char, kHeaderSize> bytes;
-  const bool whole = ReadBlock(dtlFile.get(), bytes, 0) == kHeaderSize;
+  std::array<unsigned char, kHeaderSize> bytes{};
+  // What cannot be read at all (a directory, a pipe, a bad disk) is no more valid than a short
+  // file.
+  const ssize_t got = ReadFullyAt(dtlFile.get(), bytes.data(), kHeaderSize, 0);
+  const bool whole = got == static_cast<ssize_t>(kHeaderSize);
   logHdr = ParseHeader(bytes);
   if (whole && logHdr.magic == kMagicIncomplete) {
     ErrExit(L"'%s' is an incomplete Trawlix detail log file\n", name);

@@ -65,6 +65,9 @@ TEST(DetailFile, IsTrawlxUnlessNamed) {
             "Couldn't find DTL file: 'trawlx.dtl'\n  (p2) No such file or directory\n");
   WriteDtl(dir / "trawlx.dtl", {});
   EXPECT_THAT(RunTabulon({}, In(dir)).out, HasSubstr("Source file: trawlx.dtl, Created: "));
+  const RunResult directory = RunTabulon({"-dtl", "."}, In(dir));
+  EXPECT_EQ(directory.status, 1);
+  EXPECT_EQ(WithoutScanTime(directory.err), "'.' is not a valid Trawlix detail log file\n");
 }
 
 TEST(DetailFile, IsRefusedWhenAnOptionWantsMore) {

@@ -225,6 +225,7 @@ TEST(FaultMessages, ComeFromTheCallsTheyAreAbout) {
       {true, {}, kCallOpen, "The scan is kept in 'x.dtl-"},
       {true, {}, kCallOpen, "Unable to open scan detail file 'x.dtl'", {}, 2},
       {false, {}, kCallOpen, "Unable to create temporary file '"},
+      {false, {}, kCallRead, "^[^\n]+\n'x.dtl' is not a valid Trawlix detail log file\n$"},
       {false, {}, kCallRead, "Error reading scan detail file\n  .p5"},
       {false, {"-z", "-cfg", "d.cfg"}, kCallOpen, "Unable to create duplicate tree temp file\n"},
       {false, {"-z", "-cfg", "d.cfg"}, kCallWrite, "Error writing 'dup.*tmp'"},
