@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "base/spoolfile.h"
@@ -53,8 +54,8 @@ struct Report {
   Filter* filter = nullptr;  // null = every record passes
   FilterPlan plan;           // the filter laid out for the scan
   std::wstring title;
-  std::wstring totalTag;
-  std::wstring qvaTag;
+  std::optional<std::wstring> totalTag;  // its name in the totals; none = the title
+  std::optional<std::wstring> qvaTag;
   bool hasReportFile = false;    // a "reportfile" line was given
   std::wstring reportFile;       // relative to the report directory
   std::wstring reportPath;       // as it is announced; set when the file has been made

@@ -45,7 +45,6 @@ void SetDefaults(Report& report) {
       report.fields.assign(std::begin(kDefaultFields), std::end(kDefaultFields));
     }
   }
-  if ((report.flags & kFlagTotals) != 0 && report.totalTag.empty()) report.totalTag = report.title;
 }
 
 void CreateReportFile(Report& report) {

@@ -58,7 +58,7 @@ const RunnerRow& RunnerOf(uint32_t type) {
 
 void RunReport(Report& report, std::string_view dtlName, const VersionBlock& version) {
   OpenReportFile(report);
-  if (qvaFlag && !report.qvaTag.empty()) ReportEntry(report, L"[[QVA]]:%ls\n", report.qvaTag);
+  if (qvaFlag && report.qvaTag) ReportEntry(report, L"[[QVA]]:%ls\n", *report.qvaTag);
   const RunnerRow& runner = RunnerOf(report.type);
   if (!runner.skipsFormatNone || report.format != kFormatNone) {
     DebugLogEntry(4, L"%ls", runner.debugLine);

@@ -332,7 +332,7 @@ void FiletypeReport(Report& report) {
   size_t width = 0;
   const TreeHandle sorted = SortEntries(report, width);
   DisplayReportFile(report);
-  if (report.format != kFormatCsv && !report.title.empty()) {
+  if (report.format != kFormatCsv) {
     ReportEntry(report, L"\n---- %ls ----\n\n", report.title);
   }
   for (KeyRecord record = TreeLowKey(sorted.get()); record; record = TreeNextKey(sorted.get())) {

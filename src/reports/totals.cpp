@@ -15,7 +15,7 @@ bool Qualifies(const Report& report) {
 }
 
 std::wstring_view NameInTotals(const Report& report) {
-  return report.totalTag.empty() ? report.title : report.totalTag;
+  return report.totalTag ? *report.totalTag : report.title;
 }
 
 void WriteTallyAsText(Report& report, size_t width, const Tally& tally) {
@@ -45,7 +45,7 @@ void WriteTally(Report& report, size_t width, const Tally& tally) {
 
 void TotalsReport(Report& report) {
   DisplayReportFile(report);
-  if (report.format != kFormatCsv && !report.title.empty()) {
+  if (report.format != kFormatCsv) {
     ReportEntry(report, L"\n---- %ls ----\n\n", report.title);
   }
   size_t width = 0;

@@ -104,14 +104,20 @@ TEST(ConfigurationRoad, ReportsFollowTheirLines) {
     return std::string("type=") + type + ";title=none;filter=size gt 100";
   };
   // Only listings take "none" for no title at all. Reports without a format are counted.
-  ExpectReports({SmallScan()},
-                {{small("symlinks"), "none", ""},
-                 {small("uidtotals"), "none", Heading("none")},
-                 {small("duplicates"), "none", Heading("none")},
-                 {kPaths + ";format=none;totals=yes;totaltag=All", "", ""},
-                 {"type=symlinks;totals=yes;totals=no;format=none", "", ""},
-                 {small("totals"), "none",
-                  Heading("none") + "All           3   22 bytes" + std::string(20, ' ') + "\n"}});
+  ExpectReports(
+      {SmallScan()},
+      {{small("symlinks"), "none", ""},
+       {small("uidtotals"), "none", Heading("none")},
+       {small("duplicates"), "none", Heading("none")},
+       {kPaths + ";format=none;totals=yes;totaltag=All", "", ""},
+       {"type=symlinks;totals=yes;totals=no;format=none", "", ""},
+       {"type=custom;title=;filter=size gt 100", "", Heading("")},
+       {"type=uidtotals;title=;filter=size gt 100", "", Heading("")},
+       {"type=duplicates;title=;totaltag=;totals=yes;filter=size gt 100", "", Heading("")},
+       {small("totals"), "none",
+        Heading("none") + "All           3   22 bytes" + std::string(20, ' ') + "\n" +
+            std::string(14, ' ') + "0   0 bytes" + std::string(21, ' ') + "\n"},
+       {"type=totals;title=;format=csv", "", "All,3,22\n,0,0\n"}});
   // Files ahead of the first directory are in none: they have no heading, and a path of their own.
   ExpectReports(
       {{.revision = 7,

@@ -87,8 +87,8 @@ inline RunOutcome RunOnScan(const ConfiguredRun& run) {
 // A report of a configuration and what it has to write.
 struct ReportRow {
   std::string lines;  // of its section, separated by ';', without the name of its file
-  std::string title;  // as the run tells of it; empty: it does not
-  std::string text;   // the whole file
+  std::string title;  // as the run tells of it
+  std::string text;   // the whole file; the run tells of none that has neither title nor text
 };
 
 // A section of these lines.
@@ -136,7 +136,8 @@ inline void ExpectReports(ConfiguredRun run, const std::vector<ReportRow>& repor
   for (const auto& [name, row] : order) {
     // A summary in text form is announced twice.
     const bool twice = isSummary(row) && row.lines.find("=csv") == std::string::npos;
-    for (int i = row.title.empty() ? 2 : twice ? 0 : 1; i < 2; ++i) {
+    const bool told = !row.title.empty() || !row.text.empty();
+    for (int i = !told ? 2 : twice ? 0 : 1; i < 2; ++i) {
       out += "Report '" + row.title + "' written to " + name + "\n";
       err += "Path = " + name + "\n";
     }

@@ -71,7 +71,7 @@ TEST(QvaFile, HoldsTheReportsUnderTheirTags) {
   for (const char* lines :
        {"custom;qvatag=files;title=Files;reportfile=never.txt;totals=yes",
         "custom;format=csv;fields=size,mdate;nameform=fullpath",
-        "duplicates;qvatag=twice;totals=yes", "filetypes;qvatag=types;format=csv",
+        "duplicates;qvatag=;totals=yes", "filetypes;qvatag=types;format=csv",
         "custom;qvatag=counted only;format=none;title=Counted;totals=yes",
         "custom;inactive=yes;qvatag=off", "totals;format=csv",
         "summary;qvatag=summary;format=csv;fields=tag,root,files"}) {
@@ -91,7 +91,7 @@ Full path,File size,Modify date
 /srv/data/a.dat,10,2
 /srv/data/b.dat,10,2
 /srv/data/EUROé,10,4
-[[QVA]]:twice
+[[QVA]]:
 a.dat|10|2|1|3|2
 [[QVA]]:types
 .dat,2,20
