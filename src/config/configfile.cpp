@@ -5,13 +5,11 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <optional>
 #include <string_view>
 
 #include "base/loganderr.h"
 #include "config/classes.h"
 #include "config/keywords.h"
-#include "config/narrowpath.h"
 #include "config/parameters.h"
 #include "config/report.h"
 #include "config/reportline.h"
@@ -135,14 +133,13 @@ void MakeReportDirectory() {
     ConsoleEntry(ErrorConsole(), L"ReportDir is NULL\n");
     return;
   }
-  const std::optional<std::string> path = NarrowPath(*reportDir);
   struct stat found {};
-  if (path && stat(path->c_str(), &found) == 0) {
+  if (stat(reportDir->c_str(), &found) == 0) {
     if (S_ISDIR(found.st_mode)) return;
-    ErrExit(L"Report directory '%ls' exists but is not a directory\n", *reportDir);
+    ErrExit(L"Report directory '%s' exists but is not a directory\n", *reportDir);
   }
-  if (!path || mkdir(path->c_str(), kReportDirMode) != 0) {
-    ErrExit(L"Could not create report directory '%ls'\n", *reportDir);
+  if (mkdir(reportDir->c_str(), kReportDirMode) != 0) {
+    ErrExit(L"Could not create report directory '%s'\n", *reportDir);
   }
 }
 

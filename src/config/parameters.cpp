@@ -65,7 +65,7 @@ void SetCodepage(std::wstring_view, std::wstring_view value) {
 }
 
 void SetReportDirectory(std::wstring_view, std::wstring_view value) {
-  if (!reportDir) SaveString(reportDir.emplace(), value);
+  if (!reportDir) reportDir.emplace(value.begin(), value.end());  // ASCII, as all of the file
 }
 
 using Text = std::wstring_view;

@@ -9,8 +9,8 @@
 #include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/uniquefd.h"
-#include "config/narrowpath.h"
 #include "config/reportdefs.h"
+#include "config/reportpath.h"
 #include "config/settings.h"
 #include "detail/detailfile.h"
 
@@ -48,8 +48,8 @@ void SetDefaults(Report& report) {
 }
 
 void CreateReportFile(Report& report) {
-  report.reportPath = InReportDir(report.reportFile);
-  const std::optional<std::string> path = NarrowPath(report.reportPath);
+  const auto [shown, path] = InReportDir(report.reportFile);
+  report.reportPath = shown;
   UniqueFd file;
   if (path) {
     file = UniqueFd(open(path->c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kReportFileMode));

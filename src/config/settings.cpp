@@ -9,7 +9,7 @@ bool dbgFlag = false;
 bool adsFull = false;
 std::list<std::wstring> catList;
 
-std::optional<std::wstring> reportDir;
+std::optional<std::string> reportDir;
 std::optional<std::wstring> dateFmt;
 wchar_t csvSep = 0;
 int csvHdrs = 1;

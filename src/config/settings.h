@@ -19,8 +19,9 @@ extern std::list<std::wstring> catList;  // -cat: selected report categories; "a
 enum TextFormat { kTextStandard = 1, kTextUnicode = 2 };
 
 // Set by [parameters] lines (reportDir by -rdir first); the defaults are the initial values.
-extern std::optional<std::wstring> reportDir;  // directory of the report files; none = current
-extern std::optional<std::wstring> dateFmt;    // wcsftime format of printed dates; none = "%x %X"
+extern std::optional<std::string> reportDir;  // directory of the report files, in the bytes
+                                              // that were given; none = current
+extern std::optional<std::wstring> dateFmt;   // wcsftime format of printed dates; none = "%x %X"
 extern wchar_t csvSep;                // 0 until set; ',' once the configuration has been read
 extern int csvHdrs;                   // 1: CSV files begin with a header row (default)
 extern std::wstring maxPathUnitName;  // printed name of maxPathUnits, "UTF-8 encoded bytes"

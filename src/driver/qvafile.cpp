@@ -10,7 +10,7 @@
 
 #include "base/format.h"
 #include "base/loganderr.h"
-#include "config/narrowpath.h"
+#include "config/reportpath.h"
 #include "config/settings.h"
 #include "detail/detailfile.h"
 #include "reports/reportwriter.h"
@@ -63,12 +63,11 @@ void CreateQvaFile() {
   ChooseQvaRoot();
   std::wstring name = Formatted(L"%ls_%ls_%ls", tagStr, fsysHost, RootNamePart());
   if (name.size() > kLongestName) name.resize(kLongestName);
-  const std::wstring path = InReportDir(name);
-  const std::optional<std::string> narrow = NarrowPath(path);
+  const auto [path, bytes] = InReportDir(name);
   const bool unicode = textFormat == kTextUnicode;
-  const int fd = OpenOutput(name, narrow);
+  const int fd = OpenOutput(name, bytes);
   if (fd < 0) PosixErrExit(0, L"Unable to create QVA output file '%ls'\n", path);
-  qvaOutput.Attach(fd, true, unicode ? TextEncoding::kUcs2Le : TextEncoding::kLocale, *narrow);
+  qvaOutput.Attach(fd, true, unicode ? TextEncoding::kUcs2Le : TextEncoding::kLocale, *bytes);
   LogEntry(L"QVA output written to: %ls\n", path);
   qvaOutput.Write(Formatted(L"%ls|%ls|%ls|%s|%ls|%u|%llu|%llu|%llu|%u|%u", tagStr, fsysHost,
                             qvaRoot, rootType == kRootCifs ? "CIFS" : "NFS", srvrName,

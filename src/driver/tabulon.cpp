@@ -88,7 +88,7 @@ void TellScanTime() {
 }
 
 void ApplyReportOptions() {
-  if (cmdOpts[kOptRdir].Given()) reportDir = Widened(cmdOpts[kOptRdir].value);
+  if (cmdOpts[kOptRdir].Given()) reportDir = cmdOpts[kOptRdir].value;
   adsFull = cmdOpts[kOptAdsFull].Given();
 }
 

@@ -74,7 +74,7 @@ using BadConfig = ConfigTest;
 TEST_F(BadConfig, Lines) {
   const std::map<std::string, std::string> sections = {
       {"P:", "[parameters]\n"}, {"R:", "[report]\n"}, {"C:", "[report]\ntype=custom\n"}};
-  reportDir = Wide(directory());
+  reportDir = directory();
   logHdr.scanTime = 1'400'000'000;
   for (const BadText& row : kBadTexts) {
     rootType = row.kind;
@@ -88,16 +88,15 @@ TEST_F(BadConfig, Lines) {
 TEST_F(BadConfig, Files) {
   const std::string file = File("[report]\ntype=totals\nreportfile=no/a.txt\n");
   // clang-format off
-  const struct { std::string config; std::wstring reportDir; std::string message; } rows[] = {
-      {"/nonexistent/x.cfg", L"",
+  const struct { std::string config, reportDir, message; } rows[] = {
+      {"/nonexistent/x.cfg", "",
        "Cannot open configuration file '/nonexistent/x.cfg'  (p2) No such file or directory\n"},
-      {directory(), L"", "Cannot read the configuration file\n  (p21) Is a directory\n"},
-      {file, Wide(directory()), "Unable to create report file '" + directory() +
+      {directory(), "", "Cannot read the configuration file\n  (p21) Is a directory\n"},
+      {file, directory(), "Unable to create report file '" + directory() +
        "/no/a.txt'\n  (p2) No such file or directory\n"},
-      {file, Wide(file), "Report directory '" + file + "' exists but is not a directory\n"},
-      {file, Wide(Path("no/parent")),
-       "Could not create report directory '" + Path("no/parent") + "'\n"},
-      {file, L"not in C: \x20AC", "Could not create report directory 'not in C: ?'\n"},
+      {file, file, "Report directory '" + file + "' exists but is not a directory\n"},
+      {file, Path("no/p\xC3\xB6"),
+       "Could not create report directory '" + Path("no/p??") + "'\n"},
   };
   // clang-format on
   for (const auto& row : rows) {

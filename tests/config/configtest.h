@@ -51,7 +51,7 @@ class ConfigTest : public ::testing::Test {
   // Reads a configuration of this text; the report directory is `directory()` unless the text or an
   // earlier setting names one.
   void Read(std::string_view text) {
-    if (!reportDir) reportDir = Wide(directory() + "/reports");
+    if (!reportDir) reportDir = directory() + "/reports";
     ProcessConfigFile(File(text).c_str());
   }
   // The path of a configuration file of this text.

@@ -19,7 +19,7 @@ using ::testing::MatchesRegex;
 // A report of the list, its lines applied one by one.
 class ReportLines : public ConfigTest {
  protected:
-  ReportLines() { reportDir = Wide(directory()); }
+  ReportLines() { reportDir = directory(); }
 
   static Report& Add(const wchar_t* type) {
     Report& report = reportList.emplace_back();
