@@ -68,13 +68,12 @@ TEST(QvaFile, IsNamedAfterTagHostAndRoot) {
 
 TEST(QvaFile, HoldsTheReportsUnderTheirTags) {
   std::string sections;
-  for (const char* lines :
-       {"custom;qvatag=files;title=Files;reportfile=never.txt;totals=yes",
-        "custom;format=csv;fields=size,mdate;nameform=fullpath",
-        "duplicates;qvatag=;totals=yes", "filetypes;qvatag=types;format=csv",
-        "custom;qvatag=counted only;format=none;title=Counted;totals=yes",
-        "custom;inactive=yes;qvatag=off", "totals;format=csv",
-        "summary;qvatag=summary;format=csv;fields=tag,root,files"}) {
+  for (const char* lines : {"custom;qvatag=files;title=Files;reportfile=never.txt;totals=yes",
+                            "custom;format=csv;fields=size,mdate;nameform=fullpath",
+                            "duplicates;qvatag=;totals=yes", "filetypes;qvatag=types;format=csv",
+                            "custom;qvatag=counted only;format=none;title=Counted;totals=yes",
+                            "custom;inactive=yes;qvatag=off", "totals;format=csv",
+                            "summary;qvatag=summary;format=csv;fields=tag,root,files"}) {
     sections += Section(std::string("type=") + lines);
   }
   const std::string text = FirstLine(kNfs, "/srv/data") + R"([[QVA]]:summary
