@@ -183,6 +183,60 @@ TEST_F(Dtlexport, AnyNameComesBackFromCsvAndJson) {
   EXPECT_EQ(Sql(dir_, kJsonRows + select("ifnull(json_extract(j,'$.", "'),'')")), expected);
 }
 
+// Paths come as they are stored; those that would lead out of the tree are told and left out.
+TEST_F(Dtlexport, PathsForOtherProgramsStayBelowTheRoot) {
+  struct Row {
+    ScanKind kind;
+    std::string root, directory, name, path;
+    const char* fault;  // null: the path is written
+  };
+  const std::string parent = "it has a part '..'", separator = "its name holds a separator";
+  const auto nfs = ScanKind::kNfs, cifs = ScanKind::kCifs;
+  const Row rows[] = {
+      {nfs, "/srv", "/d", "a\nb,\xFF\\..\\c ", "/srv/d/a\nb,\xFF\\..\\c ", nullptr},
+      {nfs, "/", "/", "...", "/...", nullptr},
+      {nfs, "/srv", "/..d", "..", "/srv/..d/..", parent.c_str()},
+      {nfs, "/srv", "/d", "e/f", "/srv/d/e/f", separator.c_str()},
+      {nfs, "/srv", "/d/..", "x", "/srv/d/../x", parent.c_str()},
+      {nfs, "/srv/../x", "/d", "y", "/srv/../x/d/y", parent.c_str()},
+      {nfs, "/srv", "d", "x", "/srvd/x", "its directory does not begin at the root"},
+      {nfs, "/srv", "/d", ".", "/srv/d/.", "it names a directory"},
+      {cifs, "E:\\", "\\d", "a b", "E:\\d\\a b", nullptr},
+      {cifs, "E:\\", "\\d/..\\e", "f", "E:\\d/..\\e\\f", parent.c_str()},
+      {cifs, "E:\\", "\\", "a\\b", "E:\\a\\b", separator.c_str()},
+  };
+  for (const Row& row : rows) {
+    WriteDtl(scan_, {.kind = row.kind,
+                     .rootPath = row.root,
+                     .records = {DirectoryRecord(row.directory), FileRecord(row.name)}});
+    const RunResult run = RunExport({"--format", "paths0", scan_});
+    const bool written = row.fault == nullptr;
+    EXPECT_EQ(run.status, written ? 0 : 3) << row.path;
+    EXPECT_EQ(run.out, written ? row.path + '\0' : "");
+    EXPECT_EQ(run.err,
+              written ? "" : std::string("left out, ") + row.fault + ": '" + row.path + "'\n");
+  }
+  WriteDtl(scan_, {.rootPath = "/srv",
+                   .records = {DirectoryRecord("/"), FileRecord("a"), DirectoryRecord("/d"),
+                               FileRecord("b")}});
+  EXPECT_EQ(Export({"--format", "paths0", "--directories"}),
+            std::string("/srv\0/srv/a\0/srv/d\0/srv/d/b\0", 28));
+}
+
+TEST_F(Dtlexport, GuardedTextsAreNoFormulas) {
+  ScanSpec spec{.rootPath = "-r", .records = {DirectoryRecord("=d")}};
+  for (const char* name : {"=1", "+1", "-1", "@a", "\t=1", "\r=1", " =1", "a=1", "x.=1", "\"=1"}) {
+    spec.records.push_back(LinkRecord(name, name));
+  }
+  WriteDtl(scan_, spec);
+  EXPECT_EQ(Export({"--format", "csv", "--guard", "--fields", "name,ext,target,size"}),
+            "name,ext,target,size\n'=1,,'=1,0\n'+1,,'+1,0\n'-1,,'-1,0\n'@a,,'@a,0\n"
+            "\"'\t=1\",,\"'\t=1\",0\n\"'\r=1\",,\"'\r=1\",0\n =1,, =1,0\na=1,,a=1,0\n"
+            "x.=1,'=1,x.=1,0\n\"\"\"=1\",,\"\"\"=1\",0\n");
+  EXPECT_THAT(Export({"--format", "csv", "--guard", "--fields", "path,dir,root", "--no-header"}),
+              StartsWith("'-r=d/=1,'-r=d,'-r\n"));
+}
+
 TEST_F(Dtlexport, TextsOfAnyLengthFit) {
   const std::string target(65000, '\xFF'), directory = "/" + std::string(65000, '"');
   WriteDtl(scan_, {.records = {DirectoryRecord(directory), LinkRecord("n", target)}});
@@ -310,12 +364,16 @@ TEST_F(Dtlexport, WhatCannotBeReadOrAskedEndsTheRun) {
   const std::string text = dir_ / "text", none = dir_ / "none";
   WriteFile(text, std::string(500, 'x'));
   const std::string shard = "dtlexport: --shard is I/N with I from 1 to N, not ";
+  const std::string misfit = "dtlexport: --", format = " does not go with this --format";
   const std::string noField = "dtlexport: rows of this scan have no field ";
   // The arguments behind "--format csv", and the message. Status 2 is for wrong usage.
   // clang-format off
   const std::pair<std::vector<std::string>, std::string> rows[] = {
       {{}, "dtlexport: one scan is needed"},
-      {{"--format", "xml", scan_}, "dtlexport: --format is csv or ndjson, not xml"},
+      {{"--format", "xml", scan_}, "dtlexport: --format is csv, ndjson or paths0, not xml"},
+      {{"--format", "ndjson", "--guard", scan_}, misfit + "guard" + format},
+      {{"--format", "paths0", "--relative", scan_}, misfit + "relative" + format},
+      {{"--format", "paths0", "--fields", "path", scan_}, misfit + "fields" + format},
       {{"--shard", "0/2", scan_}, shard + "0/2"}, {{"--shard", "3/2", scan_}, shard + "3/2"},
       {{"--shard", "1/2x", scan_}, shard + "1/2x"}, {{"--fields", "path,", scan_}, noField + "''"},
       {{"--fields", "attrs", scan_}, noField + "'attrs'"},

@@ -7,9 +7,9 @@
 
 namespace tabulon {
 
-enum class ExportFormat { kCsv, kNdjson };
+enum class ExportFormat { kCsv, kNdjson, kPaths0 };
 
-// A text in the form of a format, without the quotes around it.
+// A text in the form of CSV or NDJSON, without the quotes around it.
 struct ExportText {
   std::string_view escaped;
   bool quoted = false;  // in CSV it has to stand in quotes
@@ -24,7 +24,8 @@ struct ExportText {
 // A record's text up to its first zero byte.
 std::string_view TextOf(std::string_view stored);
 
-// Puts `text`, which must outlive `out`'s use, into the form of `format`. REQUIRES: no zero byte.
+// Puts `text`, which must outlive `out`'s use, into the form of `format`. REQUIRES: no zero byte; a
+// format of rows, not kPaths0.
 void EscapeText(ExportFormat format, std::string_view text, ExportText& out);
 
 // Length of the well-formed UTF-8 sequence that `text` begins with; 0 when there is none.

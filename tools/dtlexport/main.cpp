@@ -17,6 +17,7 @@
 #include "base/utf.h"
 #include "query/parsequery.h"
 #include "tools/dtlexport/fields.h"
+#include "tools/dtlexport/paths.h"
 #include "tools/dtlexport/scan.h"
 #include "tools/dtlexport/scantexts.h"
 
@@ -26,16 +27,19 @@ namespace {
 constexpr int kExitDone = 0;
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
-constexpr int kExitIncomplete = 3;  // the scan breaks off; what it holds has been written
+constexpr int kExitIncomplete =
+    3;  // the scan breaks off, or a path was left out; the rest is written
 
 constexpr char kUsage[] =
     "usage: dtlexport --format csv|ndjson [--fields A,B,...] [--where QUERY]\n"
     "                 [--directories] [--relative] [--shard I/N] [--no-header] [--crlf]\n"
-    "                 FILE.dtl\n"
+    "                 [--guard] FILE.dtl\n"
+    "       dtlexport --format paths0 [--where QUERY] [--directories] [--shard I/N] FILE.dtl\n"
     "\n"
     "Writes a row for each file of a scan to standard output.\n"
     "\n"
     "  --format csv|ndjson  values between commas (RFC 4180), or a JSON object a line\n"
+    "  --format paths0      full paths, each with a zero byte at its end, for xargs -0\n"
     "  --fields A,B,...     these fields, in this order; else all of the scan\n"
     "  --where QUERY        only what the query selects, as tabulon -q does\n"
     "  --directories        rows for the directories, too\n"
@@ -44,9 +48,12 @@ constexpr char kUsage[] =
     "                       several workers; together they write every row once\n"
     "  --no-header          CSV without its first row\n"
     "  --crlf               CSV lines end in CR LF\n"
+    "  --guard              CSV for spreadsheets: an apostrophe in front of texts that begin with\n"
+    "                       = + - @, tab or carriage return\n"
     "  --help               show this text\n"
     "\n"
-    "Exit status: 0 done, 1 failed, 2 wrong usage, 3 done, but the scan breaks off.\n";
+    "Exit status: 0 done, 1 failed, 2 wrong usage, 3 done, but the scan breaks off\n"
+    "or a path was left out.\n";
 
 struct Options {
   std::string file;
@@ -58,6 +65,7 @@ struct Options {
   bool relative = false;
   bool header = true;
   bool crlf = false;
+  bool guard = false;
 };
 
 [[noreturn]] void UsageError(const std::string& problem) {
@@ -73,7 +81,8 @@ struct Options {
 ExportFormat ParseFormat(std::string_view text) {
   if (text == "csv") return ExportFormat::kCsv;
   if (text == "ndjson") return ExportFormat::kNdjson;
-  UsageError("--format is csv or ndjson, not " + std::string(text));
+  if (text == "paths0") return ExportFormat::kPaths0;
+  UsageError("--format is csv, ndjson or paths0, not " + std::string(text));
 }
 
 Shard ParseShard(std::string_view text) {
@@ -88,6 +97,14 @@ Shard ParseShard(std::string_view text) {
   UsageError("--shard is I/N with I from 1 to N, not " + std::string(text));
 }
 
+// The name of an option that means nothing in the chosen format and would be missed; null: none.
+// Paths below the root of the scan, without it, would name other files of the machine.
+const char* MisfitOf(const Options& options) {
+  if (options.guard && *options.format != ExportFormat::kCsv) return "--guard";
+  if (*options.format != ExportFormat::kPaths0) return nullptr;
+  return options.relative ? "--relative" : options.fields ? "--fields" : nullptr;
+}
+
 Options ParseOptions(int argc, char** argv) {
   enum : int {
     kFormat = 1,
@@ -98,6 +115,7 @@ Options ParseOptions(int argc, char** argv) {
     kRelative,
     kNoHeader,
     kCrlf,
+    kGuard,
     kHelp
   };
   constexpr option kOptions[] = {{"format", required_argument, nullptr, kFormat},
@@ -108,6 +126,7 @@ Options ParseOptions(int argc, char** argv) {
                                  {"relative", no_argument, nullptr, kRelative},
                                  {"no-header", no_argument, nullptr, kNoHeader},
                                  {"crlf", no_argument, nullptr, kCrlf},
+                                 {"guard", no_argument, nullptr, kGuard},
                                  {"help", no_argument, nullptr, kHelp},
                                  {}};
   Options options;
@@ -121,9 +140,12 @@ Options ParseOptions(int argc, char** argv) {
     if (c == kRelative) options.relative = true;
     if (c == kNoHeader) options.header = false;
     if (c == kCrlf) options.crlf = true;
+    if (c == kGuard) options.guard = true;
     if (c == '?') UsageError("it cannot be done with these options");
   }
   if (!options.format) UsageError("--format is needed");
+  const char* const misfit = MisfitOf(options);
+  if (misfit != nullptr) UsageError(misfit + std::string(" does not go with this --format"));
   if (argc - optind != 1) UsageError("one scan is needed");
   options.file = argv[optind];
   return options;
@@ -148,6 +170,33 @@ const Filter* ParseWhere(const std::optional<std::string>& where) {
   return ParseQuery(query);
 }
 
+void ExportRows(const Options& options, ScanWalk& walk, RowWriter& out,
+                const ExportColumns& columns) {
+  if (options.header) columns.WriteHeader(out);
+  ExportRow row(*options.format, options.relative ? std::string_view() : ExportTexts().rootBytes,
+                columns.Has("target") || columns.Has("target_bytes"));
+  while (const ScanRecord* record = walk.Next()) {
+    row.Assign(*record, walk.directory());
+    columns.WriteRow(row, out);
+  }
+}
+
+// Returns false when a path was left out; each has been told.
+bool ExportPaths(ScanWalk& walk, RowWriter& out) {
+  PathFinder finder(ExportTexts().rootBytes);
+  bool all = true;
+  while (const ScanRecord* record = walk.Next()) {
+    const ScanPath path = finder.Find(*record, walk.directory());
+    if (path.fault == nullptr) {
+      out.Path(path.directory, path.name);
+      continue;
+    }
+    all = false;
+    LogErr(L"left out, %s: '%s%s'\n", path.fault, path.directory, path.name);
+  }
+  return all;
+}
+
 int Export(const Options& options, int rows) {
   OpenScan(options.file);
   std::string problem;
@@ -155,17 +204,16 @@ int Export(const Options& options, int rows) {
   if (!columns) UsageError(problem);
   LoadExportTexts(*options.format);
   ScanWalk walk({ParseWhere(options.where), options.directories, options.shard});
-  RowWriter out(rows, *options.format, options.crlf ? "\r\n" : "\n");
-  if (options.header) columns->WriteHeader(out);
-  ExportRow row(*options.format, options.relative ? std::string_view() : ExportTexts().rootBytes,
-                columns->Has("target") || columns->Has("target_bytes"));
-  while (const ScanRecord* record = walk.Next()) {
-    row.Assign(*record, walk.directory());
-    columns->WriteRow(row, out);
+  RowWriter out(rows, *options.format, options.crlf ? "\r\n" : "\n", options.guard);
+  bool all = true;
+  if (*options.format == ExportFormat::kPaths0) {
+    all = ExportPaths(walk, out);
+  } else {
+    ExportRows(options, walk, out, *columns);
   }
   out.Flush();
   if (close(rows) != 0) PosixErrExit(0, L"Error writing the rows\n");
-  if (walk.whole()) return kExitDone;
+  if (walk.whole()) return all ? kExitDone : kExitIncomplete;
   LogErr(L"'%s' breaks off: what it holds has been written, the rest is missing\n", options.file);
   return kExitIncomplete;
 }

@@ -11,12 +11,16 @@ char Separator() {
 
 }  // namespace
 
-void ExportDirectory::Assign(ExportFormat format, std::string_view root,
-                             std::string_view directory) {
-  stored.assign(root);
+void JoinRoot(std::string_view root, std::string_view directory, std::string& path) {
+  path.assign(root);
   const bool isRoot = directory.size() == 1 && directory.front() == Separator();
   if (root.ends_with(Separator()) && directory.starts_with(Separator())) directory.remove_prefix(1);
-  if (root.empty() || !isRoot) stored += directory;
+  if (root.empty() || !isRoot) path += directory;
+}
+
+void ExportDirectory::Assign(ExportFormat format, std::string_view root,
+                             std::string_view directory) {
+  JoinRoot(root, directory, stored);
   length = stored.size();
   if (!stored.ends_with(Separator())) stored += Separator();
   EscapeText(format, pathBytes(), path);

@@ -19,15 +19,18 @@ void PutTwoDigits(char* to, unsigned value) {
 
 }  // namespace
 
-RowWriter::RowWriter(int fd, ExportFormat format, std::string_view lineEnd)
-    : fd_(fd), format_(format), lineEnd_(format == ExportFormat::kCsv ? lineEnd : "\n") {
+RowWriter::RowWriter(int fd, ExportFormat format, std::string_view lineEnd, bool guard)
+    : fd_(fd),
+      format_(format),
+      lineEnd_(format == ExportFormat::kCsv ? lineEnd : "\n"),
+      guard_(guard) {
   buffer_.resize(kBufferSize);
   at_ = buffer_.data();
   end_ = at_ + buffer_.size();
 }
 
 void RowWriter::BeginRow() {
-  if (static_cast<size_t>(at_ - buffer_.data()) > kBufferSize - kBufferSize / 4) Flush();
+  FlushWhenNearlyFull();
   if (format_ == ExportFormat::kNdjson) Put('{');
 }
 
@@ -83,6 +86,7 @@ void RowWriter::Time(uint32_t seconds) {
 
 void RowWriter::Text(const ExportText& text) {
   Quote(text.quoted);
+  Guard(text.escaped);
   Raw(text.escaped);
   Quote(text.quoted);
   EndValue();
@@ -91,10 +95,18 @@ void RowWriter::Text(const ExportText& text) {
 void RowWriter::Text(const ExportText& first, const ExportText& second) {
   const bool quoted = first.quoted || second.quoted;
   Quote(quoted);
+  Guard(first.escaped.empty() ? second.escaped : first.escaped);
   Raw(first.escaped);
   Raw(second.escaped);
   Quote(quoted);
   EndValue();
+}
+
+void RowWriter::Path(std::string_view first, std::string_view second) {
+  FlushWhenNearlyFull();
+  Raw(first);
+  Raw(second);
+  Put('\0');
 }
 
 void RowWriter::Hex(std::string_view first, std::string_view second) {
@@ -103,6 +115,16 @@ void RowWriter::Hex(std::string_view first, std::string_view second) {
   HexDigits(second);
   Quote(false);
   EndValue();
+}
+
+// Such beginnings make spreadsheets compute a cell, or drop blanks and then compute it.
+void RowWriter::Guard(std::string_view text) {
+  constexpr std::string_view kBeginnings = "=+-@\t\r";
+  if (guard_ && !text.empty() && kBeginnings.find(text.front()) != kBeginnings.npos) Put('\'');
+}
+
+void RowWriter::FlushWhenNearlyFull() {
+  if (static_cast<size_t>(at_ - buffer_.data()) > kBufferSize - kBufferSize / 4) Flush();
 }
 
 void RowWriter::Flush() {

@@ -3,6 +3,7 @@
 //
 //   CSV      a header row, then values between commas (RFC 4180, with LF or CR LF)
 //   NDJSON   one JSON object a line (RFC 8259)
+//   paths0   no values: bytes of paths, each with a zero byte at its end
 #pragma once
 
 #include <cstdint>
@@ -16,8 +17,9 @@ namespace tabulon {
 
 class RowWriter {
  public:
-  // `lineEnd` ends CSV rows; the lines of NDJSON end in LF.
-  RowWriter(int fd, ExportFormat format, std::string_view lineEnd);
+  // `lineEnd` ends CSV rows; the lines of NDJSON end in LF. `guard`: CSV texts that a spreadsheet
+  // would take for formulas get an apostrophe in front.
+  RowWriter(int fd, ExportFormat format, std::string_view lineEnd, bool guard);
   RowWriter(const RowWriter&) = delete;
   RowWriter& operator=(const RowWriter&) = delete;
 
@@ -40,6 +42,8 @@ class RowWriter {
   void Text(const ExportText& text);
   // Two texts as one value.
   void Text(const ExportText& first, const ExportText& second);
+  // The bytes of two texts as one path of paths0: a row of its own, without BeginRow and EndRow.
+  void Path(std::string_view first, std::string_view second);
   // Bytes of two texts as one value, in hexadecimal digits.
   void Hex(std::string_view first, std::string_view second);
 
@@ -53,6 +57,7 @@ class RowWriter {
     if (static_cast<size_t>(end_ - at_) < size) Grow(size);
   }
   void Grow(size_t size);
+  void FlushWhenNearlyFull();
   void Put(char byte) {
     Reserve(1);
     *at_++ = byte;
@@ -63,11 +68,13 @@ class RowWriter {
   void Quote(bool quoted) {
     if (quoted || format_ == ExportFormat::kNdjson) Put('"');
   }
+  void Guard(std::string_view text);
   void EndValue() { Put(','); }
 
   int fd_;
   ExportFormat format_;
   std::string lineEnd_;
+  bool guard_;
   std::vector<char> buffer_;
   char* at_;
   char* end_;
