@@ -1,13 +1,13 @@
 #include "query/datevalue.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <ctime>
 #include <cwctype>
 #include <numeric>
-#include <string>
+#include <string_view>
 
-#include "base/utils.h"
 #include "detail/detailfile.h"
 
 namespace tabulon {
@@ -17,6 +17,9 @@ int scanDateRelative = 1;
 namespace {
 
 constexpr uint64_t kDaySeconds = 86'400;
+// Counts from here on are all alike: no time is so many days from 1970 (188 million years). No
+// interval below overflows.
+constexpr uint64_t kCountedUnits = uint64_t{1} << 36;
 constexpr long kHourSeconds = 3'600;
 constexpr int kFirstYear = 1970;
 constexpr int kLastYear = 2037;
@@ -97,6 +100,15 @@ bool RelativeDate(wchar_t letter, uint64_t count, int64_t& result) {
   return true;
 }
 
+// Takes the number at the front of `text` off it; kCountedUnits for a larger one.
+uint64_t TakeCount(std::wstring_view& text) {
+  uint64_t count = 0;
+  for (; !text.empty() && text[0] >= L'0' && text[0] <= L'9'; text.remove_prefix(1)) {
+    count = std::min(count * 10 + static_cast<uint64_t>(text[0] - L'0'), kCountedUnits);
+  }
+  return count;
+}
+
 // The number of two digits at `at`; -1 when one of them is no digit.
 int TwoDigits(std::wstring_view text, size_t at) {
   const auto digit = [&](size_t i) { return text[i] >= L'0' && text[i] <= L'9'; };
@@ -134,12 +146,10 @@ bool ReadTimeOfDay(std::wstring_view text, std::tm& when) {
 }  // namespace
 
 bool ConvertDateValue(std::wstring_view text, int64_t& result) {
-  const std::wstring digits(text);
-  const wchar_t* end = nullptr;
-  const uint64_t count = wcstoul64(digits.c_str(), &end);
-  const auto unit = static_cast<size_t>(end - digits.c_str());
-  if (unit == text.size()) return ConvertNumericDateValue(text, result);
-  return unit + 1 == text.size() && RelativeDate(text[unit], count, result);
+  std::wstring_view unit = text;
+  const uint64_t count = TakeCount(unit);
+  if (unit.empty()) return ConvertNumericDateValue(text, result);
+  return unit.size() == 1 && RelativeDate(unit[0], count, result);
 }
 
 bool ConvertNumericDateValue(std::wstring_view text, int64_t& result) {

@@ -60,7 +60,11 @@ constexpr DateRow kRelativeDates[] = {
     {kNewYork, L"0d", kNoDate, "1970-01-01 00:00:01"},  // still 1969 there
     {kUtc, L"1000m", kNoDate}, {kUtc, L"18446744073709551615m", kNoDate},
     {kUtc, L"18446744073709551615d", kNoDate},
-    {kUtc, L"18446744073709551617d", "2024-03-14"}, {kUtc, L"20240101d", kNoDate},
+    // The first that do not fit 64 bits, and a count that does not.
+    {kUtc, L"213503982334602d", kNoDate}, {kUtc, L"30500568904944w", kNoDate},
+    {kUtc, L"7000130568348m", kNoDate}, {kUtc, L"584942417356y", kNoDate},
+    {kUtc, L"18446744073709551617d", kNoDate}, {kUtc, L"000000000000000000000001d", "2024-03-14"},
+    {kUtc, L"20240101d", kNoDate},
     {kUtc, L"30dd", kNoDate}, {kUtc, L"30x", kNoDate}, {kUtc, L"-1d", kNoDate},
     // West of Greenwich, summer time moves the result two hours back.
     {kNewYork, L"1d", "2024-01-14", "2024-01-15 17:00:00"},
