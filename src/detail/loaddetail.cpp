@@ -12,7 +12,8 @@
 namespace tabulon {
 namespace {
 
-constexpr size_t kTagLength = 32;
+// Characters of a tag that count.
+constexpr size_t kTagLength = 31;
 
 // Reads the block at `offset`; what the file does not hold of it reads as zeros. Returns the bytes
 // that it does hold.
@@ -74,11 +75,11 @@ void LoadHeader(const char* name, bool adsFull, bool qvaWanted) {
   }
 }
 
-// Cuts the blanks that a tag is padded with. The last character is never looked at: a tag of full
-// length loses it. Kept so. A tag of blanks stays as it is.
+// Cuts the blanks that a tag is padded with. A 32nd character is never looked at, and lost. Kept
+// so. A tag of blanks stays as it is, and so does one that is stored shorter.
 void TrimTag(std::wstring& tag) {
   if (tag.size() < kTagLength) return;
-  const size_t last = tag.find_last_not_of(L' ', kTagLength - 2);
+  const size_t last = tag.find_last_not_of(L' ', kTagLength - 1);
   if (last != std::wstring::npos) tag.resize(last + 1);
 }
 

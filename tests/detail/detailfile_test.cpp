@@ -132,6 +132,8 @@ TEST_F(DetailFileTest, TagsAreTrimmedExceptTheirLastCharacter) {
       {full, full.substr(0, 31)}, {full + "GH", full.substr(0, 31)},
       {full.substr(0, 30) + " F", full.substr(0, 30)},  // the last one is never looked at
       {PaddedTag("a tag"), "a tag"}, {PaddedTag(" x"), " x"}, {"short   ", "short   "}, {"", ""},
+      {full.substr(0, 28) + "   ", full.substr(0, 28)}, {full.substr(0, 31), full.substr(0, 31)},
+      {full.substr(0, 28) + "  ", full.substr(0, 28) + "  "}, {std::string(31, ' '), std::string(31, ' ')},
       {std::string(31, ' ') + "x", std::string(31, ' ') + "x"},
       {std::string(kBlankTag), std::string(kBlankTag)},
   };
