@@ -14,7 +14,11 @@ and age distributions, duplicates, use of accounts, as text or CSV.
 The package holds mkdtl as well, which scans local directory trees, and
 dtlexport, which writes scans as rows for databases.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
+if("$ENV{DEB_BUILD_OPTIONS}" MATCHES "(^|[ ,])nostrip($|[ ,])")
+  set(CPACK_STRIP_FILES OFF)
+else()
+  set(CPACK_STRIP_FILES ON)
+endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
@@ -32,6 +36,9 @@ if(GZIP)
   add_custom_target(debian_files ALL DEPENDS ${debian_changelog})
   install(FILES ${debian_changelog} ${CMAKE_SOURCE_DIR}/packaging/copyright
     DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT debian EXCLUDE_FROM_ALL)
+  install(FILES ${CMAKE_SOURCE_DIR}/packaging/lintian-overrides
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME tabulon
+    COMPONENT debian EXCLUDE_FROM_ALL)
 endif()
 set(CPACK_INSTALL_CMAKE_PROJECTS
   "${CMAKE_BINARY_DIR};${PROJECT_NAME};ALL;/" "${CMAKE_BINARY_DIR};${PROJECT_NAME};debian;/")

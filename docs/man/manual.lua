@@ -32,6 +32,14 @@ local line_width = 71    -- of the text on a terminal of 80 columns
 local writer_width = 70  -- what pandoc multiplies the share of a column with
 local gap = 3            -- between columns
 
+-- groff takes a terminal for one long page, which it lengthens where something is kept together. It
+-- forgets to for the rows of tables, and warns of each that lies across the end of the page. So the
+-- page is lengthened before a table; a row has at most this number of lines.
+local row_lines = 8
+local function Lengthen(rows)
+  return pandoc.RawBlock("man", ".if \\n[cR] .ne " .. rows * row_lines .. "v")
+end
+
 -- For every column the width of its longest word and of its longest cell, in characters.
 local function Measure(rows, columns)
   local word, cell = {}, {}
@@ -61,5 +69,5 @@ function Table(wide)
     if wanted > room then share = math.floor(share * math.max(room, 0) / wanted) end
     simple.widths[i] = (word[i] + share) / writer_width
   end
-  return pandoc.utils.from_simple_table(simple)
+  return { Lengthen(#rows), pandoc.utils.from_simple_table(simple) }
 end
