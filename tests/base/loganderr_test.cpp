@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <ctime>
 #include <new>
 
 #include "base/hugearray.h"
@@ -21,27 +20,6 @@ namespace {
 
 using testing::ExitedWithCode;
 using testing::MatchesRegex;
-
-TEST(MakeFilename, PutsTheTimeInFrontOfTheLetter) {
-  // A '#' stands for the time.
-  // clang-format off
-  const std::pair<const char*, std::string> rows[] = {
-      {"list%d.txt", "list#d.txt"}, {"%D", "#D"}, {"a%d%Db", "a#d#Db"}, {"%%d", "%#d"}, {"", ""},
-      {"list.txt", "list.txt"}, {"%x", "%x"}, {"100%", "100%"}, {"%%", "%%"},
-  };
-  // clang-format on
-  for (const auto& [pattern, expected] : rows) {
-    std::string name, wanted;
-    for (std::time_t at = 0; at != std::time(nullptr); name = MakeFilename(pattern)) {
-      at = std::time(nullptr);
-      char stamp[14];
-      std::strftime(stamp, sizeof stamp, "%y%m%d.%H%M%S", std::localtime(&at));
-      wanted.clear();
-      for (const char c : expected) wanted += c == '#' ? std::string(stamp) : std::string(1, c);
-    }
-    EXPECT_EQ(name, wanted);
-  }
-}
 
 TEST(Logs, ErrorLinesAlsoGoToTheListLogUnlessBothAreTheConsole) {
   const TempDir dir;

@@ -125,8 +125,14 @@ TEST(Logs, TakeTheOutputTheErrorsAndTheDebugLines) {
 }
 
 TEST(Logs, MayCarryTheTimeInTheirNames) {
-  EXPECT_THAT(RunOnScan({.scan = {}, .options = {"-l", "list%d.txt"}}).files,
-              ElementsAre(Key(MatchesRegex("list[0-9]{6}\\.[0-9]{6}d\\.txt"))));
+  const std::string stamp = "[0-9]{6}\\.[0-9]{6}";
+  for (const auto& [name, made] :
+       {std::pair<std::string, std::string>("a%d%Dx", "d%Dx"), {"a%D", "D"}}) {
+    EXPECT_THAT(RunOnScan({.scan = {}, .options = {"-l", name}}).files,
+                ElementsAre(Key(MatchesRegex("a" + stamp + made))));
+  }
+  EXPECT_THAT(RunOnScan({.scan = {}, .options = {"-l", "a%%d%x"}}).files,
+              ElementsAre(Key(MatchesRegex("a%" + stamp + "d%x"))));
 }
 
 // Only messages show what the locale cannot decode as '?'.
