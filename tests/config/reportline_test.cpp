@@ -34,51 +34,24 @@ class ReportLines : public ConfigTest {
   }
 };
 
-TEST_F(ReportLines, TitlesTellTheSettings) {
-  isoCodeName = L"8859-5";
-  maxPathUnitName = L"characters";
-  maxPath = 4294967294;
-  EXPECT_EQ(Add(L"LongPaths").title, L"Files with pathnames exceeding -2 characters");
-  EXPECT_EQ(Add(L"utfrequired").title,
-            L"Files with names requiring UTF-8 based on codepage 8859-5");
-}
-
 TEST_F(ReportLines, SummaryAndSidUseMoveToTheFront) {
   Add(L"custom");
   Report& first = Add(L"siduse");
   for (const wchar_t* type : {L"Summary", L"SIDUSE", L"summary"}) Add(type);
-  // Entries keep their identity: lines that follow reach the right report.
+  // Entries keep their identity: lines that follow reach the right report, and replace earlier ones
+  // except the duplicates' fields.
   ReportLine(L"title", L"first", first);
+  for (const wchar_t* value : {L"yes", L"no"}) ReportLine(L"totals", value, first);
+  for (const wchar_t* value : {L"Name,mdate", L"size,CDATE"}) ReportLine(L"dupcheck", value, first);
+  for (const wchar_t* value : {L"size,mdate", L"uid,uid,attrs"})
+    ReportLine(L"fields", value, first);
+  EXPECT_EQ(first.flags & kFlagTotals, 0U);
+  EXPECT_EQ(first.dupFields, kDupName | kDupMdate | kDupSize | kDupCdate);
+  EXPECT_EQ(first.fields, "\x1\x4F\x4F\x88");
   std::vector<std::wstring> types;
   for (const Report& report : reportList) types.push_back(report.typeName);
   EXPECT_THAT(types, ElementsAre(L"summary", L"Summary", L"SIDUSE", L"siduse", L"custom"));
   EXPECT_EQ(std::prev(reportList.end(), 2)->title, L"first");
-}
-
-// A later line replaces what an earlier one of its kind said, except the duplicates' fields.
-TEST_F(ReportLines, LaterLinesReplaceEarlierOnes) {
-  Report& report = Add(L"custom");
-  // The flags, and the fields of the duplicate check.
-  // clang-format off
-  const struct { const wchar_t *key, *value; uint32_t flags, dupFields; } rows[] = {
-      {L"nameform", L"fileindir", 1, 0}, {L"NameForm", L"FullPath", 2, 0},
-      {L"pathform", L"absolute", 34, 0}, {L"showsids", L"yes", 38, 0}, {L"totals", L"YES", 46, 0},
-      {L"showlink", L"yes", 110, 0}, {L"showsids", L"no", 106, 0}, {L"totals", L"no", 98, 0},
-      {L"dupcheck", L"Name,mdate", 98, 5}, {L"dupcheck", L"size,CDATE,extension,size", 98, 31},
-      {L"output", L"csv", 98, 31}, {L"output", L"none", 98, 31}, {L"extlen", L"4294967294", 98, 31},
-      {L"fields", L"size,mdate", 98, 31}, {L"fields", L"uid,uid,attrs", 98, 31},
-      {L"inactive", L"no", 98, 31},
-  };
-  // clang-format on
-  for (const auto& row : rows) {
-    ReportLine(row.key, row.value, report);
-    EXPECT_EQ(report.flags, row.flags) << row.key;
-    EXPECT_EQ(report.dupFields, row.dupFields) << row.key;
-  }
-  EXPECT_EQ(report.format, kFormatNone);
-  EXPECT_EQ(report.fields, "\x1\x4F\x4F\x88");
-  EXPECT_EQ(report.extLength, 4294967294);
-  EXPECT_EQ(report.active, 1);
 }
 
 TEST_F(ReportLines, ReportFilesAreMadeAndEmptied) {
