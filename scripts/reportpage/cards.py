@@ -112,8 +112,9 @@ def duplicates_card(found, kind, total, style):
             for group in found.top[:BARS]]
     lead = (f"{count(found.groups, 'group')}. Keeping one file of each would free "
             f"<b>{human(found.size)}</b> in {count(found.files, 'file')}. Contents are not "
-            "compared: check them before anything is deleted. Hard links to one file count as "
-            "copies.")
+            "compared: check them before anything is deleted. "
+            + ("Files with several hard links are left out." if "one link" in found.title
+               else "Hard links to one file count as copies."))
     if total and (total.files, total.size) != (found.files, found.size):
         lead += (' <strong class="warning">The groups do not add up: the program counted '
                  f'{human(total.size)} in {count(total.files, "file")}. Names with line breaks can '

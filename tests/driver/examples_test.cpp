@@ -2,11 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
+#include <regex>
 #include <set>
 #include <sstream>
-#include <tuple>
 
 #include "support.h"
 
@@ -15,7 +14,11 @@ namespace {
 
 using testing::AnyOf;
 using testing::Each;
+using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
+
+const std::filesystem::path kExamples = SOURCE_DIR "/examples";
 
 std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
@@ -24,39 +27,76 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-TEST(Examples, WriteAllTheirReports) {
-  // Name, kind of scan, whether a report may have nothing behind its title.
-  const std::tuple<std::string, const char*, bool> rows[] = {
-      {"audit.cfg", "nfs", false},    {"audit-cifs.cfg", "cifs", false},
-      {"cleanup.cfg", "nfs", true},   {"cleanup.cfg", "cifs", true},
-      {"security.cfg", "cifs", true}, {"inventory.cfg", "nfs", false},
-  };
-  for (const auto& [name, kind, mayBeEmpty] : rows) {
-    SCOPED_TRACE(name + ", " + kind);
-    const TempDir dir;
-    const std::string config =
-        std::filesystem::path(__FILE__).parent_path() / "../../examples" / name;
-    std::filesystem::create_directory(dir / "temp");
-    RunMkdtl({"synth", "--kind", kind, "--records", "4000", "--seed", "7", dir / "x.dtl"});
-    const RunResult run = RunTabulon(
-        {"-dtl", "x.dtl", "-cfg", config, "-rdir", "reports", "-tempdir", "temp", "-cat", "all"},
-        {.env = {{"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()});
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_THAT(Lines(run.err),
-                Each(AnyOf(StartsWith("Scan time: "), StartsWith("Path = reports/"))));
-    EXPECT_TRUE(std::filesystem::is_empty(dir / "temp"));
+// The kinds of scans that a configuration says it is for.
+std::vector<std::string> KindsOf(const std::string& config) {
+  std::smatch match;
+  const std::regex words("For scans of (either kind|Unix filesystems|Windows shares)");
+  if (!std::regex_search(config, match, words)) return {};
+  if (match[1] == "either kind") return {"nfs", "cifs"};
+  return {match[1] == "Unix filesystems" ? "nfs" : "cifs"};
+}
 
+// The report files of a configuration, but for those of another kind of scan.
+std::set<std::string> ReportFiles(const std::string& config, const std::string& otherKind) {
+  std::set<std::string> files;
+  bool other = false;
+  for (const std::string& line : Lines(config)) {
+    if (line == "[report]") other = false;
+    if (line == "category = " + otherKind) other = true;
     const std::string key = "reportfile = ";
-    std::set<std::string> wanted, written;
-    for (const std::string& line : Lines(ReadFile(config))) {
-      if (line.starts_with(key)) wanted.insert(line.substr(key.size()));
+    if (line.starts_with(key) && !other) files.insert(line.substr(key.size()));
+  }
+  return files;
+}
+
+// Runs a configuration into the directory reports; what is said must be in order.
+void RunExample(const TempDir& dir, const std::string& name, const std::string& kind) {
+  std::filesystem::create_directory(dir / "temp");
+  RunMkdtl({"synth", "--kind", kind, "--records", "4000", "--seed", "7", dir / "x.dtl"});
+  const bool byKind = name == "dashboard.cfg";
+  const char* const category = !byKind ? "all" : kind == "nfs" ? "unix" : "windows";
+  const RunResult run = RunTabulon({"-dtl", "x.dtl", "-cfg", kExamples / name, "-rdir", "reports",
+                                    "-tempdir", "temp", "-cat", category},
+                                   {.env = {{"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(Lines(run.err),
+              Each(AnyOf(StartsWith("Scan time: "), StartsWith("Path = reports/"))));
+  EXPECT_TRUE(std::filesystem::is_empty(dir / "temp"));
+}
+
+TEST(Examples, WriteAllTheirReportsOnEachKindTheyName) {
+  for (const auto& example : std::filesystem::directory_iterator(kExamples)) {
+    const std::string name = example.path().filename(), config = ReadFile(example.path());
+    const std::vector<std::string> kinds = KindsOf(config);
+    EXPECT_THAT(kinds, Not(IsEmpty())) << name;
+    for (const std::string& kind : kinds) {
+      SCOPED_TRACE(name + ", " + kind);
+      const TempDir dir;
+      RunExample(dir, name, kind);
+      std::set<std::string> written;
+      for (const auto& entry : std::filesystem::directory_iterator(dir / "reports")) {
+        written.insert(entry.path().filename());
+        EXPECT_THAT(ReadFile(entry.path()), Not(IsEmpty())) << entry.path();
+      }
+      EXPECT_EQ(written, ReportFiles(config, kind == "nfs" ? "windows" : "unix"));
     }
-    for (const auto& entry : std::filesystem::directory_iterator(dir / "reports")) {
-      written.insert(entry.path().filename());
-      const std::string text = ReadFile(entry.path());
-      EXPECT_GT(std::ranges::count(text, '\n'), mayBeEmpty ? 2 : 0) << entry.path();
+  }
+}
+
+// Beside the duplicates and the totals, which count them.
+TEST(Examples, ForUnixWriteWhatTheirTwinsWrite) {
+  for (const std::string name : {"cleanup", "dashboard"}) {
+    const TempDir both, unixOnly;
+    RunExample(both, name + ".cfg", "nfs");
+    RunExample(unixOnly, name + "-unix.cfg", "nfs");
+    for (const auto& entry : std::filesystem::directory_iterator(both / "reports")) {
+      const std::string file = entry.path().filename();
+      const std::string text = ReadFile(entry.path()),
+                        twin = ReadFile(unixOnly / "reports/" + file);
+      const bool counted =
+          file.starts_with("duplicates") || file == "same-name.txt" || file.starts_with("totals");
+      EXPECT_EQ(text == twin, !counted) << name << ", " << file;
     }
-    EXPECT_EQ(written, wanted);
   }
 }
 

@@ -1,7 +1,6 @@
 // Reports of a real directory against find and awk; the comparison itself is a script.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <iostream>
 
 #include "support.h"
@@ -10,7 +9,7 @@ namespace tabulon {
 namespace {
 
 TEST(Peers, AgreeOnARealDirectory) {
-  const std::string script = std::filesystem::path(__FILE__).replace_filename("peers.sh");
+  const std::string script = SOURCE_DIR "/tests/driver/peers.sh";
   const RunResult run = RunProgram({script, TabulonPath(), MkdtlPath()});
   EXPECT_EQ(run.status, 0) << run.out << run.err;
   std::cout << run.out;
