@@ -1,11 +1,9 @@
 #include "detail/recordclass.h"
 
 #include <gtest/gtest.h>
-#include <iconv.h>
 
 #include <string>
 
-#include "detail/asciimap.h"
 #include "detail/bands.h"
 #include "detail/detailfile.h"
 #include "detail/reporttype.h"
@@ -46,8 +44,6 @@ TEST_F(RecordClassTest, PathLengths) {
         maxPath = limit;
         EXPECT_EQ(RecordSelected(kReportLongPaths, *record), limit < length)
             << row.directory << " " << row.name << " " << units;
-        EXPECT_EQ(CheckPathLength((*record).directory->Wide(), (*record).name.Wide()),
-                  limit < length);
       }
     }
   }
@@ -75,32 +71,6 @@ TEST_F(RecordClassTest, NamesThatACodePageHolds) {
   // clang-format on
   for (const auto& row : rows) {
     EXPECT_EQ(UtfRequired(row.codepage, row.name), row.required) << row.codepage;
-  }
-}
-
-// The C library carries the same tables.
-TEST_F(RecordClassTest, MapsAgreeWithIconv) {
-  for (int part = 1; part <= 17; ++part) {
-    const auto map = IsoUpperHalf(part);
-    if (part == 1 || part == 12 || part == 17) {
-      EXPECT_TRUE(map.empty()) << part;
-      continue;
-    }
-    const iconv_t converter = iconv_open("UTF-32LE", ("ISO-8859-" + std::to_string(part)).c_str());
-    ASSERT_NE(converter, reinterpret_cast<iconv_t>(-1)) << part;
-    ASSERT_EQ(map.size(), 96U);
-    for (size_t i = 0; i < map.size(); ++i) {
-      char byte = static_cast<char>(0xA0 + i);
-      char32_t unit = 0;
-      char* in = &byte;
-      char* out = reinterpret_cast<char*>(&unit);
-      size_t inLeft = 1;
-      size_t outLeft = sizeof unit;
-      iconv(converter, nullptr, nullptr, nullptr, nullptr);
-      if (iconv(converter, &in, &inLeft, &out, &outLeft) == static_cast<size_t>(-1)) unit = 0;
-      EXPECT_EQ(map[i], static_cast<int>(unit)) << part << " " << i;
-    }
-    iconv_close(converter);
   }
 }
 

@@ -1,50 +1,13 @@
-// Records of a cut file, and any bytes as names.
-#include "detail/recordreader.h"
+// Any bytes as names.
+#include "detail/recordtext.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-
 #include <random>
 #include <string>
-#include <vector>
-
-#include "base/uniquefd.h"
-#include "detail/recordtext.h"
-#include "support.h"
-#include "tests/support/dtlbuild.h"
 
 namespace tabulon {
 namespace {
-
-TEST(RecordReader, TakesWhatIsThereOfACutFile) {
-  DtlMap map;
-  const RecordSpec link = LinkRecord("name", "target");
-  const std::string bytes =
-      BuildDtl({.kind = ScanKind::kCifs,
-                .records = {DirectoryRecord("\\"), WithStreams(link, {{":one", 1}, {":two", 2}}),
-                            FileRecord("last")}},
-               &map);
-  const TempDir dir;
-  for (size_t length = map.records[1]; length < map.recordsEnd; ++length) {
-    WriteFile(dir / "records", bytes.substr(0, length));
-    const UniqueFd file(open((dir / "records").c_str(), O_RDONLY));
-    RecordReader reader(file.get(), kCifsRecord, true);
-    std::vector<std::string> names, targets;
-    RecordView view;
-    for (uint64_t at = map.records[0]; reader.Read(at, view); at = view.next) {
-      names.emplace_back(view.name);
-      targets.emplace_back(view.target);
-    }
-    const size_t whole = length < map.records[1] + kCifsRecord.fixedSize   ? 1U
-                         : length < map.records[2] + kCifsRecord.fixedSize ? 2U
-                                                                           : 3U;
-    ASSERT_EQ(names.size(), whole) << length;
-    if (whole < 2) continue;
-    EXPECT_TRUE(std::string("name", 5).starts_with(names[1]));
-    EXPECT_TRUE(std::string("target", 7).starts_with(targets[1]));
-  }
-}
 
 // The rules written out: one, two or three bytes a unit by the lead's leading ones, bytes behind
 // the end are zero, a zero where a lead is wanted ends the text, and so does a unit of zero.
