@@ -34,7 +34,7 @@ inline void RecordBatch::LookAtName(size_t i, const RecordFields& fields) {
   names_.length[i] = static_cast<uint16_t>(plain);
 }
 
-bool RecordBatch::Fill(RecordReader& reader, uint64_t& position) {
+bool RecordBatch::Fill(RecordReader& reader, uint64_t& position, size_t most) {
   if (const size_t last = LastDirectory(); last != kNone) {
     directoryBefore_.AssignCopy(NameOf(last));
     directoryBeforePosition_ = PositionOf(last);
@@ -46,12 +46,12 @@ bool RecordBatch::Fill(RecordReader& reader, uint64_t& position) {
   namesKnown_ = std::exchange(namesWanted_, false);
   const auto note = [this](size_t i, const RecordFields& fields) { fixed_[i] = fields.bytes(); };
   if (namesKnown_) {
-    size_ = reader.ReadAhead(position, kMost, [&](size_t i, const RecordFields& fields) {
+    size_ = reader.ReadAhead(position, most, [&](size_t i, const RecordFields& fields) {
       note(i, fields);
       LookAtName(i, fields);
     });
   } else {
-    size_ = reader.ReadAhead(position, kMost, note);
+    size_ = reader.ReadAhead(position, most, note);
   }
   if (size_ == 0) return FillWhole(reader, position);
   record_.view.ClearExtension();

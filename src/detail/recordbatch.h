@@ -23,9 +23,9 @@ class RecordBatch {
   RecordBatch(const RecordBatch&) = delete;
   RecordBatch& operator=(const RecordBatch&) = delete;
 
-  // Takes the reader's next records from `position` on and moves `position` behind them. False at
-  // the end of the stream. The batch is valid until the next call on the reader.
-  bool Fill(RecordReader& reader, uint64_t& position);
+  // Takes the reader's next records, at most `most`, from `position` on and moves `position` behind
+  // them. False at the end of the stream. The batch is valid until the next call on the reader.
+  bool Fill(RecordReader& reader, uint64_t& position, size_t most = kMost);
 
   size_t size() const { return size_; }
   const RecordLayout& layout() const { return *layout_; }

@@ -75,14 +75,14 @@ void CountFiles(const RecordBatch& batch) {
 
 }  // namespace
 
-void ScanDetail(BatchSink sink) {
+void ScanDetail(BatchSink sink, size_t most) {
   RecordReader reader(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher);
   RecordBatch batch(DetailRecordLayout());
   const bool counts = fileIncr > 0 || !sizeBands.empty() || !cdateBands.empty() ||
                       !mdateBands.empty() || !adateBands.empty();
   Progress progress;
   uint64_t position = logRoot.firstRecord;
-  while (batch.Fill(reader, position)) {
+  while (batch.Fill(reader, position, most)) {
     if (counts) CountFiles(batch);
     sink(batch);
     if (progressFlag) progress.Count(batch.size());

@@ -17,7 +17,8 @@ inline uint64_t AllocatedSize(uint64_t size) {
   return fileIncr > 0 ? (size + fileIncr - 1) / fileIncr * fileIncr : 0;
 }
 
-// Reads every record of `dtlFile` once, in file order, and offers it to `sink` in a batch.
-void ScanDetail(BatchSink sink);
+// Reads every record of `dtlFile` once, in file order, and offers it to `sink` in a batch of at
+// most `most` records.
+void ScanDetail(BatchSink sink, size_t most = RecordBatch::kMost);
 
 }  // namespace tabulon

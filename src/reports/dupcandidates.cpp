@@ -64,7 +64,8 @@ bool DupCandidates::Gather(const ScanRecord& record) {
   const uint32_t slot = seen_.Slot(key_.Fingerprint(record.fields(), record.name));
   seen_.See(slot);
   Push(record.view.position, slot);
-  return files_++ % runLimit_ == 0;
+  const uint64_t before = files_++;
+  return before > 0 && before % runLimit_ == 0;
 }
 
 void DupCandidates::Spill() {

@@ -82,7 +82,7 @@ class DupCandidates {
   // `fields`: the check fields. `everyFile` makes every file a candidate, a lone one too.
   DupCandidates(uint32_t fields, const DupLimits& limits, bool everyFile);
 
-  // Gathers one file of the scan; returns true when a run began with it.
+  // Gathers one file of the scan; returns true when the run before it was full.
   bool Gather(const ScanRecord& record);
   // Reads the candidates again, in file order, and hands each to `take`.
   void ForEach(const std::function<void(const Candidate&)>& take);

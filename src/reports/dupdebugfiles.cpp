@@ -32,7 +32,7 @@ std::array<unsigned char, kRecordSize> RecordOf(const Candidate& file, uint32_t 
   return bytes;
 }
 
-int fileNumber = 0;  // of the next run's file
+int fileNumber = 0;  // of the next file of a run
 
 }  // namespace
 
@@ -56,7 +56,7 @@ void DupDebugFiles::AddRun(std::span<const Candidate> files, std::span<const uin
 void DupDebugFiles::EndGroup(uint32_t count) {
   if (count > 1) {
     Store(group_.data() + kCounterAt, count);
-    if (!merged_.file.valid()) merged_.file = TempFile::CreateNamed("dupmerge.tmp");
+    OpenMerged();
     Append(merged_, group_);
   }
   group_.clear();
@@ -68,13 +68,20 @@ void DupDebugFiles::Finish() {
     bytes.fill(0xFF);
     return bytes;
   }();
-  if (runs_.empty()) NewRun();  // a scan without files leaves an empty run
   for (Output& run : runs_) {
     Append(run, sentinel);
     Write(run);
   }
-  if (!merged_.file.valid()) merged_.file = TempFile::CreateNamed("dupmerge.tmp");
+  OpenMerged();
   Write(merged_);
+}
+
+void DupDebugFiles::OpenMerged() {
+  if (merged_.file.valid()) return;
+  merged_.file = TempFile::CreateNamed("dupmerge.tmp");
+  if (!merged_.file.valid()) {
+    PosixErrExit(0, L"Unable to create temporary file '%s'\n", merged_.file.path());
+  }
 }
 
 void DupDebugFiles::Append(Output& output, std::span<const unsigned char> bytes) {

@@ -28,8 +28,8 @@ namespace tabulon {
 
 class DupDebugFiles {
  public:
-  // Makes the file of the next run and tells its name on standard output. File numbers run on over
-  // all reports of the program's run.
+  // Makes the file of a run that has ended and tells its name on standard output. File numbers run
+  // on over all reports of the program's run.
   void NewRun();
   // Adds the files of one group in one run, in the order that `sequence` gives.
   void AddRun(std::span<const Candidate> files, std::span<const uint32_t> sequence);
@@ -43,6 +43,7 @@ class DupDebugFiles {
     TempFile file;
     std::vector<unsigned char> pending;
   };
+  void OpenMerged();
   void Append(Output& output, std::span<const unsigned char> bytes);
   void Write(Output& output);
 

@@ -31,13 +31,14 @@ void CheckDuplicates(Report& report, RecordBatch& batch) {
   LookAtNamesFor(batch, chosen);
   ForEachChosen(batch, chosen, [&](size_t i) {
     if ((batch.fields(i).attributes() & kAttrDirectory) != 0) return;
-    const bool runBegins = finder.candidates.Gather(batch.At(i));
-    if (runBegins && finder.files) finder.files->NewRun();
+    const bool runWasFull = finder.candidates.Gather(batch.At(i));
+    if (runWasFull && finder.files) finder.files->NewRun();
   });
 }
 
 void DumpDuplicateTree(Report& report) {
   DupFinder& finder = FinderOf(report);
+  if (finder.files) finder.files->NewRun();  // of the files since, even if there are none
   finder.candidates.ForEach([&](const Candidate& file) { finder.groups.Add(file); });
   finder.groups.Finish();
   if (finder.files) finder.files->Finish();

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "config/report.h"
+#include "config/settings.h"
 #include "detail/recordclass.h"
 #include "detail/scandetail.h"
 #include "query/batchfilter.h"
@@ -97,7 +98,9 @@ void ScanReports() {
       watches.push_back({nullptr, &report, selector});
     }
   }
-  ScanDetail(OfferBatch);
+  // With -z the duplicates reports tell of files that they fill. One record at a time, their lines
+  // come in the order of the records, among themselves and between the marks of -p.
+  ScanDetail(OfferBatch, dbgFlag ? 1 : RecordBatch::kMost);
   for (const Watch& watch : watches) {
     if (watch.offer == CheckDuplicates) DumpDuplicateTree(*watch.report);
   }

@@ -14,6 +14,8 @@
 #include "config/reportsetup.h"
 #include "config/settings.h"
 #include "detail/detailfile.h"
+#include "detail/scandetail.h"
+#include "query/parsequery.h"
 #include "reports/capture.h"
 #include "reports/dupfinder.h"
 #include "reports/dupreport.h"
@@ -124,17 +126,24 @@ class Duplicates : public testing::Test {
     ResetDetailFile();
   }
 
-  // The report's text on a scan of these records.
-  std::string Run(const ScanSpec& scan, uint32_t fields) {
+  void Open(const ScanSpec& scan) {
     WriteDtl(dir_ / "scan.dtl", scan);
     uint32_t compressed = 0;
     VersionBlock version;
     dtlFile = OpenDtlFile((dir_ / "scan.dtl").c_str(), "rb", &compressed);
     LoadDetailFile("scan.dtl", false, false, version);
+  }
+  Report& AddReport(uint32_t fields) {
     Report& report = reportList.emplace_back();
     report.type = kReportDuplicates;
     report.title = L"Twins";
     report.dupFields = fields;
+    return report;
+  }
+  // The report's text on a scan of these records.
+  std::string Run(const ScanSpec& scan, uint32_t fields) {
+    Open(scan);
+    Report& report = AddReport(fields);
     InitializeReportEntry(report);
     dateFmt = L"%n";
     ScanReports();
@@ -214,7 +223,39 @@ TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   std::mt19937 random(3);
   Model model{kDupSize, 4};
   Run(RandomScan(random, model, 10), kDupSize);
+
+  const size_t merged = ReadFile("dupmerge.tmp").size();
+  // Two reports fill theirs one after the other, between the marks of -p, and end with the scan in
+  // their own order.
+  ScanSpec scan{.records = {DirectoryRecord("/")}};
+  scan.records.resize(501, FileRecord("a", {.size = 1}));
+  scan.records.resize(1501, FileRecord("b", {.size = 2}));
+  Open(scan);
+  reportList.clear();
+  AddReport(kDupSize).filter = ParseQuery(L"size eq 2");
+  AddReport(kDupSize);
+  for (Report& report : reportList) InitializeReportEntry(report);
+  dupLimits.runFiles = 600;
+  progressFlag = true;
+  Console().Flush();
+  testing::internal::CaptureStdout();
+  ScanReports();
+  Console().Flush();
+  const auto told = [](const char* number) {
+    return std::string("new dup temp file: duptemp") + number + ".tmp\n";
+  };
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            told("3") + "*" + told("4") + told("5") + told("6") + told("7"));
+  progressFlag = false;
   std::filesystem::current_path(before);
+  const std::pair<const char*, size_t> filled[] = {{"duptemp3.tmp", 600},
+                                                   {"duptemp4.tmp", 600},
+                                                   {"duptemp5.tmp", 600},
+                                                   {"duptemp6.tmp", 400},
+                                                   {"duptemp7.tmp", 300}};
+  for (const auto& [name, files] : filled) {
+    EXPECT_EQ(ReadFile(work / name).size(), (files + 1) * 56) << name;
+  }
   size_t records = 0;
   for (const char* name : {"duptemp0.tmp", "duptemp1.tmp", "duptemp2.tmp"}) {
     const std::string bytes = ReadFile(work / name);
@@ -227,7 +268,7 @@ TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   EXPECT_EQ(records, 10U);
   size_t grouped = 0;
   for (const auto& group : model.Groups()) grouped += group.size();
-  EXPECT_EQ(ReadFile(work / "dupmerge.tmp").size(), grouped * 56);
+  EXPECT_EQ(merged, grouped * 56);
 }
 
 }  // namespace
