@@ -93,12 +93,6 @@ constexpr DateRow kAbsoluteDates[] = {
     {kBerlin, L"20240715123456", "2024-07-15 12:34:56"}, {kBerlin, L"19700101", "1970-01-01"},
 };
 
-// Only a direct call gets here with other characters than digits: "xx" counts as -1.
-constexpr DateRow kNumericForms[] = {
-    {kUtc, L"20240101xx0000", "2023-12-31 23:00:00"},
-    {kUtc, L"20240101000x1-", "2023-12-31 23:58:59"},
-    {kUtc, L"2o240101", kNoDate}, {kUtc, L"202401x1", kNoDate}, {kUtc, L"2024 101", kNoDate},
-};
 // clang-format on
 
 using Converter = bool (*)(std::wstring_view text, int64_t& result);
@@ -126,8 +120,8 @@ TEST_F(DateValueTest, TakesAbsoluteDates) {
     Check(row, ConvertDateValue);
     Check(row, ConvertNumericDateValue);
   }
-  SetZone(kUtc);
-  for (const DateRow& row : kNumericForms) Check(row, ConvertNumericDateValue);
+  // Only a direct call gets here with other characters than digits: "xx" counts as -1.
+  Check({kUtc, L"20240101xx0000", "2023-12-31 23:00:00"}, ConvertNumericDateValue);
 }
 
 TEST_F(DateValueTest, CountsBackFromNow) {
