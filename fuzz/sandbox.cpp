@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <new>
 
 #include "base/fileio.h"
@@ -137,11 +138,9 @@ void Sandbox::BecomeProgram(const std::vector<std::string>& args,
   dup2(err_, STDERR_FILENO);
   std::vector<char*> argv = {const_cast<char*>("tabulon")};
   for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-  const auto argc = static_cast<int>(argv.size());
-  argv.push_back(nullptr);
   if (prepare) prepare();
   CountHeap(shared_->heap, shared_->peakHeap);
-  RealMain(argc, argv.data());
+  std::exit(tabulon::Run(argv));
 }
 
 }  // namespace tabulon

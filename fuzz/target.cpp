@@ -25,10 +25,6 @@
 namespace tabulon {
 namespace {
 
-struct RunEnded {};
-
-bool exitsAreCaught = false;
-
 void ForgetRun() {
   reportList.clear();
   classList.clear();
@@ -64,15 +60,12 @@ bool Prepare() {
 bool RunPart(const std::function<void()>& part) {
   [[maybe_unused]] static const bool prepared = Prepare();
   ForgetRun();
-  exitsAreCaught = true;
-  bool ended = false;
   try {
     part();
-  } catch (const RunEnded&) {
-    ended = true;
+  } catch (const EndOfRun&) {
+    return false;
   }
-  exitsAreCaught = false;
-  return !ended;
+  return true;
 }
 
 UniqueFd MemoryFile(std::string_view bytes) {
@@ -87,10 +80,3 @@ void Require(bool holds) {
 }
 
 }  // namespace tabulon
-
-extern "C" [[noreturn]] void __real_exit(int status);
-extern "C" [[noreturn]] void __wrap_exit(int status);
-void __wrap_exit(int status) {
-  if (tabulon::exitsAreCaught) throw tabulon::RunEnded();
-  __real_exit(status);
-}

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -68,15 +69,22 @@ inline void WriteFile(const std::string& path, std::string_view bytes) {
   if (!out) throw std::system_error(errno, std::generic_category(), path);
 }
 
-// From here on the files of this process cannot grow beyond so many bytes, as on a full disk. The
-// limit is lifted at its exit, when coverage counters are written.
-inline void LimitFileSize(rlim_t bytes) {
-  static rlimit before{};
-  getrlimit(RLIMIT_FSIZE, &before);
-  const rlimit limit{bytes, before.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &limit);
-  std::atexit([] { setrlimit(RLIMIT_FSIZE, &before); });
-}
+// While it lives, the files of this process cannot grow beyond so many bytes, as on a full disk.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit before_{};
+};
 
 struct RunResult {
   int status = -1;  // exit status; 128 + signal number when a signal ended the program

@@ -112,10 +112,9 @@ void PutErrorTwice(Errnum errnum, std::wstring_view format, log_internal::Args a
   if (errnum) PutErrnoLine(*logFile, *errnum);
 }
 
-[[noreturn]] void Finish(int status) {
+void FlushOutput() {
   if (logFile != nullptr) logFile->Flush();
   Console().Flush();
-  std::exit(status);
 }
 
 [[noreturn]] void Leave(int status, Errnum errnum, std::wstring_view format,
@@ -123,7 +122,8 @@ void PutErrorTwice(Errnum errnum, std::wstring_view format, log_internal::Args a
   TextStream& log = errFile != nullptr ? *errFile : ErrorConsole();
   PutError(log, errnum, format, args);
   if (&log != &ErrorConsole()) PutError(ErrorConsole(), errnum, format, args);
-  Finish(status);
+  FlushOutput();
+  throw EndOfRun{status};
 }
 
 // Writes around the stream's buffer, which may not have been made yet.
@@ -218,7 +218,8 @@ void MemoryErrExit(const wchar_t* label) {
   TextStream& log = errFile != nullptr ? *errFile : ErrorConsole();
   PutMemoryError(log, label);
   if (&log != &ErrorConsole()) PutMemoryError(ErrorConsole(), label);
-  Finish(1);
+  FlushOutput();
+  std::exit(1);
 }
 
 void ReportWriteError(std::string_view name, int errnum) {

@@ -84,9 +84,15 @@ void ConsoleEntry(TextStream& stream, WideFormat<A...> format, const A&... args)
   WithArgs([&](auto packed) { log_internal::ConsoleEntry(stream, format.text, packed); }, args...);
 }
 
+// What the fatal exits throw once they have told their message. Owners clean up by leaving scope;
+// only the function that runs the program catches it, and ends with the status.
+struct EndOfRun {
+  int status;
+};
+
 // The fatal exits: the message goes to the error log and, when that is a file, to standard error
-// too; then the process ends with `status` (1 for ErrExit and PosixErrExit). Temporary files are
-// removed on this way. REQUIRES: OpenLogErrFiles has run (until then standard error serves).
+// too; then they throw EndOfRun with `status` (1 for ErrExit and PosixErrExit).
+// REQUIRES: OpenLogErrFiles has run (until then standard error serves).
 template <class... A>
 [[noreturn]] void ErrExit(WideFormat<A...> format, const A&... args) {
   WithArgs([&](auto packed) { log_internal::Exit(1, format.text, packed); }, args...);
@@ -107,7 +113,8 @@ template <class... A>
 }
 
 // The fatal exit for exhausted memory: "Insufficient memory\n", with a label "Insufficient memory:
-// called from '<label>'\n", to the same places, status 1. Allocates nothing. The label is ASCII.
+// called from '<label>'\n", to the same places. Allocates nothing, and ends the process at once
+// with status 1, because unwinding may need memory. The label is ASCII.
 [[noreturn]] void MemoryErrExit(const wchar_t* label);
 
 // Notes that a stream which holds results could not be written whole, tells it on the error log and

@@ -8,7 +8,7 @@ namespace {
 constexpr uint32_t kText = kOptTakesArgument | kOptArgumentRequired;
 constexpr uint32_t kNumber = kText | kOptNumeric;
 
-constexpr std::array<CmdOption, kOptCount + 1> kOptions = {{
+constexpr CmdOptions kOptions = {{
     {"dtl", kText},                   // detail file, "trawlx.dtl" when not given
     {"cfg", kText},                   // configuration file
     {"l", kText},                     // list log, standard output when not given
@@ -41,10 +41,8 @@ static_assert(RowIs(kOptDebugFlag, "z") && RowIs(kOptQva, "qva") && RowIs(kOptPr
 
 }  // namespace
 
-constinit std::array<CmdOption, kOptCount + 1> cmdOpts = kOptions;
-
-void ResetCmdOpts() {
-  cmdOpts = kOptions;
+CmdOptions NoOptionsGiven() {
+  return kOptions;
 }
 
 }  // namespace tabulon

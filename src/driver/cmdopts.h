@@ -49,7 +49,7 @@ struct CmdOption {
   bool Given() const { return (flags & kOptGiven) != 0; }
 };
 
-// Row numbers of cmdOpts.
+// Row numbers of CmdOptions.
 enum CmdOptionIndex : uint32_t {
   kOptDtl,
   kOptCfg,
@@ -70,10 +70,10 @@ enum CmdOptionIndex : uint32_t {
   kOptCount,
 };
 
-// Filled by ParseCommandLine, read by the driver.
-extern std::array<CmdOption, kOptCount + 1> cmdOpts;
+// The table, filled by ParseCommandLine and read by the driver.
+using CmdOptions = std::array<CmdOption, kOptCount + 1>;
 
-// Makes every option not given again (for tests).
-void ResetCmdOpts();
+// The program's options, none of them given.
+CmdOptions NoOptionsGiven();
 
 }  // namespace tabulon

@@ -1,5 +1,7 @@
+#include <cstddef>
+
 #include "driver/tabulon.h"
 
 int main(int argc, char** argv) {
-  tabulon::RealMain(argc, argv);
+  return tabulon::Run({argv, static_cast<size_t>(argc)});
 }

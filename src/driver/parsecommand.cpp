@@ -47,7 +47,7 @@ bool HasPrefix(const char* text) {
   message.pop_back();
   ErrorConsole().WriteBytes(message);
   ErrorConsole().Flush();
-  if ((mode & kParseReturnErrors) == 0) std::exit(1);
+  if ((mode & kParseReturnErrors) == 0) throw EndOfRun{1};
   return false;
 }
 
@@ -172,12 +172,15 @@ void AnswerHelpRequest(const char* request, const char* invocation) {
 
 }  // namespace
 
-void ParseCommandLine(int argc, char** argv) {
-  ParseCommandLineEx(argc, argv, 0, cmdOpts);
+CmdOptions ParseCommandLine(std::span<char*> elements) {
+  CmdOptions cmdOpts = NoOptionsGiven();
+  ParseCommandLineEx(elements, 0, cmdOpts);
+  return cmdOpts;
 }
 
-const char* ParseCommandLineEx(int argc, char** argv, uint32_t mode, std::span<CmdOption> table) {
-  CommandLine line{{argv, static_cast<size_t>(argc)}, mode};
+const char* ParseCommandLineEx(std::span<char*> elements, uint32_t mode,
+                               std::span<CmdOption> table) {
+  CommandLine line{elements, mode};
   while (line.next < line.elements.size()) {
     const char* failed = ProcessCommandLineElement(line, table);
     if (failed != nullptr) return failed;

@@ -3,8 +3,8 @@
 // without a prefix are skipped without a word.
 //
 // Messages about a bad command line go to standard error as 8-bit text, since the logs are not open
-// yet, and end the run with status 1. The help requests "-?" and "-?V" are answered here and end
-// the run with status 0.
+// yet, and end the run (EndOfRun) with status 1. The help requests "-?" and "-?V" are answered here
+// and end the run with status 0.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 namespace tabulon {
 
 // Parsing modes.
-inline constexpr uint32_t kParseReturnErrors = 0x1;  // hand back the failing element, do not exit
+inline constexpr uint32_t kParseReturnErrors = 0x1;  // hand back the failing element
 inline constexpr uint32_t kParseIgnoreCase = 0x2;    // in option names
 
 // A command line on its way through the parser. argv[0] is the program's name; an element that was
@@ -26,12 +26,13 @@ struct CommandLine {
   size_t next = 1;  // the element to process next
 };
 
-// Parses the program's command line into cmdOpts: exits on errors, names are case-sensitive.
-void ParseCommandLine(int argc, char** argv);
+// Parses the program's command line: ends the run on errors, names are case-sensitive.
+CmdOptions ParseCommandLine(std::span<char*> elements);
 
 // Parses into any table that ends with a nameless row. Returns the element at which parsing failed
 // (its message has been written), or null.
-const char* ParseCommandLineEx(int argc, char** argv, uint32_t mode, std::span<CmdOption> table);
+const char* ParseCommandLineEx(std::span<char*> elements, uint32_t mode,
+                               std::span<CmdOption> table);
 
 // Parses the next element with the arguments it takes from its followers, and moves behind them.
 // Returns the element when it failed, or null. REQUIRES: line.next < line.elements.size().

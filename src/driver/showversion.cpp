@@ -67,7 +67,7 @@ std::string_view InvocationName(const char* invocation) {
   Console().WriteBytes(text);
   Console().Flush();
   if (Console().error() != 0) ReportWriteError(Console().name(), Console().error());
-  std::exit(HadWriteErrors() ? 1 : 0);
+  throw EndOfRun{HadWriteErrors() ? 1 : 0};
 }
 
 }  // namespace

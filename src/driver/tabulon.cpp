@@ -1,7 +1,6 @@
 #include "driver/tabulon.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <ctime>
 #include <cwchar>
 #include <string>
@@ -36,8 +35,6 @@ namespace {
 constexpr const char* kDefaultDtl = "trawlx.dtl";
 constexpr size_t kTimeTextSize = 48;
 
-std::time_t timeStamp;  // of this run
-
 // The detail file as the run knows it.
 struct DetailInput {
   std::string name;
@@ -51,25 +48,23 @@ std::wstring Widened(const char* text) {
   return wide;
 }
 
-// Temporary files have their place; -t ends the run here.
-void ApplyEarlyOptions() {
+// Temporary files have their place.
+void PlaceTempFiles(const CmdOptions& cmdOpts) {
   if (cmdOpts[kOptTempDir].Given()) {
     tempDir = cmdOpts[kOptTempDir].value;
     MkdirRecursive(tempDir->c_str());
   }
   if (cmdOpts[kOptTempId].Given()) tempId = cmdOpts[kOptTempId].value;
-  if (cmdOpts[kOptTester].Given()) {
-    TestTemplate();
-    Console().Flush();
-    std::exit(0);
-  }
+}
+
+void ApplySwitches(const CmdOptions& cmdOpts) {
   dbgFlag = cmdOpts[kOptDebugFlag].Given();
   qvaFlag = cmdOpts[kOptQva].Given();
   progressFlag = cmdOpts[kOptProgress].Given();
 }
 
 // The logs are open: list log, error log and, when asked for, the debug log.
-void OpenLogs() {
+void OpenLogs(const CmdOptions& cmdOpts) {
   OpenLogErrFiles(0, cmdOpts[kOptList].value, cmdOpts[kOptErr].value);
   if (cmdOpts[kOptDebug].Given()) debugLevel = static_cast<int32_t>(cmdOpts[kOptDebug].number);
   if (debugLevel > 0) OpenDebugLogFile(1, "TabulonDebug.log");
@@ -77,7 +72,7 @@ void OpenLogs() {
 }
 
 void TellScanTime() {
-  timeStamp = std::time(nullptr);
+  const std::time_t timeStamp = std::time(nullptr);
   std::tm local{};
   localtime_r(&timeStamp, &local);
   wchar_t text[kTimeTextSize];
@@ -87,13 +82,13 @@ void TellScanTime() {
   ConsoleEntry(ErrorConsole(), L"Scan time: %ls.\n", time);
 }
 
-void ApplyReportOptions() {
+void ApplyReportOptions(const CmdOptions& cmdOpts) {
   if (cmdOpts[kOptRdir].Given()) reportDir = cmdOpts[kOptRdir].value;
   adsFull = cmdOpts[kOptAdsFull].Given();
 }
 
 // The detail file is open, checked, and its tables are loaded.
-DetailInput OpenDetail() {
+DetailInput OpenDetail(const CmdOptions& cmdOpts) {
   DetailInput input;
   input.name = cmdOpts[kOptDtl].Given() ? cmdOpts[kOptDtl].value : kDefaultDtl;
   dtlFile = OpenDtlFile(input.name.c_str(), "rb", &input.wasCompressed);
@@ -111,7 +106,7 @@ DetailInput OpenDetail() {
 }
 
 // "all" stands in front of the categories, whatever its place on the command line.
-void CollectCategories() {
+void CollectCategories(const CmdOptions& cmdOpts) {
   for (const CmdOccurrence& category : cmdOpts[kOptCat].list) {
     std::wstring name = Widened(category.value);
     if (EqualIgnoringCase(name, L"all")) {
@@ -122,32 +117,27 @@ void CollectCategories() {
   }
 }
 
-// The list and error logs end last: they tell of output that could not be written.
-[[noreturn]] void LeaveRun() {
-  const bool whole = CloseLogErrFiles();
-  std::exit(whole ? 0 : 1);
-}
-
-[[noreturn]] void CleanUpAndLeave(const DetailInput& input) {
+// Gives back what the detail file's use took. A run that a fatal exit ends leaves an inflated file
+// as it is.
+void CleanUp(const DetailInput& input) {
   if (rootType == kRootCifs) {
     FreeSecurityObjects();
     sdTempFile.Remove();
   }
   CloseDebugLogFile();
   CloseDtlFile(std::move(dtlFile), input.name.c_str(), input.wasCompressed);
-  LeaveRun();
 }
 
 // The summary alone, from the header and the root block: no record is read.
-[[noreturn]] void RunDefaultSummary(const DetailInput& input) {
+void RunDefaultSummary(const DetailInput& input) {
   DebugLogEntry(4, L"Doing Summary Report.\n");
   Report report;
   SummaryReport(report, input.name, input.version);
-  CleanUpAndLeave(input);
+  CleanUp(input);
 }
 
 // Every report of the configuration file, in one pass.
-[[noreturn]] void RunConfiguration(const DetailInput& input) {
+void RunConfiguration(const CmdOptions& cmdOpts, const DetailInput& input) {
   // Whoever stops reading the list log shall not cost anyone a report file.
   std::signal(SIGPIPE, SIG_IGN);
   ProcessConfigFile(cmdOpts[kOptCfg].value);
@@ -159,13 +149,14 @@ void CollectCategories() {
   if (qvaOutput.IsOpen() && qvaOutput.Close() != 0) {
     ReportWriteError(qvaOutput.name(), qvaOutput.error());
   }
-  CleanUpAndLeave(input);
+  CleanUp(input);
 }
 
 // One listing of what the query selects, to the list log.
-[[noreturn]] void RunQuery(const char* text) {
+void RunQuery(const CmdOptions& cmdOpts) {
+  const CmdOptionIndex option = cmdOpts[kOptQuery].Given() ? kOptQuery : kOptQueryFull;
   std::wstring query;
-  AppendUtfToWide(query, text);
+  AppendUtfToWide(query, cmdOpts[option].value);
   Filter* filter = ParseQuery(query);
   Report& report = reportList.emplace_back();
   report.type = kReportCustom;
@@ -181,30 +172,46 @@ void CollectCategories() {
   // The detail file stays inflated and the descriptors' file stays on disk here, unlike on the
   // other roads. Kept so.
   sdTempFile.Keep();
-  LeaveRun();
 }
 
-}  // namespace
-
-void RealMain(int argc, char** argv) {
+int RealMain(std::span<char*> arguments) {
   ChooseLocale();
   EndRunWhenMemoryIsExhausted();
   // A file that reaches the size limit is told like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
   RemoveTempFilesOnSignals();
-  // The options stand in cmdOpts from here on.
-  ParseCommandLine(argc, argv);
-  ApplyEarlyOptions();
-  OpenLogs();
+  const CmdOptions cmdOpts = ParseCommandLine(arguments);
+  PlaceTempFiles(cmdOpts);
+  if (cmdOpts[kOptTester].Given()) {
+    TestTemplate();
+    return 0;
+  }
+  ApplySwitches(cmdOpts);
+  OpenLogs(cmdOpts);
   TellScanTime();
-  ApplyReportOptions();
-  const DetailInput input = OpenDetail();
-  CollectCategories();
-  // Exactly one road to the exit.
-  if (cmdOpts[kOptQuery].Given()) RunQuery(cmdOpts[kOptQuery].value);
-  if (cmdOpts[kOptQueryFull].Given()) RunQuery(cmdOpts[kOptQueryFull].value);
-  if (cmdOpts[kOptCfg].Given()) RunConfiguration(input);
-  RunDefaultSummary(input);
+  ApplyReportOptions(cmdOpts);
+  const DetailInput input = OpenDetail(cmdOpts);
+  CollectCategories(cmdOpts);
+  // Exactly one road.
+  if (cmdOpts[kOptQuery].Given() || cmdOpts[kOptQueryFull].Given()) {
+    RunQuery(cmdOpts);
+  } else if (cmdOpts[kOptCfg].Given()) {
+    RunConfiguration(cmdOpts, input);
+  } else {
+    RunDefaultSummary(input);
+  }
+  // The list and error logs end last: they tell of output that could not be written.
+  return CloseLogErrFiles() ? 0 : 1;
+}
+
+}  // namespace
+
+int Run(std::span<char*> arguments) {
+  try {
+    return RealMain(arguments);
+  } catch (const EndOfRun& end) {
+    return end.status;
+  }
 }
 
 }  // namespace tabulon

@@ -12,6 +12,7 @@
 #include "base/memory.h"
 #include "base/stringobj.h"
 #include "base/tempfile.h"
+#include "tests/ending.h"
 #include "tests/support.h"
 #include "tests/terminal.h"
 
@@ -80,14 +81,14 @@ TEST(DebugLog, TakesItsLevelsAndGathersRuns) {
                                            stamp + "level 3 of 3\n"));
 }
 
-TEST(LogsDeathTest, FilesThatCannotBeMadeEndTheRun) {
+TEST(Logs, FilesThatCannotBeMadeEndTheRun) {
   const auto message = [](const char* which) {
-    return "^Unable to create " + std::string(which) +
-           " file '/nonexistent/x'\n  \\(p2\\) No such file or directory\n$";
+    return "Unable to create " + std::string(which) +
+           " file '/nonexistent/x'\n  (p2) No such file or directory\n";
   };
-  EXPECT_EXIT(OpenLogErrFiles(0, nullptr, "/nonexistent/x"), ExitedWithCode(1), message("error"));
-  EXPECT_EXIT(OpenLogErrFiles(0, "/nonexistent/x", nullptr), ExitedWithCode(1), message("log"));
-  EXPECT_EXIT(OpenDebugLogFile(0, "/nonexistent/x"), ExitedWithCode(1), message("debug"));
+  EXPECT_ENDS(OpenLogErrFiles(0, nullptr, "/nonexistent/x"), 1, message("error"));
+  EXPECT_ENDS(OpenLogErrFiles(0, "/nonexistent/x", nullptr), 1, message("log"));
+  EXPECT_ENDS(OpenDebugLogFile(0, "/nonexistent/x"), 1, message("debug"));
 }
 
 void ExitWithErrno(int error) {
@@ -124,19 +125,26 @@ const struct { void (*leave)(); int status; std::string message; } kFatalCases[]
 // Every fatal exit tells its message on the error log and on the console, writes nothing to the
 // list log but what was there before, and takes the temporary files with it.
 TEST(LogsDeathTest, FatalExitsTellAndCleanUp) {
+  const auto leave = [](void (*by)()) {
+    try {
+      by();
+    } catch (const EndOfRun& end) {
+      std::exit(end.status);
+    }
+  };
   for (const auto& row : kFatalCases) {
     const TempDir dir;
     const auto run = [&] {
       OpenLogErrFiles(0, (dir / "list").c_str(), (dir / "errors").c_str());
       TempFile owned = TempFile::CreateExclusive(dir / "temporary", 0600);
       LogEntry(L"before\n");
-      row.leave();
+      leave(row.leave);
     };
     EXPECT_EXIT(run(), ExitedWithCode(row.status), testing::Eq(row.message));
     EXPECT_EQ(ReadFile(dir / "errors"), row.message);
     EXPECT_EQ(ReadFile(dir / "list"), "before\n");
     EXPECT_THAT(dir.Entries(), testing::ElementsAre("errors", "list"));
-    EXPECT_EXIT(row.leave(), ExitedWithCode(row.status), testing::Eq(row.message));
+    EXPECT_EXIT(leave(row.leave), ExitedWithCode(row.status), testing::Eq(row.message));
   }
 }
 

@@ -74,9 +74,10 @@ using BadConfig = ConfigTest;
 TEST_F(BadConfig, Lines) {
   const std::map<std::string, std::string> sections = {
       {"P:", "[parameters]\n"}, {"R:", "[report]\n"}, {"C:", "[report]\ntype=custom\n"}};
-  reportDir = directory();
   logHdr.scanTime = 1'400'000'000;
   for (const BadText& row : kBadTexts) {
+    ForgetConfiguration();
+    reportDir = directory();
     rootType = row.kind;
     std::string text = row.text;
     const auto section = sections.find(text.substr(0, 2));

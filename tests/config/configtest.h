@@ -22,6 +22,7 @@
 #include "query/datevalue.h"
 #include "query/filter.h"
 #include "support.h"
+#include "tests/ending.h"
 
 namespace tabulon {
 
@@ -69,7 +70,6 @@ class ConfigTest : public ::testing::Test {
 };
 
 // That the statement ends the run with status 1 and exactly this text on standard error.
-#define EXPECT_FATAL(statement, message) \
-  EXPECT_EXIT(statement, ::testing::ExitedWithCode(1), ::testing::Eq(std::string(message)))
+#define EXPECT_FATAL(statement, message) EXPECT_ENDS(statement, 1, std::string(message))
 
 }  // namespace tabulon

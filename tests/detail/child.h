@@ -21,9 +21,13 @@ inline RunResult RunInChild(const std::function<void()>& body) {
     dup2(open((dir / "out").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDOUT_FILENO);
     dup2(open((dir / "err").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
     OpenLogErrFiles(0, nullptr, nullptr);
-    body();
-    CloseLogErrFiles();
-    std::exit(0);
+    try {
+      body();
+      CloseLogErrFiles();
+      std::exit(0);
+    } catch (const EndOfRun& end) {
+      std::exit(end.status);
+    }
   }
   int status = 0;
   waitpid(child, &status, 0);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "support.h"
+#include "tests/ending.h"
 #include "tests/support/dtlbuild.h"
 
 namespace tabulon {
@@ -31,10 +32,9 @@ class DetailFileTest : public testing::Test {
 
   TempDir dir_;
 };
-using DetailFileDeathTest = DetailFileTest;
 
 // Which of the reasons is told when there are several.
-TEST_F(DetailFileDeathTest, RefusesWhatItCannotRead) {
+TEST_F(DetailFileTest, RefusesWhatItCannotRead) {
   const std::string kInvalid = "'x.dtl' is not a valid Trawlix detail log file\n";
   const std::string kIncomplete = "'x.dtl' is an incomplete Trawlix detail log file\n";
   const std::string kAix =
@@ -60,11 +60,10 @@ TEST_F(DetailFileDeathTest, RefusesWhatItCannotRead) {
   // clang-format on
   for (const auto& row : rows) {
     const std::string bytes = BuildDtl({.magic = row.magic, .revision = row.revision});
-    EXPECT_EXIT(Load(bytes, row.adsFull, row.qvaWanted), testing::ExitedWithCode(1),
-                testing::Eq(row.reason));
+    EXPECT_ENDS(Load(bytes, row.adsFull, row.qvaWanted), 1, row.reason);
   }
   const std::string cut = BuildDtl({.magic = kMagicIncomplete}).substr(0, 87);
-  EXPECT_EXIT(Load(cut), testing::ExitedWithCode(1), testing::Eq(kInvalid));
+  EXPECT_ENDS(Load(cut), 1, kInvalid);
 }
 
 TEST_F(DetailFileTest, FieldsEndAtTheirWidthAndWithTheFile) {

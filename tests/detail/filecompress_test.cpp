@@ -16,6 +16,7 @@
 #include "detail/detailfile.h"
 #include "fuzz/faults.h"
 #include "support.h"
+#include "tests/ending.h"
 #include "tests/support/dtlbuild.h"
 #include "uncompressed.h"
 
@@ -145,7 +146,7 @@ TEST_F(InPlaceTest, PlainFilesAreLeftAlone) {
 
 TEST_F(InPlaceTest, WhatCannotBeDoneStopsTheRun) {
   const auto expectStop = [&](const std::string& message) {
-    EXPECT_EXIT(Open(), testing::ExitedWithCode(1), testing::Eq(message));
+    EXPECT_ENDS(Open(), 1, message);
     EXPECT_EQ(RunClosing().err, message);
   };
   expectStop("Couldn't find DTL file: '" + path_ + "'\n  (p2) No such file or directory\n");

@@ -6,11 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/ending.h"
+
 namespace tabulon {
 namespace {
-
-using testing::Eq;
-using testing::ExitedWithCode;
 
 // A command line that owns its elements, as the parser clears them.
 class Arguments {
@@ -18,10 +17,8 @@ class Arguments {
   explicit Arguments(std::vector<std::string> elements) : elements_(std::move(elements)) {
     elements_.insert(elements_.begin(), "bin\\tabulon");
     for (std::string& element : elements_) pointers_.push_back(element.data());
-    pointers_.push_back(nullptr);
   }
-  int count() const { return static_cast<int>(elements_.size()); }
-  char** vector() { return pointers_.data(); }
+  std::span<char*> elements() { return pointers_; }
 
  private:
   std::vector<std::string> elements_;
@@ -49,8 +46,8 @@ std::string Found(std::span<const CmdOption> table, Arguments& arguments) {
     if ((row.flags & kOptSignedNumber) != 0) out.append("s");
   }
   out.append("|");
-  for (int i = 1; i < arguments.count(); ++i) {
-    if (arguments.vector()[i] != nullptr) out.append(arguments.vector()[i]).append(";");
+  for (const char* element : arguments.elements().subspan(1)) {
+    if (element != nullptr) out.append(element).append(";");
   }
   return out;
 }
@@ -73,14 +70,13 @@ TEST(ParseCommandLine, FillsTheTable) {
       {{"-cat", "a", "-p", "-cat", "7"}, "cat=a@1=7#7@4 p|"},
   };
   for (const Parsed& row : rows) {
-    ResetCmdOpts();
     Arguments arguments(row.elements);
-    ParseCommandLine(arguments.count(), arguments.vector());
+    const CmdOptions cmdOpts = ParseCommandLine(arguments.elements());
     EXPECT_EQ(Found(cmdOpts, arguments), row.found);
   }
 }
 
-TEST(ParseCommandLineDeathTest, RefusesWithItsMessage) {
+TEST(ParseCommandLine, RefusesWithItsMessage) {
   const std::string unknown = "is an unknown option", missing = "requires an argument",
                     twice = "is a conflicting option", number = "arguments must be numeric";
   const Parsed rows[] = {
@@ -98,10 +94,8 @@ TEST(ParseCommandLineDeathTest, RefusesWithItsMessage) {
       {{"-l", "a", "-l"}, "'-l' " + twice},  // without its argument
   };
   for (const Parsed& row : rows) {
-    ResetCmdOpts();
     Arguments arguments(row.elements);
-    EXPECT_EXIT(ParseCommandLine(arguments.count(), arguments.vector()), ExitedWithCode(1),
-                Eq(row.found + "\n"));
+    EXPECT_ENDS(ParseCommandLine(arguments.elements()), 1, row.found + "\n");
   }
 }
 
@@ -124,7 +118,7 @@ TEST(ParseCommandLineEx, SupportsEveryKindOfRow) {
   for (const Parsed& row : rows) {
     std::vector<CmdOption> table = ToolTable();
     Arguments arguments(row.elements);
-    EXPECT_EQ(ParseCommandLineEx(arguments.count(), arguments.vector(),
+    EXPECT_EQ(ParseCommandLineEx(arguments.elements(),
                                  kParseReturnErrors | kParseIgnoreCase, table), nullptr);
     EXPECT_EQ(Found(table, arguments), row.found);
   }
@@ -135,8 +129,7 @@ TEST(ParseCommandLineEx, HandsTheFailingElementBack) {
   std::vector<CmdOption> table = ToolTable();
   Arguments arguments({"-s", "-xs", "-lone"});
   testing::internal::CaptureStderr();
-  EXPECT_STREQ(ParseCommandLineEx(arguments.count(), arguments.vector(), kParseReturnErrors, table),
-               "-xs");
+  EXPECT_STREQ(ParseCommandLineEx(arguments.elements(), kParseReturnErrors, table), "-xs");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "'-xs' is an unknown option\n");
   EXPECT_EQ(Found(table, arguments), "s|-lone;");
 }

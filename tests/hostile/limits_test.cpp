@@ -52,7 +52,7 @@ TEST_F(Limits, AFullDiskIsToldAndTheOtherReportsAreWhole) {
   const std::string whole = Get("r/short");
   ASSERT_GT(Get("r/long").size(), 2 * whole.size());
   const rlim_t room = Get("r/long").size() - 1;
-  const Outcome run = Configure(kTwoReports, [&] { LimitFileSize(room); });
+  const Outcome run = Configure(kTwoReports, [&] { static const FileSizeLimit limit(room); });
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("Error writing 'r/long'\n  (p27) File too large\n"));
   EXPECT_EQ(Get("r/short"), whole);

@@ -13,12 +13,10 @@
 #include "detail/detailfile.h"
 #include "query/filterplan.h"
 #include "query/queryobjects.h"
+#include "tests/ending.h"
 
 namespace tabulon {
 namespace {
-
-using testing::Eq;
-using testing::ExitedWithCode;
 
 std::wstring Wide(std::string_view text) {
   std::wstring wide;
@@ -180,7 +178,7 @@ void ExpectFault(const std::string& text, int position, const std::string& messa
   SCOPED_TRACE(text.substr(0, 80));
   const std::string expected = "Syntax error: " + text + "\n   in position " +
                                std::to_string(position) + " - " + message + "\n";
-  EXPECT_EXIT(ParseQuery(Wide(text)), ExitedWithCode(1), Eq(expected));
+  EXPECT_ENDS(ParseQuery(Wide(text)), 1, expected);
 }
 
 TEST_F(ParseQueryTest, RefusesWithMessageAndPosition) {

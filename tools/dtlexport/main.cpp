@@ -5,7 +5,6 @@
 #include <charconv>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -70,12 +69,12 @@ struct Options {
 
 [[noreturn]] void UsageError(const std::string& problem) {
   std::fprintf(stderr, "dtlexport: %s\nTry 'dtlexport --help'.\n", problem.c_str());
-  std::exit(kExitUsage);
+  throw EndOfRun{kExitUsage};
 }
 
 [[noreturn]] void ShowUsage() {
   std::fputs(kUsage, stdout);
-  std::exit(std::fflush(stdout) == 0 ? kExitDone : kExitFailed);
+  throw EndOfRun{std::fflush(stdout) == 0 ? kExitDone : kExitFailed};
 }
 
 ExportFormat ParseFormat(std::string_view text) {
@@ -157,7 +156,7 @@ int TakeStandardOutput() {
   const int rows = dup(STDOUT_FILENO);
   if (rows < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
     std::perror("dtlexport: standard output");
-    std::exit(kExitFailed);
+    throw EndOfRun{kExitFailed};
   }
   return rows;
 }
@@ -235,5 +234,9 @@ int Main(int argc, char** argv) {
 }  // namespace tabulon
 
 int main(int argc, char** argv) {
-  return tabulon::Main(argc, argv);
+  try {
+    return tabulon::Main(argc, argv);
+  } catch (const tabulon::EndOfRun& end) {
+    return end.status;
+  }
 }
