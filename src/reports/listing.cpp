@@ -113,8 +113,8 @@ class Listing {
       writer_.Add(std::string_view("  "));
     }
     writer_.Add(*line.name).Add(line.streamName).EndPiece();
-    const bool linked = view_.hasTarget && !(target_.IsAscii() && target_.Ascii().empty());
-    if (linked && (report_.flags & kFlagShowLink) != 0) {
+    if ((report_.flags & kFlagShowLink) != 0 && view_.hasTarget &&
+        !target_.Visit([](auto text) { return text.empty(); })) {
       writer_.Add(std::string_view("  =>  ")).Add(target_).EndPiece();
     }
     writer_.EndLine();

@@ -36,6 +36,9 @@ TEST(QueryRoad, ListsWhatTheQuerySelects) {
       {UnixScan(), {"-qf", "uid eq 5 [and] (links gt 1 [or] name is TOP)"}, top + low},
       {UnixScan(), {"-qf", "target matches CAF\u00E9/?"}, link},
       {UnixScan(), {"-qf", "path matches '~caf\u00E9\\*'"}, low},
+      // A target that decodes to a zero unit is an empty text.
+      {{.rootPath = "/", .records = {DirectoryRecord("/"), LinkRecord("void", "\xC0\x80x")}},
+       {"-qf", "size ge 0"}, "/void\n"},
       // Of two queries the first kind counts, and full paths are given all the same.
       {UnixScan(), {"-qf", "no query", "-q", "name is top"}, top},
       // A configuration beside a query is not read.
