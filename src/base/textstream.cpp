@@ -52,7 +52,8 @@ size_t EncodeLocaleUnit(wchar_t unit, char* out) {
   const bool encodable = unit >= 0 && unit <= 0x10FFFF && (unit < 0xD800 || unit > 0xDFFF);
   std::mbstate_t state{};
   const size_t length = encodable ? std::wcrtomb(out, unit, &state) : static_cast<size_t>(-1);
-  if (length != static_cast<size_t>(-1)) return length;
+  // It drops tag characters (U+E0000 to U+E007F) where the encoding cannot hold them.
+  if (length != static_cast<size_t>(-1) && length != 0) return length;
   *out = '?';
   return 1;
 }
