@@ -126,7 +126,8 @@ std::wstring ReadHeaderString(int fd, uint64_t offset) {
       ReadFullyAt(fd, bytes.data(), bytes.size(), static_cast<off_t>(offset + sizeof(int16_t)));
   if (got < 0) PosixErrExit(0, L"Error reading scan detail file\n");
   std::wstring text;
-  for (ssize_t i = 0; i + 1 < got; i += 2) {
+  // Where the file ends inside a unit, zero pads it.
+  for (int i = 0; i < got && i + 1 < length; i += 2) {
     const auto unit = static_cast<int16_t>(LoadU16(bytes.data() + i));
     if (unit == 0) break;
     text.push_back(unit);

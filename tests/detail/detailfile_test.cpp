@@ -113,7 +113,8 @@ TEST_F(DetailFileTest, HeaderStrings) {
       {"\0\x80"s + std::string(40000, 'a'), L""},  // 32768 and more count as 0
       {"\xFF\xFF"s + std::string(70000, 'a'), L""},
       {"\xFF\x7F"s + std::string(40000, 'a'), std::wstring(16383, L'\x6161')},
-      {"\x10\0a\0b\0c"s, L"ab"},  // the file ends
+      {"\x10\0a\0b\0"s, L"ab"},   // the file ends
+      {"\x10\0a\0b\0c"s, L"abc"},  // inside a unit
       {"\x10"s, L""}, {""s, L""},
   };
   // clang-format on
