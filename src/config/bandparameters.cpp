@@ -1,5 +1,6 @@
 #include "config/bandparameters.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <utility>
@@ -37,7 +38,8 @@ void GetFilesizeBands(std::wstring_view key, std::wstring_view value) {
     }
     limits.push_back(limit);
   });
-  limits.push_back(kCatchAllSize);
+  // Beside a larger limit the last band stays empty.
+  limits.push_back(std::max(limits.back(), kCatchAllSize));
   sizeBands.SetLimits(std::move(limits));
 }
 

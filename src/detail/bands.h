@@ -21,7 +21,8 @@ struct BandTable {
 };
 
 // Set by the configuration's band lines; empty = no such distribution.
-extern BandTable sizeBands;   // the last limit is 2^63 - 1, so that every file is counted
+extern BandTable sizeBands;   // the last limit is 2^63 - 1 at least, so that every file is
+                              // counted
 extern BandTable cdateBands;  // creation times
 extern BandTable mdateBands;  // modification times
 extern BandTable adateBands;  // access times

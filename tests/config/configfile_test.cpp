@@ -98,6 +98,9 @@ TEST_F(ConfigFile, BandsHaveTheirLimits) {
   EXPECT_THAT(sizeBands.limits, ElementsAre(1024, 1048576, 1073741824, uint64_t{INT64_MAX}));
   ParameterLine(L"filesizebands", L"");
   EXPECT_THAT(sizeBands.limits, ElementsAre(0, uint64_t{INT64_MAX}));
+  ParameterLine(L"filesizebands", L"1,9223372036854775809");
+  UpdateSizeBands(uint64_t{1} << 63);
+  EXPECT_EQ(SizeBandCount(1), 1U);
   setenv("TZ", "UTC", 1);
   constexpr uint64_t kDay = 86400, kMidnight = kDay * 400;
   logHdr.scanTime = kMidnight + 3600;
