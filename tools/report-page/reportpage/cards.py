@@ -1,5 +1,6 @@
 """The parts of the page: tiles for single figures, a card with chart and table for each report."""
-from reportpage.charts import Bar, card, chart, count, escaped, human, legend, ratio, share, table
+from reportpage.charts import (Bar, card, chart, count, escaped, human, legend, meter, ratio, share,
+                               table)
 from reportpage.reports import Row
 
 BARS = 10  # longest ranking in a chart
@@ -93,6 +94,13 @@ def readable_path(path, kind):
     return directory + ("" if directory.endswith("/") else "/") + name
 
 
+def links_note(title):
+    """dashboard-unix.cfg leaves files with several links out, and says so in the title."""
+    if "one link" in title:
+        return "Files with several hard links are left out."
+    return "Hard links to one file count as copies."
+
+
 def duplicates_card(found, kind, total, style):
     def name(group):
         path = readable_path(group.paths[0], kind) if group.paths else ""
@@ -110,11 +118,9 @@ def duplicates_card(found, kind, total, style):
                 f"{human(group.size)}", escaped("\n".join(group.paths)).replace("\u240a", "\n"),
                 [("waste", 23, 9, ratio(group.reclaimable(), longest))])
             for group in found.top[:BARS]]
-    lead = (f"{count(found.groups, 'group')}. Keeping one file of each would free "
-            f"<b>{human(found.size)}</b> in {count(found.files, 'file')}. Contents are not "
-            "compared: check them before anything is deleted. "
-            + ("Files with several hard links are left out." if "one link" in found.title
-               else "Hard links to one file count as copies."))
+    lead = (f"<b>{human(found.size)} reclaimable</b> in {count(found.files, 'file')}, if one file of "
+            f"each of the {count(found.groups, 'group')} is kept. Contents are not compared: check "
+            f"them before anything is deleted. {links_note(found.title)}")
     if total and (total.files, total.size) != (found.files, found.size):
         lead += (' <strong class="warning">The groups do not add up: the program counted '
                  f'{human(total.size)} in {count(total.files, "file")}. Names with line breaks can '
@@ -130,13 +136,8 @@ def duplicates_card(found, kind, total, style):
 
 
 def tile(label, value, note, length=None):
-    meter = ""
-    if length is not None:
-        bar = (f'<rect class="size" width="{max(100 * length, 0.5):.2f}%" height="6" rx="3"/>'
-               if length > 0 else "")
-        meter = ('<svg class="meter" width="100%" height="6" aria-hidden="true">'
-                 f'<rect class="track" width="100%" height="6" rx="3"/>{bar}</svg>')
-    return f"<div><dt>{label}</dt><dd><b>{value}</b><span>{note}</span>{meter}</dd></div>"
+    bar = meter("size", length) if length is not None else ""
+    return f"<div><dt>{label}</dt><dd><b>{value}</b><span>{note}</span>{bar}</dd></div>"
 
 
 def head_tiles(summary):
@@ -146,16 +147,18 @@ def head_tiles(summary):
              tile("Directories", f"{directories:,}",
                   f"{files / directories:.1f} files each" if directories > 0 else "")]
     if capacity > 0:
-        used = capacity - free
-        tiles.append(tile("Volume in use", share(used, capacity),
-                          f"{human(used)} of {human(capacity)}", ratio(used, capacity)))
+        tiles.append(tile("Free", human(free), f"of {human(capacity)} on the volume, "
+                          f"{share(free, capacity)}", ratio(free, capacity)))
     return f'<dl class="tiles head">{"".join(tiles)}</dl>'
 
 
-def figure_tiles(figures, whole):
-    tiles = "".join(
-        tile(escaped(row.label), human(row.size), f"{count(row.files, 'file')} · "
-             f"{share(row.size, whole.size if whole else 0)}",
-             ratio(row.size, whole.size if whole else 0)) for row in figures)
+def figure_tiles(figures, whole, duplicates):
+    """`duplicates` is the title of the duplicates report, whose total is what could be freed."""
+    def note(row):
+        files = count(row.files, "file") + (" reclaimable" if row.label == duplicates else "")
+        return f"{files} · {share(row.size, whole.size if whole else 0)}"
+
+    tiles = "".join(tile(escaped(row.label), human(row.size), note(row),
+                         ratio(row.size, whole.size if whole else 0)) for row in figures)
     return ('<section aria-labelledby="figures"><h2 id="figures">At a glance</h2>'
             f'<dl class="tiles">{tiles}</dl></section>')

@@ -11,9 +11,6 @@ LINE_COLUMNS = 42  # room for a label and a value side by side on a telephone
 def visible(text):
     """Text with marks in place of what would not show, or would turn the text around."""
     def mark(char):
-        # Reports hold characters of three UTF-8 bytes 0xE0000 too high.
-        if 0xE0800 <= ord(char) <= 0xEFFFF:
-            char = chr(ord(char) - 0xE0000)
         if char.isprintable() or unicodedata.category(char) == "Zs":
             return char
         return chr(0x2400 + ord(char)) if char < " " else f"\u27e8U+{ord(char):04X}\u27e9"
@@ -52,6 +49,11 @@ def human(size):
 
 def count(number, noun):
     return f"{number:,}\u00a0{noun}{'' if number == 1 else 's'}"
+
+
+def signed(size):
+    """A difference of sizes, with its sign."""
+    return f"{'+' if size > 0 else chr(0x2212) if size < 0 else ''}{human(abs(size))}"
 
 
 def share(part, whole):
@@ -102,6 +104,14 @@ def table(caption, heads, rows):
         cells = "".join(f"<td>{cell}</td>" for cell in row[1:])
         out.append(f'<tr><th scope="row">{row[0]}</th>{cells}</tr>')
     return "\n".join(out) + "</tbody></table></div></details>"
+
+
+def meter(style, length, track=True):
+    """A bar on its track, as wide as its place."""
+    bar = (f'<rect class="{style}" width="{max(100 * length, 0.5):.2f}%" height="6" rx="3"/>'
+           if length > 0 else "")
+    under = '<rect class="track" width="100%" height="6" rx="3"/>' if track else ""
+    return (f'<svg class="meter" width="100%" height="6" aria-hidden="true">{under}{bar}</svg>')
 
 
 def legend(*entries):
