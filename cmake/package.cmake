@@ -12,7 +12,9 @@ summary, the files that a query selects, totals by extension and owner, size
 and age distributions, duplicates, use of accounts, as text or CSV.
 .
 The package holds mkdtl as well, which scans local directory trees, and
-dtlexport, which writes scans as rows for databases.")
+dtlexport, which writes scans as rows for databases. report-page, which draws a
+scan as one HTML page, needs python3.")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS python3)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 if("$ENV{DEB_BUILD_OPTIONS}" MATCHES "(^|[ ,])nostrip($|[ ,])")
   set(CPACK_STRIP_FILES OFF)

@@ -4,16 +4,17 @@ import html.parser
 VOID = {"meta", "br"}
 ALLOWED = VOID | set(
     "html head title style body header main section footer h1 h2 p div dl dt dd b span bdi strong "
-    "ul li svg g rect text details summary table caption thead tbody tr th td pre".split())
+    "ul li svg g rect text details summary table caption thead tbody tr th td pre code".split())
 
 
 class PageReader(html.parser.HTMLParser):
-    """tables: caption to rows of cell texts; tiles: label to value. Faults are collected."""
+    """tables: caption to rows of cell texts; tiles: label to value and note; items: texts of list
+    items. Faults are collected."""
 
     def __init__(self, text):
         super().__init__(convert_charrefs=True)
         self.faults, self.stack, self.ids, self.refs = [], [], [], []
-        self.tables, self.tiles, self.headings, self.texts = {}, {}, [], []
+        self.tables, self.tiles, self.headings, self.texts, self.items = {}, {}, [], [], []
         self.rows, self.buffers = [], []
         self.feed(text)
         self.close()
@@ -33,12 +34,14 @@ class PageReader(html.parser.HTMLParser):
                 self.ids.append(value)
             if name == "aria-labelledby":
                 self.refs.append(value)
-        if tag == "svg" and not {"role", "aria-hidden"} & dict(attributes).keys():
+        if tag == "svg" and "svg" not in self.stack and not {"role", "aria-hidden"} & dict(attributes).keys():
             self.faults.append("a picture without a role")
         if tag == "table":
             self.rows = []
         if tag == "tr":
             self.rows.append([])
+        if tag == "br" and self.buffers:
+            self.buffers[-1] += " "
         if tag not in VOID:
             self.stack.append(tag)
             self.buffers.append("")
@@ -55,7 +58,7 @@ class PageReader(html.parser.HTMLParser):
         self.stack.pop()
         text = self.buffers.pop()
         if self.buffers and tag != "style":
-            self.buffers[-1] += text + (" " if tag == "li" else "")
+            self.buffers[-1] += text + (" " if tag in ("li", "summary", "b") else "")
         if tag in ("th", "td"):
             self.rows[-1].append(text)
         elif tag == "caption":
@@ -64,8 +67,10 @@ class PageReader(html.parser.HTMLParser):
             self.tables[self.caption] = self.rows
         elif tag == "dt":
             self.label = text
-        elif tag == "b" and "dd" in self.stack:
-            self.tiles[self.label] = text
+        elif tag == "dd":
+            self.tiles[self.label] = " ".join(text.split())
+        elif tag == "li":
+            self.items.append(" ".join(text.split()))
         elif tag in ("h1", "h2"):
             self.headings.append((tag, text))
         elif tag == "text":

@@ -60,7 +60,7 @@ def share(part, whole):
     if whole <= 0:
         return "\u2013"
     percent = 100 * part / whole
-    return "<0.1\u00a0%" if 0 < percent < 0.05 else f"{percent:.1f}\u00a0%"
+    return "&lt;0.1\u00a0%" if 0 < percent < 0.05 else f"{percent:.1f}\u00a0%"
 
 
 class Bar:
@@ -68,7 +68,7 @@ class Bar:
     it, and bars as (style class, top, height, length from 0 to 1)."""
 
     def __init__(self, label, value, hint, parts):
-        self.label = shortened(label, max(LINE_COLUMNS - len(value), 10))
+        self.label = shortened(label, max(LINE_COLUMNS - len(html.unescape(value)), 10))
         self.value, self.hint, self.parts = value, hint, parts
 
 
@@ -96,7 +96,7 @@ def chart(ident, title, bars):
 
 def table(caption, heads, rows):
     """The figures of a chart, folded away; the first cell of each row names it."""
-    out = [f'<details><summary>Figures as a table</summary><div class="scroll" role="region" '
+    out = [f'<details><summary>Figures as a table</summary><div class="scroll" role="group" '
            f'tabindex="0" aria-label="{caption}"><table><caption>{caption}</caption><thead><tr>']
     out += [f'<th scope="col">{head}</th>' for head in heads]
     out.append("</tr></thead><tbody>")

@@ -14,7 +14,8 @@ USAGE = """report-page --scan SCAN.dtl [--older OLDER.dtl] OUT.html
 ABOUT = """Draws a scan as one HTML page: where the space is, the largest files, what grew, types,
 owners, ages, duplicates. The page needs nothing else: no network, no script."""
 EPILOG = """OUT.html may be - for standard output. Exit status: 0 when the page is written, 1 when it
-could not be, 2 for a wrong command line."""
+could not be, 2 for a wrong command line, 3 when it is written, but a scan breaks off."""
+BREAKS_OFF = 3
 
 
 def parse(version, arguments):
@@ -65,9 +66,15 @@ def draw(directory, out, made_from=None):
 
 
 def draw_scan(options, programs, examples):
+    """Returns the exit status."""
     with tempfile.TemporaryDirectory(prefix="report-page-") as directory:
         made = gather(options.scan, options.older, directory, programs, examples)
         draw(directory, options.paths[0], made)
+    for name in sorted(made.absent):
+        print(f"report-page: '{name}' is not there; the page does without it", file=sys.stderr)
+    if made.cut:
+        print("report-page: a scan breaks off: the page shows what it holds", file=sys.stderr)
+    return BREAKS_OFF if made.cut else 0
 
 
 def main(version, bin_directory, examples):
@@ -78,9 +85,8 @@ def main(version, bin_directory, examples):
         signal.signal(number, lambda number, _: sys.exit(128 + number))
     try:
         if options.scan is not None:
-            draw_scan(options, Programs(bin_directory), examples)
-        else:
-            draw(*options.paths)
+            return draw_scan(options, Programs(bin_directory), examples)
+        draw(*options.paths)
     except (OSError, Failure) as error:
         print(f"report-page: {error}", file=sys.stderr)
         return 1

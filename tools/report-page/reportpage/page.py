@@ -76,7 +76,7 @@ def audit_summary(reports):
     if not any(lines):
         return ""
     text = "\n".join(map(escaped, lines)).strip("\n")
-    return f"<details><summary>The audit summary</summary><pre>{text}</pre></details>"
+    return f"<details><summary>The audit summary</summary><pre tabindex="0">{text}</pre></details>"
 
 
 def head(summary):
@@ -88,14 +88,21 @@ def head(summary):
                      f"{escaped(summary[1])}"}
 
 
-def notes(reports):
+def warning(text):
+    return f'<strong class="warning">{text}</strong>'
+
+
+def notes(reports, summary, whole):
+    """The end of the page: units, and what its figures lack."""
     out = ["KB, MB, GB and TB count by 1024. Ages count back from the day of the scan."]
     if reports.made and reports.made.cut:
-        out.append('<strong class="warning">A scan breaks off: the page shows what it holds.'
-                   '</strong>')
+        out.append(warning("A scan breaks off: the page shows what it holds."))
+    if summary and whole and int(summary[5]) > whole.files:
+        out.append(warning(f"The scan says that it holds {count(int(summary[5]), 'file')}; the reports "
+                           f"found {whole.files:,}."))
     if reports.unread():
-        out.append(f'<strong class="warning">{count(reports.unread(), "row")} of the reports '
-                   'could not be read; the figures lack them.</strong>')
+        out.append(warning(f"{count(reports.unread(), 'row')} of the reports could not be read; the "
+                           "figures lack them."))
     return " ".join(out)
 
 
@@ -114,7 +121,7 @@ def page(reports):
         "figures": figure_tiles(singles, whole, duplicates.title) if singles else "",
         "cards": cards(reports, kind, duplicates, bands, whole, total),
         "text": audit_summary(reports),
-        "notes": notes(reports),
+        "notes": notes(reports, summary, whole),
     }
     # Now it is known which reports are missing.
     return PAGE.format(missing=missing_card(reports, kind), **pieces)
