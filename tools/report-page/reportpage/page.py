@@ -76,7 +76,8 @@ def audit_summary(reports):
     if not any(lines):
         return ""
     text = "\n".join(map(escaped, lines)).strip("\n")
-    return f"<details><summary>The audit summary</summary><pre tabindex="0">{text}</pre></details>"
+    return ('<details><summary>The audit summary</summary>'
+            f'<pre tabindex="0">{text}</pre></details>')
 
 
 def head(summary):
