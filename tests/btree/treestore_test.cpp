@@ -21,22 +21,6 @@ void Overfill(const TreeHandle& tree) {
   for (int i = 0; i < 40; ++i) Add(tree, std::to_string(i * 7 % 40));
 }
 
-TEST(TreeMemory, IsBytesOrNodes) {
-  // clang-format off
-  const struct { int32_t memory; uint32_t treeNodes, keyNodes; } rows[] = {
-      {0, 50'000'000 / 168, 100'000'000 / 72}, {1'000, 5, 13}, {1, 1, 1}, {-257, 257, 257},
-  };
-  // clang-format on
-  for (const auto& row : rows) {
-    TreeSettings settings = Settings(10, 0, 2, 0);
-    settings.treeMemory = settings.keyMemory = row.memory;
-    settings.extraBytes = 1;  // nodes of 10 x 12 + 48 and 2 x (11 + 1 + 12) + 24 bytes
-    const TreeHandle tree = TreePlant(settings);
-    EXPECT_EQ(tree->treeNodes.capacity, row.treeNodes) << row.memory;
-    EXPECT_EQ(tree->keyNodes.capacity, row.keyNodes) << row.memory;
-  }
-}
-
 // --- Page files ---------------------------------------------------------------------------------
 
 class PageFileTest : public testing::Test {

@@ -94,8 +94,6 @@ TEST_F(ConfigFile, ParametersThatNoReportShows) {
 }
 
 TEST_F(ConfigFile, BandsHaveTheirLimits) {
-  ParameterLine(L"FileSizeBands", L"1K,1M,1G");
-  EXPECT_THAT(sizeBands.limits, ElementsAre(1024, 1048576, 1073741824, uint64_t{INT64_MAX}));
   ParameterLine(L"filesizebands", L"");
   EXPECT_THAT(sizeBands.limits, ElementsAre(0, uint64_t{INT64_MAX}));
   ParameterLine(L"filesizebands", L"1,9223372036854775809");

@@ -70,23 +70,6 @@ TEST(DetailFile, IsTrawlxUnlessNamed) {
   EXPECT_EQ(WithoutScanTime(directory.err), "'.' is not a valid Trawlix detail log file\n");
 }
 
-TEST(DetailFile, IsRefusedWhenAnOptionWantsMore) {
-  // clang-format off
-  const struct { uint32_t revision; const char *option, *message; } rows[] = {
-      {6, "-adsfull",
-       "dtl file 'scan.dtl' was built with a version of trawlix that does not support full ADS "
-       "info. Please retry without '-adsfull' option.\n"},
-      {8, "-qva", "'scan.dtl' is not an QVA-tagged .dtl file\n"},
-  };
-  // clang-format on
-  for (const auto& row : rows) {
-    const RunOutcome run = RunOnScan({.scan = {.revision = row.revision}, .options = {row.option}});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.out + run.err, row.message);
-    EXPECT_THAT(run.files, IsEmpty());
-  }
-}
-
 // The summary reads no record, so damage there does not matter to it.
 TEST(DetailFile, IsSummarisedInEveryRevision) {
   for (const uint32_t revision : {6U, 7U, 8U, 0x206U, 0x208U}) {

@@ -201,21 +201,39 @@ F,f:x,F,0,1099511627776,01.03.24,02.03.24,03.03.24,--------,1709337600
 
 // A version block shows in the summary, and on standard output without a line end.
 TEST(CifsReports, SummaryOfARevision8Scan) {
-  const RunOutcome outcome = RunOnScan({{.kind = ScanKind::kCifs,
-                                         .rootPath = "C:\\",
-                                         .share = "\\\\filer\\c",
-                                         .tag = PaddedTag("Q1"),
-                                         .version = {"2.2", "Linux", "arm"}},
-                                        Section("type=summary;reportfile=a")});
+  const auto adjust = [](LogHeader& header, LogRoot& root) {
+    uint32_t next = 1;
+    for (uint32_t& count : root.counts) count = next++;
+    root.emptyDirectories = 1;
+    header.orphanedSids = 23;
+    header.orphanedAsOwner = 24;
+  };
+  const RunOutcome outcome =
+      RunOnScan({{.kind = ScanKind::kCifs,
+                  .rootPath = "C:\\",
+                  .share = "\\\\filer\\c",
+                  .tag = PaddedTag("Q1"),
+                  .version = {"2.2", "Linux", "arm"},
+                  .records = {FileRecord("a", {.size = 5'000'000})},
+                  .adjust = adjust},
+                 "[parameters]\nfileincrement=1048576\n" + Section("type=summary;reportfile=a")});
   EXPECT_EQ(outcome.status, 0);
   const std::string told = "Report 'Audit summary' written to reports/a\n";
   EXPECT_EQ(outcome.out, "ProcessConfigFile DONE\n" + told + told + "2.2 Linux arm");
-  const std::string start =
+  const std::string text =
       "\nScan Version : 2.2\nBuild Platform : Linux\nBuild Architecture : arm\n\n,  QVA tag: Q1\n"
-      "---- Totals for CIFS root: C:\\ (\\\\filer\\c)\n\n";
-  EXPECT_THAT(outcome.files.at("reports/a"),
-              AllOf(StartsWith(Summary("Thu, 01 Jan, 1970 at 00:00:00", "server", start).text),
-                    EndsWith("\n              SIDs: 0\n      SACLs are not present\n\n")));
+      "---- Totals for CIFS root: C:\\ (\\\\filer\\c)\n\n"
+      "       Directories: 0\n        Empty dirs: 1\n             Files: 1\n"
+      "   Total file size: 4.767mb (5,000,000)\n    Allocated size: 5.000mb (5,242,880)\n"
+      "   Volume capacity: 0 bytes\n   Available space: 0 bytes\n"
+      "   Encrypted files: 1\n  Compressed files: 2\n     Offline files: 4\n"
+      "         ADS files: 3\n  Symlinks (Files): 6\n   Symlinks (Dirs): 7\n"
+      "        Hard links: 5\n  MountPoint Links: 8\n   Junction Points: 9\n\n        Unique SDs: "
+      "0\n"
+      "              SIDs: 0\n         orphaned SIDs: 23\n              as owner: 24\n"
+      "      SACLs are not present\n\n";
+  EXPECT_EQ(outcome.files.at("reports/a"),
+            Summary("Thu, 01 Jan, 1970 at 00:00:00", "server", text).text);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 // A sample of the calls is tried each time, every one with TABULON_FULL set.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <cerrno>
 #include <csignal>
@@ -16,6 +15,7 @@
 #include "fuzz/sandbox.h"
 #include "reports/dupfinder.h"
 #include "tests/support/dtlbuild.h"
+#include "tests/uncompressed.h"
 
 namespace tabulon {
 namespace {
@@ -115,11 +115,7 @@ class Faults : public testing::TestWithParam<Road> {
 
   bool IsWholeScan(const std::string& bytes) const {
     if (bytes == stored_ || bytes == plain_) return true;
-    std::string text(plain_.size() + 1, '\0');
-    uLongf size = text.size();
-    return uncompress(reinterpret_cast<Bytef*>(text.data()), &size,
-                      reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()) == Z_OK &&
-           text.substr(0, size) == plain_;
+    return Uncompressed(bytes, plain_.size()) == plain_;
   }
 
   void ExpectScanAndNothingElse(const FileMap& files, bool temporary) {
