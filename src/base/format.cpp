@@ -9,7 +9,8 @@ namespace tabulon {
 namespace {
 
 constexpr bool IsControl(wchar_t unit) {
-  return (unit >= 0 && unit < 0x20) || (unit >= 0x7F && unit < 0xA0);
+  const int32_t code = UnitCode(unit);
+  return (code >= 0 && code < 0x20) || (code >= 0x7F && code < 0xA0);
 }
 
 void AppendDigits(std::wstring& digits, uint64_t value, unsigned base) {

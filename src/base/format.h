@@ -10,6 +10,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "base/unitcode.h"
+
 namespace tabulon {
 
 // One argument of a format. Text is looked at, not copied: it must outlive the call.
@@ -32,13 +34,17 @@ struct FormatArg {
   }
 
   // Integers are kept in 64 bits, sign-extended when their type is signed; the conversion in the
-  // format narrows them as printf would.
+  // format narrows them as printf would. Characters count as signed on every machine.
   template <class T>
   explicit constexpr FormatArg(const T& value) : kind(KindOf<T>()) {
     if constexpr (KindOf<T>() == Kind::kWide) {
       wide = value;
     } else if constexpr (KindOf<T>() == Kind::kNarrow) {
       narrow = value;
+    } else if constexpr (std::same_as<T, char>) {
+      integer = static_cast<uint64_t>(static_cast<signed char>(value));
+    } else if constexpr (std::same_as<T, wchar_t>) {
+      integer = static_cast<uint64_t>(UnitCode(value));
     } else {
       integer = static_cast<uint64_t>(value);
     }

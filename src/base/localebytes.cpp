@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/textstream.h"
+#include "base/unitcode.h"
 
 namespace tabulon {
 
@@ -18,9 +19,8 @@ void ChooseLocale() {
 }
 
 void AppendLocaleBytes(std::string& out, std::wstring_view text) {
-  const auto isAscii = [](wchar_t unit) { return unit >= 0 && unit < 0x80; };
   while (!text.empty()) {
-    const auto end = std::find_if_not(text.begin(), text.end(), isAscii);
+    const auto end = std::find_if_not(text.begin(), text.end(), IsAsciiUnit);
     const auto plain = static_cast<size_t>(end - text.begin());
     const size_t at = out.size();
     out.resize(at + plain);

@@ -9,6 +9,8 @@
 #include <cwchar>
 #include <utility>
 
+#include "base/unitcode.h"
+
 namespace tabulon {
 namespace {
 
@@ -24,7 +26,7 @@ size_t AsciiRun(std::wstring_view text) {
     for (size_t i = 0; i < kStep; ++i) any |= static_cast<uint32_t>(text[run + i]);
     if (any >= 0x80) break;
   }
-  while (run < text.size() && text[run] >= 0 && text[run] < 0x80) ++run;
+  while (run < text.size() && IsAsciiUnit(text[run])) ++run;
   return run;
 }
 
@@ -35,13 +37,14 @@ char* PutLittle16(char* out, uint32_t value) {
 }
 
 char* PutUtf16Unit(char* out, wchar_t unit, TextEncoding encoding) {
-  if (unit <= 0xFFFF && (unit >= 0 || encoding == TextEncoding::kUtf16Le)) {
-    return PutLittle16(out, static_cast<uint32_t>(unit));
+  const int32_t code = UnitCode(unit);
+  if (code <= 0xFFFF && (code >= 0 || encoding == TextEncoding::kUtf16Le)) {
+    return PutLittle16(out, static_cast<uint32_t>(code));
   }
-  if (unit < 0 || unit > 0x10FFFF || encoding == TextEncoding::kUcs2Le) {
+  if (code < 0 || code > 0x10FFFF || encoding == TextEncoding::kUcs2Le) {
     return PutLittle16(out, L'?');
   }
-  const uint32_t offset = static_cast<uint32_t>(unit) - 0x10000;
+  const uint32_t offset = static_cast<uint32_t>(code) - 0x10000;
   return PutLittle16(PutLittle16(out, 0xD800 + (offset >> 10)), 0xDC00 + (offset & 0x3FF));
 }
 
@@ -49,7 +52,8 @@ char* PutUtf16Unit(char* out, wchar_t unit, TextEncoding encoding) {
 
 size_t EncodeLocaleUnit(wchar_t unit, char* out) {
   // The C library would write surrogates and codes above Unicode's range as bytes of its own.
-  const bool encodable = unit >= 0 && unit <= 0x10FFFF && (unit < 0xD800 || unit > 0xDFFF);
+  const auto code = static_cast<uint32_t>(unit);
+  const bool encodable = code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
   std::mbstate_t state{};
   const size_t length = encodable ? std::wcrtomb(out, unit, &state) : static_cast<size_t>(-1);
   // It drops tag characters (U+E0000 to U+E007F) where the encoding cannot hold them.

@@ -4,6 +4,7 @@
 
 #include "base/endian.h"
 #include "base/memory.h"
+#include "base/unitcode.h"
 
 namespace tabulon {
 namespace {
@@ -24,8 +25,8 @@ bool IsPlainWord(uint64_t word) {
 }
 
 size_t EncodedLength(wchar_t unit) {
-  if (unit <= kLastOneByteUnit) return 1;
-  return unit <= kLastTwoByteUnit ? 2 : 3;
+  if (UnitCode(unit) <= kLastOneByteUnit) return 1;
+  return UnitCode(unit) <= kLastTwoByteUnit ? 2 : 3;
 }
 
 // Calls `put(lead, unit)` for each sequence of a zero-terminated text.

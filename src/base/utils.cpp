@@ -14,6 +14,7 @@
 #include "base/foldcase.h"
 #include "base/loganderr.h"
 #include "base/uniquefd.h"
+#include "base/unitcode.h"
 
 namespace tabulon {
 
@@ -42,7 +43,7 @@ uint64_t ParseDecimal(const Char* text, const Char** end) {
 int ComparePathUnits(wchar_t x, wchar_t y) {
   if (x == L'/' && y != L'\0') return -1;
   if (y == L'/' && x != L'\0') return 1;
-  return x < y ? -1 : 1;
+  return UnitCode(x) < UnitCode(y) ? -1 : 1;
 }
 
 bool CopyBytes(int from, int to) {

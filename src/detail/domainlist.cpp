@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/foldcase.h"
+#include "base/unitcode.h"
 
 namespace tabulon {
 
@@ -13,7 +14,7 @@ int CompareFolded(std::wstring_view a, std::wstring_view b) {
     if (a[i] == b[i]) continue;
     const wchar_t x = fold(a[i]);
     const wchar_t y = fold(b[i]);
-    if (x != y) return x < y ? -1 : 1;
+    if (x != y) return UnitCode(x) < UnitCode(y) ? -1 : 1;
   }
   return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <string_view>
 
+#include "base/unitcode.h"
 #include "base/utf.h"
 #include "detail/asciimap.h"
 #include "detail/detailfile.h"
@@ -17,7 +18,7 @@ int isoCodepage = 1;
 
 namespace {
 
-constexpr wchar_t kFirstBeyondLatin1 = 256;
+constexpr int32_t kFirstBeyondLatin1 = 256;
 constexpr size_t kShortNameLength = 8;  // "PROGRA~1"
 constexpr size_t kShortExtension = 3;
 
@@ -148,8 +149,9 @@ bool ConflictName(std::wstring_view name) {
 bool UtfRequired(int codepage, std::wstring_view name) {
   const auto map = IsoUpperHalf(codepage);
   return std::ranges::any_of(name, [&](wchar_t unit) {
-    return unit >= kFirstBeyondLatin1 &&
-           std::ranges::none_of(map, [&](int16_t held) { return held == unit; });
+    const int32_t code = UnitCode(unit);
+    return code >= kFirstBeyondLatin1 &&
+           std::ranges::none_of(map, [&](int16_t held) { return held == code; });
   });
 }
 

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "base/foldcase.h"
+#include "base/unitcode.h"
 
 namespace tabulon {
 namespace {
@@ -21,14 +22,14 @@ uint64_t Pack(const Units& units, Fold&& fold) {
 // Not so in a Turkish locale, where 'I' becomes a dotless i.
 bool FoldsWithinAscii() {
   for (wchar_t unit = 0; unit < 0x80; ++unit) {
-    if (FoldCase()(unit) >= 0x80) return false;
+    if (!IsAsciiUnit(FoldCase()(unit))) return false;
   }
   return true;
 }
 
 bool CanBePacked(std::wstring_view text) {
   return text.size() <= kPackedUnits &&
-         std::ranges::all_of(text, [](wchar_t unit) { return unit > 0 && unit < 0x80; });
+         std::ranges::all_of(text, [](wchar_t unit) { return unit != 0 && IsAsciiUnit(unit); });
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/unitcode.h"
 #include "config/report.h"
 
 namespace tabulon {
@@ -61,7 +62,7 @@ uint64_t DupKey::MixText(uint64_t hash, const RecordText& name, size_t from) {
   const std::wstring_view text = name.Wide().substr(from);
   narrowed_.clear();
   for (const wchar_t unit : text) {
-    if (unit < 0 || unit > 0x7F) hash = Mix(hash ^ static_cast<uint32_t>(unit), kMixText);
+    if (!IsAsciiUnit(unit)) hash = Mix(hash ^ static_cast<uint32_t>(unit), kMixText);
     narrowed_.push_back(static_cast<char>(unit));
   }
   return MixBytes(hash, narrowed_);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <compare>
-#include <cwchar>
 #include <deque>
 #include <string_view>
 #include <utility>
@@ -11,6 +10,7 @@
 
 #include "base/byteword.h"
 #include "base/foldcase.h"
+#include "base/unitcode.h"
 #include "btree/btree.h"
 #include "detail/detailfile.h"
 #include "detail/domainlist.h"
@@ -121,7 +121,7 @@ const std::wstring& ExtensionOf(const void* key) {
 int CompareExtensions(const void* a, uint32_t, const void* b, uint32_t) {
   const std::wstring& x = ExtensionOf(a);
   const std::wstring& y = ExtensionOf(b);
-  return rootType == kRootCifs ? CompareFolded(x, y) : x.compare(y);
+  return rootType == kRootCifs ? CompareFolded(x, y) : CompareUnits(x, y);
 }
 
 TreeHandle PlantTypeTree(bool byExtension) {
@@ -170,10 +170,9 @@ TypeEntry* IdInTree(TypeWork& work, uint32_t id) {
 // A short ASCII extension as the word by which the front knows it; 0 for any other.
 uint64_t PackedExtension(const TypeWork& work, std::wstring_view extension) {
   if (!work.packs || extension.size() > kWordBytes) return 0;
-  constexpr wchar_t kLastAscii = 0x7F;
   uint64_t key = 0;
   for (size_t i = 0; i < extension.size(); ++i) {
-    if (extension[i] > kLastAscii) return 0;
+    if (!IsAsciiUnit(extension[i])) return 0;
     key |= static_cast<uint64_t>(extension[i]) << (8 * i);
   }
   return work.foldCase ? LowerWord(key) : key;
@@ -361,7 +360,8 @@ int SortKeyCompare(const void* a, uint32_t, const void* b, uint32_t) {
   const std::strong_ordering second = countFirst ? bySize : byCount;
   if (std::is_neq(first)) return std::is_lt(first) ? -1 : 1;
   if (std::is_neq(second)) return std::is_lt(second) ? -1 : 1;
-  return std::wcscmp(entryA.name.c_str(), entryB.name.c_str());
+  // As far as they are printed: up to a zero unit.
+  return CompareUnits(entryA.name.c_str(), entryB.name.c_str());
 }
 
 }  // namespace tabulon

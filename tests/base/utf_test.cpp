@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "base/unitcode.h"
+
 namespace tabulon {
 namespace {
 
@@ -77,6 +79,17 @@ TEST(Utf, ThreeByteTextSurvivesTheRoundTrip) {
   for (wchar_t unit = 0x800; unit <= 0xFFFF; ++unit) {
     const std::string bytes = ToUtf({unit});
     ASSERT_EQ(ToUtf(ToWide(bytes)), bytes) << static_cast<int>(unit);
+  }
+}
+
+// Units with the highest bit set come first, also where wchar_t is unsigned.
+TEST(CompareUnits, TakesTheHighestBitForASign) {
+  const auto low = static_cast<wchar_t>(0x80000000);
+  const std::wstring ascending[] = {L"", {low}, {L'a'}, {L'a', low}, {L'a', 0}, L"ab", L"b"};
+  for (size_t a = 0; a < std::size(ascending); ++a) {
+    for (size_t b = 0; b < std::size(ascending); ++b) {
+      EXPECT_EQ(CompareUnits(ascending[a], ascending[b]), a == b ? 0 : a < b ? -1 : 1);
+    }
   }
 }
 
