@@ -154,11 +154,12 @@ def head_tiles(summary):
 
 def figure_tiles(figures, whole, duplicates):
     """`duplicates` is the title of the duplicates report, whose total is what could be freed."""
-    def note(row):
-        files = count(row.files, "file") + (" reclaimable" if row.label == duplicates else "")
-        return f"{files} · {share(row.size, whole.size if whole else 0)}"
+    def label(row):
+        return escaped(row.label) + (": reclaimable" if row.label == duplicates else "")
 
-    tiles = "".join(tile(escaped(row.label), human(row.size), note(row),
-                         ratio(row.size, whole.size if whole else 0)) for row in figures)
+    tiles = "".join(
+        tile(label(row), human(row.size), f"{count(row.files, 'file')} · "
+             f"{share(row.size, whole.size if whole else 0)}",
+             ratio(row.size, whole.size if whole else 0)) for row in figures)
     return ('<section aria-labelledby="figures"><h2 id="figures">At a glance</h2>'
             f'<dl class="tiles">{tiles}</dl></section>')

@@ -81,7 +81,7 @@ def space_card(tree):
     first = root.shown[0] if root.shown else None
     lead = f"{human(root.size)} in {count(root.files, 'file')}."
     if first:
-        lead += (f" Most of it is in <b>{escaped(last_name(first.path))}</b>, "
+        lead += (f" The largest directory is <b>{escaped(last_name(first.path))}</b>, "
                  f"{share(first.size, root.size)}. Directories count with all below; open one to "
                  "see what is in it.")
     cells = [(f"<bdi>{escaped(place.path)}</bdi>", f"{place.files:,}", f"{place.size:,}",

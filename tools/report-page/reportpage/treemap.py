@@ -61,35 +61,42 @@ def placed(row, box):
     return boxes
 
 
-def label(place, box, style):
+def text(name, box, style):
     """The name, as far as there is room for it; on narrow screens only that of wide rectangles."""
     room = int((box.width - 12) / CHARACTER)
     if room < 3 or box.height < HEAD - 4:
         return ""
-    name = visible(last_name(place.path))
     name = name if len(name) <= room else name[:room - 1] + "\u2026"
     narrow = " fine" if box.width < NOMINAL_WIDTH * max(len(name) + 2, 8) / 42 else ""
-    return f'<text class="{style}{narrow}" x="6" y="15">{escaped(name)}</text>'
+    return f'<text class="{style}-label{narrow}" x="6" y="15">{escaped(name)}</text>'
+
+
+def picture(box, hint, style, label):
+    """A picture in the picture, which cuts its label at its edge."""
+    return (f'<svg x="{100 * box.left / NOMINAL_WIDTH:.2f}%" y="{box.top:.1f}" '
+            f'width="{100 * box.width / NOMINAL_WIDTH:.2f}%" height="{box.height:.1f}">'
+            f'<title>{hint}</title><rect class="{style}" width="100%" height="100%"/>{label}</svg>')
 
 
 def rectangle(place, box, root, style):
-    """A picture in the picture, which cuts its label at its edge."""
     hint = f"{escaped(place.path)}: {human(place.size)}, {share(place.size, root.size)}"
-    return (f'<svg x="{100 * box.left / NOMINAL_WIDTH:.2f}%" y="{box.top:.1f}" '
-            f'width="{100 * box.width / NOMINAL_WIDTH:.2f}%" height="{box.height:.1f}">'
-            f'<title>{hint}</title><rect class="{style}" width="100%" height="100%"/>'
-            f'{label(place, box, style + "-label")}</svg>')
+    return picture(box, hint, style, text(visible(last_name(place.path)), box, style))
 
 
 def rectangles(places, whole, box, root, style):
+    """Directories, the largest first, as far as they can be seen; a strip stands for the rest."""
     scale = box.width * box.height
     areas = [ratio(place.size, whole) * scale for place in places]
     drawn = [area for area in areas if area >= LEAST * NOMINAL_WIDTH * HEIGHT]
-    for place, each in zip(places, squarified(drawn, box)):
+    used = box.width * sum(drawn) / scale
+    for place, each in zip(places, squarified(drawn, Box(box.left, box.top, used, box.height))):
         yield rectangle(place, each, root, style)
         inner = each.inner()
         if style == "outer" and inner.width > 40 and inner.height > 20:
             yield from rectangles(place.shown, place.size, inner, root, "inner")
+    if style == "outer" and box.width - used > 2:
+        rest = Box(box.left + used, box.top, box.width - used, box.height)
+        yield picture(rest, "everything else", "others", text("everything else", rest, "others"))
 
 
 def treemap(root, ident, title):
