@@ -34,7 +34,8 @@ class PageReader(html.parser.HTMLParser):
                 self.ids.append(value)
             if name == "aria-labelledby":
                 self.refs.append(value)
-        if tag == "svg" and "svg" not in self.stack and not {"role", "aria-hidden"} & dict(attributes).keys():
+        named = {"role", "aria-hidden"} & dict(attributes).keys()
+        if tag == "svg" and "svg" not in self.stack and not named:
             self.faults.append("a picture without a role")
         if tag == "table":
             self.rows = []

@@ -101,6 +101,17 @@ def links_note(title):
     return "Hard links to one file count as copies."
 
 
+def duplicates_lead(found, total):
+    lead = (f"<b>{human(found.size)} reclaimable</b> in {count(found.files, 'file')}, if one file "
+            f"of each of the {count(found.groups, 'group')} is kept. Contents are not compared: "
+            f"check them before anything is deleted. {links_note(found.title)}")
+    if total and (total.files, total.size) != (found.files, found.size):
+        lead += (' <strong class="warning">The groups do not add up: the program counted '
+                 f'{human(total.size)} in {count(total.files, "file")}. Names with line breaks can '
+                 'be the reason.</strong>')
+    return lead
+
+
 def duplicates_card(found, kind, total, style):
     def name(group):
         path = readable_path(group.paths[0], kind) if group.paths else ""
@@ -118,21 +129,14 @@ def duplicates_card(found, kind, total, style):
                 f"{human(group.size)}", escaped("\n".join(group.paths)).replace("\u240a", "\n"),
                 [("waste", 23, 9, ratio(group.reclaimable(), longest))])
             for group in found.top[:BARS]]
-    lead = (f"<b>{human(found.size)} reclaimable</b> in {count(found.files, 'file')}, if one file of "
-            f"each of the {count(found.groups, 'group')} is kept. Contents are not compared: check "
-            f"them before anything is deleted. {links_note(found.title)}")
-    if total and (total.files, total.size) != (found.files, found.size):
-        lead += (' <strong class="warning">The groups do not add up: the program counted '
-                 f'{human(total.size)} in {count(total.files, "file")}. Names with line breaks can '
-                 'be the reason.</strong>')
     cells = [(paths(group), f"{group.reclaimable():,}", f"{group.files:,}", f"{group.size:,}",
               escaped(group.dates)) for group in found.top]
     caption = "Duplicates by reclaimable space"
     if found.groups > len(found.top):
         caption += f": the first {len(found.top)} of {count(found.groups, 'group')}"
-    return card("duplicates", "Duplicates", lead, chart("duplicates-c", caption, bars)
-                + table(caption, ("Where", "Reclaimable bytes", "Files", "Bytes each", "Date"),
-                        cells), style)
+    heads = ("Where", "Reclaimable bytes", "Files", "Bytes each", "Date")
+    return card("duplicates", "Duplicates", duplicates_lead(found, total),
+                chart("duplicates-c", caption, bars) + table(caption, heads, cells), style)
 
 
 def tile(label, value, note, length=None):

@@ -13,8 +13,8 @@ USAGE = """report-page --scan SCAN.dtl [--older OLDER.dtl] OUT.html
        report-page DIR OUT.html"""
 ABOUT = """Draws a scan as one HTML page: where the space is, the largest files, what grew, types,
 owners, ages, duplicates. The page needs nothing else: no network, no script."""
-EPILOG = """OUT.html may be - for standard output. Exit status: 0 when the page is written, 1 when it
-could not be, 2 for a wrong command line, 3 when it is written, but a scan breaks off."""
+EPILOG = """OUT.html may be - for standard output. Exit status: 0 when the page is written, 1 when
+it could not be, 2 for a wrong command line, 3 when it is written, but a scan breaks off."""
 BREAKS_OFF = 3
 
 

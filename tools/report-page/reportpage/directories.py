@@ -8,13 +8,13 @@ from reportpage.reports import LONGEST_NAME, TABLE_ROWS
 
 SHOWN = (12, 8, 6)  # directories shown at each level below the root
 LONGEST_NUMBER = 20
-LEVELS = len(SHOWN)
 
 
 def number(text):
     """A number from a cell; 0 for what is none."""
     digits = (text or "").removeprefix("-")
-    return int(text) if digits.isascii() and digits.isdigit() and len(digits) <= LONGEST_NUMBER else 0
+    sound = digits.isascii() and digits.isdigit() and len(digits) <= LONGEST_NUMBER
+    return int(text) if sound else 0
 
 
 class Place:

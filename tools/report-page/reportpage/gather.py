@@ -136,7 +136,8 @@ def head(runner, scan):
     """Kind and time of a scan."""
     with open(runner.path("head.cfg"), "w", encoding="utf-8") as file:
         file.write(HEAD_CONFIGURATION)
-    runner.run("tabulon", ["-dtl", scan, "-cfg", runner.path("head.cfg"), "-rdir", runner.directory])
+    runner.run("tabulon", ["-dtl", scan, "-cfg", runner.path("head.cfg"),
+                           "-rdir", runner.directory])
     with open(runner.path("head.csv"), encoding="utf-8", errors="replace") as file:
         kind, _, time = file.readline().rstrip("\n").partition(",")
     if kind not in CATEGORIES:

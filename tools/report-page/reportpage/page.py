@@ -99,11 +99,11 @@ def notes(reports, summary, whole):
     if reports.made and reports.made.cut:
         out.append(warning("A scan breaks off: the page shows what it holds."))
     if summary and whole and int(summary[5]) > whole.files:
-        out.append(warning(f"The scan says that it holds {count(int(summary[5]), 'file')}; the reports "
-                           f"found {whole.files:,}."))
+        out.append(warning(f"The scan says that it holds {count(int(summary[5]), 'file')}; the "
+                           f"reports found {whole.files:,}."))
     if reports.unread():
-        out.append(warning(f"{count(reports.unread(), 'row')} of the reports could not be read; the "
-                           "figures lack them."))
+        out.append(warning(f"{count(reports.unread(), 'row')} of the reports could not be read; "
+                           "the figures lack them."))
     return " ".join(out)
 
 

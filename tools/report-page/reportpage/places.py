@@ -16,7 +16,8 @@ def day(newest):
 
 
 class Measure:
-    """What a tree of directories shows of each: a value as text, and a bar with style and length."""
+    """What a tree of directories shows of each: a value as text, a bar with style and length, and
+    the number for what is in it beside the directories shown."""
 
     def __init__(self, value, bar, rest):
         self.value, self.bar, self.rest = value, bar, rest
@@ -48,7 +49,8 @@ def remainder(place, measure):
         return ""
     label = "its own files"
     if place.others:
-        label = f"{place.others:,} more {'directory' if place.others == 1 else 'directories'} and files"
+        noun = "directory" if place.others == 1 else "directories"
+        label = f"{place.others:,} more {noun} and files"
     value = human(rest) if measure.bar(place)[0] == "size" else signed(rest)
     return f'<li><div class="rest">{line(label, value)}</div></li>'
 

@@ -1,8 +1,8 @@
 """Reads the reports of examples/dashboard.cfg, and rows that the companions write.
 
-Nothing in a report of tabulon is quoted or escaped, and a name may hold any character, a line break among
-them. Whatever a report holds, reading it ends, keeps no more than the rows that a page shows, and
-counts what it could not make sense of.
+Nothing in a report of tabulon is quoted or escaped, and a name may hold any character, a line break
+among them. Whatever a report holds, reading it ends, keeps no more than the rows that a page shows,
+and counts what it could not make sense of.
 """
 import csv
 import heapq

@@ -3,9 +3,9 @@ import shlex
 
 
 class Source:
-    """A file in the report directory: what the page shows of it, the kinds of scan that have it, and
-    how it is made; `command` is None for a report of dashboard.cfg. SCAN and OLDER stand for scans
-    in commands; a source with OLDER is for pages with an older scan only."""
+    """A file in the report directory: what the page shows of it, the kinds of scan that have it,
+    and how it is made; `command` is None for a report of dashboard.cfg. SCAN and OLDER stand for
+    scans in commands; a source with OLDER is for pages with an older scan only."""
 
     def __init__(self, file, shows, command=None, kinds=("NFS", "CIFS")):
         self.file, self.shows, self.kinds = file, shows, kinds

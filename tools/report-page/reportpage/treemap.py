@@ -27,7 +27,7 @@ def worst(row, size, side):
 
 def squarified(areas, box):
     """Boxes for areas that add up to at most that of the box, the largest first: rows along the
-    shorter side, each as long as its rectangles come closer to squares (Bruls, Huizing and van Wijk,
+    shorter side, each as long as its rectangles come closer to squares (Bruls, Huizing, van Wijk:
     "Squarified Treemaps", 2000)."""
     boxes, at = [], 0
     box = Box(box.left, box.top, box.width, box.height)
