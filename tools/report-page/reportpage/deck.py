@@ -36,7 +36,7 @@ def directory_cards(reports, whole):
     """Where the space is; what grew, when there is an older scan; the largest files."""
     space = Tree(reports, by_size)
     if space.root:
-        yield space_card(space)
+        yield space_card(space, whole)
     if space.grown:
         yield growth_card(Tree(reports, by_growth), reports.made.older if reports.made else "")
         changed = changes(reports)

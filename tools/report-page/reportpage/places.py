@@ -78,10 +78,12 @@ def everywhere(place):
         yield from everywhere(each)
 
 
-def space_card(tree):
+def space_card(tree, whole):
     root = tree.root
     first = root.shown[0] if root.shown else None
     lead = f"{human(root.size)} in {count(root.files, 'file')}."
+    if whole and root.size < whole.size:
+        lead = lead[:-1] + ", where a file with several names counts once."
     if first:
         lead += (f" The largest directory is <b>{escaped(last_name(first.path))}</b>, "
                  f"{share(first.size, root.size)}. Directories count with all below; open one to "
