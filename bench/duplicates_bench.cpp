@@ -28,8 +28,8 @@ void FindDuplicates(benchmark::State& state) {
   Report report;
   report.dupFields = kDupDefault;
   for (auto _ : state) {
-    NewDuplicateTree(report);
-    sample.ForEachBatch([&](RecordBatch& batch) { CheckDuplicates(report, batch); });
+    NewDuplicateTree(report, sample.scan());
+    sample.ForEachBatch([&](Pass& pass) { CheckDuplicates(report, pass); });
     DumpDuplicateTree(report);
     benchmark::DoNotOptimize(report.count);
   }

@@ -10,9 +10,9 @@ void Classify(benchmark::State& state, ScanKind kind, uint32_t type) {
   Report report;
   report.type = type;
   report.extLength = 4;
-  const Classifier classify = NewClassifier(report);
+  const Classifier classify = NewClassifier(report, sample.scan());
   for (auto _ : state) {
-    sample.ForEachBatch([&](RecordBatch& batch) { classify(report, batch); });
+    sample.ForEachBatch([&](Pass& pass) { classify(report, pass); });
   }
   ShowTimePerItem(state, sample.size());
 }

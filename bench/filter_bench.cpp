@@ -14,12 +14,11 @@ void Filter(benchmark::State& state, ScanKind kind, const wchar_t* query) {
     classList.push_back({L"office", {{false, L"docx"}, {false, L"xlsx"}, {false, L"pptx"}}});
     classList.push_back({L"code", {{false, L"c"}, {true, ConvertTemplate(L"h*")}}});
   }
-  const FilterPlan plan(ParseQuery(query));
-  ChosenRecords chosen;
+  const FilterPlan plan(ParseQuery(query, sample.scan()), sample.scan());
   for (auto _ : state) {
-    sample.ForEachBatch([&](RecordBatch& batch) {
-      ChoosePassing(plan, batch, chosen);
-      benchmark::DoNotOptimize(chosen.count);
+    sample.ForEachBatch([&](Pass& pass) {
+      ChoosePassing(plan, pass);
+      benchmark::DoNotOptimize(pass.chosen.count);
     });
   }
   ShowTimePerItem(state, sample.size());

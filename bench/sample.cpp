@@ -26,35 +26,22 @@ UniqueFd MakeScan(ScanKind kind) {
   return file;
 }
 
-const RecordLayout& LayoutOf(ScanKind kind) {
-  return kind == ScanKind::kCifs ? kCifsRecord : kNfsRecord;
-}
-
 }  // namespace
 
 Sample& Sample::Use(ScanKind kind) {
-  static Sample cifs(ScanKind::kCifs);
-  static Sample nfs(ScanKind::kNfs);
-  Sample& sample = kind == ScanKind::kCifs ? cifs : nfs;
-  sample.Open();
-  return sample;
-}
-
-Sample::Sample(ScanKind kind)
-    : file_(MakeScan(kind)), reader_(file_.get(), LayoutOf(kind), true), batch_(LayoutOf(kind)) {
-  Open();
-  // They stay: all of the file fits the reader's window.
-  ForEachRecord([this](const ScanRecord& record) { names_.push_back(record.view.name); });
-}
-
-void Sample::Open() const {
   if (logFile == nullptr) {
     std::setlocale(LC_ALL, "C.UTF-8");
     OpenLogErrFiles(0, nullptr, nullptr);
   }
-  dtlFile = UniqueFd(dup(file_.get()));
-  VersionBlock version;
-  LoadDetailFile("sample", false, false, version);
+  static Sample cifs(ScanKind::kCifs);
+  static Sample nfs(ScanKind::kNfs);
+  return kind == ScanKind::kCifs ? cifs : nfs;
+}
+
+Sample::Sample(ScanKind kind)
+    : scan_(LoadScan(MakeScan(kind), "sample", {})), reader_(scan_), pass_(scan_) {
+  // They stay: all of the file fits the reader's window.
+  ForEachRecord([this](const ScanRecord& record) { names_.push_back(record.view.name); });
 }
 
 }  // namespace tabulon

@@ -8,41 +8,39 @@
 #include <vector>
 
 #include "base/uniquefd.h"
-#include "detail/detailfile.h"
-#include "detail/recordbatch.h"
+#include "detail/pass.h"
 #include "tools/scanwriter/dtlwriter.h"
 
 namespace tabulon {
 
 class Sample {
  public:
-  // The sample of this kind, which becomes the open detail file.
+  // The sample of this kind.
   static Sample& Use(ScanKind kind);
 
   explicit Sample(ScanKind kind);
   // Its names as they are stored.
   const std::vector<std::string_view>& names() const { return names_; }
+  const Scan& scan() const { return scan_; }
   size_t size() const { return names_.size(); }
 
   // Hands its records on in batches. That takes the time of Batches/take.
   template <class Take>
   void ForEachBatch(Take take) {
-    uint64_t position = logRoot.firstRecord;
-    while (batch_.Fill(reader_, position)) take(batch_);
+    uint64_t position = scan_.logRoot.firstRecord;
+    while (pass_.batch.Fill(reader_, position)) take(pass_);
   }
   template <class Take>
   void ForEachRecord(Take take) {
-    ForEachBatch([&](RecordBatch& batch) {
-      for (size_t i = 0; i < batch.size(); ++i) take(batch.At(i));
+    ForEachBatch([&](Pass& pass) {
+      for (size_t i = 0; i < pass.batch.size(); ++i) take(pass.batch.At(i));
     });
   }
 
  private:
-  void Open() const;
-
-  UniqueFd file_;
+  Scan scan_;
   RecordReader reader_;
-  RecordBatch batch_;
+  Pass pass_;
   std::vector<std::string_view> names_;
 };
 

@@ -9,10 +9,10 @@ namespace {
 // One record after the other.
 void Walk(benchmark::State& state, ScanKind kind) {
   const Sample& sample = Sample::Use(kind);
-  RecordReader reader(dtlFile.get(), DetailRecordLayout(), true);
+  RecordReader reader(sample.scan());
   for (auto _ : state) {
     RecordView view;
-    for (uint64_t at = logRoot.firstRecord; reader.Read(at, view); at = view.next) {
+    for (uint64_t at = sample.scan().logRoot.firstRecord; reader.Read(at, view); at = view.next) {
       benchmark::DoNotOptimize(view.name.data());
     }
   }
@@ -22,27 +22,28 @@ BENCHMARK_CAPTURE(Walk, nfs, ScanKind::kNfs);
 BENCHMARK_CAPTURE(Walk, cifs, ScanKind::kCifs);
 
 // In batches, as the reports get them.
-void Batches(benchmark::State& state, BatchSink take) {
+void Batches(benchmark::State& state, void (*take)(Pass& pass)) {
   Sample& sample = Sample::Use(ScanKind::kNfs);
   for (auto _ : state) sample.ForEachBatch(take);
   ShowTimePerItem(state, sample.size());
 }
 BENCHMARK_CAPTURE(Batches, take,
-                  [](RecordBatch& batch) { benchmark::DoNotOptimize(batch.fields(0).bytes()); });
-BENCHMARK_CAPTURE(Batches, look_at_names, [](RecordBatch& batch) {
-  batch.WantNames();
-  benchmark::DoNotOptimize(batch.names().tail.data());
+                  [](Pass& pass) { benchmark::DoNotOptimize(pass.batch.fields(0).bytes()); });
+BENCHMARK_CAPTURE(Batches, look_at_names, [](Pass& pass) {
+  pass.batch.WantNames();
+  benchmark::DoNotOptimize(pass.batch.names().tail.data());
 });
 
 // The whole scan, from a file that has to be mapped first.
-void Scan(benchmark::State& state) {
+void WholeScan(benchmark::State& state) {
   const Sample& sample = Sample::Use(ScanKind::kNfs);
   for (auto _ : state) {
-    ScanDetail([](RecordBatch& batch) { benchmark::DoNotOptimize(batch.fields(0).bytes()); });
+    ScanDetail(sample.scan(),
+               [](Pass& pass) { benchmark::DoNotOptimize(pass.batch.fields(0).bytes()); });
   }
   ShowTimePerItem(state, sample.size());
 }
-BENCHMARK(Scan);
+BENCHMARK(WholeScan);
 
 // With the files counted in four distributions.
 void ScanBands(benchmark::State& state) {
@@ -50,7 +51,7 @@ void ScanBands(benchmark::State& state) {
   for (BandTable* bands : {&cdateBands, &mdateBands, &adateBands}) {
     bands->SetLimits({1609459200, 1640995200, 1672531200, 1704067200});
   }
-  Scan(state);
+  WholeScan(state);
   ResetBands();
 }
 BENCHMARK(ScanBands);

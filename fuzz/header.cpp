@@ -1,7 +1,5 @@
 // A whole scan file: header, root and version block, strings, security or ID section, and what the
 // summary and the SID use report make of them.
-#include "detail/detailfile.h"
-#include "detail/securityobjects.h"
 #include "fuzz/target.h"
 #include "reports/siduse.h"
 #include "reports/summary.h"
@@ -10,18 +8,10 @@ using namespace tabulon;
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   RunPart([&] {
-    dtlFile = MemoryFile(AsText(data, size));
-    VersionBlock version;
-    LoadDetailFile("x.dtl", false, false, version);
+    const Scan scan = LoadScan(MemoryFile(AsText(data, size)), "x.dtl", {});
     Report report;
-    if (rootType == kRootNfs) {
-      LoadIdObjects(dtlFile.get(), logHdr);
-    } else {
-      sdTempFile = TempFile::Create("sdtemp.tmp");
-      LoadSecurityObjects(dtlFile.get(), logHdr);
-      DisplaySidUse(report);
-    }
-    SummaryReport(report, "x.dtl", version);
+    if (scan.isCifs()) DisplaySidUse(report, scan);
+    SummaryReport(report, {scan, "x.dtl", scan.qvaRoot});
   });
   return 0;
 }

@@ -5,9 +5,7 @@
 #include <cwchar>
 
 #include "base/utf.h"
-#include "detail/detailfile.h"
 #include "detail/scandetail.h"
-#include "detail/securityobjects.h"
 #include "fuzz/samples.h"
 #include "fuzz/target.h"
 #include "fuzz/templatereference.h"
@@ -20,21 +18,18 @@ using namespace tabulon;
 
 namespace {
 
-const Filter* filter = nullptr;
-FilterPlan plan;
-
-void Compare(RecordBatch& batch) {
-  ChosenRecords chosen;
-  ChoosePassing(plan, batch, chosen);
+void Compare(const Filter* filter, const FilterPlan& plan, const Scan& scan, Pass& pass) {
+  RecordBatch& batch = pass.batch;
+  ChoosePassing(plan, pass);
   size_t next = 0;  // record
   const auto compare = [&](size_t end, bool isChosen) {
     for (; next < end; ++next) {
-      const bool expected = CheckFilterList(filter, batch.At(next));
+      const bool expected = CheckFilterList(filter, batch.At(next), scan);
       Require(isChosen == expected);
       Require(plan.Passes(batch.At(next)) == expected);
     }
   };
-  ForEachChosen(batch, chosen, [&](size_t i) {
+  ForEachChosen(pass, [&](size_t i) {
     compare(i, false);
     compare(i + 1, true);
   });
@@ -43,14 +38,12 @@ void Compare(RecordBatch& batch) {
 
 void TryQuery(const Sample& sample, std::string_view text) {
   RunPart([&] {
-    dtlFile = MemoryFile(sample.bytes);
-    VersionBlock version;
-    LoadDetailFile("x.dtl", false, false, version);
+    const Scan scan = LoadScan(MemoryFile(sample.bytes), "x.dtl", {.security = false});
     std::wstring query;
     AppendUtfToWide(query, text);
-    filter = ParseQuery(query);
-    plan = FilterPlan(filter);
-    ScanDetail(Compare);
+    const Filter* const filter = ParseQuery(query, scan);
+    const FilterPlan plan(filter, scan);
+    ScanDetail(scan, [&](Pass& pass) { Compare(filter, plan, scan, pass); });
   });
 }
 

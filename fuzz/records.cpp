@@ -2,7 +2,6 @@
 // kind, the revision and the form of the reports.
 #include "config/reportsetup.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 #include "detail/reporttype.h"
 #include "detail/scandetail.h"
 #include "driver/reportrunners.h"
@@ -41,9 +40,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string bytes = Blocks(choice);
   bytes.append(AsText(data + 1, size - 1));
   RunPart([&] {
-    dtlFile = MemoryFile(bytes);
-    VersionBlock version;
-    LoadDetailFile("x.dtl", false, false, version);
+    const Scan scan = LoadScan(MemoryFile(bytes), "x.dtl", {});
     adsFull = (choice & kStreams) != 0;
     csvSep = L',';
     fileIncr = 4096;
@@ -54,10 +51,10 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       report.title = L"title";
       report.format = (choice & kCsv) != 0 ? kFormatCsv : kFormatText;
       report.flags = kFlagTotals | kFlagShowLink;
-      InitializeReportEntry(report);
+      InitializeReportEntry(report, scan);
     }
-    ScanReports();
-    for (Report& report : reportList) RunReport(report, "x.dtl", version);
+    ScanReports(scan);
+    for (Report& report : reportList) RunReport(report, {scan, "x.dtl", scan.qvaRoot});
   });
   return 0;
 }

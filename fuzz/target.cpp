@@ -14,10 +14,8 @@
 #include "config/report.h"
 #include "config/settings.h"
 #include "detail/bands.h"
-#include "detail/detailfile.h"
 #include "detail/recordclass.h"
 #include "detail/scandetail.h"
-#include "detail/securityobjects.h"
 #include "fuzz/sandbox.h"
 #include "query/classlist.h"
 #include "query/datevalue.h"
@@ -29,10 +27,8 @@ void ForgetRun() {
   reportList.clear();
   classList.clear();
   FreeFilters();
-  FreeSecurityObjects();
   ResetSettings();
   ResetBands();
-  ResetDetailFile();
   configEOF = 0;
   scanDateRelative = 1;
   fileIncr = 0;
@@ -40,7 +36,6 @@ void ForgetRun() {
   maxPath = 1024;
   maxPathUnits = kPathUtfBytes;
   isoCodepage = 1;
-  sdTempFile.Remove();
 }
 
 bool Prepare() {

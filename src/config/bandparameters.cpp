@@ -47,13 +47,13 @@ bool IsDateBandKey(std::wstring_view key) {
   return !key.empty() && EqualIgnoringCase(key.substr(1), kDateBandsSuffix);
 }
 
-void GetDateBands(std::wstring_view key, std::wstring_view value) {
+void GetDateBands(std::wstring_view key, std::wstring_view value, const Scan& scan) {
   BandTable* const table = Choose(kDateTables, key.substr(0, 1),
                                   L"Invalid date band specification: %ls=%ls\n", key, value);
   std::vector<uint64_t> limits;
   ForEachItem(value, [&](std::wstring_view item) {
     int64_t seconds = 0;
-    if (!ConvertDateValue(item, seconds)) ErrExit(L"Invalid date band value: %ls\n", item);
+    if (!ConvertDateValue(item, scan, seconds)) ErrExit(L"Invalid date band value: %ls\n", item);
     const auto limit = static_cast<uint64_t>(seconds);
     if (!Increases(limits, limit)) {
       ErrExit(L"Date band values must be strictly increasing: %ls=%ls\n", key, value);

@@ -3,6 +3,8 @@
 
 #include <string_view>
 
+#include "detail/scan.h"
+
 namespace tabulon {
 
 // Sets sizeBands from a comma list of strictly increasing sizes, suffixes allowed, and adds a last
@@ -15,6 +17,6 @@ bool IsDateBandKey(std::wstring_view key);
 // Sets the table that the key's first letter (c, m or a) names from a comma list of strictly
 // increasing date values. A fault ends the run.
 // REQUIRES: IsDateBandKey(key).
-void GetDateBands(std::wstring_view key, std::wstring_view value);
+void GetDateBands(std::wstring_view key, std::wstring_view value, const Scan& scan);
 
 }  // namespace tabulon

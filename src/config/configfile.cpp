@@ -57,6 +57,7 @@ struct SectionRow;
 
 // Where the reader is in the file.
 struct ConfigReader {
+  const Scan& scan;
   const SectionRow* section = nullptr;  // null before the first header
   bool parametersSeen = false;
   Report* report = nullptr;  // of the current [report] section
@@ -84,12 +85,12 @@ void BeginClasses(ConfigReader&) {
 
 constexpr std::array<SectionRow, 3> kSections = {{
     {L"[parameters]", BeginParameters,
-     [](ConfigReader&, std::wstring_view key, std::wstring_view value) {
-       ParameterLine(key, value);
+     [](ConfigReader& reader, std::wstring_view key, std::wstring_view value) {
+       ParameterLine(key, value, reader.scan);
      }},
     {L"[report]", BeginReport,
      [](ConfigReader& reader, std::wstring_view key, std::wstring_view value) {
-       ReportLine(key, value, *reader.report);
+       ReportLine(key, value, *reader.report, reader.scan);
      }},
     {L"[classes]", BeginClasses,
      [](ConfigReader&, std::wstring_view name, std::wstring_view value) {
@@ -119,10 +120,10 @@ void ApplyLine(ConfigReader& reader, std::wstring_view line) {
                         TrimLeft(line.substr(equals + 1)));
 }
 
-void ReadSections(const char* path) {
+void ReadSections(const char* path, const Scan& scan) {
   const std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "re"));
   if (!file) PosixErrExit(0, L"Cannot open configuration file '%s'", path);
-  ConfigReader reader;
+  ConfigReader reader{scan};
   std::wstring line;
   while (ReadConfigLine(file.get(), line) > 0) ApplyLine(reader, line);
 }
@@ -143,10 +144,10 @@ void MakeReportDirectory() {
   }
 }
 
-void CompleteReports() {
+void CompleteReports(const Scan& scan) {
   if (reportList.empty()) ErrExit(L"No reports specified in configuration file\n");
   for (Report& report : reportList) {
-    if (report.active > 0) InitializeReportEntry(report);
+    if (report.active > 0) InitializeReportEntry(report, scan);
     if (report.active < 0) report.active = 0;
   }
 }
@@ -170,11 +171,11 @@ size_t ReadConfigLine(FILE* stream, std::wstring& line) {
   return line.size();
 }
 
-void ProcessConfigFile(const char* path) {
-  ReadSections(path);
+void ProcessConfigFile(const char* path, const Scan& scan) {
+  ReadSections(path, scan);
   if (csvSep == 0) csvSep = L',';
   MakeReportDirectory();
-  CompleteReports();
+  CompleteReports(scan);
   ConsoleEntry(Console(), L"ProcessConfigFile DONE\n");
   Console().Flush();
 }

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <string>
 
+#include "detail/scan.h"
+
 namespace tabulon {
 
 // Longest physical line that is read in one piece, its line feed included: the rest of a longer one
@@ -25,7 +27,7 @@ extern int configEOF;
 size_t ReadConfigLine(FILE* stream, std::wstring& line);
 
 // Reads and applies the whole file, makes the report directory and completes the active reports of
-// `reportList`. REQUIRES: the command line is parsed and the detail file's blocks are loaded.
-void ProcessConfigFile(const char* path);
+// `reportList`. REQUIRES: the command line is parsed.
+void ProcessConfigFile(const char* path, const Scan& scan);
 
 }  // namespace tabulon

@@ -106,11 +106,11 @@ constexpr std::array<ParameterRow, 14> kParameters = {{
 
 }  // namespace
 
-void ParameterLine(std::wstring_view key, std::wstring_view value) {
+void ParameterLine(std::wstring_view key, std::wstring_view value, const Scan& scan) {
   if (const ParameterRow* row = FindKeyword(kParameters, key)) {
     row->apply(key, value);
   } else if (IsDateBandKey(key)) {
-    GetDateBands(key, value);
+    GetDateBands(key, value, scan);
   } else {
     ErrExit(L"Unknown configuration keyword: %ls\n", key);
   }

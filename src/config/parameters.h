@@ -27,11 +27,13 @@
 #include <string>
 #include <string_view>
 
+#include "detail/scan.h"
+
 namespace tabulon {
 
 // Applies one line of the section. Keywords, and values that are words, in any letter case. A fault
 // ends the run with its message.
-void ParameterLine(std::wstring_view key, std::wstring_view value);
+void ParameterLine(std::wstring_view key, std::wstring_view value, const Scan& scan);
 
 // A decimal number of at most 4294967294, or with one of the suffixes K M G k m g. Anything else
 // ends the run.

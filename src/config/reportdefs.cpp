@@ -5,7 +5,6 @@
 #include "base/loganderr.h"
 #include "config/keywords.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 #include "detail/recordclass.h"
 
 namespace tabulon {
@@ -79,8 +78,8 @@ uint32_t ValidateDupFields(std::wstring_view value) {
   return bits;
 }
 
-void CheckFieldTypes(Report& report) {
-  const bool nfs = rootType == kRootNfs;
+void CheckFieldTypes(Report& report, const Scan& scan) {
+  const bool nfs = !scan.isCifs();
   const uint8_t refused = nfs ? kFieldCifsOnly : kFieldNfsOnly;
   for (char& byte : report.fields) {
     const auto code = static_cast<uint8_t>(byte);

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "config/report.h"
+#include "detail/scan.h"
 #include "query/filter.h"
 
 namespace tabulon {
@@ -160,8 +161,8 @@ std::string ValidateSummaryFields(std::wstring_view value);
 // Bits of a "dupcheck" value, keywords in any letter case. An unknown keyword ends the run.
 uint32_t ValidateDupFields(std::wstring_view value);
 
-// Ends the run at the first field of the report that the open scan's kind does not have; takes the
+// Ends the run at the first field of the report that the scan's kind does not have; takes the
 // scan restrictions off the others. REQUIRES: the fields are detail or summary fields as validated.
-void CheckFieldTypes(Report& report);
+void CheckFieldTypes(Report& report, const Scan& scan);
 
 }  // namespace tabulon

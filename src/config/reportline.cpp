@@ -9,7 +9,6 @@
 #include "config/parameters.h"
 #include "config/reportdefs.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 #include "query/parsequery.h"
 
 namespace tabulon {
@@ -60,56 +59,59 @@ void AddFilter(Report& report, Filter* added) {
   last->next = NewGroup(added);
 }
 
-void SetFormat(Text key, Text value, Report& report) {
+void SetFormat(Text key, Text value, Report& report, const Scan&) {
   report.format = Choose(kFormats, value, L"Invalid keyword value: %ls = %ls\n", key, value);
 }
 
-void SetFields(Text, Text value, Report& report) {
+void SetFields(Text, Text value, Report& report, const Scan&) {
   report.fields =
       report.type == kReportSummary ? ValidateSummaryFields(value) : ValidateFieldList(value);
 }
 
-void AddFilterLine(Text, Text value, Report& report) {
-  AddFilter(report, ParseQuery(value));
+void AddFilterLine(Text, Text value, Report& report, const Scan& scan) {
+  AddFilter(report, ParseQuery(value, scan));
 }
 
-void SetNameForm(Text key, Text value, Report& report) {
+void SetNameForm(Text key, Text value, Report& report, const Scan&) {
   SetFlags(report, kNameForms,
            Choose(kNameFormWords, value, L"Invalid keyword value: %ls = %ls\n", key, value));
 }
 
-void SetPathForm(Text key, Text value, Report& report) {
+void SetPathForm(Text key, Text value, Report& report, const Scan&) {
   SetFlags(report, kPathForms,
            Choose(kPathFormWords, value, L"Invalid keyword value:  %ls = %ls\n", key, value));
 }
 
-void SetReportFile(Text, Text value, Report& report) {
+void SetReportFile(Text, Text value, Report& report, const Scan&) {
   SaveString(report.reportFile, value);
   report.hasReportFile = true;
 }
 
-void SetTypeSort(Text key, Text value, Report& report) {
+void SetTypeSort(Text key, Text value, Report& report, const Scan&) {
   report.typeSort = Choose(kTypeSorts, value, L"Invalid keyword value: %ls = %ls\n", key, value);
 }
 
 struct ReportKeyword {
   Text keyword;
-  void (*apply)(Text key, Text value, Report& report);
+  void (*apply)(Text key, Text value, Report& report, const Scan& scan);
   bool exactCase = false;
 };
 
 constexpr std::array<ReportKeyword, 20> kReportKeywords = {{
-    {L"type", [](Text, Text value, Report& report) { ValidateReportType(value, report); }},
+    {L"type", [](Text, Text value, Report& report,
+                 const Scan& scan) { ValidateReportType(value, report, scan); }},
     {L"inactive",
-     [](Text key, Text value, Report& report) {
+     [](Text key, Text value, Report& report, const Scan&) {
        if (ValidateYesNo(key, value) != 0) report.active = -1;
      }},
-    {L"category", [](Text, Text value, Report& report) { CheckCategoryList(value, report); }},
-    {L"title", [](Text, Text value, Report& report) { SaveString(report.title, value); }},
-    {L"qvatag",
-     [](Text, Text value, Report& report) { SaveString(report.qvaTag.emplace(), value); }},
-    {L"totaltag",
-     [](Text, Text value, Report& report) { SaveString(report.totalTag.emplace(), value); }},
+    {L"category",
+     [](Text, Text value, Report& report, const Scan&) { CheckCategoryList(value, report); }},
+    {L"title",
+     [](Text, Text value, Report& report, const Scan&) { SaveString(report.title, value); }},
+    {L"qvatag", [](Text, Text value, Report& report,
+                   const Scan&) { SaveString(report.qvaTag.emplace(), value); }},
+    {L"totaltag", [](Text, Text value, Report& report,
+                     const Scan&) { SaveString(report.totalTag.emplace(), value); }},
     {L"output", SetFormat},
     {L"format", SetFormat},
     {L"fields", SetFields},
@@ -117,25 +119,27 @@ constexpr std::array<ReportKeyword, 20> kReportKeywords = {{
     {L"select", AddFilterLine},
     {L"nameform", SetNameForm},
     {L"pathform", SetPathForm},
-    {L"showsids",
-     [](Text key, Text value, Report& report) { SetYesNoFlag(report, kFlagShowSids, key, value); }},
-    {L"totals",
-     [](Text key, Text value, Report& report) { SetYesNoFlag(report, kFlagTotals, key, value); }},
+    {L"showsids", [](Text key, Text value, Report& report,
+                     const Scan&) { SetYesNoFlag(report, kFlagShowSids, key, value); }},
+    {L"totals", [](Text key, Text value, Report& report,
+                   const Scan&) { SetYesNoFlag(report, kFlagTotals, key, value); }},
     // The one keyword that is not known in capitals. Kept so.
     {L"showlink",
-     [](Text key, Text value, Report& report) { SetYesNoFlag(report, kFlagShowLink, key, value); },
+     [](Text key, Text value, Report& report, const Scan&) {
+       SetYesNoFlag(report, kFlagShowLink, key, value);
+     },
      true},
     {L"reportfile", SetReportFile},
-    {L"dupcheck",
-     [](Text, Text value, Report& report) { report.dupFields |= ValidateDupFields(value); }},
-    {L"extlen", [](Text key, Text value,
-                   Report& report) { report.extLength = SmallNumericParameter(key, value); }},
+    {L"dupcheck", [](Text, Text value, Report& report,
+                     const Scan&) { report.dupFields |= ValidateDupFields(value); }},
+    {L"extlen", [](Text key, Text value, Report& report,
+                   const Scan&) { report.extLength = SmallNumericParameter(key, value); }},
     {L"typesort", SetTypeSort},
 }};
 
 }  // namespace
 
-void ReportLine(std::wstring_view key, std::wstring_view value, Report& report) {
+void ReportLine(std::wstring_view key, std::wstring_view value, Report& report, const Scan& scan) {
   const ReportKeyword* const row = FindKeyword(kReportKeywords, key);
   if (report.type == 0 && row != &kReportKeywords.front()) {
     ErrExit(L"The first line of a report section must be type=<report-type>\n");
@@ -143,10 +147,10 @@ void ReportLine(std::wstring_view key, std::wstring_view value, Report& report) 
   if (row == nullptr || (row->exactCase && row->keyword != key)) {
     ErrExit(L"Invalid report definition keyword: %ls\n", key);
   }
-  row->apply(key, value, report);
+  row->apply(key, value, report, scan);
 }
 
-void ValidateReportType(std::wstring_view value, Report& report) {
+void ValidateReportType(std::wstring_view value, Report& report, const Scan& scan) {
   if (report.type != 0) ErrExit(L"Only one 'type=<report-type>' allowed in report section\n");
   const ReportDef* const def = FindReportType(value);
   if (def == nullptr) ErrExit(L"Unknown report type: %ls\n", value);
@@ -158,7 +162,7 @@ void ValidateReportType(std::wstring_view value, Report& report) {
   if (report.type == kReportSummary || report.type == kReportSidUse) {
     MoveToListHead(report, report.type == kReportSidUse);
   }
-  if (report.type == kReportSubdirCount && (logHdr.revision & kRevisionSubdirCounts) == 0) {
+  if (report.type == kReportSubdirCount && (scan.logHdr.revision & kRevisionSubdirCounts) == 0) {
     ErrExit(
         L"This dtl does not support subdirectory counts. Please remove subdircount report type "
         L"from "

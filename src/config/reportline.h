@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "config/report.h"
+#include "detail/scan.h"
 
 namespace tabulon {
 
@@ -13,12 +14,12 @@ namespace tabulon {
 // replaces what it set before, except "filter" and "select" (a record must pass every line),
 // "dupcheck" (checks add up), "inactive=no" (no effect) and "category" (can only switch off). A
 // fault ends the run. REQUIRES: `report` is in reportList.
-void ReportLine(std::wstring_view key, std::wstring_view value, Report& report);
+void ReportLine(std::wstring_view key, std::wstring_view value, Report& report, const Scan& scan);
 
 // Sets the report's type, scan restriction and default title. A summary goes to the head of
 // reportList, a SID use report to the head or right behind the summary that stands there. A second
 // type and an unknown one end the run, as does a type that the detail file has no figures for.
-void ValidateReportType(std::wstring_view value, Report& report);
+void ValidateReportType(std::wstring_view value, Report& report, const Scan& scan);
 
 // Moves the report to the head of reportList; with `behindSummary` to the place behind the first
 // entry when that is a summary. References to reports stay good.

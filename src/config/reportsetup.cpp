@@ -12,7 +12,6 @@
 #include "config/reportdefs.h"
 #include "config/reportpath.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 
 namespace tabulon {
 namespace {
@@ -22,16 +21,16 @@ constexpr char kByteOrderMark[] = {'\xFF', '\xFE'};
 
 constexpr uint32_t kDefaultExtLength = 4;
 
-void CheckScanKind(Report& report) {
+void CheckScanKind(Report& report, const Scan& scan) {
   if (report.type == 0) ErrExit(L"Report definition section with no type specified\n");
-  const bool nfs = rootType == kRootNfs;
+  const bool nfs = !scan.isCifs();
   if (nfs && (report.flags & kCifsOnly) != 0) {
     ErrExit(L"Report type '%ls' is only valid for CIFS scans\n", report.typeName);
   }
   if (!nfs && (report.flags & kNfsOnly) != 0) {
     ErrExit(L"Report type '%ls' is only valid for NFS scans\n", report.typeName);
   }
-  CheckFieldTypes(report);
+  CheckFieldTypes(report, scan);
 }
 
 void SetDefaults(Report& report) {
@@ -87,14 +86,14 @@ void SetUpGroups(Report& report) {
 
 }  // namespace
 
-void InitializeReportEntry(Report& report) {
-  CheckScanKind(report);
+void InitializeReportEntry(Report& report, const Scan& scan) {
+  CheckScanKind(report, scan);
   SetDefaults(report);
   if (!qvaFlag && report.hasReportFile) CreateReportFile(report);
   if ((report.type & kNotRecordList) == 0) CreatePositionFile(report);
   if (report.type == kReportDuplicates) SetUpDuplicates(report);
   if ((report.type & kGroupingTypes) != 0) SetUpGroups(report);
-  report.plan = FilterPlan(report.filter);
+  report.plan = FilterPlan(report.filter, scan);
 }
 
 }  // namespace tabulon

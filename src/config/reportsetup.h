@@ -3,6 +3,7 @@
 #pragma once
 
 #include "config/report.h"
+#include "detail/scan.h"
 
 namespace tabulon {
 
@@ -12,6 +13,6 @@ namespace tabulon {
 // Any number of reports fit under a small descriptor limit: a report file is made (and emptied)
 // here and closed again, to be opened when the report is written. Only what is no regular file (a
 // pipe, a terminal) stays open in report.stream, since a second opening could mean something else.
-void InitializeReportEntry(Report& report);
+void InitializeReportEntry(Report& report, const Scan& scan);
 
 }  // namespace tabulon

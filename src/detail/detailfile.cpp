@@ -17,23 +17,6 @@
 
 namespace tabulon {
 
-UniqueFd dtlFile;
-LogHeader logHdr;
-LogRoot logRoot;
-std::wstring srvrName;
-std::wstring rootPath;
-std::wstring fsysHost;
-std::wstring qvaRoot;
-std::wstring tagStr;
-std::wstring sharePath;
-bool sharePathKnown = false;
-int rootType = kRootCifs;
-wchar_t pathSep = L'\\';
-bool hasSACLs = false;
-bool diskLtrRoot = false;
-bool dtlRev7_OrHigher = false;
-bool dtlVersionHdrPresent = false;
-
 namespace {
 
 bool Exists(const std::string& path) {
@@ -99,10 +82,6 @@ void CompressInPlace(const char* name) {
 }
 
 }  // namespace
-
-const RecordLayout& DetailRecordLayout() {
-  return rootType == kRootNfs ? kNfsRecord : kCifsRecord;
-}
 
 UniqueFd OpenDtlFile(const char* name, const char* mode, uint32_t* wasCompressed) {
   if (access(name, F_OK) != 0) PosixErrExit(0, L"Couldn't find DTL file: '%s'\n", name);

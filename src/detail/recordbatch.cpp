@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "detail/scandetail.h"
-
 namespace tabulon {
 
 // For names that need a closer look.
@@ -117,7 +115,6 @@ void RecordBatch::Assemble(size_t i) {
   }
   record_.name.Assign(record_.view.name);
   if (namesKnown_ && names_.other[i] == 0) record_.name.SetAscii(AsciiName(i), names_.tail[i]);
-  record_.allocatedSize = AllocatedSize(record_.fields().size());
   if (directoryOf_[i] == kNone) {
     record_.directory = &directoryBefore_;
     record_.directoryPosition = directoryBeforePosition_;

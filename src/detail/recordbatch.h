@@ -19,7 +19,7 @@ class RecordBatch {
  public:
   static constexpr size_t kMost = 128;  // records; with their bytes they fit the nearest cache
 
-  explicit RecordBatch(const RecordLayout& layout) : layout_(&layout) {}
+  explicit RecordBatch(const Scan& scan) : layout_(&scan.layout()) {}
   RecordBatch(const RecordBatch&) = delete;
   RecordBatch& operator=(const RecordBatch&) = delete;
 
@@ -99,8 +99,5 @@ class RecordBatch {
   RecordText directoryBefore_;
   uint64_t directoryBeforePosition_ = 0;
 };
-
-// Who takes the records of a scan: one call a batch.
-using BatchSink = void (*)(RecordBatch& batch);
 
 }  // namespace tabulon

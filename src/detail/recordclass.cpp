@@ -7,7 +7,6 @@
 #include "base/unitcode.h"
 #include "base/utf.h"
 #include "detail/asciimap.h"
-#include "detail/detailfile.h"
 #include "detail/reporttype.h"
 
 namespace tabulon {
@@ -128,14 +127,14 @@ const Selection* SelectionOf(uint32_t type) {
 
 }  // namespace
 
-RecordSelector SelectorOf(uint32_t type) {
+RecordSelector SelectorOf(uint32_t type, const Scan& scan) {
   const Selection* selection = SelectionOf(type);
-  if (selection == nullptr || !(rootType == kRootNfs ? selection->nfs : selection->cifs)) return {};
+  if (selection == nullptr || !(scan.isCifs() ? selection->cifs : selection->nfs)) return {};
   return {false, type == kReportSubdirCount, selection->test, selection->mask};
 }
 
-bool RecordSelected(uint32_t type, const ScanRecord& record) {
-  return SelectorOf(type).Selects(record);
+bool RecordSelected(uint32_t type, const Scan& scan, const ScanRecord& record) {
+  return SelectorOf(type, scan).Selects(record);
 }
 
 bool CheckPathLength(std::wstring_view directory, std::wstring_view name) {

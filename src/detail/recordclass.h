@@ -29,10 +29,10 @@ struct RecordSelector {
            (test == nullptr || test(record, mask));
   }
 };
-RecordSelector SelectorOf(uint32_t type);
+RecordSelector SelectorOf(uint32_t type, const Scan& scan);
 
 // Whether a report of type `type` selects the record (its filter aside).
-bool RecordSelected(uint32_t type, const ScanRecord& record);
+bool RecordSelected(uint32_t type, const Scan& scan, const ScanRecord& record);
 
 // Whether directory path and name together are longer than maxPath. One separator is counted
 // between them unless the path ends in a backslash (on NFS scans too).

@@ -12,6 +12,7 @@
 #include "base/prefetch.h"
 #include "detail/dtlformat.h"
 #include "detail/recordtext.h"
+#include "detail/scan.h"
 
 namespace tabulon {
 
@@ -138,6 +139,9 @@ struct RecordView {
 
 class RecordReader {
  public:
+  // The scan must outlive the reader.
+  explicit RecordReader(const Scan& scan)
+      : RecordReader(scan.dtlFile.get(), scan.layout(), scan.dtlRev7_OrHigher) {}
   // `withStreams`: the file's revision carries alternate-stream entries (7 or later).
   RecordReader(int fd, const RecordLayout& layout, bool withStreams)
       : window_(fd), layout_(&layout), withStreams_(withStreams && layout.streamCount != 0) {}

@@ -48,7 +48,7 @@ class RecordText {
   void Assign(std::string_view stored) {
     stored_ = stored;
     form_ = Form::kUndecided;
-    stamp_ = 0;
+    ++version_;
   }
   // The same for a text that can be looked at in place (PlainLengthInPlace); does so at once.
   void AssignInPlace(std::string_view stored) {
@@ -89,12 +89,9 @@ class RecordText {
     return FindLastDot();
   }
 
-  // A number that no other text has had: who keeps something made from this one knows by it whether
-  // it still stands. Never 0.
-  uint64_t Stamp() const {
-    if (stamp_ == 0) stamp_ = ++lastStamp_;
-    return stamp_;
-  }
+  // Changes with the text: whoever keeps something made from the text knows by this number whether
+  // it still fits.
+  uint64_t version() const { return version_; }
 
   // Calls use(Ascii()) or use(Wide()), whichever costs less.
   template <class Use>
@@ -107,14 +104,12 @@ class RecordText {
   void Decide() const;
   std::ptrdiff_t FindLastDot() const;
 
-  inline static uint64_t lastStamp_ = 0;
-
   std::string_view stored_;
   std::string copy_;
+  uint64_t version_ = 0;
   mutable Form form_ = Form::kUndecided;
   mutable AsciiText ascii_;
   mutable bool widened_ = false;
-  mutable uint64_t stamp_ = 0;
   mutable std::wstring wide_;
 };
 

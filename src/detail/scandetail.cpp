@@ -6,7 +6,6 @@
 
 #include "base/loganderr.h"
 #include "detail/bands.h"
-#include "detail/detailfile.h"
 #include "detail/recordreader.h"
 
 namespace tabulon {
@@ -48,7 +47,7 @@ class Progress {
 
 // What has to be counted for every file of the scan; most runs ask for none of it.
 void CountFiles(const RecordBatch& batch) {
-  static std::array<RecordFields, RecordBatch::kMost> fields;
+  std::array<RecordFields, RecordBatch::kMost> fields;
   size_t count = 0;
   for (size_t i = 0; i < batch.size(); ++i) {
     const RecordFields record = batch.fields(i);
@@ -75,17 +74,17 @@ void CountFiles(const RecordBatch& batch) {
 
 }  // namespace
 
-void ScanDetail(BatchSink sink, size_t most) {
-  RecordReader reader(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher);
-  RecordBatch batch(DetailRecordLayout());
+void ScanDetail(const Scan& scan, const BatchSink& sink, size_t most) {
+  RecordReader reader(scan);
+  Pass pass(scan);
   const bool counts = fileIncr > 0 || !sizeBands.empty() || !cdateBands.empty() ||
                       !mdateBands.empty() || !adateBands.empty();
   Progress progress;
-  uint64_t position = logRoot.firstRecord;
-  while (batch.Fill(reader, position, most)) {
-    if (counts) CountFiles(batch);
-    sink(batch);
-    if (progressFlag) progress.Count(batch.size());
+  uint64_t position = scan.logRoot.firstRecord;
+  while (pass.batch.Fill(reader, position, most)) {
+    if (counts) CountFiles(pass.batch);
+    sink(pass);
+    if (progressFlag) progress.Count(pass.batch.size());
   }
   if (!reader.atEndMarker()) DebugLogEntry(1, L"The record stream has no end marker.\n");
 }

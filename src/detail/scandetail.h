@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "detail/recordbatch.h"
+#include "detail/pass.h"
 
 namespace tabulon {
 
@@ -17,8 +17,8 @@ inline uint64_t AllocatedSize(uint64_t size) {
   return fileIncr > 0 ? (size + fileIncr - 1) / fileIncr * fileIncr : 0;
 }
 
-// Reads every record of `dtlFile` once, in file order, and offers it to `sink` in a batch of at
-// most `most` records.
-void ScanDetail(BatchSink sink, size_t most = RecordBatch::kMost);
+// Reads every record of the scan once, in file order, and offers it to `sink` in a batch of at most
+// `most` records.
+void ScanDetail(const Scan& scan, const BatchSink& sink, size_t most = RecordBatch::kMost);
 
 }  // namespace tabulon

@@ -2,9 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
-#include "base/stringobj.h"
+#include "detail/pathtext.h"
 #include "detail/recordreader.h"
 #include "detail/recordtext.h"
 
@@ -16,9 +15,16 @@ struct ScanRecord {
   RecordText target;                      // REQUIRES: view.hasTarget
   const RecordText* directory = nullptr;  // path of the current directory; never null
   uint64_t directoryPosition = 0;         // file offset of its record; 0 before the first
-  uint64_t allocatedSize = 0;             // size rounded up to the allocation unit; 0 without one
 
   const RecordFields& fields() const { return view.fields; }
+  // Directory and name joined, once for all tests on the record. Valid until the record changes.
+  const PathText& path() const {
+    path_.Assign(*directory, name);
+    return path_;
+  }
+
+ private:
+  mutable PathText path_;
 };
 
 }  // namespace tabulon

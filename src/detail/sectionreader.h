@@ -6,16 +6,13 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <memory_resource>
 #include <string_view>
 
 #include "base/endian.h"
 #include "detail/recordreader.h"
+#include "detail/securityobjects.h"
 
 namespace tabulon {
-
-// Memory for what a section holds, given back as a whole.
-using Pool = std::pmr::monotonic_buffer_resource;
 
 class SectionReader {
  public:

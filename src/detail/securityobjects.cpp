@@ -13,16 +13,6 @@
 
 namespace tabulon {
 
-Tree* sidTree = nullptr;
-Tree* sidDisplayTree = nullptr;
-Tree* sidLookupTree = nullptr;
-Tree* sdTree = nullptr;
-Tree* idTree = nullptr;
-uint32_t sdCount = 0;
-uint32_t domainCount = 0;
-uint32_t sidCount = 0;
-uint32_t idCount = 0;
-TempFile sdTempFile;
 const SidObject dummySidKey{.sid = {}, .domain = {}, .name = L"<unknown>"};
 
 namespace {
@@ -33,19 +23,6 @@ constexpr int32_t kResidentTreeNodes = -257;  // one more than the fan-out; nega
 // Bytes of a key that refers to an object.
 constexpr uint32_t kReferenceSize = sizeof(void*);
 
-// What the trees refer to and who frees them. Never destroyed: a fatal exit may come from inside a
-// tree.
-struct Tables {
-  Pool sids;
-  Pool ids;
-  TreeHandle sid, sidDisplay, sidLookup, sd, id;
-};
-
-Tables& Owned() {
-  static auto* const tables = new Tables;
-  return *tables;
-}
-
 template <class Object>
 const Object& FromKey(const void* key) {
   const Object* object;
@@ -55,8 +32,8 @@ const Object& FromKey(const void* key) {
 
 // Adds a key that refers to `object`, unless the tree has an equal one.
 template <class Object>
-void AddReference(Tree* tree, const Object* object) {
-  TreeAddKey(tree, &object, kReferenceSize, nullptr);
+void AddReference(const TreeHandle& tree, const Object* object) {
+  TreeAddKey(tree.get(), &object, kReferenceSize, nullptr);
 }
 
 int CompareDomains(const SidObject& a, const SidObject& b) {
@@ -110,28 +87,29 @@ void InByteOrder(uint64_t from, uint64_t step, uint64_t count, const Use& use) {
 // Loads the parts of a security section in their order. Each step is false when the file ends.
 class SectionLoader {
  public:
-  SectionLoader(int fd, const LogHeader& header)
-      : reader_(fd, header.securitySection), pool_(Owned().sids) {}
+  SectionLoader(int fd, const LogHeader& header, SecurityObjects& objects)
+      : reader_(fd, header.securitySection), objects_(objects) {}
 
   uint64_t room() const { return reader_.left(); }
   bool LoadDescriptors();
-  bool LoadDomains() { return domains_.Load(reader_, pool_, domainCount); }
+  bool LoadDomains() { return domains_.Load(reader_, objects_.pool, objects_.domainCount); }
   bool LoadSids();
 
  private:
   bool LoadSid();
 
   SectionReader reader_;
-  Pool& pool_;
+  SecurityObjects& objects_;
   DomainList domains_;
 };
 
 bool SectionLoader::LoadDescriptors() {
-  if (!reader_.ReadU32(sdCount)) return false;
+  const uint32_t& sdCount = objects_.sdCount;
+  if (!reader_.ReadU32(objects_.sdCount)) return false;
   std::vector<Place> places;
   places.reserve(static_cast<size_t>(std::min<uint64_t>(sdCount, room() / sizeof(uint32_t))));
   TextStream copy;
-  copy.Attach(sdTempFile.fd(), false, TextEncoding::kLocale, sdTempFile.path());
+  copy.Attach(objects_.sdTempFile.fd(), false, TextEncoding::kLocale, objects_.sdTempFile.path());
   Place place;
   while (places.size() < sdCount) {
     if (!reader_.ReadU32(place.length)) break;
@@ -142,13 +120,13 @@ bool SectionLoader::LoadDescriptors() {
   }
   if (copy.Close() != 0) PosixErrExit(copy.error(), L"Error writing '%s'\n", copy.name());
   InByteOrder(0, 1, places.size(),
-              [&](uint32_t i) { TreeAddKey(sdTree, &i, sizeof i, &places[i]); });
+              [&](uint32_t i) { TreeAddKey(objects_.sdTree.get(), &i, sizeof i, &places[i]); });
   return places.size() == sdCount;
 }
 
 bool SectionLoader::LoadSids() {
-  if (!reader_.ReadU32(sidCount)) return false;
-  for (uint32_t i = 0; i < sidCount; ++i) {
+  if (!reader_.ReadU32(objects_.sidCount)) return false;
+  for (uint32_t i = 0; i < objects_.sidCount; ++i) {
     if (!LoadSid()) return false;
   }
   return true;
@@ -160,12 +138,13 @@ bool SectionLoader::LoadSid() {
   const SidEntry entry = ParseSidEntry(bytes);
   if (uint64_t{entry.sidLength} + entry.nameLength > reader_.left()) return false;
 
-  auto* sid = static_cast<char*>(pool_.allocate(entry.sidLength, 1));
+  Pool& pool = objects_.pool;
+  auto* sid = static_cast<char*>(pool.allocate(entry.sidLength, 1));
   std::wstring_view name;
   if (!reader_.Read(sid, entry.sidLength)) return false;
-  if (!reader_.ReadText(entry.nameLength, pool_, name)) return false;
+  if (!reader_.ReadText(entry.nameLength, pool, name)) return false;
   const Domain domain = domains_.At(entry.domainIndex);
-  const auto* object = std::pmr::polymorphic_allocator<>(&pool_).new_object<SidObject>(
+  const auto* object = std::pmr::polymorphic_allocator<>(&pool).new_object<SidObject>(
       SidObject{.sid = {sid, entry.sidLength},
                 .type = entry.type,
                 .firstCount = entry.firstCount,
@@ -173,19 +152,23 @@ bool SectionLoader::LoadSid() {
                 .domainRank = domain.rank,
                 .domain = domain.view(),
                 .name = name});
-  for (Tree* tree : {sidTree, sidDisplayTree, sidLookupTree}) AddReference(tree, object);
+  AddReference(objects_.sidTree, object);
+  AddReference(objects_.sidDisplayTree, object);
+  AddReference(objects_.sidLookupTree, object);
   return true;
 }
 
-bool LoadId(SectionReader& reader, Pool& pool) {
+bool LoadId(SectionReader& reader, IdObjects& objects) {
   std::array<unsigned char, IdEntry::kSize> bytes;
   if (!reader.Read(bytes)) return false;
   const IdEntry entry = ParseIdEntry(bytes);
   if (entry.nameLength > reader.left()) return false;
-  auto* name = static_cast<char*>(pool.allocate(entry.nameLength, 1));
+  auto* name = static_cast<char*>(objects.pool.allocate(entry.nameLength, 1));
   if (!reader.Read(name, entry.nameLength)) return false;
-  AddReference(idTree, std::pmr::polymorphic_allocator<>(&pool).new_object<IdObject>(
-                           IdObject{entry.id, entry.kind, entry.third, {name, entry.nameLength}}));
+  AddReference(objects.idTree,
+               std::pmr::polymorphic_allocator<>(&objects.pool)
+                   .new_object<IdObject>(
+                       IdObject{entry.id, entry.kind, entry.third, {name, entry.nameLength}}));
   return true;
 }
 
@@ -222,53 +205,46 @@ int IdKeyCmp(const void* a, uint32_t, const void* b, uint32_t) {
   return Order(x.id, y.id);
 }
 
-void LoadSecurityObjects(int fd, const LogHeader& header) {
-  FreeSecurityObjects();
-  Tables& tables = Owned();
-  SectionLoader loader(fd, header);
-  sdTree = (tables.sd = PlantDescriptorTree(loader.room())).get();
-  sidTree = (tables.sid = PlantSidTree(SidKeyCmp)).get();
-  sidDisplayTree = (tables.sidDisplay = PlantSidTree(SidDisplayCmp)).get();
-  sidLookupTree = (tables.sidLookup = PlantSidTree(SidLookupCmp)).get();
-  if (header.securitySection == 0) return;
-  if (loader.LoadDescriptors() && loader.LoadDomains()) loader.LoadSids();
+std::unique_ptr<SecurityObjects> LoadSecurityObjects(int fd, const LogHeader& header) {
+  auto objects = std::make_unique<SecurityObjects>();
+  objects->sdTempFile = TempFile::Create("sdtemp.tmp");
+  if (!objects->sdTempFile.valid()) {
+    PosixErrExit(0, L"Unable to create temporary file '%s'\n", objects->sdTempFile.path());
+  }
+  SectionLoader loader(fd, header, *objects);
+  objects->sdTree = PlantDescriptorTree(loader.room());
+  objects->sidTree = PlantSidTree(SidKeyCmp);
+  objects->sidDisplayTree = PlantSidTree(SidDisplayCmp);
+  objects->sidLookupTree = PlantSidTree(SidLookupCmp);
+  if (header.securitySection != 0 && loader.LoadDescriptors() && loader.LoadDomains()) {
+    loader.LoadSids();
+  }
+  return objects;
 }
 
-void LoadIdObjects(int fd, const LogHeader& header) {
-  Tables& tables = Owned();
-  tables.id = nullptr;
-  tables.ids.release();
-  idCount = 0;
-  tables.id = TreePlant({.fanOut = kFanOut,
-                         .treeMemory = kResidentTreeNodes,
-                         .keysPerKeyNode = 64,
-                         .maxKeyBytes = kReferenceSize,
-                         .keyMemory = 500'000,
-                         .compare = IdKeyCmp});
-  idTree = tables.id.get();
-  if (header.idSection == 0) return;
+std::unique_ptr<IdObjects> LoadIdObjects(int fd, const LogHeader& header) {
+  auto objects = std::make_unique<IdObjects>();
+  objects->idTree = TreePlant({.fanOut = kFanOut,
+                               .treeMemory = kResidentTreeNodes,
+                               .keysPerKeyNode = 64,
+                               .maxKeyBytes = kReferenceSize,
+                               .keyMemory = 500'000,
+                               .compare = IdKeyCmp});
+  if (header.idSection == 0) return objects;
   SectionReader reader(fd, header.idSection);
-  if (!reader.ReadU32(idCount)) return;
-  for (uint32_t i = 0; i < idCount; ++i) {
-    if (!LoadId(reader, tables.ids)) return;
+  if (!reader.ReadU32(objects->idCount)) return objects;
+  for (uint32_t i = 0; i < objects->idCount; ++i) {
+    if (!LoadId(reader, *objects)) break;
   }
+  return objects;
 }
 
-void FreeSecurityObjects() {
-  Tables& tables = Owned();
-  for (TreeHandle* tree : {&tables.sd, &tables.sid, &tables.sidDisplay, &tables.sidLookup}) {
-    tree->reset();
-  }
-  sdTree = sidTree = sidDisplayTree = sidLookupTree = nullptr;
-  sdCount = domainCount = sidCount = 0;
-  tables.sids.release();
-}
-
-const SidObject* FindSid(std::wstring_view domain, std::wstring_view account) {
-  if (sidLookupTree == nullptr) return nullptr;
+const SidObject* FindSid(const SecurityObjects* objects, std::wstring_view domain,
+                         std::wstring_view account) {
+  if (objects == nullptr) return nullptr;
   const SidObject probe{.sid = {}, .domain = domain, .name = account};
   const SidObject* key = &probe;
-  const KeyRecord found = TreeSearch(sidLookupTree, &key, kReferenceSize);
+  const KeyRecord found = TreeSearch(objects->sidLookupTree.get(), &key, kReferenceSize);
   return found ? &FromKey<SidObject>(found.key()) : nullptr;
 }
 

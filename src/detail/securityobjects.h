@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <memory_resource>
 #include <string_view>
 
 #include "base/tempfile.h"
@@ -10,6 +12,9 @@
 #include "detail/dtlformat.h"
 
 namespace tabulon {
+
+// Memory for what a section holds, given back as a whole.
+using Pool = std::pmr::monotonic_buffer_resource;
 
 // One SID with what is known of its account. Objects, SID bytes and texts live as long as the
 // tables.
@@ -31,17 +36,27 @@ struct IdObject {
   std::string_view name;  // bytes as stored
 };
 
-// Keys of the SID and ID trees are 8-byte object references.
-extern Tree* sidTree;         // by SID bytes
-extern Tree* sidDisplayTree;  // by type, account name, domain name
-extern Tree* sidLookupTree;   // by domain name, account name
-extern Tree* sdTree;          // u32 ordinal -> u32 length, u32 offset in sdTempFile
-extern Tree* idTree;          // by kind, value
-extern uint32_t sdCount;      // counts as the section gives them
-extern uint32_t domainCount;
-extern uint32_t sidCount;
-extern uint32_t idCount;
-extern TempFile sdTempFile;          // the descriptors, back to back
+// The tables of a CIFS scan. Keys of the SID trees are 8-byte references to objects. Looking
+// something up moves a tree's cursor, so one thread at a time may do it.
+struct SecurityObjects {
+  Pool pool;                  // the objects and their texts
+  TempFile sdTempFile;        // the descriptors, back to back
+  TreeHandle sidTree;         // by SID bytes
+  TreeHandle sidDisplayTree;  // by type, account name, domain name
+  TreeHandle sidLookupTree;   // by domain name, account name
+  TreeHandle sdTree;          // u32 ordinal -> u32 length, u32 offset in sdTempFile
+  uint32_t sdCount = 0;       // counts as the section gives them
+  uint32_t domainCount = 0;
+  uint32_t sidCount = 0;
+};
+
+// The table of an NFS scan.
+struct IdObjects {
+  Pool pool;
+  TreeHandle idTree;     // by kind, value; keys are 8-byte references to objects
+  uint32_t idCount = 0;  // as the section gives it
+};
+
 extern const SidObject dummySidKey;  // "<unknown>": stands for a SID without an entry
 
 // Compare functions of the trees; both keys are object references. Account and domain names are
@@ -55,13 +70,12 @@ int IdKeyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
 // Plant the trees and fill them from the section of the open file `fd`. A section that the file
 // ends in is loaded up to the last whole entry, quietly; what a length or count says beyond the
 // file is neither believed nor allocated. A SID whose domain index is out of range has an empty
-// domain. The descriptors go to `sdTempFile`, which must be open; a write that fails ends the run.
-void LoadSecurityObjects(int fd, const LogHeader& header);
-void LoadIdObjects(int fd, const LogHeader& header);
-// Frees the four security trees and their objects; the ID tree and its objects stay.
-void FreeSecurityObjects();
+// domain. A temporary file that cannot be made or written ends the run.
+std::unique_ptr<SecurityObjects> LoadSecurityObjects(int fd, const LogHeader& header);
+std::unique_ptr<IdObjects> LoadIdObjects(int fd, const LogHeader& header);
 
-// The SID of an account, letter case ignored; null when the scan knows none.
-const SidObject* FindSid(std::wstring_view domain, std::wstring_view account);
+// The SID of an account, letter case ignored; null when `objects` (which may be null) hold none.
+const SidObject* FindSid(const SecurityObjects* objects, std::wstring_view domain,
+                         std::wstring_view account);
 
 }  // namespace tabulon

@@ -12,7 +12,6 @@
 #include "base/loganderr.h"
 #include "config/reportpath.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 #include "reports/reportwriter.h"
 
 namespace tabulon {
@@ -24,22 +23,19 @@ constexpr size_t kDriveRootLength = 3;
 
 // On a CIFS scan the root shown is the drive, or for a share the last component of the root path,
 // with blanks up to the length of the text it replaces.
-void ChooseQvaRoot() {
-  if (rootType != kRootCifs) return;
-  if (rootPath.size() == kDriveRootLength) {
-    qvaRoot = rootPath;
-  } else if (!qvaRoot.empty() && qvaRoot.front() == L'\\') {
-    const size_t separator = rootPath.rfind(pathSep);
-    std::wstring last = rootPath.substr(separator == std::wstring::npos ? 0 : separator + 1);
-    last.resize(std::max(last.size(), qvaRoot.size()), L' ');
-    qvaRoot = std::move(last);
-  }
+std::wstring ShownRoot(const Scan& scan) {
+  if (!scan.isCifs()) return scan.qvaRoot;
+  if (scan.rootPath.size() == kDriveRootLength) return scan.rootPath;
+  if (!scan.qvaRoot.starts_with(L'\\')) return scan.qvaRoot;
+  const size_t separator = scan.rootPath.rfind(scan.pathSep);
+  std::wstring last = scan.rootPath.substr(separator == std::wstring::npos ? 0 : separator + 1);
+  last.resize(std::max(last.size(), scan.qvaRoot.size()), L' ');
+  return last;
 }
 
 // The part of the file name that stands for the root.
-std::wstring RootNamePart() {
-  if (qvaRoot.size() > 1 && qvaRoot[1] == L':') return Formatted(L"%cdrive", qvaRoot[0]);
-  std::wstring_view root = qvaRoot;
+std::wstring RootNamePart(std::wstring_view root, wchar_t pathSep) {
+  if (root.size() > 1 && root[1] == L':') return Formatted(L"%cdrive", root[0]);
   if (!root.empty() && root.front() == pathSep) root.remove_prefix(1);
   if (!root.empty() && root.back() == pathSep) root.remove_suffix(1);
   std::wstring part(root);
@@ -59,9 +55,10 @@ int OpenOutput(const std::wstring& name, const std::optional<std::string>& path)
 
 }  // namespace
 
-void CreateQvaFile() {
-  ChooseQvaRoot();
-  std::wstring name = Formatted(L"%ls_%ls_%ls", tagStr, fsysHost, RootNamePart());
+std::wstring CreateQvaFile(const Scan& scan) {
+  const std::wstring qvaRoot = ShownRoot(scan);
+  std::wstring name =
+      Formatted(L"%ls_%ls_%ls", scan.tagStr, scan.fsysHost, RootNamePart(qvaRoot, scan.pathSep));
   if (name.size() > kLongestName) name.resize(kLongestName);
   const auto [path, bytes] = InReportDir(name);
   const bool unicode = textFormat == kTextUnicode;
@@ -69,11 +66,13 @@ void CreateQvaFile() {
   if (fd < 0) PosixErrExit(0, L"Unable to create QVA output file '%ls'\n", path);
   qvaOutput.Attach(fd, true, unicode ? TextEncoding::kUcs2Le : TextEncoding::kLocale, *bytes);
   LogEntry(L"QVA output written to: %ls\n", path);
-  qvaOutput.Write(Formatted(L"%ls|%ls|%ls|%s|%ls|%u|%llu|%llu|%llu|%u|%u", tagStr, fsysHost,
-                            qvaRoot, rootType == kRootCifs ? "CIFS" : "NFS", srvrName,
-                            logHdr.scanTime, logRoot.volumeCapacity, logRoot.availableSpace,
-                            logRoot.totalFileSize, logRoot.directories, logRoot.files));
+  const LogRoot& root = scan.logRoot;
+  qvaOutput.Write(Formatted(L"%ls|%ls|%ls|%s|%ls|%u|%llu|%llu|%llu|%u|%u", scan.tagStr,
+                            scan.fsysHost, qvaRoot, scan.isCifs() ? "CIFS" : "NFS", scan.srvrName,
+                            scan.logHdr.scanTime, root.volumeCapacity, root.availableSpace,
+                            root.totalFileSize, root.directories, root.files));
   qvaOutput.Write(unicode ? L"\r\n" : L"\n");
+  return qvaRoot;
 }
 
 }  // namespace tabulon

@@ -1,10 +1,15 @@
 // The QVA output file of a -qva run: one line about the scan, then every report of the run.
 #pragma once
 
+#include <string>
+
+#include "detail/scan.h"
+
 namespace tabulon {
 
 // Creates the file in the report directory, named after tag, host and root, and writes its first
-// line; it stays open as qvaOutput. Failure ends the run.
-void CreateQvaFile();
+// line; it stays open as qvaOutput. Returns the root as the QVA output shows it. Failure ends the
+// run.
+std::wstring CreateQvaFile(const Scan& scan);
 
 }  // namespace tabulon

@@ -13,19 +13,15 @@
 namespace tabulon {
 namespace {
 
-struct RunContext {
-  std::string_view dtlName;
-  const VersionBlock& version;
-};
+using Run = void (*)(Report& report, const SummarySource& source);
 
-using Run = void (*)(Report& report, const RunContext& context);
-
-void RunSummary(Report& report, const RunContext& context) {
-  SummaryReport(report, context.dtlName, context.version);
-}
 template <void (*write)(Report&)>
-void RunPlain(Report& report, const RunContext&) {
+void RunPlain(Report& report, const SummarySource&) {
   write(report);
+}
+template <void (*write)(Report&, const Scan&)>
+void RunOnScan(Report& report, const SummarySource& source) {
+  write(report, source.scan);
 }
 
 // The first row that fits a report's type runs it.
@@ -37,12 +33,12 @@ struct RunnerRow {
   bool skipsFormatNone;  // a report whose format is "none" writes nothing
 };
 constexpr RunnerRow kRunners[] = {
-    {~0U, kReportSummary, L"Doing SummaryReport.\n", RunSummary, false},
-    {~0U, kReportSidUse, L"Doing DisplaySidUse Report.\n", RunPlain<DisplaySidUse>, false},
-    {~0U, kReportDuplicates, L"Doing DuplicateReport.\n", RunPlain<DuplicateReport>, false},
+    {~0U, kReportSummary, L"Doing SummaryReport.\n", SummaryReport, false},
+    {~0U, kReportSidUse, L"Doing DisplaySidUse Report.\n", RunOnScan<DisplaySidUse>, false},
+    {~0U, kReportDuplicates, L"Doing DuplicateReport.\n", RunOnScan<DuplicateReport>, false},
     {~0U, kReportTotals, L"Doing TotalsReport.\n", RunPlain<TotalsReport>, false},
     {kGroupingTypes, 0, L"Doing FiletypeReport.\n", RunPlain<FiletypeReport>, false},
-    {0, 0, L"Doing DisplayReport.\n", RunPlain<DisplayReport>, true},
+    {0, 0, L"Doing DisplayReport.\n", RunOnScan<DisplayReport>, true},
 };
 
 const RunnerRow& RunnerOf(uint32_t type) {
@@ -56,13 +52,13 @@ const RunnerRow& RunnerOf(uint32_t type) {
 
 }  // namespace
 
-void RunReport(Report& report, std::string_view dtlName, const VersionBlock& version) {
+void RunReport(Report& report, const SummarySource& source) {
   OpenReportFile(report);
   if (qvaFlag && report.qvaTag) ReportEntry(report, L"[[QVA]]:%ls\n", *report.qvaTag);
   const RunnerRow& runner = RunnerOf(report.type);
   if (!runner.skipsFormatNone || report.format != kFormatNone) {
     DebugLogEntry(4, L"%ls", runner.debugLine);
-    runner.run(report, {dtlName, version});
+    runner.run(report, source);
   }
   CloseReport(report);
 }

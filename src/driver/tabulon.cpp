@@ -16,8 +16,8 @@
 #include "config/reportsetup.h"
 #include "config/settings.h"
 #include "detail/detailfile.h"
+#include "detail/scan.h"
 #include "detail/scandetail.h"
-#include "detail/securityobjects.h"
 #include "driver/cmdopts.h"
 #include "driver/parsecommand.h"
 #include "driver/qvafile.h"
@@ -39,7 +39,7 @@ constexpr size_t kTimeTextSize = 48;
 struct DetailInput {
   std::string name;
   uint32_t wasCompressed = 0;
-  VersionBlock version;
+  Scan scan;
 };
 
 std::wstring Widened(const char* text) {
@@ -91,17 +91,9 @@ void ApplyReportOptions(const CmdOptions& cmdOpts) {
 DetailInput OpenDetail(const CmdOptions& cmdOpts) {
   DetailInput input;
   input.name = cmdOpts[kOptDtl].Given() ? cmdOpts[kOptDtl].value : kDefaultDtl;
-  dtlFile = OpenDtlFile(input.name.c_str(), "rb", &input.wasCompressed);
-  LoadDetailFile(input.name.c_str(), adsFull, qvaFlag, input.version);
-  if (rootType == kRootNfs) {
-    LoadIdObjects(dtlFile.get(), logHdr);
-    return input;
-  }
-  sdTempFile = TempFile::Create("sdtemp.tmp");
-  if (!sdTempFile.valid()) {
-    PosixErrExit(0, L"Unable to create temporary file '%s'\n", sdTempFile.path());
-  }
-  LoadSecurityObjects(dtlFile.get(), logHdr);
+  UniqueFd file = OpenDtlFile(input.name.c_str(), "rb", &input.wasCompressed);
+  input.scan =
+      LoadScan(std::move(file), input.name.c_str(), {.adsFull = adsFull, .qvaTagged = qvaFlag});
   return input;
 }
 
@@ -119,32 +111,30 @@ void CollectCategories(const CmdOptions& cmdOpts) {
 
 // Gives back what the detail file's use took. A run that a fatal exit ends leaves an inflated file
 // as it is.
-void CleanUp(const DetailInput& input) {
-  if (rootType == kRootCifs) {
-    FreeSecurityObjects();
-    sdTempFile.Remove();
-  }
+void CleanUp(DetailInput& input) {
+  input.scan.security.reset();
   CloseDebugLogFile();
-  CloseDtlFile(std::move(dtlFile), input.name.c_str(), input.wasCompressed);
+  CloseDtlFile(std::move(input.scan.dtlFile), input.name.c_str(), input.wasCompressed);
 }
 
 // The summary alone, from the header and the root block: no record is read.
-void RunDefaultSummary(const DetailInput& input) {
+void RunDefaultSummary(DetailInput& input) {
   DebugLogEntry(4, L"Doing Summary Report.\n");
   Report report;
-  SummaryReport(report, input.name, input.version);
+  SummaryReport(report, {input.scan, input.name, input.scan.qvaRoot});
   CleanUp(input);
 }
 
 // Every report of the configuration file, in one pass.
-void RunConfiguration(const CmdOptions& cmdOpts, const DetailInput& input) {
+void RunConfiguration(const CmdOptions& cmdOpts, DetailInput& input) {
   // Whoever stops reading the list log shall not cost anyone a report file.
   std::signal(SIGPIPE, SIG_IGN);
-  ProcessConfigFile(cmdOpts[kOptCfg].value);
-  if (qvaFlag) CreateQvaFile();
-  ScanReports();
+  const Scan& scan = input.scan;
+  ProcessConfigFile(cmdOpts[kOptCfg].value, scan);
+  const std::wstring qvaRoot = qvaFlag ? CreateQvaFile(scan) : scan.qvaRoot;
+  ScanReports(scan);
   for (Report& report : reportList) {
-    if (report.active != 0) RunReport(report, input.name, input.version);
+    if (report.active != 0) RunReport(report, {scan, input.name, qvaRoot});
   }
   if (qvaOutput.IsOpen() && qvaOutput.Close() != 0) {
     ReportWriteError(qvaOutput.name(), qvaOutput.error());
@@ -153,25 +143,25 @@ void RunConfiguration(const CmdOptions& cmdOpts, const DetailInput& input) {
 }
 
 // One listing of what the query selects, to the list log.
-void RunQuery(const CmdOptions& cmdOpts) {
+void RunQuery(const CmdOptions& cmdOpts, DetailInput& input) {
   const CmdOptionIndex option = cmdOpts[kOptQuery].Given() ? kOptQuery : kOptQueryFull;
   std::wstring query;
   AppendUtfToWide(query, cmdOpts[option].value);
-  Filter* filter = ParseQuery(query);
+  Filter* filter = ParseQuery(query, input.scan);
   Report& report = reportList.emplace_back();
   report.type = kReportCustom;
   report.filter = filter;
   report.title = L"none";
   report.flags = kFlagShowLink;
   if (cmdOpts[kOptQueryFull].Given()) report.flags |= kFlagFullPath;
-  InitializeReportEntry(report);
-  ScanReports();
-  DisplayReport(report);
+  InitializeReportEntry(report, input.scan);
+  ScanReports(input.scan);
+  DisplayReport(report, input.scan);
   CloseReport(report);
   CloseDebugLogFile();
   // The detail file stays inflated and the descriptors' file stays on disk here, unlike on the
   // other roads. Kept so.
-  sdTempFile.Keep();
+  if (input.scan.security) input.scan.security->sdTempFile.Keep();
 }
 
 int RealMain(std::span<char*> arguments) {
@@ -190,11 +180,11 @@ int RealMain(std::span<char*> arguments) {
   OpenLogs(cmdOpts);
   TellScanTime();
   ApplyReportOptions(cmdOpts);
-  const DetailInput input = OpenDetail(cmdOpts);
+  DetailInput input = OpenDetail(cmdOpts);
   CollectCategories(cmdOpts);
   // Exactly one road.
   if (cmdOpts[kOptQuery].Given() || cmdOpts[kOptQueryFull].Given()) {
-    RunQuery(cmdOpts);
+    RunQuery(cmdOpts, input);
   } else if (cmdOpts[kOptCfg].Given()) {
     RunConfiguration(cmdOpts, input);
   } else {

@@ -5,7 +5,6 @@
 #include "base/loganderr.h"
 #include "base/template.h"
 #include "base/utf.h"
-#include "detail/detailfile.h"
 
 namespace tabulon {
 namespace {
@@ -22,13 +21,12 @@ std::optional<std::wstring> Ask(std::wstring_view prompt) {
 }  // namespace
 
 void TestTemplate() {
-  rootType = kRootCifs;
   while (std::cin) {
     const auto typed = Ask(L"Template: ");
     if (!typed) break;
     const std::wstring coded = ConvertTemplate(*typed);
     while (const auto text = Ask(L"  String: ")) {
-      const bool match = TemplateMatch(std::wstring_view(*text), coded, rootType == kRootCifs);
+      const bool match = TemplateMatch(std::wstring_view(*text), coded, true);
       Console().Write(match ? L"match\n" : L"miss\n");
     }
   }

@@ -9,7 +9,7 @@ namespace tabulon {
 
 // Asks for templates and, for each, for strings; prints "match" or "miss". A line that begins with
 // 'q' goes back to the template prompt, and from there ends the tester, as the end of standard
-// input does. Makes the scan kind CIFS.
+// input does.
 void TestTemplate();
 
 // A line of standard input without its line end, widened like the text of a query; nothing at the

@@ -1,5 +1,8 @@
 #include "query/batchfilter.h"
 
+#include <cstdint>
+#include <span>
+
 namespace tabulon {
 namespace {
 
@@ -61,19 +64,21 @@ void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chose
 
 }  // namespace
 
-bool LookAtNamesFor(RecordBatch& batch, const ChosenRecords& chosen) {
+bool LookAtNamesFor(Pass& pass) {
   constexpr size_t kFew = 4;  // one in so many
-  if (chosen.count * kFew >= batch.size()) batch.WantNames();
-  return batch.namesKnown();
+  if (pass.chosen.count * kFew >= pass.batch.size()) pass.batch.WantNames();
+  return pass.batch.namesKnown();
 }
 
-void ChoosePassing(const FilterPlan& plan, RecordBatch& batch, ChosenRecords& chosen) {
+void ChoosePassing(const FilterPlan& plan, Pass& pass) {
+  RecordBatch& batch = pass.batch;
+  ChosenRecords& chosen = pass.chosen;
   chosen.count = batch.size();
   int32_t step = plan.start();
   while (step >= 0 && chosen.count > 0) {
     const FilterPlan::Gate gate = plan.GateAt(step);
     const bool ofName = !gate.tests.empty() && gate.tests.front().test != nullptr;
-    if (gate.tests.empty() || (ofName && !LookAtNamesFor(batch, chosen))) {
+    if (gate.tests.empty() || (ofName && !LookAtNamesFor(pass))) {
       Narrow(batch, chosen, [&](size_t i) { return plan.PassesFrom(step, batch.At(i)); });
       break;
     }

@@ -8,8 +8,6 @@
 #include <numeric>
 #include <string_view>
 
-#include "detail/detailfile.h"
-
 namespace tabulon {
 
 int scanDateRelative = 1;
@@ -86,8 +84,9 @@ bool Interval(wchar_t letter, uint64_t count, const std::tm& base, uint64_t& sec
   }
 }
 
-bool RelativeDate(wchar_t letter, uint64_t count, int64_t& result) {
-  const std::time_t baseTime = scanDateRelative == 1 ? std::time_t{logHdr.scanTime} : time(nullptr);
+bool RelativeDate(wchar_t letter, uint64_t count, const Scan& scan, int64_t& result) {
+  const std::time_t baseTime =
+      scanDateRelative == 1 ? std::time_t{scan.logHdr.scanTime} : time(nullptr);
   std::tm base;
   if (localtime_r(&baseTime, &base) == nullptr) return false;
   uint64_t interval = 0;
@@ -145,11 +144,11 @@ bool ReadTimeOfDay(std::wstring_view text, std::tm& when) {
 
 }  // namespace
 
-bool ConvertDateValue(std::wstring_view text, int64_t& result) {
+bool ConvertDateValue(std::wstring_view text, const Scan& scan, int64_t& result) {
   std::wstring_view unit = text;
   const uint64_t count = TakeCount(unit);
   if (unit.empty()) return ConvertNumericDateValue(text, result);
-  return unit.size() == 1 && RelativeDate(unit[0], count, result);
+  return unit.size() == 1 && RelativeDate(unit[0], count, scan, result);
 }
 
 bool ConvertNumericDateValue(std::wstring_view text, int64_t& result) {

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "detail/scan.h"
+
 namespace tabulon {
 
 // 1: relative dates count back from the scan time of the detail file; 0: from the current time.
@@ -16,7 +18,7 @@ extern int scanDateRelative;
 // A relative value counts whole days, weeks of 7 days, calendar months before the base month, or
 // years of 365 days back from local midnight of the base day; the number in front of the letter
 // (none: 0) wraps at 64 bits.
-bool ConvertDateValue(std::wstring_view text, int64_t& result);
+bool ConvertDateValue(std::wstring_view text, const Scan& scan, int64_t& result);
 // The absolute forms alone: years 1970 to 2037; a missing time of day is midnight.
 bool ConvertNumericDateValue(std::wstring_view text, int64_t& result);
 

@@ -6,71 +6,68 @@
 
 #include "base/template.h"
 #include "base/utils.h"
-#include "detail/detailfile.h"
-#include "query/pathtext.h"
 
 namespace tabulon {
 namespace {
 
-bool MatchTest(const Filter& element, std::wstring_view text) {
-  const bool match = TemplateMatch(text, element.pattern, rootType == kRootCifs);
+bool MatchTest(const Filter& element, std::wstring_view text, const Scan& scan) {
+  const bool match = TemplateMatch(text, element.pattern, scan.isCifs());
   return match == (element.comparison == kEqual);
 }
 
-bool CheckName(const Filter& element, const ScanRecord& record) {
-  return MatchTest(element, record.name.Wide());
+bool CheckName(const Filter& element, const ScanRecord& record, const Scan& scan) {
+  return MatchTest(element, record.name.Wide(), scan);
 }
 
-bool CheckPath(const Filter& element, const ScanRecord& record) {
+bool CheckPath(const Filter& element, const ScanRecord& record, const Scan& scan) {
   std::wstring path(record.directory->Wide());
   if (!path.ends_with(L'\\')) path += L'\\';
   path += record.name.Wide();
   if (path.size() > kPathLimit) path.resize(kPathLimit);
-  return MatchTest(element, path);
+  return MatchTest(element, path, scan);
 }
 
-bool CheckTarget(const Filter& element, const ScanRecord& record) {
-  if (rootType == kRootCifs || !record.view.hasTarget) return false;
-  return MatchTest(element, record.target.Wide());
+bool CheckTarget(const Filter& element, const ScanRecord& record, const Scan& scan) {
+  if (scan.isCifs() || !record.view.hasTarget) return false;
+  return MatchTest(element, record.target.Wide(), scan);
 }
 
 template <auto Field>
-bool CheckNumber(const Filter& element, const ScanRecord& record) {
+bool CheckNumber(const Filter& element, const ScanRecord& record, const Scan&) {
   return CompareTest(element.comparison, (record.fields().*Field)(), element.number);
 }
 
-bool CheckAttributes(const Filter& element, const ScanRecord& record) {
+bool CheckAttributes(const Filter& element, const ScanRecord& record, const Scan&) {
   const bool all = (record.fields().attributes() & element.number) == element.number;
   return all == (element.comparison == kEqual);
 }
 
-bool CheckType(const Filter& element, const ScanRecord& record) {
+bool CheckType(const Filter& element, const ScanRecord& record, const Scan& scan) {
   const uint32_t attributes = record.fields().attributes();
-  const bool isDirectory = rootType == kRootCifs ? (attributes & kAttrDirectory) != 0
-                                                 : (attributes & kModeTypeMask) == kModeDirectory;
+  const bool isDirectory = scan.isCifs() ? (attributes & kAttrDirectory) != 0
+                                         : (attributes & kModeTypeMask) == kModeDirectory;
   const bool same = isDirectory == (element.number == kTypeDirectory);
   return same == (element.comparison == kEqual);
 }
 
-bool Takes(const ClassPattern& pattern, std::wstring_view extension) {
+bool Takes(const ClassPattern& pattern, std::wstring_view extension, const Scan& scan) {
   if (pattern.wildcard) return TemplateMatch(extension, pattern.text, true);
-  return rootType == kRootCifs ? EqualIgnoringCase(extension, pattern.text)
-                               : extension == pattern.text;
+  return scan.isCifs() ? EqualIgnoringCase(extension, pattern.text) : extension == pattern.text;
 }
 
-bool CheckClass(const Filter& element, const ScanRecord& record) {
+bool CheckClass(const Filter& element, const ScanRecord& record, const Scan& scan) {
   const std::wstring_view name = record.name.Wide();
   const size_t dot = name.rfind(L'.');
   if (dot == name.npos) return false;  // for "isnot" as well
   const bool member = std::ranges::any_of(element.fileClass->patterns, [&](const auto& pattern) {
-    return Takes(pattern, name.substr(dot + 1));
+    return Takes(pattern, name.substr(dot + 1), scan);
   });
   return member == (element.comparison == kEqual);
 }
 
 struct ObjectTest {
   uint32_t object;
-  bool (*check)(const Filter& element, const ScanRecord& record);
+  bool (*check)(const Filter& element, const ScanRecord& record, const Scan& scan);
 };
 
 constexpr std::array<ObjectTest, 12> kObjectTests = {{
@@ -89,28 +86,28 @@ constexpr std::array<ObjectTest, 12> kObjectTests = {{
     {kObjSdirCount, CheckNumber<&RecordFields::modified>},
 }};
 
-bool CheckElement(const Filter* element, const ScanRecord& record) {
+bool CheckElement(const Filter* element, const ScanRecord& record, const Scan& scan) {
   // Brackets around one element are no level of their own, so any number of them is harmless.
   while (element->sub != nullptr && element->sub->next == nullptr) element = element->sub;
-  return element->sub != nullptr ? CheckFilterList(element->sub, record)
-                                 : CheckFilter(*element, record);
+  return element->sub != nullptr ? CheckFilterList(element->sub, record, scan)
+                                 : CheckFilter(*element, record, scan);
 }
 
 }  // namespace
 
-bool CheckFilterList(const Filter* list, const ScanRecord& record) {
+bool CheckFilterList(const Filter* list, const ScanRecord& record, const Scan& scan) {
   if (list == nullptr) return true;
-  bool result = CheckElement(list, record);
+  bool result = CheckElement(list, record, scan);
   for (; list->next != nullptr; list = list->next) {
-    const bool value = CheckElement(list->next, record);
+    const bool value = CheckElement(list->next, record, scan);
     result = list->connector == kOr ? result || value : result && value;
   }
   return result;
 }
 
-bool CheckFilter(const Filter& element, const ScanRecord& record) {
+bool CheckFilter(const Filter& element, const ScanRecord& record, const Scan& scan) {
   const auto row = std::ranges::find(kObjectTests, element.object, &ObjectTest::object);
-  if (row != kObjectTests.end()) return row->check(element, record);
+  if (row != kObjectTests.end()) return row->check(element, record, scan);
   if ((element.object & ~kObjAnyDate) != 0) return false;
   const RecordFields& fields = record.fields();
   return CheckDate(element, fields.accessed(), kObjAdate) ||

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "detail/scan.h"
 #include "detail/scanrecord.h"
 #include "query/filter.h"
 
@@ -11,10 +12,10 @@ namespace tabulon {
 
 // Whether the record passes the list: each value is joined to the result so far by the connector in
 // front of it, without precedence. A null list passes every record.
-bool CheckFilterList(const Filter* list, const ScanRecord& record);
+bool CheckFilterList(const Filter* list, const ScanRecord& record, const Scan& scan);
 // The value of one element that is no group. Objects without a test (alternate streams, security)
 // give false.
-bool CheckFilter(const Filter& element, const ScanRecord& record);
+bool CheckFilter(const Filter& element, const ScanRecord& record, const Scan& scan);
 
 // The comparison rule: unequal values are ordered by their signed 64-bit difference (so values 2^63
 // or more apart compare the other way round: kept so).

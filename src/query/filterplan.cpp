@@ -4,10 +4,6 @@
 #include <array>
 #include <string_view>
 
-#include "detail/detailfile.h"
-#include "query/filtereval.h"
-#include "query/pathtext.h"
-
 namespace tabulon {
 namespace {
 
@@ -22,11 +18,11 @@ bool NameTest(const PlanStep& step, const ScanRecord& record) {
 }
 
 bool PathTest(const PlanStep& step, const ScanRecord& record) {
-  return MatchTest(step, PathOf(record));
+  return MatchTest(step, record.path());
 }
 
 bool TargetTest(const PlanStep& step, const ScanRecord& record) {
-  return rootType != kRootCifs && record.view.hasTarget && MatchTest(step, record.target);
+  return record.view.hasTarget && MatchTest(step, record.target);
 }
 
 bool ClassTest(const PlanStep& step, const ScanRecord& record) {
@@ -38,9 +34,10 @@ bool ClassTest(const PlanStep& step, const ScanRecord& record) {
   return member == step.expected;
 }
 
-// What has no row below: the objects without a test.
-bool PlainTest(const PlanStep& step, const ScanRecord& record) {
-  return CheckFilter(*step.element, record);
+// What has no row below: the objects without a test (alternate streams, security), and those that
+// the records of the scan do not have.
+bool NoTest(const PlanStep&, const ScanRecord&) {
+  return false;
 }
 
 // Prices of tests, in about nanoseconds.
@@ -54,28 +51,28 @@ enum Cost : uint64_t {
   kGroupCost = 32,  // of a group inside a group, which nobody looks into
 };
 
-void PrepareNumber(PlanStep& step, const Filter& element) {
+void PrepareNumber(PlanStep& step, const Filter& element, const Scan&) {
   step.fieldMask = ~uint32_t{0};
   step.range = RangeOf(element.comparison, element.number);
 }
 
-void PrepareSize(PlanStep& step, const Filter& element) {
+void PrepareSize(PlanStep& step, const Filter& element, const Scan&) {
   step.fieldMask = ~uint64_t{0};
   step.range = RangeOf(element.comparison, element.number);
 }
 
-void PrepareDate(PlanStep& step, const Filter& element) {
+void PrepareDate(PlanStep& step, const Filter& element, const Scan&) {
   step.fieldMask = ~uint32_t{0};
   step.range = DayRangeOf(element.comparison, element.dateValue);
 }
 
-void PrepareAttributes(PlanStep& step, const Filter& element) {
+void PrepareAttributes(PlanStep& step, const Filter& element, const Scan&) {
   step.fieldMask = element.number;
   step.range = RangeOf(element.comparison, element.number);
 }
 
-void PrepareType(PlanStep& step, const Filter& element) {
-  const bool isCifs = rootType == kRootCifs;
+void PrepareType(PlanStep& step, const Filter& element, const Scan& scan) {
+  const bool isCifs = scan.isCifs();
   const bool wantsDirectory = (element.comparison == kEqual) == (element.number == kTypeDirectory);
   step.fieldMask = isCifs ? kAttrDirectory : kModeTypeMask;
   step.range =
@@ -88,7 +85,7 @@ struct PlannedTest {
   bool (*test)(const PlanStep& step, const ScanRecord& record);
   // Number tests, which have no function of their own: the field, and what sets its mask and range.
   uint8_t RecordLayout::*field = nullptr;
-  void (*prepare)(PlanStep& step, const Filter& element) = nullptr;
+  void (*prepare)(PlanStep& step, const Filter& element, const Scan& scan) = nullptr;
 };
 
 constexpr std::array<PlannedTest, 15> kPlannedTests = {{
@@ -120,9 +117,9 @@ static_assert(ReadsInsideFixedPart(kCifsRecord) && ReadsInsideFixedPart(kNfsReco
               "eight bytes are loaded for every field");
 
 const PlannedTest& PlannedTestOf(const Filter& element) {
-  static constexpr PlannedTest kPlain = {0, kFree, PlainTest};
+  static constexpr PlannedTest kNone = {0, kFree, NoTest};
   const auto row = std::ranges::find(kPlannedTests, element.object, &PlannedTest::object);
-  return row != kPlannedTests.end() ? *row : kPlain;
+  return row != kPlannedTests.end() ? *row : kNone;
 }
 
 bool ComparesOneEnd(std::wstring_view coded) {
@@ -198,7 +195,7 @@ OpenList Arranged(const Filter& list, int32_t onTrue, int32_t onFalse) {
 
 // Steps are made from the last to the first, so that each is made when its followers are there.
 // Groups are kept in a list of their own: their depth is the query's to choose.
-FilterPlan::FilterPlan(const Filter* list) {
+FilterPlan::FilterPlan(const Filter* list, const Scan& scan) {
   if (list == nullptr) return;
   std::vector<OpenList> open = {Arranged(*list, kAccept, kReject)};
   while (true) {
@@ -213,26 +210,26 @@ FilterPlan::FilterPlan(const Filter* list) {
     if (element.sub != nullptr) {
       open.push_back(Arranged(*element.sub, current.onTrue, current.onFalse));
     } else {
-      AddStep(element, current.onTrue, current.onFalse);
+      AddStep(element, scan, current.onTrue, current.onFalse);
       open.back().Placed(static_cast<int32_t>(steps_.size()) - 1);
     }
   }
   NumberFromTheFront();
 }
 
-void FilterPlan::AddStep(const Filter& element, int32_t onTrue, int32_t onFalse) {
+void FilterPlan::AddStep(const Filter& element, const Scan& scan, int32_t onTrue, int32_t onFalse) {
   const PlannedTest& planned = PlannedTestOf(element);
   PlanStep& step = steps_.emplace_back();
   step.test = planned.test;
   step.onTrue = onTrue;
   step.onFalse = onFalse;
   step.expected = element.comparison == kEqual;
-  step.element = &element;
   if (planned.field != nullptr) {
-    step.fieldOffset = DetailRecordLayout().*planned.field;
-    planned.prepare(step, element);
+    step.fieldOffset = scan.layout().*planned.field;
+    planned.prepare(step, element, scan);
   }
-  const bool isCifs = rootType == kRootCifs;
+  const bool isCifs = scan.isCifs();
+  if (element.object == kObjTarget && isCifs) step.test = NoTest;
   if ((element.object & (kObjName | kObjPath | kObjTarget)) != 0) {
     templates_.push_back(std::make_unique<CompiledTemplate>(element.pattern, isCifs));
     step.pattern = templates_.back().get();

@@ -10,6 +10,7 @@
 
 #include "base/endian.h"
 #include "base/template.h"
+#include "detail/scan.h"
 #include "detail/scanrecord.h"
 #include "query/extensionset.h"
 #include "query/filter.h"
@@ -31,7 +32,6 @@ struct PlanStep {
   bool expected = true;  // what the template or class has to say
   const CompiledTemplate* pattern = nullptr;
   const ExtensionSet* extensions = nullptr;
-  const Filter* element = nullptr;
 
   bool Holds(const ScanRecord& record) const {
     return test != nullptr ? test(*this, record) : HoldsFor(record.fields().bytes());
@@ -50,9 +50,8 @@ class FilterPlan {
 
   // An empty plan passes every record.
   FilterPlan() = default;
-  // The plan of a list (null: the empty plan). The list must outlive it. The scan kind must be
-  // known.
-  explicit FilterPlan(const Filter* list);
+  // The plan of a list (null: the empty plan) for the records of a scan. The list must outlive it.
+  FilterPlan(const Filter* list, const Scan& scan);
 
   // Whether the record passes: what CheckFilterList says.
   bool Passes(const ScanRecord& record) const { return PassesFrom(start_, record); }
@@ -69,7 +68,7 @@ class FilterPlan {
   bool PassesFrom(int32_t step, const ScanRecord& record) const;
 
  private:
-  void AddStep(const Filter& element, int32_t onTrue, int32_t onFalse);
+  void AddStep(const Filter& element, const Scan& scan, int32_t onTrue, int32_t onFalse);
   void NumberFromTheFront();
 
   int32_t start_ = kAccept;

@@ -3,20 +3,19 @@
 #include <vector>
 
 #include "base/utils.h"
-#include "detail/detailfile.h"
 #include "query/queryobjects.h"
 #include "query/tokenizer.h"
 
 namespace tabulon {
 namespace {
 
-void TakeObject(Filter& element, std::wstring_view token) {
+void TakeObject(Filter& element, std::wstring_view token, const Scan& scan) {
   const FilterObject* object = FindFilterObject(token);
   if (object == nullptr) InvalidQuery(L"invalid query object: %ls", token);
-  if ((object->code & kCifsOnly) != 0 && rootType == kRootNfs) {
+  if ((object->code & kCifsOnly) != 0 && !scan.isCifs()) {
     InvalidQuery(L"object '%ls' not valid with NFS scans", token);
   }
-  if ((object->code & kNfsOnly) != 0 && rootType == kRootCifs) {
+  if ((object->code & kNfsOnly) != 0 && scan.isCifs()) {
     InvalidQuery(L"object '%ls' not valid with CIFS scans", token);
   }
   element.object = ObjectCode(*object);
@@ -34,9 +33,9 @@ void TakeOperator(Filter& element, std::wstring_view token) {
   element.state = kWantValue;
 }
 
-void TakeValue(Filter& element, std::wstring_view token) {
+void TakeValue(Filter& element, std::wstring_view token, const Scan& scan) {
   element.text = token;
-  FindFilterObject(element.object)->convert(element);
+  FindFilterObject(element.object)->convert(element, scan);
   element.state = kComplete;
   element.connector = kTestComplete;
 }
@@ -66,6 +65,7 @@ OpenList NewList() {
 // The lists around the character read last, the outermost first. Groups are kept here and not on
 // the call stack, which a text of open parentheses would exhaust.
 struct Nest {
+  const Scan& scan;
   std::vector<OpenList> lists = {NewList()};
   int lvlZeroParen = 0;  // position of the parenthesis that opened the outermost group
 
@@ -75,7 +75,7 @@ struct Nest {
 
 void HandOverToken(Nest& nest) {
   Filter*& current = nest.innermost().current;
-  ProcessToken(*current, Token());
+  ProcessToken(*current, Token(), nest.scan);
   ClearToken();
   if (current->state != kWantObject) return;  // no connector: the element goes on
   current->next = NewFilter();
@@ -99,22 +99,22 @@ void CloseGroup(Nest& nest) {
 
 }  // namespace
 
-void ProcessToken(Filter& element, std::wstring_view token) {
+void ProcessToken(Filter& element, std::wstring_view token, const Scan& scan) {
   switch (element.state) {
     case kWantObject:
-      return TakeObject(element, token);
+      return TakeObject(element, token, scan);
     case kWantOperator:
       return TakeOperator(element, token);
     case kWantValue:
-      return TakeValue(element, token);
+      return TakeValue(element, token, scan);
     default:
       return TakeConnector(element, token);
   }
 }
 
-Filter* ParseQuery(std::wstring_view text) {
+Filter* ParseQuery(std::wstring_view text, const Scan& scan) {
   StartQuery(text);
-  Nest nest;
+  Nest nest{scan};
   while (*queryPtr != L'\0') {
     ScanCharacter();
     if (parseState == kTokenComplete) HandOverToken(nest);

@@ -14,25 +14,25 @@
 namespace tabulon {
 namespace {
 
-void ConvertSize(Filter& element) {
+void ConvertSize(Filter& element, const Scan&) {
   const int64_t size = NumericString(element.text, true);
   if (size == -1) InvalidQuery(L"invalid filesize value: %ls", element.text);
   element.number = static_cast<uint64_t>(size);
 }
 
-void ConvertDate(Filter& element) {
-  if (!ConvertDateValue(element.text, element.dateValue)) {
+void ConvertDate(Filter& element, const Scan& scan) {
+  if (!ConvertDateValue(element.text, scan, element.dateValue)) {
     InvalidQuery(L"Invalid date value: %ls", element.text);
   }
 }
 
-void ConvertNumber(Filter& element) {
+void ConvertNumber(Filter& element, const Scan&) {
   const wchar_t* end = nullptr;
   element.number = wcstoul64(element.text.c_str(), &end);
   if (*end != L'\0') InvalidQuery(L"Invalid numeric value: %ls", element.text);
 }
 
-void ConvertAttributes(Filter& element) {
+void ConvertAttributes(Filter& element, const Scan&) {
   for (const wchar_t typed : element.text) {
     const auto capital = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(typed)));
     const auto row = std::ranges::find(attrTbl, capital, &BitLetter::letter);
@@ -41,7 +41,7 @@ void ConvertAttributes(Filter& element) {
   }
 }
 
-void ConvertType(Filter& element) {
+void ConvertType(Filter& element, const Scan&) {
   if (EqualIgnoringCase(element.text, L"file")) {
     element.number = kTypeFile;
   } else if (EqualIgnoringCase(element.text, L"dir")) {
@@ -51,24 +51,25 @@ void ConvertType(Filter& element) {
   }
 }
 
-void ConvertClass(Filter& element) {
+void ConvertClass(Filter& element, const Scan&) {
   element.fileClass = FindClass(element.text);
   if (element.fileClass == nullptr) InvalidQuery(L"Class not defined: %ls", element.text);
 }
 
-void ConvertAccount(Filter& element) {
+void ConvertAccount(Filter& element, const Scan& scan) {
   const std::wstring_view value = element.text;
   const size_t backslash = value.find(L'\\');
   if (backslash == value.npos) InvalidQuery(L"missing domain name: %ls", value);
-  element.sid = FindSid(value.substr(0, backslash), value.substr(backslash + 1));
+  element.sid =
+      FindSid(scan.security.get(), value.substr(0, backslash), value.substr(backslash + 1));
   if (element.sid == nullptr) LogEntry(L"Unknown domain\\account: %ls\n", value);
 }
 
-void ConvertTemplateValue(Filter& element) {
+void ConvertTemplateValue(Filter& element, const Scan&) {
   element.pattern = ConvertTemplate(element.text);
 }
 
-void KeepText(Filter&) {}
+void KeepText(Filter&, const Scan&) {}
 
 constexpr uint32_t kEquality = kOpEq | kOpNe;
 constexpr uint32_t kOrder = kEquality | kOpLe | kOpLt | kOpGe | kOpGt;

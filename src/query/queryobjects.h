@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "detail/scan.h"
 #include "query/filter.h"
 
 namespace tabulon {
@@ -33,7 +34,7 @@ struct FilterObject {
   uint32_t operators;  // operator bits that the object accepts
   // Turns a value into what the tests need and keeps it in `element`, whose `text` is the value.
   // A value that does not fit ends the run with its message.
-  void (*convert)(Filter& element);
+  void (*convert)(Filter& element, const Scan& scan);
 };
 extern const std::array<FilterObject, 22> filterObjects;
 constexpr uint32_t ObjectCode(const FilterObject& row) {

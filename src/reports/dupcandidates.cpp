@@ -7,7 +7,6 @@
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
-#include "detail/detailfile.h"
 #include "detail/recordreader.h"
 
 namespace tabulon {
@@ -24,10 +23,10 @@ constexpr size_t kEntriesAtOnce = 64 * 1024;
 constexpr size_t kLookAhead = 16;
 
 // Files that the scan can hold at most, whatever its totals say.
-uint64_t ExpectedFiles() {
-  const uint64_t size = FileWindow(dtlFile.get()).fileSize();
-  return std::min<uint64_t>(uint64_t{logRoot.files} + logRoot.directories,
-                            size / DetailRecordLayout().fixedSize);
+uint64_t ExpectedFiles(const Scan& scan) {
+  const uint64_t size = FileWindow(scan.dtlFile.get()).fileSize();
+  return std::min<uint64_t>(uint64_t{scan.logRoot.files} + scan.logRoot.directories,
+                            size / scan.layout().fixedSize);
 }
 
 }  // namespace
@@ -44,11 +43,13 @@ void SeenTable::Finish() {
   for (uint32_t& slot : waiting_) Mark(std::exchange(slot, kNone));
 }
 
-DupCandidates::DupCandidates(uint32_t fields, const DupLimits& limits, bool everyFile)
-    : runLimit_(limits.runFiles),
+DupCandidates::DupCandidates(const Scan& scan, uint32_t fields, const DupLimits& limits,
+                             bool everyFile)
+    : scan_(scan),
+      runLimit_(limits.runFiles),
       everyFile_(everyFile),
       key_(fields),
-      seen_(ExpectedFiles()),
+      seen_(ExpectedFiles(scan)),
       entries_(limits.gathered) {}
 
 void DupCandidates::Push(uint64_t position, uint32_t slot) {
@@ -83,9 +84,7 @@ void DupCandidates::Spill() {
 class DupCandidates::Reader {
  public:
   Reader(DupCandidates& owner, const std::function<void(const Candidate&)>& take)
-      : owner_(owner),
-        take_(take),
-        records_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher) {}
+      : owner_(owner), take_(take), records_(owner.scan_) {}
 
   void Read(const Entry* entries, size_t count) {
     for (size_t i = 0; i < count; ++i) {

@@ -79,8 +79,9 @@ static_assert(sizeof(Candidate) == 48);
 
 class DupCandidates {
  public:
-  // `fields`: the check fields. `everyFile` makes every file a candidate, a lone one too.
-  DupCandidates(uint32_t fields, const DupLimits& limits, bool everyFile);
+  // `fields`: the check fields. The scan must outlive this. `everyFile` makes every file a
+  // candidate, a lone one too.
+  DupCandidates(const Scan& scan, uint32_t fields, const DupLimits& limits, bool everyFile);
 
   // Gathers one file of the scan; returns true when the run before it was full.
   bool Gather(const ScanRecord& record);
@@ -103,6 +104,7 @@ class DupCandidates {
   void Spill();
   class Reader;
 
+  const Scan& scan_;
   uint32_t runLimit_;
   bool everyFile_;
   DupKey key_;

@@ -15,21 +15,21 @@ DupFinder& FinderOf(Report& report) {
 
 }  // namespace
 
-DupFinder::DupFinder(const Report& report)
+DupFinder::DupFinder(const Report& report, const Scan& scan)
     : files(dbgFlag ? std::make_unique<DupDebugFiles>() : nullptr),
-      candidates(report.dupFields, dupLimits, dbgFlag),
+      candidates(scan, report.dupFields, dupLimits, dbgFlag),
       groups(files.get(), dupLimits.sorted) {}
 
-void NewDuplicateTree(Report& report) {
-  report.work = std::make_unique<DupFinder>(report);
+void NewDuplicateTree(Report& report, const Scan& scan) {
+  report.work = std::make_unique<DupFinder>(report, scan);
 }
 
-void CheckDuplicates(Report& report, RecordBatch& batch) {
+void CheckDuplicates(Report& report, Pass& pass) {
   DupFinder& finder = FinderOf(report);
-  static ChosenRecords chosen;
-  ChoosePassing(report.plan, batch, chosen);
-  LookAtNamesFor(batch, chosen);
-  ForEachChosen(batch, chosen, [&](size_t i) {
+  RecordBatch& batch = pass.batch;
+  ChoosePassing(report.plan, pass);
+  LookAtNamesFor(pass);
+  ForEachChosen(pass, [&](size_t i) {
     if ((batch.fields(i).attributes() & kAttrDirectory) != 0) return;
     const bool runWasFull = finder.candidates.Gather(batch.At(i));
     if (runWasFull && finder.files) finder.files->NewRun();

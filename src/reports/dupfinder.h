@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "config/report.h"
-#include "detail/recordbatch.h"
+#include "detail/pass.h"
 #include "reports/dupcandidates.h"
 #include "reports/dupdebugfiles.h"
 #include "reports/dupgroups.h"
@@ -15,7 +15,7 @@ namespace tabulon {
 extern DupLimits dupLimits;  // for the finders that are made next
 
 struct DupFinder : ReportWork {
-  explicit DupFinder(const Report& report);
+  DupFinder(const Report& report, const Scan& scan);
 
   std::unique_ptr<DupDebugFiles> files;  // with -z only
   DupCandidates candidates;
@@ -23,9 +23,9 @@ struct DupFinder : ReportWork {
 };
 
 // Gives a duplicates report its finder, before the scan.
-void NewDuplicateTree(Report& report);
+void NewDuplicateTree(Report& report, const Scan& scan);
 // Enters records of the scan. Directories and records that the filter rejects are left out.
-void CheckDuplicates(Report& report, RecordBatch& batch);
+void CheckDuplicates(Report& report, Pass& pass);
 // Makes the groups and counts the duplicates into the report, after the scan.
 void DumpDuplicateTree(Report& report);
 

@@ -8,7 +8,6 @@
 #include "base/hugearray.h"
 #include "base/prefetch.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 #include "detail/recordreader.h"
 #include "reports/dupfinder.h"
 #include "reports/linewriter.h"
@@ -42,10 +41,8 @@ struct GroupPart {
 // A batch: parts of groups, their members, and what the members' records say.
 class Batch {
  public:
-  Batch()
-      : records_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher),
-        entries_(dupLimits.written),
-        text_(kTextRoom) {}
+  explicit Batch(const Scan& scan)
+      : records_(scan), entries_(dupLimits.written), text_(kTextRoom) {}
 
   // A text that the batch keeps: its ASCII form where there is one, else as it is stored. A stored
   // name has 16 bits of length.
@@ -188,9 +185,9 @@ void Batch::ReadRecord(const Place& from) {
 
 class Writer {
  public:
-  explicit Writer(Report& report)
-      : report_(report), writer_(report), times_(dateFmt), root_(writer_.NewText()) {
-    root_.Add(rootPath);
+  Writer(Report& report, const Scan& scan)
+      : report_(report), scan_(scan), writer_(report), times_(dateFmt), root_(writer_.NewText()) {
+    root_.Add(scan.rootPath);
   }
 
   void WriteBatch(Batch& batch) {
@@ -240,14 +237,16 @@ class Writer {
     batch.Assign(name_, entry.name);
     writer_.Add(std::string_view("  "));
     // Files before the first directory are in an empty one.
-    const wchar_t last =
-        batch.InDirectory(member) ? AddDirectory(report_, root_, directory_, writer_) : L'\0';
+    const wchar_t last = batch.InDirectory(member)
+                             ? AddDirectory(report_, scan_, root_, directory_, writer_)
+                             : L'\0';
     // A backslash is used whatever the scanned system's separator is. Kept so.
     if (last != L'\\') writer_.Add('\\');
     writer_.Add(name_).EndLine();
   }
 
   Report& report_;
+  const Scan& scan_;
   LineWriter writer_;
   FileTimeFormatter times_;
   EncodedText root_;
@@ -257,13 +256,13 @@ class Writer {
 
 }  // namespace
 
-void DuplicateReport(Report& report) {
+void DuplicateReport(Report& report, const Scan& scan) {
   DisplayReportFile(report);
   // A title of "none" is printed as it is here.
   if (!qvaOutput.IsOpen()) ReportEntry(report, L"\n---- %ls ----\n\n", report.title);
   DupGroups& groups = static_cast<DupFinder&>(*report.work).groups;
-  Writer writer(report);
-  Batch batch;
+  Writer writer(report, scan);
+  Batch batch(scan);
   DupGroup group;
   while (groups.Next(group)) {
     for (uint32_t done = 0; done < group.count;) {

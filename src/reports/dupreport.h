@@ -8,10 +8,11 @@
 #pragma once
 
 #include "config/report.h"
+#include "detail/scan.h"
 
 namespace tabulon {
 
 // Writes the groups that the finder has made.
-void DuplicateReport(Report& report);
+void DuplicateReport(Report& report, const Scan& scan);
 
 }  // namespace tabulon

@@ -12,7 +12,6 @@
 #include "base/foldcase.h"
 #include "base/unitcode.h"
 #include "btree/btree.h"
-#include "detail/detailfile.h"
 #include "detail/domainlist.h"
 #include "detail/scandetail.h"
 #include "query/batchfilter.h"
@@ -97,7 +96,7 @@ class EntryFront {
 };
 
 struct TypeWork : ReportWork {
-  explicit TypeWork(const Report& report);
+  TypeWork(const Report& report, const Scan& scan);
 
   size_t longest;  // extension that is counted, with its '.'
   std::deque<TypeEntry> entries;
@@ -117,21 +116,23 @@ const std::wstring& ExtensionOf(const void* key) {
   return *LoadLittle<ExtensionKey>(key);
 }
 
-// The order of extensions, without regard to letter case on a CIFS scan.
 int CompareExtensions(const void* a, uint32_t, const void* b, uint32_t) {
-  const std::wstring& x = ExtensionOf(a);
-  const std::wstring& y = ExtensionOf(b);
-  return rootType == kRootCifs ? CompareFolded(x, y) : CompareUnits(x, y);
+  return CompareUnits(ExtensionOf(a), ExtensionOf(b));
+}
+int CompareFoldedExtensions(const void* a, uint32_t, const void* b, uint32_t) {
+  return CompareFolded(ExtensionOf(a), ExtensionOf(b));
 }
 
-TreeHandle PlantTypeTree(bool byExtension) {
+// Letter case does not count in extensions of a CIFS scan (`foldCase`).
+TreeHandle PlantTypeTree(bool byExtension, bool foldCase) {
+  const TreeCompare byText = foldCase ? CompareFoldedExtensions : CompareExtensions;
   return TreePlant({.fanOut = 512,
                     .treeMemory = -513,
                     .keysPerKeyNode = byExtension ? 512U : 64U,
                     .maxKeyBytes = sizeof(ExtensionKey),
                     .extraBytes = sizeof(TypeEntry*),
                     .keyMemory = 10'000'000,
-                    .compare = byExtension ? CompareExtensions : nullptr});
+                    .compare = byExtension ? byText : nullptr});
 }
 
 // The entry with this key; null when there is none.
@@ -263,13 +264,13 @@ class IdFinder {
 };
 
 template <class Finder>
-void Classify(Report& report, RecordBatch& batch) {
-  static ChosenRecords chosen;
-  ChoosePassing(report.plan, batch, chosen);
-  if (chosen.count == 0) return;  // nobody needs the names
+void Classify(Report& report, Pass& pass) {
+  RecordBatch& batch = pass.batch;
+  ChoosePassing(report.plan, pass);
+  if (pass.chosen.count == 0) return;  // nobody needs the names
   Finder find(static_cast<TypeWork&>(*report.work), batch);
   const size_t sizeOffset = batch.layout().size;
-  ForEachChosen(batch, chosen, [&](size_t i) {
+  ForEachChosen(pass, [&](size_t i) {
     TypeEntry* entry = find(i);
     const uint64_t size = LoadU64(batch.fields(i).bytes() + sizeOffset);
     ++entry->count;
@@ -278,7 +279,7 @@ void Classify(Report& report, RecordBatch& batch) {
   });
 }
 
-void ClassifyNothing(Report&, RecordBatch&) {}
+void ClassifyNothing(Report&, Pass&) {}
 
 // How each type groups. Totals by owner count nothing.
 constexpr std::array<std::pair<uint32_t, Classifier>, 4> kGroupings = {{
@@ -288,10 +289,10 @@ constexpr std::array<std::pair<uint32_t, Classifier>, 4> kGroupings = {{
     {kReportGidTotals, Classify<IdFinder<&RecordLayout::gid>>},
 }};
 
-TypeWork::TypeWork(const Report& report)
+TypeWork::TypeWork(const Report& report, const Scan& scan)
     : longest(size_t{report.extLength} + 1),
-      tree(PlantTypeTree(report.type == kReportFiletypes)),
-      foldCase(rootType == kRootCifs),
+      tree(PlantTypeTree(report.type == kReportFiletypes, scan.isCifs())),
+      foldCase(scan.isCifs()),
       packs(!foldCase || FoldsAsciiPlainly()) {}
 
 struct SortKey {
@@ -320,8 +321,8 @@ TreeHandle SortEntries(Report& report, size_t& width) {
 
 }  // namespace
 
-Classifier NewClassifier(Report& report) {
-  report.work = std::make_unique<TypeWork>(report);
+Classifier NewClassifier(Report& report, const Scan& scan) {
+  report.work = std::make_unique<TypeWork>(report, scan);
   const auto row =
       std::ranges::find(kGroupings, report.type, &decltype(kGroupings)::value_type::first);
   return row != kGroupings.end() ? row->second : ClassifyNothing;

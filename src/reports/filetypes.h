@@ -6,7 +6,7 @@
 #include <string>
 
 #include "config/report.h"
-#include "detail/recordbatch.h"
+#include "detail/pass.h"
 
 namespace tabulon {
 
@@ -20,10 +20,10 @@ struct TypeEntry {
 
 // Counts each record, file or directory, under its key when it passes the report's filter and has
 // one.
-using Classifier = void (*)(Report& report, RecordBatch& batch);
+using Classifier = void (*)(Report& report, Pass& pass);
 
 // Gives a grouping report its tallies, before the scan, and returns what counts for its type.
-Classifier NewClassifier(Report& report);
+Classifier NewClassifier(Report& report, const Scan& scan);
 
 // Writes the tallies of a grouping report in the chosen order and frees them. REQUIRES: it has
 // tallies.

@@ -5,7 +5,6 @@
 
 #include "base/utils.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 #include "detail/recordreader.h"
 #include "reports/csvcolumns.h"
 #include "reports/linewriter.h"
@@ -23,16 +22,17 @@ constexpr size_t kLookAhead = 8;
 // order but for a step back from a window's start to the directory of its first records.
 class Listing {
  public:
-  explicit Listing(Report& report)
+  Listing(Report& report, const Scan& scan)
       : report_(report),
+        scan_(scan),
         writer_(report),
         times_(dateFmt),
-        records_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher),
+        records_(scan),
         root_(writer_.NewText()),
         directory_(writer_.NewText()),
         prefix_(writer_.NewText()) {
-    root_.Add(rootPath);
-    prefix_.Add(pathSep);
+    root_.Add(scan.rootPath);
+    prefix_.Add(scan.pathSep);
   }
 
   void WriteTitle() {
@@ -52,10 +52,9 @@ class Listing {
       // Reading the streams moves the window, so the texts are kept aside.
       name_.AssignCopy(view_.name);
       target_.AssignCopy(view_.target);
-      fixed_.assign(reinterpret_cast<const char*>(view_.fields.bytes()),
-                    DetailRecordLayout().fixedSize);
-      view_.fields = RecordFields(reinterpret_cast<const unsigned char*>(fixed_.data()),
-                                  &DetailRecordLayout());
+      fixed_.assign(reinterpret_cast<const char*>(view_.fields.bytes()), scan_.layout().fixedSize);
+      view_.fields =
+          RecordFields(reinterpret_cast<const unsigned char*>(fixed_.data()), &scan_.layout());
     } else {
       view_.LookAtName(name_);
       target_.Assign(view_.target);
@@ -74,9 +73,9 @@ class Listing {
     }
     directory_.Clear();
     prefix_.Clear();
-    const wchar_t last = AddDirectory(report_, root_, name_, directory_);
+    const wchar_t last = AddDirectory(report_, scan_, root_, name_, directory_);
     prefix_.Add(directory_);
-    if (last != pathSep) prefix_.Add(pathSep);
+    if (last != scan_.pathSep) prefix_.Add(scan_.pathSep);
     if (!ShowsFullPaths(report_)) WriteDirectoryHeading(report_, writer_, directory_);
   }
 
@@ -121,6 +120,7 @@ class Listing {
   }
 
   Report& report_;
+  const Scan& scan_;
   LineWriter writer_;
   FileTimeFormatter times_;
   RecordReader records_;
@@ -136,9 +136,9 @@ class Listing {
 
 }  // namespace
 
-void DisplayReport(Report& report) {
+void DisplayReport(Report& report, const Scan& scan) {
   DisplayReportFile(report);
-  Listing listing(report);
+  Listing listing(report, scan);
   listing.WriteTitle();
   if (!report.positions.IsOpen()) return;
   report.positions.Rewind();

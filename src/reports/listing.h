@@ -9,10 +9,11 @@
 #pragma once
 
 #include "config/report.h"
+#include "detail/scan.h"
 
 namespace tabulon {
 
 // Writes a listing report from the positions that the scan has noted.
-void DisplayReport(Report& report);
+void DisplayReport(Report& report, const Scan& scan);
 
 }  // namespace tabulon

@@ -13,10 +13,10 @@
 namespace tabulon {
 namespace {
 
-using Offer = void (*)(Report& report, RecordBatch& batch);
+using Offer = void (*)(Report& report, Pass& pass);
 
-Offer NewDuplicateCheck(Report& report) {
-  NewDuplicateTree(report);
+Offer NewDuplicateCheck(Report& report, const Scan& scan) {
+  NewDuplicateTree(report, scan);
   return CheckDuplicates;
 }
 
@@ -25,8 +25,9 @@ struct OfferRow {
   uint32_t mask;
   // The report's type under the mask; 0: any bit of the mask, or any type where there is no mask.
   uint32_t type;
-  bool looks;                        // false: reports of this type look at no record
-  Offer (*prepare)(Report& report);  // makes the report ready; null: it lists what is selected
+  bool looks;  // false: reports of this type look at no record
+  Offer (*prepare)(Report& report,
+                   const Scan& scan);  // makes the report ready; null: it lists what is selected
 };
 constexpr OfferRow kOffers[] = {
     {~0U, kReportDuplicates, true, NewDuplicateCheck},
@@ -51,7 +52,6 @@ struct Watch {
   Report* report;
   RecordSelector selector;  // of a listing
 };
-std::vector<Watch> watches;
 
 // Notes a record that a listing has selected.
 void Note(Report& report, const ScanRecord& record) {
@@ -61,46 +61,44 @@ void Note(Report& report, const ScanRecord& record) {
   }
   ++report.count;
   report.totalBytes += record.fields().size();
-  report.allocatedBytes += record.allocatedSize;
+  report.allocatedBytes += AllocatedSize(record.fields().size());
 }
 
 // A listing notes the records that its type and its filter select.
-void OfferToList(const Watch& watch, RecordBatch& batch) {
-  static ChosenRecords chosen;
-  ChoosePassing(watch.report->plan, batch, chosen);
-  ForEachChosen(batch, chosen, [&](size_t i) {
-    const ScanRecord& record = batch.At(i);
+void OfferToList(const Watch& watch, Pass& pass) {
+  ChoosePassing(watch.report->plan, pass);
+  ForEachChosen(pass, [&](size_t i) {
+    const ScanRecord& record = pass.batch.At(i);
     if (watch.selector.Selects(record)) Note(*watch.report, record);
   });
 }
 
-void OfferBatch(RecordBatch& batch) {
-  for (const Watch& watch : watches) {
-    if (watch.offer != nullptr) {
-      watch.offer(*watch.report, batch);
-    } else {
-      OfferToList(watch, batch);
-    }
-  }
-}
-
 }  // namespace
 
-void ScanReports() {
-  watches.clear();
+void ScanReports(const Scan& scan) {
+  std::vector<Watch> watches;
   for (Report& report : reportList) {
     const OfferRow& row = OfferOf(report.type);
     if (report.active == 0 || !row.looks) continue;
-    const RecordSelector selector = SelectorOf(report.type);
+    const RecordSelector selector = SelectorOf(report.type, scan);
     if (row.prepare != nullptr) {
-      watches.push_back({row.prepare(report), &report, selector});
+      watches.push_back({row.prepare(report, scan), &report, selector});
     } else if (!selector.never) {
       watches.push_back({nullptr, &report, selector});
     }
   }
+  const auto offer = [&](Pass& pass) {
+    for (const Watch& watch : watches) {
+      if (watch.offer != nullptr) {
+        watch.offer(*watch.report, pass);
+      } else {
+        OfferToList(watch, pass);
+      }
+    }
+  };
   // With -z the duplicates reports tell of files that they fill. One record at a time, their lines
   // come in the order of the records, among themselves and between the marks of -p.
-  ScanDetail(OfferBatch, dbgFlag ? 1 : RecordBatch::kMost);
+  ScanDetail(scan, offer, dbgFlag ? 1 : RecordBatch::kMost);
   for (const Watch& watch : watches) {
     if (watch.offer == CheckDuplicates) DumpDuplicateTree(*watch.report);
   }

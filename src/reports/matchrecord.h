@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "detail/scan.h"
+
 namespace tabulon {
 
 // What a listing report keeps of a matching record.
@@ -13,7 +15,7 @@ struct PositionPair {
 };
 static_assert(sizeof(PositionPair) == 16);
 
-// Scans the open detail file once for all reports of `reportList`.
-void ScanReports();
+// Reads the scan once for all reports of `reportList`.
+void ScanReports(const Scan& scan);
 
 }  // namespace tabulon

@@ -1,16 +1,15 @@
 #include "reports/reportdir.h"
 
 #include "config/settings.h"
-#include "detail/detailfile.h"
 
 namespace tabulon {
 
-ShownDirectory ShowDirectory(const Report& report, const RecordText& name) {
+ShownDirectory ShowDirectory(const Report& report, const Scan& scan, const RecordText& name) {
   if ((report.flags & kFlagRelative) != 0) return {false, 0};
   const size_t length = name.Visit([](auto text) { return text.size(); });
   if (length == 1) return {true, 1};  // the root itself
   // A root that ends in a separator takes the place of the name's leading one.
-  const bool rootHasSeparator = diskLtrRoot || rootPath.size() == 1;
+  const bool rootHasSeparator = scan.diskLtrRoot || scan.rootPath.size() == 1;
   return {true, rootHasSeparator && length > 0 ? size_t{1} : 0};
 }
 

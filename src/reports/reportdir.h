@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "config/report.h"
-#include "detail/detailfile.h"
 #include "detail/recordtext.h"
+#include "detail/scan.h"
 #include "reports/linewriter.h"
 
 namespace tabulon {
@@ -18,17 +18,17 @@ struct ShownDirectory {
   bool withRoot;
   size_t dropped;
 };
-ShownDirectory ShowDirectory(const Report& report, const RecordText& name);
+ShownDirectory ShowDirectory(const Report& report, const Scan& scan, const RecordText& name);
 
 // Adds the path of the directory named `name` to a line or a text: behind the root path in the
 // "absolute" path form, as it is in the "relative" one. Returns the path's last unit; 0 when it is
 // empty. `root`: the root path.
 template <class Out>
-wchar_t AddDirectory(const Report& report, const EncodedText& root, const RecordText& name,
-                     Out& out) {
-  const ShownDirectory shown = ShowDirectory(report, name);
+wchar_t AddDirectory(const Report& report, const Scan& scan, const EncodedText& root,
+                     const RecordText& name, Out& out) {
+  const ShownDirectory shown = ShowDirectory(report, scan, name);
   if (shown.withRoot) out.Add(root);
-  const wchar_t rootEnd = shown.withRoot && !rootPath.empty() ? rootPath.back() : L'\0';
+  const wchar_t rootEnd = shown.withRoot && !scan.rootPath.empty() ? scan.rootPath.back() : L'\0';
   return name.Visit([&](auto path) {
     path.remove_prefix(shown.dropped);
     out.Add(path);

@@ -7,7 +7,6 @@
 
 #include "base/endian.h"
 #include "config/settings.h"
-#include "detail/securityobjects.h"
 #include "reports/reportwriter.h"
 
 namespace tabulon {
@@ -97,14 +96,14 @@ void WriteHeading(Report& report) {
 
 }  // namespace
 
-void DisplaySidUse(Report& report) {
+void DisplaySidUse(Report& report, const Scan& scan) {
   DisplayReportFile(report);
   WriteHeading(report);
-  if (sidDisplayTree == nullptr) return;
+  if (scan.security == nullptr) return;
+  Tree* const tree = scan.security->sidDisplayTree.get();
 
   const SidObject* written = nullptr;  // the row above
-  for (KeyRecord record = TreeLowKey(sidDisplayTree); record;
-       record = TreeNextKey(sidDisplayTree)) {
+  for (KeyRecord record = TreeLowKey(tree); record; record = TreeNextKey(tree)) {
     const SidObject* sid = LoadLittle<DisplayKey>(record.key()).sid;
     if (sid->firstCount == 0) continue;
     if (report.format == kFormatCsv) {

@@ -3,10 +3,11 @@
 #pragma once
 
 #include "config/report.h"
+#include "detail/scan.h"
 
 namespace tabulon {
 
 // Writes the report from the tree of SIDs in display order.
-void DisplaySidUse(Report& report);
+void DisplaySidUse(Report& report, const Scan& scan);
 
 }  // namespace tabulon

@@ -7,7 +7,6 @@
 #include "base/loganderr.h"
 #include "config/reportdefs.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 #include "detail/scandetail.h"
 #include "reports/reportwriter.h"
 #include "reports/valueformat.h"
@@ -15,8 +14,8 @@
 namespace tabulon {
 namespace {
 
-std::wstring_view ScanKind() {
-  return rootType == kRootCifs ? L"CIFS" : L"NFS";
+std::wstring_view ScanKindName(const Scan& scan) {
+  return scan.isCifs() ? L"CIFS" : L"NFS";
 }
 
 // A line for one of the root block's counts, written when the count is above 0.
@@ -40,66 +39,68 @@ constexpr std::array<CountLine, 9> kCifsCounts = {{
     {L"   Junction Points: %d\n", kCifsJunctions},
 }};
 
-void WriteCounts(Report& report, std::span<const CountLine> lines) {
+void WriteCounts(Report& report, const Scan& scan, std::span<const CountLine> lines) {
   for (const CountLine& line : lines) {
-    const uint32_t count = logRoot.counts[line.index];
+    const uint32_t count = scan.logRoot.counts[line.index];
     if (count > 0) ReportEntry(report, line.format, count);
   }
 }
 
-void WriteSource(Report& report, std::string_view dtlName, const VersionBlock& version) {
+void WriteSource(Report& report, const SummarySource& source) {
+  const Scan& scan = source.scan;
+  const VersionBlock& version = scan.version;
   TimeText created;
   ReportEntry(report, L"\n\nVelmora Filesystem Audit Summary Report\n\n");
-  ReportEntry(report, L"Source file: %s, Created: %ls\n\n", dtlName,
-              FormatFileTime(logHdr.scanTime, L"%a, %#d %b, %Y at %X", created));
-  ReportEntry(report, L"Server: %ls", srvrName);
-  if (dtlVersionHdrPresent) {
+  ReportEntry(report, L"Source file: %s, Created: %ls\n\n", source.dtlName,
+              FormatFileTime(scan.logHdr.scanTime, L"%a, %#d %b, %Y at %X", created));
+  ReportEntry(report, L"Server: %ls", scan.srvrName);
+  if (scan.dtlVersionHdrPresent) {
     ReportEntry(report, L"\n\nScan Version : %s\nBuild Platform : %s\nBuild Architecture : %s\n\n",
                 version.scanVersion, version.buildPlatform, version.buildArchitecture);
     // Standard output gets them too, without a line end, wherever the report goes. Kept so.
     ConsoleEntry(Console(), L"%s %s %s", version.scanVersion, version.buildPlatform,
                  version.buildArchitecture);
   }
-  if (!tagStr.starts_with(L' ')) ReportEntry(report, L",  QVA tag: %ls", tagStr);
+  if (!scan.tagStr.starts_with(L' ')) ReportEntry(report, L",  QVA tag: %ls", scan.tagStr);
 }
 
-void WriteRootName(Report& report) {
-  ReportEntry(report, L"\n---- Totals for %ls root: %ls", ScanKind(), rootPath);
-  if (!rootPath.starts_with(L'\\')) {
-    if (sharePathKnown) {
-      ReportEntry(report, L" (%ls)", sharePath);
+void WriteRootName(Report& report, const Scan& scan) {
+  ReportEntry(report, L"\n---- Totals for %ls root: %ls", ScanKindName(scan), scan.rootPath);
+  if (!scan.rootPath.starts_with(L'\\')) {
+    if (scan.sharePathKnown) {
+      ReportEntry(report, L" (%ls)", scan.sharePath);
     } else {
-      ReportEntry(report, L" (local %ls)", rootType == kRootCifs ? L"disk" : L"filesystem");
+      ReportEntry(report, L" (local %ls)", scan.isCifs() ? L"disk" : L"filesystem");
     }
   }
   ReportEntry(report, L"\n\n");
 }
 
-void WriteTotals(Report& report) {
+void WriteTotals(Report& report, const Scan& scan) {
   ValueText text;
-  ReportEntry(report, L"       Directories: %d\n", logRoot.directories);
-  if (logRoot.emptyDirectories > 0) {
-    ReportEntry(report, L"        Empty dirs: %d\n", logRoot.emptyDirectories);
+  ReportEntry(report, L"       Directories: %d\n", scan.logRoot.directories);
+  if (scan.logRoot.emptyDirectories > 0) {
+    ReportEntry(report, L"        Empty dirs: %d\n", scan.logRoot.emptyDirectories);
   }
-  ReportEntry(report, L"             Files: %d\n", logRoot.files);
-  ReportEntry(report, L"   Total file size: %ls\n", EditValue(logRoot.totalFileSize, text));
+  ReportEntry(report, L"             Files: %d\n", scan.logRoot.files);
+  ReportEntry(report, L"   Total file size: %ls\n", EditValue(scan.logRoot.totalFileSize, text));
   if (allocSize != 0) {
     ReportEntry(report, L"    Allocated size: %ls\n", EditValue(allocSize, text));
   }
-  ReportEntry(report, L"   Volume capacity: %ls\n", EditValue(logRoot.volumeCapacity, text));
-  ReportEntry(report, L"   Available space: %ls\n", EditValue(logRoot.availableSpace, text));
+  ReportEntry(report, L"   Volume capacity: %ls\n", EditValue(scan.logRoot.volumeCapacity, text));
+  ReportEntry(report, L"   Available space: %ls\n", EditValue(scan.logRoot.availableSpace, text));
 }
 
-void WriteSecurityCounts(Report& report) {
-  ReportEntry(report, L"\n        Unique SDs: %d\n", logHdr.uniqueSds);
-  ReportEntry(report, L"              SIDs: %d\n", logHdr.sids);
-  if (logHdr.orphanedSids > 0) {
-    ReportEntry(report, L"         orphaned SIDs: %d\n", logHdr.orphanedSids);
+void WriteSecurityCounts(Report& report, const Scan& scan) {
+  ReportEntry(report, L"\n        Unique SDs: %d\n", scan.logHdr.uniqueSds);
+  ReportEntry(report, L"              SIDs: %d\n", scan.logHdr.sids);
+  if (scan.logHdr.orphanedSids > 0) {
+    ReportEntry(report, L"         orphaned SIDs: %d\n", scan.logHdr.orphanedSids);
   }
-  if (logHdr.orphanedAsOwner > 0) {
-    ReportEntry(report, L"              as owner: %d\n", logHdr.orphanedAsOwner);
+  if (scan.logHdr.orphanedAsOwner > 0) {
+    ReportEntry(report, L"              as owner: %d\n", scan.logHdr.orphanedAsOwner);
   }
-  if (hasSACLs) {
+  if (scan.hasSACLs) {
     ReportEntry(report, L"      SACLs are present\n");
   } else {
     ReportEntry(report, L"      SACLs are not present\n");
@@ -130,47 +131,52 @@ struct DateBands {
 // The fields of the CSV form, by code.
 struct SummaryField {
   SummaryFieldCode code;
-  void (*write)(Report& report, std::string_view dtlName);
+  void (*write)(Report& report, const SummarySource& source);
 };
+using Source = SummarySource;
 constexpr std::array<SummaryField, 11> kSummaryFields = {{
-    {kSummaryTag, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", tagStr); }},
-    {kSummaryServer, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", fsysHost); }},
-    {kSummaryRoot, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", qvaRoot); }},
-    {kSummaryType, [](Report& r, std::string_view) { ReportEntry(r, L"%ls", ScanKind()); }},
+    {kSummaryTag, [](Report& r, const Source& s) { ReportEntry(r, L"%ls", s.scan.tagStr); }},
+    {kSummaryServer, [](Report& r, const Source& s) { ReportEntry(r, L"%ls", s.scan.fsysHost); }},
+    {kSummaryRoot, [](Report& r, const Source& s) { ReportEntry(r, L"%ls", s.qvaRoot); }},
+    {kSummaryType,
+     [](Report& r, const Source& s) { ReportEntry(r, L"%ls", ScanKindName(s.scan)); }},
     {kSummaryTimestamp,
-     [](Report& r, std::string_view) {
+     [](Report& r, const Source& s) {
        const wchar_t* format = dateFmt ? dateFmt->c_str() : nullptr;
        TimeText text;
-       ReportEntry(r, L"%ls", FormatFileTime(logHdr.scanTime, format, text));
+       ReportEntry(r, L"%ls", FormatFileTime(s.scan.logHdr.scanTime, format, text));
      }},
     {kSummaryTotalBytes,
-     [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.volumeCapacity); }},
+     [](Report& r, const Source& s) { ReportEntry(r, L"%lld", s.scan.logRoot.volumeCapacity); }},
     {kSummaryFreeBytes,
-     [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.availableSpace); }},
+     [](Report& r, const Source& s) { ReportEntry(r, L"%lld", s.scan.logRoot.availableSpace); }},
     {kSummaryFileSize,
-     [](Report& r, std::string_view) { ReportEntry(r, L"%lld", logRoot.totalFileSize); }},
-    {kSummaryFiles, [](Report& r, std::string_view) { ReportEntry(r, L"%d", logRoot.files); }},
-    {kSummaryDirs, [](Report& r, std::string_view) { ReportEntry(r, L"%d", logRoot.directories); }},
-    {kSummaryDtlName, [](Report& r, std::string_view dtlName) { ReportEntry(r, L"%s", dtlName); }},
+     [](Report& r, const Source& s) { ReportEntry(r, L"%lld", s.scan.logRoot.totalFileSize); }},
+    {kSummaryFiles,
+     [](Report& r, const Source& s) { ReportEntry(r, L"%d", s.scan.logRoot.files); }},
+    {kSummaryDirs,
+     [](Report& r, const Source& s) { ReportEntry(r, L"%d", s.scan.logRoot.directories); }},
+    {kSummaryDtlName, [](Report& r, const Source& s) { ReportEntry(r, L"%s", s.dtlName); }},
 }};
 
 }  // namespace
 
-void SummaryReport(Report& report, std::string_view dtlName, const VersionBlock& version) {
+void SummaryReport(Report& report, const SummarySource& source) {
   DisplayReportFile(report);
   if (report.format == kFormatCsv) {
-    SummaryCsvReport(report, dtlName);
+    SummaryCsvReport(report, source);
     return;
   }
   DisplayReportFile(report);  // the text form is announced twice. Kept so.
-  WriteSource(report, dtlName, version);
-  WriteRootName(report);
-  WriteTotals(report);
-  if (rootType == kRootCifs) {
-    WriteCounts(report, kCifsCounts);
-    WriteSecurityCounts(report);
+  const Scan& scan = source.scan;
+  WriteSource(report, source);
+  WriteRootName(report, scan);
+  WriteTotals(report, scan);
+  if (scan.isCifs()) {
+    WriteCounts(report, scan, kCifsCounts);
+    WriteSecurityCounts(report, scan);
   } else {
-    WriteCounts(report, kNfsCounts);
+    WriteCounts(report, scan, kNfsCounts);
   }
   ReportEntry(report, L"\n");
   if (!sizeBands.empty()) WriteSizeBands(report);
@@ -180,13 +186,13 @@ void SummaryReport(Report& report, std::string_view dtlName, const VersionBlock&
   }
 }
 
-void SummaryCsvReport(Report& report, std::string_view dtlName) {
+void SummaryCsvReport(Report& report, const SummarySource& source) {
   bool first = true;
   for (const char code : report.fields) {
     if (!first) ReportEntry(report, L"%c", csvSep);
     first = false;
     for (const SummaryField& field : kSummaryFields) {
-      if (field.code == code) field.write(report, dtlName);
+      if (field.code == code) field.write(report, source);
     }
   }
   ReportEntry(report, L"\n");

@@ -82,27 +82,27 @@ TEST_F(ConfigFile, SectionsSplitKeysAndValues) {
 }
 
 TEST_F(ConfigFile, ParametersThatNoReportShows) {
-  ParameterLine(L"timebase", L"NOW");
-  ParameterLine(L"timebase", L"scandate");
+  ParameterLine(L"timebase", L"NOW", scan_);
+  ParameterLine(L"timebase", L"scandate", scan_);
   EXPECT_EQ(scanDateRelative, 0U) << "now stays now";
-  for (const wchar_t* units : {L"utfbytes", L"bytes"}) ParameterLine(L"maxpathunits", units);
+  for (const wchar_t* units : {L"utfbytes", L"bytes"}) ParameterLine(L"maxpathunits", units, scan_);
   EXPECT_EQ(maxPathUnits, kPathWideBytes);
-  ParameterLine(L"permissionform", L"Hex");
+  ParameterLine(L"permissionform", L"Hex", scan_);
   EXPECT_EQ(aclPerms, 3U);
   EXPECT_EQ(LargeNumericParameter(L"k", L"5G"), 5368709120U);
   EXPECT_FATAL(LargeNumericParameter(L"k", L"5GB"), "Invalid numeric argument: k=5GB\n");
 }
 
 TEST_F(ConfigFile, BandsHaveTheirLimits) {
-  ParameterLine(L"filesizebands", L"");
+  ParameterLine(L"filesizebands", L"", scan_);
   EXPECT_THAT(sizeBands.limits, ElementsAre(0, uint64_t{INT64_MAX}));
-  ParameterLine(L"filesizebands", L"1,9223372036854775809");
+  ParameterLine(L"filesizebands", L"1,9223372036854775809", scan_);
   UpdateSizeBands(uint64_t{1} << 63);
   EXPECT_EQ(SizeBandCount(1), 1U);
   setenv("TZ", "UTC", 1);
   constexpr uint64_t kDay = 86400, kMidnight = kDay * 400;
-  logHdr.scanTime = kMidnight + 3600;
-  for (const wchar_t* days : {L"1d", L"1y,30D,2w,0d"}) ParameterLine(L"MDATEBANDS", days);
+  scan_.logHdr.scanTime = kMidnight + 3600;
+  for (const wchar_t* days : {L"1d", L"1y,30D,2w,0d"}) ParameterLine(L"MDATEBANDS", days, scan_);
   EXPECT_THAT(mdateBands.limits, ElementsAre(kMidnight - 365 * kDay, kMidnight - 30 * kDay,
                                              kMidnight - 14 * kDay, kMidnight));
 }

@@ -15,7 +15,6 @@
 #include "config/report.h"
 #include "config/settings.h"
 #include "detail/bands.h"
-#include "detail/detailfile.h"
 #include "detail/recordclass.h"
 #include "detail/scandetail.h"
 #include "query/classlist.h"
@@ -23,16 +22,13 @@
 #include "query/filter.h"
 #include "support.h"
 #include "tests/ending.h"
+#include "tests/support/openscan.h"
 
 namespace tabulon {
 
 class ConfigTest : public ::testing::Test {
  protected:
-  ConfigTest() {
-    ForgetConfiguration();
-    ResetDetailFile();
-    rootType = kRootNfs;
-  }
+  ConfigTest() { ForgetConfiguration(); }
   ~ConfigTest() override { ForgetConfiguration(); }
 
   static void ForgetConfiguration() {
@@ -53,7 +49,7 @@ class ConfigTest : public ::testing::Test {
   // earlier setting names one.
   void Read(std::string_view text) {
     if (!reportDir) reportDir = directory() + "/reports";
-    ProcessConfigFile(File(text).c_str());
+    ProcessConfigFile(File(text).c_str(), scan_);
   }
   // The path of a configuration file of this text.
   std::string File(std::string_view text) const {
@@ -64,6 +60,8 @@ class ConfigTest : public ::testing::Test {
   std::string Path(std::string_view name) const { return dir_ / name; }
 
   static std::wstring Wide(std::string_view ascii) { return {ascii.begin(), ascii.end()}; }
+
+  Scan scan_ = ScanOfKind(kRootNfs);
 
  private:
   TempDir dir_;

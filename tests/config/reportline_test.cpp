@@ -21,15 +21,15 @@ class ReportLines : public ConfigTest {
  protected:
   ReportLines() { reportDir = directory(); }
 
-  static Report& Add(const wchar_t* type) {
+  Report& Add(const wchar_t* type) {
     Report& report = reportList.emplace_back();
-    ReportLine(L"type", type, report);
+    ReportLine(L"type", type, report, scan_);
     return report;
   }
-  static Report& SetUp(const wchar_t* type, const wchar_t* file) {
+  Report& SetUp(const wchar_t* type, const wchar_t* file) {
     Report& report = Add(type);
-    ReportLine(L"reportfile", file, report);
-    InitializeReportEntry(report);
+    ReportLine(L"reportfile", file, report, scan_);
+    InitializeReportEntry(report, scan_);
     return report;
   }
 };
@@ -40,11 +40,12 @@ TEST_F(ReportLines, SummaryAndSidUseMoveToTheFront) {
   for (const wchar_t* type : {L"Summary", L"SIDUSE", L"summary"}) Add(type);
   // Entries keep their identity: lines that follow reach the right report, and replace earlier ones
   // except the duplicates' fields.
-  ReportLine(L"title", L"first", first);
-  for (const wchar_t* value : {L"yes", L"no"}) ReportLine(L"totals", value, first);
-  for (const wchar_t* value : {L"Name,mdate", L"size,CDATE"}) ReportLine(L"dupcheck", value, first);
+  ReportLine(L"title", L"first", first, scan_);
+  for (const wchar_t* value : {L"yes", L"no"}) ReportLine(L"totals", value, first, scan_);
+  for (const wchar_t* value : {L"Name,mdate", L"size,CDATE"})
+    ReportLine(L"dupcheck", value, first, scan_);
   for (const wchar_t* value : {L"size,mdate", L"uid,uid,attrs"})
-    ReportLine(L"fields", value, first);
+    ReportLine(L"fields", value, first, scan_);
   EXPECT_EQ(first.flags & kFlagTotals, 0U);
   EXPECT_EQ(first.dupFields, kDupName | kDupMdate | kDupSize | kDupCdate);
   EXPECT_EQ(first.fields, "\x1\x4F\x4F\x88");
@@ -80,7 +81,7 @@ TEST_F(ReportLines, ScanGoesOnWithoutAPositionFile) {
   Report& report = Add(L"custom");
   const auto run = [&] {
     OpenLogErrFiles(0, Path("list").c_str(), nullptr);
-    InitializeReportEntry(report);
+    InitializeReportEntry(report, scan_);
     CloseLogErrFiles();
   };
   EXPECT_ENDS(run(), 0,

@@ -118,8 +118,8 @@ class InPlaceTest : public FileCompressTest {
     WriteFile(path_, bytes);
     chmod(path_.c_str(), 0604);
   }
-  void Open() { dtlFile = OpenDtlFile(path_.c_str(), "rb", &mark_); }
-  void Close() { CloseDtlFile(std::move(dtlFile), path_.c_str(), mark_); }
+  void Open() { file_ = OpenDtlFile(path_.c_str(), "rb", &mark_); }
+  void Close() { CloseDtlFile(std::move(file_), path_.c_str(), mark_); }
   // A run that only closes what some other run has opened.
   RunResult RunClosing() {
     mark_ = 1;
@@ -129,6 +129,7 @@ class InPlaceTest : public FileCompressTest {
   const std::string plain_ = BuildDtl({.tail = SomeBytes(4000)});
   const std::string packed_ = CompressedBy(1, plain_);
   uint32_t mark_ = 0;
+  UniqueFd file_;
 };
 
 TEST_F(InPlaceTest, PlainFilesAreLeftAlone) {
@@ -136,7 +137,7 @@ TEST_F(InPlaceTest, PlainFilesAreLeftAlone) {
     Put(bytes);
     const RunResult result = RunInChild([&] {
       Open();
-      if (mark_ != 0 || lseek(dtlFile.get(), 0, SEEK_CUR) != 0) std::exit(3);
+      if (mark_ != 0 || lseek(file_.get(), 0, SEEK_CUR) != 0) std::exit(3);
       Close();
     });
     EXPECT_EQ(result.status, 0);

@@ -51,9 +51,9 @@ std::wstring WideName(const std::string& stored) {
 }
 
 // Name as stored and widened, target, directory, whether there is a target, position, position of
-// the directory, size, allocated size and number of streams.
+// the directory, size and number of streams.
 using Whole = std::tuple<std::string, std::wstring, std::string, std::wstring, bool, uint64_t,
-                         uint64_t, uint64_t, uint64_t, int32_t>;
+                         uint64_t, uint64_t, int32_t>;
 
 Whole Copy(const ScanRecord& record) {
   const RecordView& view = record.view;
@@ -65,7 +65,6 @@ Whole Copy(const ScanRecord& record) {
           view.position,
           record.directoryPosition,
           record.fields().size(),
-          record.allocatedSize,
           view.streamCount};
 }
 
@@ -85,8 +84,7 @@ std::vector<Whole> Expected(const ScanSpec& scan) {
     const size_t streams = scan.kind == ScanKind::kCifs ? spec.streams.size() : 0;
     expected.emplace_back(spec.name + '\0', WideName(spec.name),
                           hasTarget ? spec.target + '\0' : "", directory, hasTarget, map.records[i],
-                          directoryPosition, spec.size, AllocatedSize(spec.size),
-                          static_cast<int32_t>(streams));
+                          directoryPosition, spec.size, static_cast<int32_t>(streams));
   }
   return expected;
 }
@@ -109,14 +107,14 @@ void ExpectNames(RecordBatch& batch, std::span<const RecordSpec> records) {
 TEST(RecordBatch, ShowsTheRecordsOfTheFile) {
   constexpr uint64_t kWindow = 16 << 20;
   std::mt19937 random(11);
-  fileIncr = 512;
   for (const ScanKind kind : {ScanKind::kNfs, ScanKind::kCifs}) {
     const ScanSpec scan = RandomScan(kind, 16'000, random);
     const std::vector<Whole> expected = Expected(scan);
     ASSERT_GT(std::get<5>(expected.back()), kWindow);
     size_t done = 0;
     size_t fullUnknown = 0, fullKnown = 0;
-    ForEachBatch(scan, [&](RecordBatch& batch) {
+    ForEachBatch(scan, [&](Pass& at) {
+      RecordBatch& batch = at.batch;
       ASSERT_LE(done + batch.size(), expected.size());
       const auto records = std::span(scan.records).subspan(done, batch.size());
       (batch.namesKnown() ? fullKnown : fullUnknown) += batch.size() == RecordBatch::kMost;
@@ -135,7 +133,6 @@ TEST(RecordBatch, ShowsTheRecordsOfTheFile) {
     const bool streamsKeepBatchesShort = kind == ScanKind::kCifs;
     EXPECT_TRUE(streamsKeepBatchesShort || std::min(fullKnown, fullUnknown) > 5);
   }
-  fileIncr = 0;
 }
 
 // Who looks at a name in place reads so far, whatever the file ends with.
@@ -145,10 +142,8 @@ TEST(RecordBatch, RecordsReadAheadHaveRoomBehindTheStartOfTheName) {
   DtlMap map;
   const std::string bytes = BuildDtl(scan, &map);
   map.records.push_back(map.recordsEnd);
-  const TempDir dir;
   for (uint64_t size = map.records.front(); size <= bytes.size(); ++size) {
-    WriteFile(dir / "scan", bytes.substr(0, size));
-    const UniqueFd file(open((dir / "scan").c_str(), O_RDONLY));
+    const UniqueFd file = FileInMemory(bytes.substr(0, size));
     RecordReader reader(file.get(), kNfsRecord, false);
     RecordView view;
     uint64_t position = map.records.front();

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "detail/bands.h"
-#include "detail/detailfile.h"
 #include "detail/reporttype.h"
 #include "query/testrecord.h"
 
@@ -15,7 +14,6 @@ namespace {
 class RecordClassTest : public testing::Test {
  protected:
   ~RecordClassTest() override {
-    ResetDetailFile();
     maxPath = 1024;
     maxPathUnits = kPathUtfBytes;
     isoCodepage = 1;
@@ -35,14 +33,15 @@ TEST_F(RecordClassTest, PathLengths) {
   };
   // clang-format on
   for (const auto& row : rows) {
-    const TestRecord record(row.directory, {.name = row.name});
+    const Scan scan;
+    const TestRecord record(scan, row.directory, {.name = row.name});
     for (const auto& [units, length] : {std::pair{kPathCharacters, row.characters},
                                         {kPathWideBytes, row.bytes},
                                         {kPathUtfBytes, row.utfBytes}}) {
       maxPathUnits = units;
       for (const uint32_t limit : {length, length - 1}) {
         maxPath = limit;
-        EXPECT_EQ(RecordSelected(kReportLongPaths, *record), limit < length)
+        EXPECT_EQ(RecordSelected(kReportLongPaths, scan, *record), limit < length)
             << row.directory << " " << row.name << " " << units;
       }
     }

@@ -1,6 +1,5 @@
 #include "detail/securityobjects.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 
 #include <cstring>
@@ -9,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "detail/detailfile.h"
 #include "support.h"
 #include "tests/support/dtlbuild.h"
+#include "tests/support/openscan.h"
 
 namespace tabulon {
 namespace {
@@ -36,21 +35,13 @@ std::vector<std::wstring> Accounts(Tree* tree) {
 
 class SecurityObjectsTest : public testing::Test {
  protected:
-  ~SecurityObjectsTest() override {
-    FreeSecurityObjects();
-    sdTempFile.Remove();
-    tempDir.reset();
-  }
-
+  // Both sections, whatever the kind of the scan.
   void Load(std::string_view file) {
-    WriteFile(dir_ / "x.dtl", file);
-    const UniqueFd fd(open((dir_ / "x.dtl").c_str(), O_RDONLY | O_CLOEXEC));
-    tempDir = dir_.path();
-    sdTempFile = TempFile::Create("sdtemp.tmp");
+    const UniqueFd fd = FileInMemory(file);
     const LogHeader header = ParseHeader(std::span<const unsigned char, kHeaderSize>(
         reinterpret_cast<const unsigned char*>(file.data()), kHeaderSize));
-    LoadSecurityObjects(fd.get(), header);
-    LoadIdObjects(fd.get(), header);
+    objects_ = LoadSecurityObjects(fd.get(), header);
+    ids_ = LoadIdObjects(fd.get(), header);
   }
   // Loads a file whose security and ID section are these bytes.
   void LoadSection(const std::string& section) {
@@ -62,7 +53,12 @@ class SecurityObjectsTest : public testing::Test {
          section);
   }
   static constexpr uint64_t kSectionAt = 100;
-  TempDir dir_;
+  const SidObject* Find(std::wstring_view domain, std::wstring_view account) const {
+    return FindSid(objects_.get(), domain, account);
+  }
+
+  std::unique_ptr<SecurityObjects> objects_;
+  std::unique_ptr<IdObjects> ids_;
 };
 
 TEST_F(SecurityObjectsTest, DescriptorsAreCopiedAndIndexed) {
@@ -70,14 +66,14 @@ TEST_F(SecurityObjectsTest, DescriptorsAreCopiedAndIndexed) {
   Load(BuildDtl({.kind = ScanKind::kCifs, .descriptors = descriptors}));
   std::string all;
   for (uint32_t i = 0; i < descriptors.size(); ++i) {
-    const KeyRecord found = TreeSearch(sdTree, &i, sizeof i);
+    const KeyRecord found = TreeSearch(objects_->sdTree.get(), &i, sizeof i);
     ASSERT_TRUE(found);
     EXPECT_EQ(LoadU32(found.extra()), descriptors[i].size());
     EXPECT_EQ(LoadU32(found.extra() + 4), all.size());
     all += descriptors[i];
   }
-  EXPECT_EQ(ReadFile(sdTempFile.path()), all);
-  EXPECT_EQ(sdCount, 4U);
+  EXPECT_EQ(ReadFile(objects_->sdTempFile.path()), all);
+  EXPECT_EQ(objects_->sdCount, 4U);
 }
 
 TEST_F(SecurityObjectsTest, EachTreeHasItsOrder) {
@@ -93,23 +89,24 @@ TEST_F(SecurityObjectsTest, EachTreeHasItsOrder) {
                           {.sid = "d", .name = "ZOE", .domain = 2, .type = 1},
                           {.sid = "e", .name = "Zoe", .domain = 2, .type = 2}}}));
   using Names = std::vector<std::wstring>;
-  EXPECT_EQ(Accounts(sidTree), (Names{L"\\Everyone", L"Alpha\\Adam", L"beta\\zoe", L"\\lost",
-                                      L"BETA\\ZOE", L"BETA\\Zoe", L"beta\\adam"}));
-  EXPECT_EQ(Accounts(sidDisplayTree),
+  EXPECT_EQ(Accounts(objects_->sidTree.get()),
+            (Names{L"\\Everyone", L"Alpha\\Adam", L"beta\\zoe", L"\\lost", L"BETA\\ZOE",
+                   L"BETA\\Zoe", L"beta\\adam"}));
+  EXPECT_EQ(Accounts(objects_->sidDisplayTree.get()),
             (Names{L"beta\\adam", L"Alpha\\Adam", L"beta\\zoe", L"Alpha\\yan", L"BETA\\Zoe",
                    L"\\Everyone", L"\\lost"}));
-  EXPECT_EQ(Accounts(sidLookupTree), (Names{L"\\Everyone", L"\\lost", L"Alpha\\Adam", L"Alpha\\yan",
-                                            L"beta\\adam", L"beta\\zoe"}));
-  EXPECT_EQ(domainCount, 4U);
-  EXPECT_EQ(sidCount, 8U);
+  EXPECT_EQ(Accounts(objects_->sidLookupTree.get()),
+            (Names{L"\\Everyone", L"\\lost", L"Alpha\\Adam", L"Alpha\\yan", L"beta\\adam",
+                   L"beta\\zoe"}));
+  EXPECT_EQ(objects_->domainCount, 4U);
+  EXPECT_EQ(objects_->sidCount, 8U);
 
-  ASSERT_NE(FindSid(L"bEtA", L"ZoE"), nullptr);
-  EXPECT_EQ(FindSid(L"bEtA", L"ZoE")->sid, "b2");
-  EXPECT_EQ(FindSid(L"", L"everyone")->sid, "a");
-  EXPECT_EQ(FindSid(L"beta", L"zo"), nullptr);
-  EXPECT_EQ(FindSid(L"gamma", L"zoe"), nullptr);
-  FreeSecurityObjects();
-  EXPECT_EQ(FindSid(L"beta", L"zoe"), nullptr);
+  ASSERT_NE(Find(L"bEtA", L"ZoE"), nullptr);
+  EXPECT_EQ(Find(L"bEtA", L"ZoE")->sid, "b2");
+  EXPECT_EQ(Find(L"", L"everyone")->sid, "a");
+  EXPECT_EQ(Find(L"beta", L"zo"), nullptr);
+  EXPECT_EQ(Find(L"gamma", L"zoe"), nullptr);
+  EXPECT_EQ(FindSid(nullptr, L"beta", L"zoe"), nullptr);
 }
 
 TEST_F(SecurityObjectsTest, IdsAreOrderedByKindAndValue) {
@@ -118,12 +115,12 @@ TEST_F(SecurityObjectsTest, IdsAreOrderedByKindAndValue) {
                          {.id = 7, .kind = 1, .third = 0, .name = ""},
                          {.id = 7, .kind = 1, .third = 0, .name = "again"}}}));
   std::ostringstream ids;
-  for (const IdObject* id : Objects<IdObject>(idTree)) {
+  for (const IdObject* id : Objects<IdObject>(ids_->idTree.get())) {
     ids << id->kind << ' ' << id->id << ' ' << id->third << ' '
         << std::string_view(id->name.data(), id->name.size()) << ',';
   }
   EXPECT_EQ(ids.str(), "1 7 0 ,1 4294967294 3 nobody,2 0 0 wheel,");
-  EXPECT_EQ(idCount, 4U);
+  EXPECT_EQ(ids_->idCount, 4U);
 }
 
 // Little-endian words and bytes, one behind the other.
@@ -145,15 +142,18 @@ TEST_F(SecurityObjectsTest, AnEntryCutShortEndsTheLoading) {
   for (size_t size = 0; size <= section.size(); ++size) {
     LoadSection(section.substr(0, size));
     const size_t sids = size < first ? 0 : size < section.size() ? 1 : 2;
-    ASSERT_EQ(Objects<SidObject>(sidTree).size(), sids) << size;
+    ASSERT_EQ(Objects<SidObject>(objects_->sidTree.get()).size(), sids) << size;
     const uint32_t ordinal = 0;
-    ASSERT_EQ(bool(TreeSearch(sdTree, &ordinal, sizeof ordinal)), size >= descriptors.size());
-    ASSERT_EQ(FindSid(L"d", L"nm") != nullptr, sids > 0);
+    ASSERT_EQ(bool(TreeSearch(objects_->sdTree.get(), &ordinal, sizeof ordinal)),
+              size >= descriptors.size());
+    ASSERT_EQ(Find(L"d", L"nm") != nullptr, sids > 0);
   }
   const std::string ids = Words({2, 5, 1, 0, 2}, "ab") + Words({6, 1, 0, 2}, "cd");
   for (size_t size = 0; size <= ids.size(); ++size) {
     LoadSection(ids.substr(0, size));
-    ASSERT_EQ(Objects<IdObject>(idTree).size(), size < 22 ? 0U : size < ids.size() ? 1U : 2U);
+    ASSERT_EQ(Objects<IdObject>(ids_->idTree.get()).size(), size < 22           ? 0U
+                                                            : size < ids.size() ? 1U
+                                                                                : 2U);
   }
 }
 
@@ -171,8 +171,8 @@ TEST_F(SecurityObjectsTest, LongDomainNamesAreNotComparedForEverySid) {
   const std::clock_t start = std::clock();  // processor time
   LoadSection(section);
   EXPECT_LT(std::clock() - start, kMost * CLOCKS_PER_SEC);
-  EXPECT_EQ(Objects<SidObject>(sidTree).size(), kSids);
-  EXPECT_EQ(Objects<SidObject>(sidLookupTree).size(), 2U);
+  EXPECT_EQ(Objects<SidObject>(objects_->sidTree.get()).size(), kSids);
+  EXPECT_EQ(Objects<SidObject>(objects_->sidLookupTree.get()).size(), 2U);
 }
 
 }  // namespace

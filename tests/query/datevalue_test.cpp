@@ -7,8 +7,6 @@
 #include <optional>
 #include <string>
 
-#include "detail/detailfile.h"
-
 namespace tabulon {
 namespace {
 
@@ -16,7 +14,6 @@ class DateValueTest : public testing::Test {
  protected:
   void TearDown() override {
     scanDateRelative = 1;
-    ResetDetailFile();
     SetZone("UTC");
   }
   static void SetZone(const char* zone) {
@@ -95,9 +92,8 @@ constexpr DateRow kAbsoluteDates[] = {
 
 // clang-format on
 
-using Converter = bool (*)(std::wstring_view text, int64_t& result);
-
-void Check(const DateRow& row, Converter convert) {
+template <class Convert>
+void Check(const DateRow& row, Convert convert) {
   SCOPED_TRACE(testing::Message() << row.zone << " " << row.text);
   int64_t seconds = 0;
   const bool isDate = convert(row.text, seconds);
@@ -109,15 +105,16 @@ void Check(const DateRow& row, Converter convert) {
 TEST_F(DateValueTest, CountsBackFromTheScan) {
   for (const DateRow& row : kRelativeDates) {
     SetZone(row.zone);
-    logHdr.scanTime = static_cast<uint32_t>(At(row.scanTime));
-    Check(row, ConvertDateValue);
+    Scan scan;
+    scan.logHdr.scanTime = static_cast<uint32_t>(At(row.scanTime));
+    Check(row, [&](auto text, int64_t& result) { return ConvertDateValue(text, scan, result); });
   }
 }
 
 TEST_F(DateValueTest, TakesAbsoluteDates) {
   for (const DateRow& row : kAbsoluteDates) {
     SetZone(row.zone);
-    Check(row, ConvertDateValue);
+    Check(row, [](auto text, int64_t& result) { return ConvertDateValue(text, Scan(), result); });
     Check(row, ConvertNumericDateValue);
   }
   // Only a direct call gets here with other characters than digits: "xx" counts as -1.
@@ -129,7 +126,7 @@ TEST_F(DateValueTest, CountsBackFromNow) {
   scanDateRelative = 0;
   int64_t today = 0;
   int64_t before = std::time(nullptr);
-  ASSERT_TRUE(ConvertDateValue(L"0d", today));
+  ASSERT_TRUE(ConvertDateValue(L"0d", Scan(), today));
   const int64_t after = std::time(nullptr);
   EXPECT_LE(before - before % 86'400, today);
   EXPECT_GE(after - after % 86'400, today);

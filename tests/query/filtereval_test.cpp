@@ -43,8 +43,8 @@ class FilterTest : public testing::Test {
   void TearDown() override {
     classList.clear();
     FreeFilters();
-    ResetDetailFile();
   }
+  const Scan nfs_ = ScanOfKind(kRootNfs);
 };
 
 constexpr uint32_t kDay = 86'400;
@@ -130,32 +130,31 @@ const Evaluation kEvaluations[] = {
 TEST_F(FilterTest, TestsRecords) {
   for (const Evaluation& row : kEvaluations) {
     SCOPED_TRACE(std::string(row.query) + " on " + row.directory + " " + row.record.name);
-    rootType = row.kind;
-    const Filter* list = ParseQuery(Wide(row.query));
-    const TestRecord record(row.directory, row.record);
-    EXPECT_EQ(CheckFilterList(list, *record), row.passes);
-    EXPECT_EQ(FilterPlan(list).Passes(*record), row.passes);
+    const Scan scan = ScanOfKind(row.kind);
+    const Filter* list = ParseQuery(Wide(row.query), scan);
+    const TestRecord record(scan, row.directory, row.record);
+    EXPECT_EQ(CheckFilterList(list, *record, scan), row.passes);
+    EXPECT_EQ(FilterPlan(list, scan).Passes(*record), row.passes);
   }
 }
 
 // A path is looked at up to its 511th unit.
 TEST_F(FilterTest, CutsLongPaths) {
-  rootType = kRootNfs;
   const std::string accent = "\xC3\xA9";
   for (const size_t length : {1, 508, 509, 510, 511, 600}) {
     for (const std::string& name : {std::string("x"), std::string("yx"), accent + "x"}) {
       const std::string directory(length, 'd');
       std::wstring path = Wide(directory + "\\" + name);
       if (path.size() > 511) path.resize(511);
-      const std::array<const Filter*, 3> lists = {ParseQuery(L"path is " + path.substr(0, 255)),
-                                                  ParseQuery(L"path matches *x"),
-                                                  ParseQuery(L"path matches *d")};
+      const std::array<const Filter*, 3> lists = {
+          ParseQuery(L"path is " + path.substr(0, 255), nfs_), ParseQuery(L"path matches *x", nfs_),
+          ParseQuery(L"path matches *d", nfs_)};
       const std::array<bool, 3> expected = {path.size() <= 255, path.back() == L'x',
                                             path.back() == L'd'};
-      const TestRecord record(directory, {.name = name});
+      const TestRecord record(nfs_, directory, {.name = name});
       for (size_t i = 0; i < lists.size(); ++i) {
-        EXPECT_EQ(CheckFilterList(lists[i], *record), expected[i]) << length << name;
-        EXPECT_EQ(FilterPlan(lists[i]).Passes(*record), expected[i]) << length << name;
+        EXPECT_EQ(CheckFilterList(lists[i], *record, nfs_), expected[i]) << length << name;
+        EXPECT_EQ(FilterPlan(lists[i], nfs_).Passes(*record), expected[i]) << length << name;
       }
     }
   }
@@ -164,14 +163,13 @@ TEST_F(FilterTest, CutsLongPaths) {
 // No query makes the union of all dates, but it has a meaning; whether a SID is used is asked by
 // equality.
 TEST_F(FilterTest, TestsThatNoRecordNeeds) {
-  rootType = kRootNfs;
-  EXPECT_TRUE(CheckFilterList(nullptr, *TestRecord("/d", {.name = "x"})));
-  EXPECT_TRUE(FilterPlan(nullptr).Passes(*TestRecord("/d", {.name = "x"})));
+  EXPECT_TRUE(CheckFilterList(nullptr, *TestRecord(nfs_, "/d", {.name = "x"}), nfs_));
+  EXPECT_TRUE(FilterPlan(nullptr, nfs_).Passes(*TestRecord(nfs_, "/d", {.name = "x"})));
   Filter element;
   element.object = kObjAnyDate;
   element.comparison = kGreater;
   element.dateValue = 5 * kDay;
-  EXPECT_TRUE(CheckFilter(element, *TestRecord("/d", {.accessed = 7 * kDay})));
+  EXPECT_TRUE(CheckFilter(element, *TestRecord(nfs_, "/d", {.accessed = 7 * kDay}), nfs_));
   EXPECT_FALSE(CheckDate(element, 6 * kDay, kObjSize));
   element.object = kObjDacl;
   element.comparison = kEqual;
@@ -246,30 +244,30 @@ class RandomQueries {
 
 TEST_F(FilterTest, PlansAgreeWithPlainWalk) {
   for (const int kind : {kRootNfs, kRootCifs}) {
-    rootType = kind;
+    const Scan scan = ScanOfKind(kind);
     RandomQueries random(kind);
-    ScanSpec scan{.kind = kind == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
+    ScanSpec spec{.kind = kind == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
     for (int i = 0; i < 30; ++i) {
-      scan.records.push_back(DirectoryRecord(random.Directory()));
-      scan.records.push_back(random.Record());
+      spec.records.push_back(DirectoryRecord(random.Directory()));
+      spec.records.push_back(random.Record());
     }
     std::vector<std::string> texts;
     for (int i = 0; i < 600; ++i) texts.push_back(random.List(3));
     std::array<size_t, 2> seen = {};
-    ForEachBatch(scan, [&](RecordBatch& batch) {
+    ForEachBatch(spec, [&](Pass& pass) {
+      RecordBatch& batch = pass.batch;
       for (const std::string& text : texts) {
-        const Filter* list = ParseQuery(Wide(text));
-        const FilterPlan plan(list);
-        ChosenRecords chosen;
-        ChoosePassing(plan, batch, chosen);
+        const Filter* list = ParseQuery(Wide(text), scan);
+        const FilterPlan plan(list, scan);
+        ChoosePassing(plan, pass);
         std::vector<size_t> expected, found;
         for (size_t i = 0; i < batch.size(); ++i) {
-          const bool passes = CheckFilterList(list, batch.At(i));
+          const bool passes = CheckFilterList(list, batch.At(i), scan);
           ++seen[passes ? 1 : 0];
           if (passes) expected.push_back(i);
           ASSERT_EQ(plan.Passes(batch.At(i)), passes) << text;
         }
-        ForEachChosen(batch, chosen, [&](size_t i) { found.push_back(i); });
+        ForEachChosen(pass, [&](size_t i) { found.push_back(i); });
         ASSERT_EQ(found, expected) << text;
       }
     });

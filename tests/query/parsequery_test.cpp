@@ -10,10 +10,10 @@
 #include "base/loganderr.h"
 #include "base/template.h"
 #include "base/utf.h"
-#include "detail/detailfile.h"
 #include "query/filterplan.h"
 #include "query/queryobjects.h"
 #include "tests/ending.h"
+#include "tests/support/openscan.h"
 
 namespace tabulon {
 namespace {
@@ -74,7 +74,6 @@ class ParseQueryTest : public testing::Test {
   void TearDown() override {
     classList.clear();
     FreeFilters();
-    ResetDetailFile();
   }
 };
 
@@ -82,8 +81,6 @@ struct GoodQuery {
   int kind;
   const char *text, *compiled;
 };
-
-constexpr int kAnyKind = 0;
 
 // clang-format off
 constexpr GoodQuery kGoodQueries[] = {
@@ -116,15 +113,13 @@ constexpr GoodQuery kGoodQueries[] = {
     {kRootCifs, "ads gt 0 [or] owner is corp\\* [or] group eq x",
      "ads > 0 or owner = corp\\<*> or group = x"},
     {kRootCifs, "secdesc includes Anything", "secdesc = text Anything"},
-    {kAnyKind, "uid eq 1 [or] attrs includes R", "uid = 1 or attrs = 1"},
 };
 // clang-format on
 
 TEST_F(ParseQueryTest, Compiles) {
   for (const GoodQuery& row : kGoodQueries) {
     SCOPED_TRACE(row.text);
-    rootType = row.kind;
-    EXPECT_EQ(Dump(ParseQuery(Wide(row.text))), row.compiled);
+    EXPECT_EQ(Dump(ParseQuery(Wide(row.text), ScanOfKind(row.kind))), row.compiled);
   }
 }
 
@@ -174,23 +169,24 @@ constexpr BadQuery kBadQueries[] = {
 };
 // clang-format on
 
-void ExpectFault(const std::string& text, int position, const std::string& message) {
+void ExpectFault(const std::string& text, int position, const std::string& message,
+                 int kind = kRootNfs) {
   SCOPED_TRACE(text.substr(0, 80));
   const std::string expected = "Syntax error: " + text + "\n   in position " +
                                std::to_string(position) + " - " + message + "\n";
-  EXPECT_ENDS(ParseQuery(Wide(text)), 1, expected);
+  EXPECT_ENDS(ParseQuery(Wide(text), ScanOfKind(kind)), 1, expected);
 }
 
 TEST_F(ParseQueryTest, RefusesWithMessageAndPosition) {
   for (const auto& [kind, text, message, position] : kBadQueries) {
-    rootType = kind;
-    ExpectFault(text, position < 0 ? static_cast<int>(std::strlen(text)) : position, message);
+    ExpectFault(text, position < 0 ? static_cast<int>(std::strlen(text)) : position, message, kind);
   }
 }
 
 TEST_F(ParseQueryTest, LimitsTokensAndMessages) {
   const std::string longest(255, 'x');
-  EXPECT_EQ(Dump(ParseQuery(Wide("name is " + longest))), "name = " + longest);
+  EXPECT_EQ(Dump(ParseQuery(Wide("name is " + longest), ScanOfKind(kRootNfs))),
+            "name = " + longest);
   ExpectFault("name is " + longest + "xx", 264, "token too long");
   ExpectFault("name is '" + longest + "('", 265, "token too long");
   ExpectFault(longest, 255, "invalid query object: " + longest);
@@ -199,7 +195,7 @@ TEST_F(ParseQueryTest, LimitsTokensAndMessages) {
 // Units above 255 and below 0 are token characters like any other.
 TEST_F(ParseQueryTest, TakesEveryUnitOfWideText) {
   const std::wstring name = {L'\x80', L'\xA0', L'\x20AC', L'\xE20AC', wchar_t{-1}, wchar_t{-224}};
-  const Filter* list = ParseQuery(L"name is " + name + L" [and] size gt 0");
+  const Filter* list = ParseQuery(L"name is " + name + L" [and] size gt 0", ScanOfKind(kRootNfs));
   EXPECT_EQ(list->pattern, name);
   EXPECT_EQ(Dump(list->next), "size > 0");
 }

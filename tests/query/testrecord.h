@@ -3,19 +3,19 @@
 
 #include <string>
 
-#include "detail/detailfile.h"
+#include "detail/scan.h"
 #include "detail/scanrecord.h"
 #include "tools/scanwriter/dtlwriter.h"
 #include "tools/scanwriter/littlebytes.h"
 
 namespace tabulon {
 
-// One record of the current scan kind, in a directory.
+// One record of a scan's kind, in a directory.
 class TestRecord {
  public:
-  TestRecord(const std::string& directory, const RecordSpec& spec)
+  TestRecord(const Scan& scan, const std::string& directory, const RecordSpec& spec)
       : bytes_(kCifsRecord.fixedSize, '\0'), name_(spec.name), target_(spec.target) {
-    const bool cifs = rootType == kRootCifs;
+    const bool cifs = scan.isCifs();
     const RecordAt& at = cifs ? kCifsRecordAt : kNfsRecordAt;
     Store32(bytes_, 0, spec.flags);
     Store32(bytes_, at.attributes, spec.attributes);
@@ -28,8 +28,8 @@ class TestRecord {
     Store32(bytes_, at.inode, spec.inode);
     Store32(bytes_, at.links, spec.links);
     directory_.AssignCopy(directory);
-    record_.view.fields = RecordFields(reinterpret_cast<const unsigned char*>(bytes_.data()),
-                                       cifs ? &kCifsRecord : &kNfsRecord);
+    record_.view.fields =
+        RecordFields(reinterpret_cast<const unsigned char*>(bytes_.data()), &scan.layout());
     record_.view.hasTarget = (spec.flags & kRecordHasTarget) != 0;
     record_.name.Assign(name_);
     record_.target.Assign(target_);

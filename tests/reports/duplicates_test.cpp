@@ -13,7 +13,6 @@
 #include "base/loganderr.h"
 #include "config/reportsetup.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 #include "detail/scandetail.h"
 #include "query/parsequery.h"
 #include "reports/capture.h"
@@ -22,6 +21,7 @@
 #include "reports/matchrecord.h"
 #include "support.h"
 #include "tests/support/dtlbuild.h"
+#include "tests/support/openscan.h"
 
 namespace tabulon {
 namespace {
@@ -123,16 +123,8 @@ class Duplicates : public testing::Test {
     dupLimits = {};
     tempDir.reset();
     ResetSettings();
-    ResetDetailFile();
   }
 
-  void Open(const ScanSpec& scan) {
-    WriteDtl(dir_ / "scan.dtl", scan);
-    uint32_t compressed = 0;
-    VersionBlock version;
-    dtlFile = OpenDtlFile((dir_ / "scan.dtl").c_str(), "rb", &compressed);
-    LoadDetailFile("scan.dtl", false, false, version);
-  }
   Report& AddReport(uint32_t fields) {
     Report& report = reportList.emplace_back();
     report.type = kReportDuplicates;
@@ -141,16 +133,16 @@ class Duplicates : public testing::Test {
     return report;
   }
   // The report's text on a scan of these records.
-  std::string Run(const ScanSpec& scan, uint32_t fields) {
-    Open(scan);
+  std::string Run(const ScanSpec& spec, uint32_t fields) {
+    const Scan scan = OpenInMemory(BuildDtl(spec));
     Report& report = AddReport(fields);
-    InitializeReportEntry(report);
+    InitializeReportEntry(report, scan);
     dateFmt = L"%n";
-    ScanReports();
+    ScanReports(scan);
     count_ = report.count;
     bytes_ = report.totalBytes;
     AttachToMemory(report.stream);
-    DuplicateReport(report);
+    DuplicateReport(report, scan);
     return Written(report.stream);
   }
 
@@ -227,19 +219,19 @@ TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   const size_t merged = ReadFile("dupmerge.tmp").size();
   // Two reports fill theirs one after the other, between the marks of -p, and end with the scan in
   // their own order.
-  ScanSpec scan{.records = {DirectoryRecord("/")}};
-  scan.records.resize(501, FileRecord("a", {.size = 1}));
-  scan.records.resize(1501, FileRecord("b", {.size = 2}));
-  Open(scan);
+  ScanSpec spec{.records = {DirectoryRecord("/")}};
+  spec.records.resize(501, FileRecord("a", {.size = 1}));
+  spec.records.resize(1501, FileRecord("b", {.size = 2}));
+  const Scan scan = OpenInMemory(BuildDtl(spec));
   reportList.clear();
-  AddReport(kDupSize).filter = ParseQuery(L"size eq 2");
+  AddReport(kDupSize).filter = ParseQuery(L"size eq 2", scan);
   AddReport(kDupSize);
-  for (Report& report : reportList) InitializeReportEntry(report);
+  for (Report& report : reportList) InitializeReportEntry(report, scan);
   dupLimits.runFiles = 600;
   progressFlag = true;
   Console().Flush();
   testing::internal::CaptureStdout();
-  ScanReports();
+  ScanReports(scan);
   Console().Flush();
   const auto told = [](const char* number) {
     return std::string("new dup temp file: duptemp") + number + ".tmp\n";

@@ -15,7 +15,6 @@
 #include "batches.h"
 #include "capture.h"
 #include "config/settings.h"
-#include "detail/detailfile.h"
 #include "detail/scandetail.h"
 
 namespace tabulon {
@@ -36,28 +35,27 @@ class FileTypes : public testing::Test {
   }
   void TearDown() override {
     fileIncr = 0;
-    ResetDetailFile();
     ResetSettings();
   }
 
   void Start(int kind, uint32_t type, uint32_t extLength = 4) {
-    rootType = kind;
+    kind_ = kind;
     csvSep = L',';
     report_ = std::make_unique<Report>();
     report_->type = type;
     report_->format = kFormatCsv;
     report_->typeSort = kSortBySize;
     report_->extLength = extLength;
-    classify_ = NewClassifier(*report_);
+    classify_ = NewClassifier(*report_, ScanOfKind(kind));
   }
 
   void Classify(const std::vector<File>& files) {
-    ScanSpec scan{.kind = rootType == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
+    ScanSpec scan{.kind = kind_ == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
     for (const File& file : files) {
       scan.records.push_back(
           FileRecord(file.name, {.size = file.size, .uid = file.uid, .gid = file.gid}));
     }
-    ForEachBatch(scan, [&](RecordBatch& batch) { classify_(*report_, batch); });
+    ForEachBatch(scan, [&](Pass& pass) { classify_(*report_, pass); });
   }
 
   // The text of the report, after classifying these files too.
@@ -69,6 +67,7 @@ class FileTypes : public testing::Test {
     return log.text();
   }
 
+  int kind_ = kRootNfs;
   std::unique_ptr<Report> report_;
   Classifier classify_ = nullptr;
 };
@@ -118,7 +117,7 @@ TEST_F(FileTypes, CountsLikeAMapOverManyKeys) {
       {kRootNfs, 12}, {kRootCifs, 12}, {kRootNfs, 7}, {kRootCifs, 8}};
   for (const auto& [kind, limit] : rows) {
     const auto asKey = [&](std::string text) {
-      if (rootType == kRootCifs) std::transform(text.begin(), text.end(), text.begin(), ::tolower);
+      if (kind_ == kRootCifs) std::transform(text.begin(), text.end(), text.begin(), ::tolower);
       return text;
     };
     Start(kind, kReportFiletypes, limit);

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "detail/attributes.h"
-#include "detail/detailfile.h"
+
 #include "tools/dtlexport/scantexts.h"
 
 namespace tabulon {
@@ -61,19 +61,19 @@ constexpr std::array<ModeType, 6> kModeTypes = {{{0010000, "fifo"},
                                                  {0120000, "symlink"},
                                                  {0140000, "socket"}}};
 
-std::string_view TypeOf(const RecordFields& fields) {
+std::string_view TypeOf(const RecordFields& fields, const Scan& scan) {
   const uint32_t flags = fields.flags();
   if ((flags & (kRecordDirectory | kRecordHasTarget)) != 0) {
     return std::ranges::find_if(kFlagTypes, [&](auto& row) { return (flags & row.flag) != 0; })
         ->name;
   }
-  if (rootType == kRootCifs) return "file";
+  if (scan.isCifs()) return "file";
   const uint32_t mode = fields.attributes() & kModeTypeMask;
   const auto* const found = std::ranges::find(kModeTypes, mode, &ModeType::mode);
   return found != kModeTypes.end() ? found->name : "file";
 }
 void WriteType(const ExportRow& row, RowWriter& out) {
-  out.Word(TypeOf(row.fields()));
+  out.Word(TypeOf(row.fields(), row.scan()));
 }
 
 template <auto Field>
@@ -108,10 +108,10 @@ void WriteNameOf(const IdNames& names, uint32_t id, RowWriter& out) {
   found != names.end() ? out.Text(found->second) : out.Null();
 }
 void WriteUser(const ExportRow& row, RowWriter& out) {
-  WriteNameOf(ExportTexts().users, row.fields().uid(), out);
+  WriteNameOf(row.texts().users, row.fields().uid(), out);
 }
 void WriteGroup(const ExportRow& row, RowWriter& out) {
-  WriteNameOf(ExportTexts().groups, row.fields().gid(), out);
+  WriteNameOf(row.texts().groups, row.fields().gid(), out);
 }
 
 void WriteStreams(const ExportRow& row, RowWriter& out) {
@@ -150,14 +150,14 @@ void WriteTargetBytes(const ExportRow& row, RowWriter& out) {
   out.Hex(row.targetBytes(), {});
 }
 
-void WriteHost(const ExportRow&, RowWriter& out) {
-  out.Text(ExportTexts().host);
+void WriteHost(const ExportRow& row, RowWriter& out) {
+  out.Text(row.texts().host);
 }
-void WriteRoot(const ExportRow&, RowWriter& out) {
-  out.Text(ExportTexts().root);
+void WriteRoot(const ExportRow& row, RowWriter& out) {
+  out.Text(row.texts().root);
 }
-void WriteScanned(const ExportRow&, RowWriter& out) {
-  out.Time(logHdr.scanTime);
+void WriteScanned(const ExportRow& row, RowWriter& out) {
+  out.Time(row.scan().logHdr.scanTime);
 }
 
 // In the order of rows without a choice of fields. A text's `_bytes` come right behind it when
@@ -199,10 +199,6 @@ const ExportField* FindField(std::string_view name) {
   return found != std::end(kFields) ? found : nullptr;
 }
 
-unsigned OpenScanKind() {
-  return rootType == kRootNfs ? kInNfs : kInCifs;
-}
-
 // For people: "path, dir, ...".
 std::string FieldNames(unsigned scans) {
   std::string names;
@@ -215,14 +211,14 @@ std::string FieldNames(unsigned scans) {
 
 }  // namespace
 
-std::optional<ExportColumns> ExportColumns::Choose(ExportFormat format,
+std::optional<ExportColumns> ExportColumns::Choose(const Scan& scan, ExportFormat format,
                                                    std::optional<std::string_view> names,
                                                    std::string& problem) {
   ExportColumns columns;
-  const unsigned scan = OpenScanKind();
+  const unsigned kind = scan.isCifs() ? kInCifs : kInNfs;
   if (!names) {
     for (const ExportField& field : kFields) {
-      if ((field.chosen & scan) != 0) columns.Add(format, field);
+      if ((field.chosen & kind) != 0) columns.Add(format, field);
     }
     return columns;
   }
@@ -231,8 +227,8 @@ std::optional<ExportColumns> ExportColumns::Choose(ExportFormat format,
     const std::string name(names->substr(at, comma - at));
     at = comma + 1;
     const ExportField* const field = FindField(name);
-    if (field == nullptr || (field->scans & scan) == 0) {
-      problem = "rows of this scan have no field '" + name + "', but " + FieldNames(scan);
+    if (field == nullptr || (field->scans & kind) == 0) {
+      problem = "rows of this scan have no field '" + name + "', but " + FieldNames(kind);
       return std::nullopt;
     }
     if (columns.Has(name) && !field->isBytes) {

@@ -25,10 +25,10 @@ struct ExportField {
 // The columns of an export.
 class ExportColumns {
  public:
-  // The fields that `names`, separated by commas, asks for; none: those chosen for the scan that is
-  // open. In NDJSON every text brings its bytes along. On failure the result has no value and
+  // The fields that `names`, separated by commas, asks for; none: those chosen for the
+  // scan. In NDJSON every text brings its bytes along. On failure the result has no value and
   // `problem` says why.
-  static std::optional<ExportColumns> Choose(ExportFormat format,
+  static std::optional<ExportColumns> Choose(const Scan& scan, ExportFormat format,
                                              std::optional<std::string_view> names,
                                              std::string& problem);
 

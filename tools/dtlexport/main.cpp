@@ -161,19 +161,14 @@ int TakeStandardOutput() {
   return rows;
 }
 
-const Filter* ParseWhere(const std::optional<std::string>& where) {
+const Filter* ParseWhere(const std::optional<std::string>& where, const Scan& scan) {
   if (!where) return nullptr;
-  PrepareQueries();
   std::wstring query;
   AppendUtfToWide(query, *where);
-  return ParseQuery(query);
+  return ParseQuery(query, scan);
 }
 
-void ExportRows(const Options& options, ScanWalk& walk, RowWriter& out,
-                const ExportColumns& columns) {
-  if (options.header) columns.WriteHeader(out);
-  ExportRow row(*options.format, options.relative ? std::string_view() : ExportTexts().rootBytes,
-                columns.Has("target") || columns.Has("target_bytes"));
+void ExportRows(ScanWalk& walk, const ExportColumns& columns, ExportRow& row, RowWriter& out) {
   while (const ScanRecord* record = walk.Next()) {
     row.Assign(*record, walk.directory());
     columns.WriteRow(row, out);
@@ -181,8 +176,8 @@ void ExportRows(const Options& options, ScanWalk& walk, RowWriter& out,
 }
 
 // Returns false when a path was left out; each has been told.
-bool ExportPaths(ScanWalk& walk, RowWriter& out) {
-  PathFinder finder(ExportTexts().rootBytes);
+bool ExportPaths(const Scan& scan, const ScanTexts& texts, ScanWalk& walk, RowWriter& out) {
+  PathFinder finder(scan, texts.rootBytes);
   bool all = true;
   while (const ScanRecord* record = walk.Next()) {
     const ScanPath path = finder.Find(*record, walk.directory());
@@ -197,18 +192,22 @@ bool ExportPaths(ScanWalk& walk, RowWriter& out) {
 }
 
 int Export(const Options& options, int rows) {
-  OpenScan(options.file);
+  const Scan scan = OpenScan(options.file, options.where.has_value());
   std::string problem;
-  const auto columns = ExportColumns::Choose(*options.format, options.fields, problem);
+  const auto columns = ExportColumns::Choose(scan, *options.format, options.fields, problem);
   if (!columns) UsageError(problem);
-  LoadExportTexts(*options.format);
-  ScanWalk walk({ParseWhere(options.where), options.directories, options.shard});
+  const ScanTexts texts(scan, *options.format);
+  ScanWalk walk(scan, {ParseWhere(options.where, scan), options.directories, options.shard});
   RowWriter out(rows, *options.format, options.crlf ? "\r\n" : "\n", options.guard);
   bool all = true;
   if (*options.format == ExportFormat::kPaths0) {
-    all = ExportPaths(walk, out);
+    all = ExportPaths(scan, texts, walk, out);
   } else {
-    ExportRows(options, walk, out, *columns);
+    ExportRow row(scan, texts, *options.format,
+                  options.relative ? std::string_view() : texts.rootBytes,
+                  columns->Has("target") || columns->Has("target_bytes"));
+    if (options.header) columns->WriteHeader(out);
+    ExportRows(walk, *columns, row, out);
   }
   out.Flush();
   if (close(rows) != 0) PosixErrExit(0, L"Error writing the rows\n");

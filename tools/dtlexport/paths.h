@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "detail/scan.h"
 #include "detail/scanrecord.h"
 
 namespace tabulon {
@@ -21,7 +22,8 @@ struct ScanPath {
 class PathFinder {
  public:
   // `root` stands in front of all paths. It must outlive the finder.
-  explicit PathFinder(std::string_view root) : root_(root) {}
+  PathFinder(const Scan& scan, std::string_view root)
+      : separator_(static_cast<char>(scan.pathSep)), root_(root) {}
 
   // The path of a record and the stored path of the directory that it is in, or that it is. Valid
   // until the next call. Once for a directory, not for each file in it, its path is put together.
@@ -30,6 +32,7 @@ class PathFinder {
  private:
   void UseDirectory(std::string_view directory);
 
+  char separator_;
   std::string_view root_;
   std::string path_;                  // of the directory
   size_t length_ = 0;                 // of it without a separator at its end

@@ -1,28 +1,20 @@
 #include "tools/dtlexport/row.h"
 
-#include "detail/detailfile.h"
-
 namespace tabulon {
-namespace {
 
-char Separator() {
-  return static_cast<char>(pathSep);
-}
-
-}  // namespace
-
-void JoinRoot(std::string_view root, std::string_view directory, std::string& path) {
+void JoinRoot(char separator, std::string_view root, std::string_view directory,
+              std::string& path) {
   path.assign(root);
-  const bool isRoot = directory.size() == 1 && directory.front() == Separator();
-  if (root.ends_with(Separator()) && directory.starts_with(Separator())) directory.remove_prefix(1);
+  const bool isRoot = directory.size() == 1 && directory.front() == separator;
+  if (root.ends_with(separator) && directory.starts_with(separator)) directory.remove_prefix(1);
   if (root.empty() || !isRoot) path += directory;
 }
 
-void ExportDirectory::Assign(ExportFormat format, std::string_view root,
+void ExportDirectory::Assign(ExportFormat format, char separator, std::string_view root,
                              std::string_view directory) {
-  JoinRoot(root, directory, stored);
+  JoinRoot(separator, root, directory, stored);
   length = stored.size();
-  if (!stored.ends_with(Separator())) stored += Separator();
+  if (!stored.ends_with(separator)) stored += separator;
   EscapeText(format, pathBytes(), path);
   EscapeText(format, stored, prefix);
 }
@@ -53,19 +45,19 @@ void ExportRow::UseDirectoryOfFiles(std::string_view directory) {
   directory_ = &current_;
   if (currentPosition_ == record_->directoryPosition) return;
   currentPosition_ = record_->directoryPosition;
-  current_.Assign(format_, root_, TextOf(directory));
+  current_.Assign(format_, separator_, root_, TextOf(directory));
 }
 
 // A directory's record holds its whole path. The root of the scan is in no directory.
 void ExportRow::SplitDirectory(std::string_view path) {
   directory_ = &parent_;
-  const size_t last = path.empty() ? path.npos : path.rfind(Separator(), path.size() - 1);
+  const size_t last = path.empty() ? path.npos : path.rfind(separator_, path.size() - 1);
   if (last == path.npos || last + 1 == path.size()) {
     parent_.AssignNone();
     nameBytes_ = root_.empty() ? path : root_;
     return;
   }
-  parent_.Assign(format_, root_, path.substr(0, last == 0 ? 1 : last));
+  parent_.Assign(format_, separator_, root_, path.substr(0, last == 0 ? 1 : last));
   nameBytes_ = path.substr(last + 1);
 }
 

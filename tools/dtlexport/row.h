@@ -5,13 +5,13 @@
 #include <string_view>
 
 #include "detail/scanrecord.h"
-#include "tools/dtlexport/escape.h"
+#include "tools/dtlexport/scantexts.h"
 
 namespace tabulon {
 
 // Sets `path` to the path of a directory, as its record has it, with `root` (which may be empty) in
 // front.
-void JoinRoot(std::string_view root, std::string_view directory, std::string& path);
+void JoinRoot(char separator, std::string_view root, std::string_view directory, std::string& path);
 
 // The directory part of a path.
 struct ExportDirectory {
@@ -23,7 +23,8 @@ struct ExportDirectory {
   std::string_view pathBytes() const { return std::string_view(stored).substr(0, length); }
   // Takes the path of a directory, as its record has it, behind `root` (which may be empty), and
   // gives it a separator unless it ends in one.
-  void Assign(ExportFormat format, std::string_view root, std::string_view directory);
+  void Assign(ExportFormat format, char separator, std::string_view root,
+              std::string_view directory);
   // Takes an empty path that nothing is put in front of: that of the root's parent.
   void AssignNone();
 };
@@ -31,14 +32,22 @@ struct ExportDirectory {
 class ExportRow {
  public:
   // `root` stands in front of all paths; records have them from the root of the scan.
-  // `withTarget`: some column shows link targets.
-  ExportRow(ExportFormat format, std::string_view root, bool withTarget)
-      : format_(format), root_(root), withTarget_(withTarget) {}
+  // `withTarget`: some column shows link targets. Scan and texts must outlive the row.
+  ExportRow(const Scan& scan, const ScanTexts& texts, ExportFormat format, std::string_view root,
+            bool withTarget)
+      : scan_(scan),
+        texts_(texts),
+        format_(format),
+        separator_(static_cast<char>(scan.pathSep)),
+        root_(root),
+        withTarget_(withTarget) {}
 
   // Sets the row to a record and the stored path of the directory that it is in. The record must
   // outlive the use.
   void Assign(const ScanRecord& record, std::string_view directory);
 
+  const Scan& scan() const { return scan_; }
+  const ScanTexts& texts() const { return texts_; }
   const RecordView& view() const { return record_->view; }
   const RecordFields& fields() const { return record_->view.fields; }
   const ExportDirectory& directory() const { return *directory_; }
@@ -52,7 +61,10 @@ class ExportRow {
   void UseDirectoryOfFiles(std::string_view directory);
   void SplitDirectory(std::string_view path);
 
+  const Scan& scan_;
+  const ScanTexts& texts_;
   ExportFormat format_;
+  char separator_;
   std::string_view root_;
   bool withTarget_;
   const ScanRecord* record_ = nullptr;

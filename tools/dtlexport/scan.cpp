@@ -7,13 +7,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/tempfile.h"
-#include "detail/detailfile.h"
 #include "detail/filecompress.h"
-#include "detail/securityobjects.h"
 
 namespace tabulon {
 namespace {
@@ -43,48 +42,40 @@ UniqueFd Inflated(const std::string& name) {
 
 // File offset behind the records as far as it can be told without reading them: that of the section
 // behind them, or the end of the file. Shards only differ in size when it is wrong.
-uint64_t AssumedRecordsEnd() {
+uint64_t AssumedRecordsEnd(const Scan& scan) {
+  const uint64_t firstRecord = scan.logRoot.firstRecord;
   struct stat info {};
-  uint64_t end = fstat(dtlFile.get(), &info) == 0 ? static_cast<uint64_t>(info.st_size) : 0;
-  for (const uint64_t section : {logHdr.securitySection, logHdr.idSection}) {
-    if (section > logRoot.firstRecord) end = std::min(end, section);
+  uint64_t end = fstat(scan.dtlFile.get(), &info) == 0 ? static_cast<uint64_t>(info.st_size) : 0;
+  for (const uint64_t section : {scan.logHdr.securitySection, scan.logHdr.idSection}) {
+    if (section > firstRecord) end = std::min(end, section);
   }
-  return std::max(end, logRoot.firstRecord);
+  return std::max(end, firstRecord);
 }
 
 // Where shard number `index` ends and the next one begins.
-uint64_t EndOfShard(uint32_t index, uint32_t count) {
-  const uint64_t room = AssumedRecordsEnd() - logRoot.firstRecord;
-  return logRoot.firstRecord + room / count * index + room % count * index / count;
+uint64_t EndOfShard(const Scan& scan, uint32_t index, uint32_t count) {
+  const uint64_t firstRecord = scan.logRoot.firstRecord;
+  const uint64_t room = AssumedRecordsEnd(scan) - firstRecord;
+  return firstRecord + room / count * index + room % count * index / count;
 }
 
 }  // namespace
 
-void OpenScan(const std::string& name) {
-  dtlFile = OpenToRead(name);
-  if (!dtlFile.valid()) PosixErrExit(0, L"Unable to open scan detail file '%s'\n", name);
-  if (IsCompressed(dtlFile.get())) dtlFile = Inflated(name);
-  VersionBlock version;
-  LoadDetailFile(name.c_str(), false, false, version);
+Scan OpenScan(const std::string& name, bool forQueries) {
+  UniqueFd file = OpenToRead(name);
+  if (!file.valid()) PosixErrExit(0, L"Unable to open scan detail file '%s'\n", name);
+  if (IsCompressed(file.get())) file = Inflated(name);
+  return LoadScan(std::move(file), name.c_str(), {.security = forQueries});
 }
 
-void PrepareQueries() {
-  if (rootType != kRootCifs) return;
-  sdTempFile = TempFile::Create("sdtemp.tmp");
-  if (!sdTempFile.valid()) {
-    PosixErrExit(0, L"Unable to create temporary file '%s'\n", sdTempFile.path());
-  }
-  LoadSecurityObjects(dtlFile.get(), logHdr);
-}
-
-ScanWalk::ScanWalk(const ExportChoice& choice)
-    : plan_(choice.filter),
+ScanWalk::ScanWalk(const Scan& scan, const ExportChoice& choice)
+    : plan_(choice.filter, scan),
       directories_(choice.directories),
-      reader_(dtlFile.get(), DetailRecordLayout(), dtlRev7_OrHigher),
-      position_(logRoot.firstRecord) {
+      reader_(scan),
+      position_(scan.logRoot.firstRecord) {
   const Shard& shard = choice.shard;
-  if (shard.index > 1) begin_ = EndOfShard(shard.index - 1, shard.count);
-  end_ = shard.index < shard.count ? EndOfShard(shard.index, shard.count) : ~uint64_t{0};
+  if (shard.index > 1) begin_ = EndOfShard(scan, shard.index - 1, shard.count);
+  end_ = shard.index < shard.count ? EndOfShard(scan, shard.index, shard.count) : ~uint64_t{0};
   record_.directory = &directory_;
 }
 

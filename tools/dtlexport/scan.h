@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "detail/scan.h"
 #include "detail/scanrecord.h"
 #include "query/filterplan.h"
 
@@ -24,16 +25,15 @@ struct ExportChoice {
   Shard shard;
 };
 
-// Opens and checks a scan (the globals of detail/detailfile.h are set then). A compressed one is
-// inflated into a temporary file that has no name any more. A failure ends the run.
-void OpenScan(const std::string& name);
-// Loads what the queries of this scan may ask for: the accounts of a CIFS scan.
-void PrepareQueries();
+// Opens and checks a scan. A compressed one is inflated into a temporary file that has no name any
+// more. `forQueries`: queries may ask for the accounts of a CIFS scan. A failure ends the run.
+Scan OpenScan(const std::string& name, bool forQueries);
 
 // The records that are chosen. Keeps one record and its directory, and allocates nothing for each.
 class ScanWalk {
  public:
-  explicit ScanWalk(const ExportChoice& choice);
+  // The scan and the filter must outlive the walk.
+  ScanWalk(const Scan& scan, const ExportChoice& choice);
 
   // The next record; null at the end. Valid until the next call.
   const ScanRecord* Next();

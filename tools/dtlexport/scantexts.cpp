@@ -2,20 +2,12 @@
 
 #include <cstring>
 
-#include "detail/detailfile.h"
-#include "detail/securityobjects.h"
-
 namespace tabulon {
 namespace {
 
 // Kinds of entries in the ID section.
 constexpr uint32_t kUserId = 1;
 constexpr uint32_t kGroupId = 2;
-
-ScanTexts& Loaded() {
-  static ScanTexts texts;
-  return texts;
-}
 
 void AppendUtf(std::string& text, uint32_t code) {
   constexpr unsigned char kLeads[] = {0, 0xC0, 0xE0, 0xF0};  // by number of bytes behind
@@ -40,8 +32,8 @@ std::string UtfOfUnits(const std::wstring& units) {
   return text;
 }
 
-void LoadNames(ExportFormat format, ScanTexts& texts) {
-  LoadIdObjects(dtlFile.get(), logHdr);
+void LoadNames(const Scan& scan, ExportFormat format, ScanTexts& texts) {
+  Tree* const idTree = scan.ids->idTree.get();
   for (KeyRecord each = TreeLowKey(idTree); each; each = TreeNextKey(idTree)) {
     const IdObject* object;
     std::memcpy(&object, each.key(), sizeof object);
@@ -53,17 +45,11 @@ void LoadNames(ExportFormat format, ScanTexts& texts) {
 
 }  // namespace
 
-const ScanTexts& ExportTexts() {
-  return Loaded();
-}
-
-void LoadExportTexts(ExportFormat format) {
-  ScanTexts& texts = Loaded();
-  texts.hostBytes = UtfOfUnits(fsysHost);
-  texts.rootBytes = UtfOfUnits(rootPath);
-  EscapeText(format, texts.hostBytes, texts.host);
-  EscapeText(format, texts.rootBytes, texts.root);
-  if (rootType == kRootNfs) LoadNames(format, texts);
+ScanTexts::ScanTexts(const Scan& scan, ExportFormat format)
+    : hostBytes(UtfOfUnits(scan.fsysHost)), rootBytes(UtfOfUnits(scan.rootPath)) {
+  EscapeText(format, hostBytes, host);
+  EscapeText(format, rootBytes, root);
+  if (!scan.isCifs()) LoadNames(scan, format, *this);
 }
 
 }  // namespace tabulon

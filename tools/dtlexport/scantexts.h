@@ -6,6 +6,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "detail/scan.h"
 #include "tools/dtlexport/escape.h"
 
 namespace tabulon {
@@ -13,15 +14,12 @@ namespace tabulon {
 using IdNames = std::unordered_map<uint32_t, ExportText>;
 
 struct ScanTexts {
+  ScanTexts(const Scan& scan, ExportFormat format);
+
   IdNames users;  // NFS scans only, as far as the scan knows them
   IdNames groups;
   std::string hostBytes, rootBytes;
   ExportText host, root;
 };
-
-// What LoadExportTexts has loaded.
-const ScanTexts& ExportTexts();
-// Loads the texts of the scan that is open. Called once.
-void LoadExportTexts(ExportFormat format);
 
 }  // namespace tabulon

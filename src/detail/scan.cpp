@@ -1,9 +1,9 @@
-// Reads what stands before the records of a detail file: header, root and version block, strings.
-#include "detail/detailfile.h"
+#include "detail/scan.h"
 
 #include <algorithm>
 #include <array>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/fileio.h"
@@ -26,7 +26,8 @@ size_t ReadBlock(int fd, std::array<unsigned char, N>& block, size_t offset) {
 }
 
 // Checks that records of the file's revision can be read, and what they hold.
-void ParseLogFileRev(const char* name, bool adsFull) {
+void ParseLogFileRev(Scan& scan, const char* name, bool adsFull) {
+  const LogHeader& logHdr = scan.logHdr;
   const uint32_t revision = logHdr.revision & kRevisionMask;
   if (revision < 6 || revision > 8) {
     if (logHdr.revision == kRevisionAix) {
@@ -46,9 +47,9 @@ void ParseLogFileRev(const char* name, bool adsFull) {
     }
     ErrExit(L"'%s' was built by an incompatible revision of Trawlix\n", name);
   }
-  dtlRev7_OrHigher = revision >= 7;
-  dtlVersionHdrPresent = revision == 8;
-  if (!dtlRev7_OrHigher && adsFull) {
+  scan.dtlRev7_OrHigher = revision >= 7;
+  scan.dtlVersionHdrPresent = revision == 8;
+  if (!scan.dtlRev7_OrHigher && adsFull) {
     ErrExit(
         L"dtl file '%s' was built with a version of trawlix that does not support full ADS info. "
         L"Please retry without '-adsfull' option.\n",
@@ -56,21 +57,21 @@ void ParseLogFileRev(const char* name, bool adsFull) {
   }
 }
 
-void LoadHeader(const char* name, bool adsFull, bool qvaWanted) {
+void LoadHeader(Scan& scan, const char* name, const ScanDemands& demands) {
   std::array<unsigned char, kHeaderSize> bytes{};
   // What cannot be read at all (a directory, a pipe, a bad disk) is no more valid than a short
   // file.
-  const ssize_t got = ReadFullyAt(dtlFile.get(), bytes.data(), kHeaderSize, 0);
+  const ssize_t got = ReadFullyAt(scan.dtlFile.get(), bytes.data(), kHeaderSize, 0);
   const bool whole = got == static_cast<ssize_t>(kHeaderSize);
-  logHdr = ParseHeader(bytes);
+  const LogHeader& logHdr = scan.logHdr = ParseHeader(bytes);
   if (whole && logHdr.magic == kMagicIncomplete) {
     ErrExit(L"'%s' is an incomplete Trawlix detail log file\n", name);
   }
   if (!whole || (logHdr.magic != kMagicFinished && logHdr.magic != kMagicBeta)) {
     ErrExit(L"'%s' is not a valid Trawlix detail log file\n", name);
   }
-  ParseLogFileRev(name, adsFull);
-  if (qvaWanted && (logHdr.flags & kHeaderQvaTagged) == 0) {
+  ParseLogFileRev(scan, name, demands.adsFull);
+  if (demands.qvaTagged && (logHdr.flags & kHeaderQvaTagged) == 0) {
     ErrExit(L"'%s' is not an QVA-tagged .dtl file\n", name);
   }
 }
@@ -83,38 +84,48 @@ void TrimTag(std::wstring& tag) {
   if (last != std::wstring::npos) tag.resize(last + 1);
 }
 
-void LoadStrings() {
-  const int fd = dtlFile.get();
-  srvrName = ReadHeaderString(fd, logHdr.serverString);
-  rootPath = ReadHeaderString(fd, logRoot.rootString);
-  fsysHost = logRoot.hostString == 0 ? srvrName : ReadHeaderString(fd, logRoot.hostString);
-  qvaRoot = logRoot.qvaRootString == 0 ? rootPath : ReadHeaderString(fd, logRoot.qvaRootString);
-  tagStr = ReadHeaderString(fd, logHdr.tagString);
-  TrimTag(tagStr);
-  sharePathKnown = logRoot.shareString != 0;
-  sharePath = sharePathKnown ? ReadHeaderString(fd, logRoot.shareString) : std::wstring();
+void LoadStrings(Scan& scan) {
+  const auto read = [&](uint32_t offset) { return ReadHeaderString(scan.dtlFile.get(), offset); };
+  const LogRoot& root = scan.logRoot;
+  scan.srvrName = read(scan.logHdr.serverString);
+  scan.rootPath = read(root.rootString);
+  scan.fsysHost = root.hostString == 0 ? scan.srvrName : read(root.hostString);
+  scan.qvaRoot = root.qvaRootString == 0 ? scan.rootPath : read(root.qvaRootString);
+  scan.tagStr = read(scan.logHdr.tagString);
+  TrimTag(scan.tagStr);
+  scan.sharePathKnown = root.shareString != 0;
+  if (scan.sharePathKnown) scan.sharePath = read(root.shareString);
 }
 
-void SetScanKind() {
-  const bool nfs = (logHdr.flags & kHeaderNfs) != 0;
-  rootType = nfs ? kRootNfs : kRootCifs;
-  pathSep = nfs ? L'/' : L'\\';
-  hasSACLs = !nfs && (logHdr.flags & kHeaderSacls) != 0;
-  diskLtrRoot = !nfs && rootPath.ends_with(L'\\');
+void SetScanKind(Scan& scan) {
+  const bool nfs = (scan.logHdr.flags & kHeaderNfs) != 0;
+  scan.rootType = nfs ? kRootNfs : kRootCifs;
+  scan.pathSep = nfs ? L'/' : L'\\';
+  scan.hasSACLs = !nfs && (scan.logHdr.flags & kHeaderSacls) != 0;
+  scan.diskLtrRoot = !nfs && scan.rootPath.ends_with(L'\\');
 }
 
 }  // namespace
 
-void LoadDetailFile(const char* name, bool adsFull, bool qvaWanted, VersionBlock& version) {
-  LoadHeader(name, adsFull, qvaWanted);
+Scan LoadScan(UniqueFd file, const char* name, const ScanDemands& demands) {
+  Scan scan;
+  scan.dtlFile = std::move(file);
+  const int fd = scan.dtlFile.get();
+  LoadHeader(scan, name, demands);
   std::array<unsigned char, kRootSize> root;
-  ReadBlock(dtlFile.get(), root, kHeaderSize);
-  logRoot = ParseRoot(root);
+  ReadBlock(fd, root, kHeaderSize);
+  scan.logRoot = ParseRoot(root);
   std::array<unsigned char, kVersionSize> block{};
-  if (dtlVersionHdrPresent) ReadBlock(dtlFile.get(), block, kHeaderSize + kRootSize);
-  version = ParseVersion(block);
-  LoadStrings();
-  SetScanKind();
+  if (scan.dtlVersionHdrPresent) ReadBlock(fd, block, kHeaderSize + kRootSize);
+  scan.version = ParseVersion(block);
+  LoadStrings(scan);
+  SetScanKind(scan);
+  if (!scan.isCifs()) {
+    scan.ids = LoadIdObjects(fd, scan.logHdr);
+  } else if (demands.security) {
+    scan.security = LoadSecurityObjects(fd, scan.logHdr);
+  }
+  return scan;
 }
 
 std::wstring ReadHeaderString(int fd, uint64_t offset) {
@@ -133,19 +144,6 @@ std::wstring ReadHeaderString(int fd, uint64_t offset) {
     text.push_back(unit);
   }
   return text;
-}
-
-void ResetDetailFile() {
-  dtlFile.Reset();
-  logHdr = {};
-  logRoot = {};
-  for (std::wstring* text : {&srvrName, &rootPath, &fsysHost, &qvaRoot, &tagStr, &sharePath}) {
-    text->clear();
-  }
-  sharePathKnown = false;
-  rootType = kRootCifs;
-  pathSep = L'\\';
-  hasSACLs = diskLtrRoot = dtlRev7_OrHigher = dtlVersionHdrPresent = false;
 }
 
 }  // namespace tabulon

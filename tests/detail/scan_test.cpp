@@ -1,40 +1,30 @@
-#include "detail/detailfile.h"
+#include "detail/scan.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 
+#include <memory>
 #include <string>
+#include <vector>
 
-#include "support.h"
+#include "detail/pass.h"
 #include "tests/ending.h"
 #include "tests/support/dtlbuild.h"
+#include "tests/support/openscan.h"
 
 namespace tabulon {
 namespace {
 
-class DetailFileTest : public testing::Test {
+class ScanTest : public testing::Test {
  protected:
-  ~DetailFileTest() override { ResetDetailFile(); }
-
-  std::string Store(std::string_view bytes) {
-    const std::string path = dir_ / "x.dtl";
-    WriteFile(path, bytes);
-    dtlFile = UniqueFd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    return path;
-  }
-  // Loads a file of these bytes; the version block is the result.
-  VersionBlock Load(std::string_view bytes, bool adsFull = false, bool qvaWanted = false) {
-    Store(bytes);
-    VersionBlock version{"old", "old", "old"};
-    LoadDetailFile("x.dtl", adsFull, qvaWanted, version);
-    return version;
+  void Load(std::string_view bytes, bool adsFull = false, bool qvaTagged = false) {
+    scan_ = OpenInMemory(bytes, {.adsFull = adsFull, .qvaTagged = qvaTagged});
   }
 
-  TempDir dir_;
+  Scan scan_;
 };
 
 // Which of the reasons is told when there are several.
-TEST_F(DetailFileTest, RefusesWhatItCannotRead) {
+TEST_F(ScanTest, RefusesWhatItCannotRead) {
   const std::string kInvalid = "'x.dtl' is not a valid Trawlix detail log file\n";
   const std::string kIncomplete = "'x.dtl' is an incomplete Trawlix detail log file\n";
   const std::string kAix =
@@ -66,40 +56,43 @@ TEST_F(DetailFileTest, RefusesWhatItCannotRead) {
   EXPECT_ENDS(Load(cut), 1, kInvalid);
 }
 
-TEST_F(DetailFileTest, FieldsEndAtTheirWidthAndWithTheFile) {
+TEST_F(ScanTest, FieldsEndAtTheirWidthAndWithTheFile) {
   const std::string whole =
       BuildDtl({.version = {"123456789012", std::string(32, 'p'), std::string(40, 'a')},
                 .availableSpace = 0x1122334455667788,
                 .volumeCapacity = 77});
-  VersionBlock version = Load(whole);
+  Load(whole);
+  const VersionBlock& version = scan_.version;
   EXPECT_EQ(version.scanVersion + version.buildPlatform + version.buildArchitecture,
             "123456789012" + std::string(32, 'p') + std::string(32, 'a'));
-  version = Load(std::string_view(whole).substr(0, dtl_at::kAvailableSpace + 2));
-  EXPECT_EQ(logRoot.availableSpace, 0x7788U);
-  EXPECT_EQ(logRoot.volumeCapacity, 0U);
+  Load(std::string_view(whole).substr(0, dtl_at::kAvailableSpace + 2));
+  EXPECT_EQ(scan_.logRoot.availableSpace, 0x7788U);
+  EXPECT_EQ(scan_.logRoot.volumeCapacity, 0U);
   EXPECT_EQ(version.scanVersion, "");
-  version = Load(std::string_view(whole).substr(0, dtl_at::kBuildPlatform + 3));
-  EXPECT_EQ(logRoot.volumeCapacity, 77U);
+  Load(std::string_view(whole).substr(0, dtl_at::kBuildPlatform + 3));
+  EXPECT_EQ(scan_.logRoot.volumeCapacity, 77U);
   EXPECT_EQ(version.buildPlatform, "ppp");
 }
 
-TEST_F(DetailFileTest, KindOfScanAndWhatItLeavesOut) {
+TEST_F(ScanTest, KindOfScanAndWhatItLeavesOut) {
   ScanSpec spec{
       .kind = ScanKind::kCifs, .flags = kHeaderSacls, .server = "srv", .rootPath = "C:\\"};
   Load(BuildDtl(spec));
-  EXPECT_TRUE(rootType == kRootCifs && pathSep == L'\\' && hasSACLs && diskLtrRoot);
-  EXPECT_FALSE(sharePathKnown);
-  EXPECT_EQ(srvrName + L"|" + fsysHost + L"|" + rootPath + L"|" + qvaRoot, L"srv|srv|C:\\|C:\\");
+  EXPECT_TRUE(scan_.rootType == kRootCifs && scan_.pathSep == L'\\' && scan_.hasSACLs &&
+              scan_.diskLtrRoot);
+  EXPECT_FALSE(scan_.sharePathKnown);
+  EXPECT_EQ(scan_.srvrName + L"|" + scan_.fsysHost + L"|" + scan_.rootPath + L"|" + scan_.qvaRoot,
+            L"srv|srv|C:\\|C:\\");
   // At offset 0 stands a length of 0x4446, then "TL", the revision's low half and a zero unit.
   spec.kind = ScanKind::kNfs;
   spec.adjust = [](LogHeader& header, LogRoot& root) { header.serverString = root.rootString = 0; };
   Load(BuildDtl(spec));
-  EXPECT_TRUE(rootType == kRootNfs && pathSep == L'/' && !diskLtrRoot);
-  EXPECT_EQ(srvrName, L"\x4C54\x8");
-  EXPECT_EQ(rootPath, srvrName);
+  EXPECT_TRUE(scan_.rootType == kRootNfs && scan_.pathSep == L'/' && !scan_.diskLtrRoot);
+  EXPECT_EQ(scan_.srvrName, L"\x4C54\x8");
+  EXPECT_EQ(scan_.rootPath, scan_.srvrName);
 }
 
-TEST_F(DetailFileTest, HeaderStrings) {
+TEST_F(ScanTest, HeaderStrings) {
   using namespace std::string_literals;
   // clang-format off
   const std::pair<std::string, std::wstring> rows[] = {
@@ -119,13 +112,13 @@ TEST_F(DetailFileTest, HeaderStrings) {
   };
   // clang-format on
   for (const auto& [stored, text] : rows) {
-    Store("skip" + stored);
-    EXPECT_EQ(ReadHeaderString(dtlFile.get(), 4), text) << testing::PrintToString(stored);
+    const UniqueFd file = FileInMemory("skip" + stored);
+    EXPECT_EQ(ReadHeaderString(file.get(), 4), text) << testing::PrintToString(stored);
   }
-  EXPECT_EQ(ReadHeaderString(dtlFile.get(), 0xFFFFFFFF), L"");
+  EXPECT_EQ(ReadHeaderString(FileInMemory("x").get(), 0xFFFFFFFF), L"");
 }
 
-TEST_F(DetailFileTest, TagsAreTrimmedExceptTheirLastCharacter) {
+TEST_F(ScanTest, TagsAreTrimmedExceptTheirLastCharacter) {
   const std::string full = "abcdefghijklmnopqrstuvwxyzABCDEF";  // 32 characters
   // clang-format off
   const std::pair<std::string, std::string> rows[] = {
@@ -140,8 +133,41 @@ TEST_F(DetailFileTest, TagsAreTrimmedExceptTheirLastCharacter) {
   // clang-format on
   for (const auto& [tag, trimmed] : rows) {
     Load(BuildDtl({.tag = tag}));
-    EXPECT_EQ(tagStr, std::wstring(trimmed.begin(), trimmed.end()));
+    EXPECT_EQ(scan_.tagStr, std::wstring(trimmed.begin(), trimmed.end()));
   }
+}
+
+// Two scans of different kinds side by side, read in turn.
+TEST_F(ScanTest, TwoAreReadInTurn) {
+  ScanSpec specs[] = {{.kind = ScanKind::kNfs, .rootPath = "/srv"},
+                      {.kind = ScanKind::kCifs, .rootPath = "C:\\"}};
+  std::vector<Scan> scans;
+  std::vector<std::unique_ptr<Pass>> passes;
+  std::vector<std::unique_ptr<RecordReader>> readers;
+  std::vector<uint64_t> positions;
+  for (ScanSpec& spec : specs) {
+    for (int i = 0; i < 1000; ++i) {
+      spec.records.push_back(DirectoryRecord(spec.rootPath + std::to_string(i)));
+      spec.records.push_back(FileRecord(std::to_string(i) + ".txt"));
+    }
+    scans.push_back(OpenInMemory(BuildDtl(spec)));
+  }
+  for (const Scan& scan : scans) {
+    passes.push_back(std::make_unique<Pass>(scan));
+    readers.push_back(std::make_unique<RecordReader>(scan));
+    positions.push_back(scan.logRoot.firstRecord);
+  }
+  size_t records[2] = {};
+  for (size_t i = 0; passes[i]->batch.Fill(*readers[i], positions[i]); i = 1 - i) {
+    for (size_t at = 0; at < passes[i]->batch.size(); ++at) {
+      const ScanRecord& record = passes[i]->batch.At(at);
+      const RecordSpec& spec = specs[i].records[records[i]++];
+      ASSERT_EQ(record.name.Wide(), std::wstring(spec.name.begin(), spec.name.end()));
+      ASSERT_TRUE(record.directory->Wide().starts_with(scans[i].rootPath));
+    }
+  }
+  EXPECT_EQ(records[0], 2000U);
+  EXPECT_EQ(records[1], 2000U);
 }
 
 }  // namespace

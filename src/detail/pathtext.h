@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "detail/scanrecord.h"
+#include "detail/recordtext.h"
 
 namespace tabulon {
 
@@ -26,26 +26,32 @@ class PathText {
   }
 
  private:
+  // Which text was joined: the object that held it, and its version there.
+  struct Origin {
+    explicit Origin(const RecordText& text) : holder(&text), version(text.version()) {}
+    Origin() = default;
+    bool operator==(const Origin&) const = default;
+    const RecordText* holder = nullptr;
+    uint64_t version = 0;
+  };
+
   template <class Char>
   struct Buffer {
     using Text = std::basic_string_view<Char>;
     Text View() const { return {units.data(), length}; }
-    void Join(uint64_t newDirectoryStamp, Text directory, Text name);
+    void Join(const Origin& newDirectory, Text directory, Text name);
 
-    std::array<Char, kPathLimit> units{};
+    std::array<Char, kPathLimit> units;
     size_t length = 0;
     size_t directoryLength = 0;  // separator included
-    uint64_t directoryStamp = 0;
+    Origin directory;
   };
 
   Buffer<char> ascii_;
   Buffer<wchar_t> wide_;
   bool isAscii_ = true;
-  uint64_t directoryStamp_ = 0;
-  uint64_t nameStamp_ = 0;
+  Origin directory_;
+  Origin name_;
 };
-
-// The path of a record, made once for all tests on it. Valid until it is called for another record.
-const PathText& PathOf(const ScanRecord& record);
 
 }  // namespace tabulon
