@@ -18,7 +18,10 @@ endforeach()
 # Not among the documentation, which minimal images leave out: report-page reads some of them. The
 # documentation leads there.
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/tabulon/examples FILES_MATCHING PATTERN "*.cfg")
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/tabulon/examples FILES_MATCHING PATTERN "*.cfg"
+  PATTERN fleet EXCLUDE)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/fleet
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/tabulon/examples USE_SOURCE_PERMISSIONS)
 file(RELATIVE_PATH examples ${CMAKE_INSTALL_FULL_DOCDIR}
   ${CMAKE_INSTALL_FULL_DATADIR}/tabulon/examples)
 file(CREATE_LINK ${examples} ${CMAKE_BINARY_DIR}/installed-examples SYMBOLIC)
