@@ -1,4 +1,4 @@
-// Memory that is there or ends the run: checked blocks, labelled allocations and a bump arena.
+// Memory that is there or ends the run: checked blocks and labelled allocations.
 #pragma once
 
 #include <cstddef>
@@ -48,18 +48,5 @@ auto WithMemoryLabel(const wchar_t* label, Make make) {
 // Makes every allocation of the process that fails end the run with the GetMem message (a
 // std::new_handler). Called once by the driver.
 void EndRunWhenMemoryIsExhausted();
-
-// Arena: blocks of 32,768 bytes from which small pieces (at most 32,736 bytes each, in multiples of
-// 8) are handed out; all go at once with TempFree.
-struct ArenaBlock {
-  std::unique_ptr<ArenaBlock> previous;
-  size_t size;  // of the whole block
-  char* end;
-  char* nextFree;
-  alignas(8) char payload[32768 - 32];
-};
-static_assert(sizeof(ArenaBlock) == 32768);
-void* TempAlloc(size_t size, std::unique_ptr<ArenaBlock>& arena);
-void TempFree(std::unique_ptr<ArenaBlock>& arena);
 
 }  // namespace tabulon

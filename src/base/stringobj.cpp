@@ -10,7 +10,6 @@ namespace tabulon {
 namespace {
 
 constexpr int64_t kUnitBytes = sizeof(wchar_t);
-constexpr int32_t kDefaultIncrement = 1024;  // bytes
 constexpr int64_t kLargestSize = std::numeric_limits<int32_t>::max();
 
 // The size of the buffer, raised in whole increments until it holds `needed` bytes.
@@ -27,14 +26,6 @@ std::unique_ptr<wchar_t[]> NewBuffer(int32_t bytes) {
 }
 
 }  // namespace
-
-std::unique_ptr<StringObject> NewStringObject(std::wstring_view initial, uint32_t incrementChars) {
-  auto object = std::make_unique<StringObject>();
-  const int64_t increment = std::min(int64_t{incrementChars} * kUnitBytes, kLargestSize);
-  object->increment = incrementChars == 0 ? kDefaultIncrement : static_cast<int32_t>(increment);
-  if (!initial.empty()) StringObjectCat(*object, initial);
-  return object;
-}
 
 const wchar_t* StringObjectCat(StringObject& object, std::wstring_view text) {
   const size_t length = static_cast<size_t>(object.length) + text.size();
@@ -54,16 +45,6 @@ const wchar_t* StringObjectCat(StringObject& object, std::wstring_view text) {
 const wchar_t* StringObjectSet(StringObject& object, std::wstring_view text) {
   object.length = 0;
   return StringObjectCat(object, text);
-}
-
-void FreeStringContents(StringObject& object) {
-  object.text.reset();
-  object.size = 0;
-  object.length = 0;
-}
-
-void FreeStringObject(std::unique_ptr<StringObject> object) {
-  object.reset();
 }
 
 }  // namespace tabulon

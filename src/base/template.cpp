@@ -65,14 +65,6 @@ std::wstring ConvertTemplate(std::wstring_view typed) {
   return coded;
 }
 
-void ConvertTemplate(const wchar_t* typed, size_t typedLength, wchar_t* coded,
-                     size_t* codedLength) {
-  wchar_t* out = coded;
-  for (size_t at = 0; at < typedLength;) *out++ = CodeUnit({typed, typedLength}, at);
-  *out = L'\0';
-  *codedLength = static_cast<size_t>(out - coded);
-}
-
 // A compiled template at work on one text.
 template <class Char>
 class CompiledTemplate::Matcher {

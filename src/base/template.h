@@ -21,9 +21,7 @@ inline constexpr wchar_t kWildOne = 1;   // '?'
 inline constexpr wchar_t kWildName = 2;  // '*'
 inline constexpr wchar_t kWildPath = 3;  // '~'
 
-// Codes `typedLength` units of `typed` into `coded`, which must hold typedLength + 1 units, and
-// sets `codedLength` (terminator not counted).
-void ConvertTemplate(const wchar_t* typed, size_t typedLength, wchar_t* coded, size_t* codedLength);
+// The coded form of `typed`.
 std::wstring ConvertTemplate(std::wstring_view typed);
 
 // A coded template made ready for many texts. The separator is "\" when `backslash` is set and "/"

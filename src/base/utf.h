@@ -4,7 +4,8 @@
 // depend on the exact values below, so every oddity is kept:
 //  - a three-byte sequence keeps the marker bits of its lead byte: U+20AC is held as 0xE20AC;
 //  - stray continuation bytes and four-byte leads are taken as leads of three-byte sequences;
-//  - a zero byte inside a sequence is consumed as data;
+//  - a zero byte inside a sequence is consumed as data where a text's length is known; where a zero
+//    byte ends it, nothing behind that is read, and a sequence that it cuts is filled with zeros;
 //  - wide text is encoded with three bytes from 0x400 on (UTF-8 proper begins at 0x800).
 #pragma once
 
@@ -12,6 +13,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "base/unitcode.h"
 
 namespace tabulon {
 
@@ -41,26 +44,12 @@ inline wchar_t DecodeUtfUnit(const unsigned char* bytes, size_t size, size_t& at
 // that decodes to unit 0 is stored like any other; callers that need a terminated text cut there.
 void AppendUtfToWide(std::wstring& out, std::string_view bytes);
 
-// UTF-8 to wide text. Ends at a zero byte that starts a sequence. `dst` needs a unit for every
-// byte, and one more. Returns dst.
-wchar_t* UtfToWChr(wchar_t* dst, const char* src);
-// UTF-8 to 8-bit text (exact for U+0080 to U+00FF, other bits dropped). Returns dst.
-char* UtfToChr(char* dst, const char* src);
-// Wide text to UTF-8; `dst` needs WChrUtfLen(src) bytes. Negative units give their low byte, bits
-// above bit 15 are dropped. Returns dst.
-char* WChrToUtf(char* dst, const wchar_t* src);
-// Copies: 8-bit text counts as UTF-8. Returns dst.
-char* ChrToUtf(char* dst, const char* src);
-// Bytes that WChrToUtf or ChrToUtf writes, terminator included.
+// Bytes that the unit takes in UTF-8, by the boundaries above.
+constexpr size_t UtfUnitLength(wchar_t unit) {
+  const int32_t code = UnitCode(unit);  // a negative one gives its low byte
+  return code <= 0x7F ? 1 : code <= 0x3FF ? 2 : 3;
+}
+// Bytes of the text in UTF-8, terminator included.
 size_t WChrUtfLen(std::wstring_view src);
-size_t ChrUtfLen(const char* src);
-// Number of sequences in UTF-8 text, terminator excluded; 0xE0 counts as a two-byte lead here.
-size_t UtfChrLen(const char* src);
-// 8-bit to wide text, each byte sign-extended. Returns dst.
-wchar_t* Chr2WChr(wchar_t* dst, const char* src);
-
-// Copies in memory of their own. Exhausted memory ends the run.
-std::wstring SaveWStr(std::wstring_view text);
-std::string SaveAStr(std::string_view text);
 
 }  // namespace tabulon

@@ -10,6 +10,7 @@
 
 #include "base/hugearray.h"
 #include "base/memory.h"
+#include "base/memoryrest.h"
 #include "base/stringobj.h"
 #include "base/tempfile.h"
 #include "tests/ending.h"

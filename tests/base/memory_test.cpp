@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <string>
 
-#include "base/stringobj.h"
+#include "base/memoryrest.h"
+#include "base/stringobjrest.h"
 
 namespace tabulon {
 namespace {
@@ -27,6 +28,8 @@ TEST(Arena, HandsOutMultiplesOfEightUntilABlockIsFull) {
 }
 
 TEST(StringObject, TakesItsOwnText) {
+  EXPECT_EQ(NewStringObject(nullptr, 8)->size, 0);
+  EXPECT_EQ(NewStringObject(L"", 8)->size, 32);
   const auto object = NewStringObject(L"0123456789", 4);
   EXPECT_STREQ(StringObjectSet(*object, L"ab"), L"ab");
   for (int i = 0; i < 6; ++i) StringObjectCat(*object, object->view());  // doubles, and grows

@@ -9,6 +9,7 @@
 #include <random>
 #include <string>
 
+#include "base/templaterest.h"
 #include "fuzz/templatereference.h"
 
 namespace tabulon {

@@ -1,4 +1,4 @@
-#include "base/utf.h"
+#include "base/utfrest.h"
 
 #include <gtest/gtest.h>
 

@@ -10,6 +10,7 @@
 
 #include "base/numericstring.h"
 #include "base/uniquefd.h"
+#include "base/utilsrest.h"
 #include "tests/support.h"
 #include "tests/terminal.h"
 
@@ -96,7 +97,20 @@ TEST(MkdirRecursive, MakesWhatIsMissing) {
 }
 
 TEST(Paths, ContentsFollowTheirDirectory) {
-  EXPECT_LT(PathCmp(L"a/b", L"a-b"), 0);
+  const struct {
+    std::wstring a, b;
+    int order;
+  } rows[] = {{L"a/b", L"a-b", -1},
+              {L"a.b", L"a/b", 1},
+              {L"a", L"a/b", -47},
+              {L"a/", L"a", 47},
+              {L"ad", L"ab/c", 2},
+              {L"a", L"a", 0},
+              {{INT32_MAX}, {-2}, INT32_MAX},
+              {{INT32_MIN}, {1}, INT32_MIN}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(PathCmp(row.a.c_str(), row.b.c_str()), row.order);
+  }
   EXPECT_EQ(PathNCmp(L"ab/c", L"ab.c", 2), 0);
 }
 
