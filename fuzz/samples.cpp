@@ -120,15 +120,15 @@ class FieldFinder {
 
   void AddRecord(size_t record) {
     const bool cifs = kind_ == ScanKind::kCifs;
-    const RecordAt& at = cifs ? kCifsRecordAt : kNfsRecordAt;
+    const RecordLayout& at = cifs ? kCifsRecord : kNfsRecord;
     fields_.insert(
         fields_.end(),
         {{record, 4}, {record + at.nameLength, 2}, {record + at.targetLength, cifs ? 4U : 2U}});
     if (!cifs) return;
-    fields_.push_back({record + kCifsStreamCountAt, 4});
+    fields_.push_back({record + kCifsRecord.streamCount, 4});
     if (!streams_) return;
     size_t stream = record + at.fixedSize + LoadU16(bytes_.data() + record + at.nameLength);
-    for (uint32_t left = Number(record + kCifsStreamCountAt); left > 0; --left) {
+    for (uint32_t left = Number(record + kCifsRecord.streamCount); left > 0; --left) {
       fields_.push_back({stream, 2});
       stream += LoadU16(bytes_.data() + stream) + kStreamEntryOverhead;
     }

@@ -5,11 +5,6 @@
 namespace tabulon {
 namespace {
 
-constexpr size_t kScanVersionWidth = 12;
-constexpr size_t kBuildPlatformWidth = 32;
-constexpr size_t kBuildArchitectureWidth = 32;
-static_assert(kScanVersionWidth + kBuildPlatformWidth + kBuildArchitectureWidth == kVersionSize);
-
 // Takes a zero-padded field of `width` bytes off the front of `bytes`.
 std::string TakeField(std::span<const unsigned char>& bytes, size_t width) {
   const auto field = bytes.first(width);
@@ -21,35 +16,37 @@ std::string TakeField(std::span<const unsigned char>& bytes, size_t width) {
 
 LogHeader ParseHeader(std::span<const unsigned char, kHeaderSize> bytes) {
   const unsigned char* at = bytes.data();
-  return {.magic = LoadU32(at),
-          .revision = LoadU32(at + 4),
-          .scanTime = LoadU32(at + 8),
-          .tagString = LoadU32(at + 12),
-          .serverString = LoadU32(at + 16),
-          .uniqueSds = LoadU32(at + 20),
-          .sids = LoadU32(at + 28),
-          .securitySection = LoadU64(at + 32),
-          .idSection = LoadU64(at + 48),
-          .flags = LoadU32(at + 64),
-          .orphanedSids = LoadU32(at + 68),
-          .orphanedAsOwner = LoadU32(at + 72)};
+  return {.magic = LoadU32(at + dtl_at::kMagic),
+          .revision = LoadU32(at + dtl_at::kRevision),
+          .scanTime = LoadU32(at + dtl_at::kScanTime),
+          .tagString = LoadU32(at + dtl_at::kTagString),
+          .serverString = LoadU32(at + dtl_at::kServerString),
+          .uniqueSds = LoadU32(at + dtl_at::kUniqueSds),
+          .sids = LoadU32(at + dtl_at::kSids),
+          .securitySection = LoadU64(at + dtl_at::kSecuritySection),
+          .idSection = LoadU64(at + dtl_at::kIdSection),
+          .flags = LoadU32(at + dtl_at::kFlags),
+          .orphanedSids = LoadU32(at + dtl_at::kOrphanedSids),
+          .orphanedAsOwner = LoadU32(at + dtl_at::kOrphanedAsOwner)};
 }
 
 LogRoot ParseRoot(std::span<const unsigned char, kRootSize> bytes) {
-  const unsigned char* at = bytes.data();
-  LogRoot root{.totalFileSize = LoadU64(at),
-               .firstRecord = LoadU64(at + 16),
-               .rootString = LoadU32(at + 24),
-               .shareString = LoadU32(at + 28),
-               .directories = LoadU32(at + 48),
-               .emptyDirectories = LoadU32(at + 52),
-               .files = LoadU32(at + 56),
+  const auto at = [&](size_t offset) { return bytes.data() + (offset - kHeaderSize); };
+  LogRoot root{.totalFileSize = LoadU64(at(dtl_at::kTotalFileSize)),
+               .firstRecord = LoadU64(at(dtl_at::kFirstRecord)),
+               .rootString = LoadU32(at(dtl_at::kRootString)),
+               .shareString = LoadU32(at(dtl_at::kShareString)),
+               .directories = LoadU32(at(dtl_at::kDirectories)),
+               .emptyDirectories = LoadU32(at(dtl_at::kEmptyDirectories)),
+               .files = LoadU32(at(dtl_at::kFiles)),
                .counts = {},
-               .hostString = LoadU32(at + 96),
-               .qvaRootString = LoadU32(at + 100),
-               .availableSpace = LoadU64(at + 104),
-               .volumeCapacity = LoadU64(at + 112)};
-  for (size_t i = 0; i < std::size(root.counts); ++i) root.counts[i] = LoadU32(at + 60 + 4 * i);
+               .hostString = LoadU32(at(dtl_at::kHostString)),
+               .qvaRootString = LoadU32(at(dtl_at::kQvaRootString)),
+               .availableSpace = LoadU64(at(dtl_at::kAvailableSpace)),
+               .volumeCapacity = LoadU64(at(dtl_at::kVolumeCapacity))};
+  for (size_t i = 0; i < std::size(root.counts); ++i) {
+    root.counts[i] = LoadU32(at(dtl_at::kCounts + sizeof(uint32_t) * i));
+  }
   return root;
 }
 

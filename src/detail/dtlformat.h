@@ -35,37 +35,77 @@ inline constexpr uint32_t kHeaderNfs = 0x1;        // header flags: NFS scan (cl
 inline constexpr uint32_t kHeaderSacls = 0x2;      // SACLs were collected
 inline constexpr uint32_t kHeaderQvaTagged = 0x8;  // the file is QVA-tagged
 
-// Header. Offset and width of each field as noted.
+// Offsets of the fields of header, root block and version block, from the start of the file, for
+// the reader and for tools that write scans.
+// clang-format off
+namespace dtl_at {
+inline constexpr size_t
+    kMagic = 0,              // u32
+    kRevision = 4,           // u32
+    kScanTime = 8,           // u32
+    kTagString = 12,         // u32, offset of a header string, as the next one
+    kServerString = 16,      // u32
+    kUniqueSds = 20,         // u32
+    kSids = 28,              // u32
+    kSecuritySection = 32,   // u64, 0 = none
+    kIdSection = 48,         // u64, 0 = none
+    kFlags = 64,             // u32
+    kOrphanedSids = 68,      // u32
+    kOrphanedAsOwner = 72;   // u32
+inline constexpr size_t
+    kTotalFileSize = 88,     // u64
+    kFirstRecord = 104,      // u64
+    kRootString = 112,       // u32
+    kShareString = 116,      // u32, 0 = none
+    kDirectories = 136,      // u32
+    kEmptyDirectories = 140, // u32
+    kFiles = 144,            // u32
+    kCounts = 148,           // nine u32
+    kHostString = 184,       // u32, 0 = use the server name
+    kQvaRootString = 188,    // u32, 0 = use the root path
+    kAvailableSpace = 192,   // u64
+    kVolumeCapacity = 200;   // u64
+inline constexpr size_t
+    kScanVersion = 208,
+    kBuildPlatform = 220,
+    kBuildArchitecture = 252,
+    kAfterVersion = 284;
+}  // namespace dtl_at
+// clang-format on
+static_assert(dtl_at::kTotalFileSize == kHeaderSize &&
+              dtl_at::kScanVersion == kHeaderSize + kRootSize &&
+              dtl_at::kAfterVersion == kHeaderSize + kRootSize + kVersionSize);
+
 struct LogHeader {
-  uint32_t magic = 0;            // 0
-  uint32_t revision = 0;         // 4
-  uint32_t scanTime = 0;         // 8
-  uint32_t tagString = 0;        // 12  offset of a header string, as the next one
-  uint32_t serverString = 0;     // 16
-  uint32_t uniqueSds = 0;        // 20
-  uint32_t sids = 0;             // 28
-  uint64_t securitySection = 0;  // 32  0 = none
-  uint64_t idSection = 0;        // 48  0 = none
-  uint32_t flags = 0;            // 64
-  uint32_t orphanedSids = 0;     // 68
-  uint32_t orphanedAsOwner = 0;  // 72
+  uint32_t magic = 0;
+  uint32_t revision = 0;
+  uint32_t scanTime = 0;
+  uint32_t tagString = 0;
+  uint32_t serverString = 0;
+  uint32_t uniqueSds = 0;
+  uint32_t sids = 0;
+  uint64_t securitySection = 0;
+  uint64_t idSection = 0;
+  uint32_t flags = 0;
+  uint32_t orphanedSids = 0;
+  uint32_t orphanedAsOwner = 0;
 };
 
 // Root block. The nine counts of kinds mean one thing for CIFS scans; NFS scans use the first two,
 // for hard links and symbolic links.
 struct LogRoot {
-  uint64_t totalFileSize = 0;     // 0
-  uint64_t firstRecord = 0;       // 16
-  uint32_t rootString = 0;        // 24
-  uint32_t shareString = 0;       // 28  0 = none
-  uint32_t directories = 0;       // 48
-  uint32_t emptyDirectories = 0;  // 52
-  uint32_t files = 0;             // 56
-  uint32_t counts[9] = {};        // 60..92
-  uint32_t hostString = 0;        // 96  0 = use the server name
-  uint32_t qvaRootString = 0;     // 100 0 = use the root path
-  uint64_t availableSpace = 0;    // 104
-  uint64_t volumeCapacity = 0;    // 112
+  uint64_t totalFileSize = 0;
+  uint64_t firstRecord = 0;
+  uint32_t rootString = 0;
+  uint32_t shareString = 0;
+  uint32_t directories = 0;
+  uint32_t emptyDirectories = 0;
+  uint32_t files = 0;
+  uint32_t counts[9] = {};
+  uint32_t hostString = 0;
+  uint32_t qvaRootString = 0;
+  uint64_t availableSpace = 0;
+  uint64_t volumeCapacity = 0;
 };
 
 // Indexes into LogRoot::counts.
@@ -81,8 +121,11 @@ inline constexpr size_t kCifsJunctions = 8;
 inline constexpr size_t kNfsHardLinks = 0;
 inline constexpr size_t kNfsSymlinks = 1;
 
-// Version block: three zero-padded 8-bit fields of 12, 32 and 32 bytes; each ends at its first zero
-// byte or at its width.
+// Version block: three zero-padded 8-bit fields; each ends at its first zero byte or at its width.
+inline constexpr size_t kScanVersionWidth = dtl_at::kBuildPlatform - dtl_at::kScanVersion;
+inline constexpr size_t kBuildPlatformWidth = dtl_at::kBuildArchitecture - dtl_at::kBuildPlatform;
+inline constexpr size_t kBuildArchitectureWidth =
+    dtl_at::kAfterVersion - dtl_at::kBuildArchitecture;
 struct VersionBlock {
   std::string scanVersion;
   std::string buildPlatform;

@@ -16,7 +16,7 @@ class TestRecord {
   TestRecord(const Scan& scan, const std::string& directory, const RecordSpec& spec)
       : bytes_(kCifsRecord.fixedSize, '\0'), name_(spec.name), target_(spec.target) {
     const bool cifs = scan.isCifs();
-    const RecordAt& at = cifs ? kCifsRecordAt : kNfsRecordAt;
+    const RecordLayout& at = cifs ? kCifsRecord : kNfsRecord;
     Store32(bytes_, 0, spec.flags);
     Store32(bytes_, at.attributes, spec.attributes);
     Store32(bytes_, at.created, spec.created);

@@ -13,7 +13,6 @@ namespace {
 constexpr size_t kFlushAt = size_t{1} << 20;
 constexpr size_t kLongestHeaderString = 32766;  // readers take the length as a signed number
 constexpr size_t kLongestText = 65535;          // terminator included
-constexpr size_t kVersionOffset = dtl_at::kScanVersion;
 
 bool HasVersionBlock(const ScanSpec& spec) {
   return (spec.revision & kRevisionMask) == 8;
@@ -67,11 +66,11 @@ std::string RootBlock(const LogRoot& root) {
 }
 
 std::string VersionBytes(const VersionBlock& version) {
-  std::string block(kVersionOffset + kVersionSize, '\0');
-  PutPadded(block, dtl_at::kScanVersion, 12, version.scanVersion);
-  PutPadded(block, dtl_at::kBuildPlatform, 32, version.buildPlatform);
-  PutPadded(block, dtl_at::kBuildArchitecture, 32, version.buildArchitecture);
-  return block.substr(kVersionOffset);
+  std::string block(dtl_at::kScanVersion + kVersionSize, '\0');
+  PutPadded(block, dtl_at::kScanVersion, kScanVersionWidth, version.scanVersion);
+  PutPadded(block, dtl_at::kBuildPlatform, kBuildPlatformWidth, version.buildPlatform);
+  PutPadded(block, dtl_at::kBuildArchitecture, kBuildArchitectureWidth, version.buildArchitecture);
+  return block.substr(dtl_at::kScanVersion);
 }
 
 }  // namespace
@@ -79,7 +78,7 @@ std::string VersionBytes(const VersionBlock& version) {
 DtlWriter::DtlWriter(DtlSink& sink, ScanSpec spec)
     : sink_(sink),
       spec_(std::move(spec)),
-      at_(spec_.kind == ScanKind::kCifs ? &kCifsRecordAt : &kNfsRecordAt) {
+      at_(spec_.kind == ScanKind::kCifs ? &kCifsRecord : &kNfsRecord) {
   buffer_.reserve(kFlushAt + 2 * kLongestText);
   buffer_.append(kHeaderSize + kRootSize + (HasVersionBlock(spec_) ? kVersionSize : 0), '\0');
   PutHeaderStrings();
@@ -129,7 +128,7 @@ void DtlWriter::Add(const RecordSpec& record) {
 }
 
 void DtlWriter::PutFixedPart(const RecordSpec& record, size_t nameLength, size_t targetLength) {
-  char fixed[kCifsRecordAt.fixedSize] = {};
+  char fixed[kCifsRecord.fixedSize] = {};
   StoreLittle(fixed, record.flags);
   StoreLittle(fixed + at_->attributes, record.attributes);
   StoreLittle(fixed + at_->created, record.created);
@@ -141,9 +140,9 @@ void DtlWriter::PutFixedPart(const RecordSpec& record, size_t nameLength, size_t
   StoreLittle(fixed + at_->inode, record.inode);
   StoreLittle(fixed + at_->links, record.links);
   StoreLittle(fixed + at_->nameLength, static_cast<uint16_t>(nameLength));
-  if (spec_.kind == ScanKind::kCifs) {
+  if (at_->wideTargetLength) {
     StoreLittle(fixed + at_->targetLength, static_cast<uint32_t>(targetLength));
-    StoreLittle(fixed + kCifsStreamCountAt, static_cast<uint32_t>(record.streams.size()));
+    StoreLittle(fixed + at_->streamCount, static_cast<uint32_t>(record.streams.size()));
   } else {
     StoreLittle(fixed + at_->targetLength, static_cast<uint16_t>(targetLength));
   }

@@ -1,13 +1,6 @@
-// Writes scan detail files. This is the one place that knows their layout for writing; the offsets
-// below are public so that tests can damage single fields of a file that they built.
-//
-//   0    header, 88 bytes
-//   88   root block, 120 bytes
-//   208  version block, 76 bytes, only when the low byte of the revision is 8
-//   ...  header strings, records with their end marker, security or ID section
-//
-// A scan is described by a ScanSpec. A DtlWriter streams any number of records in bounded memory;
-// tools/dtlbuild.h makes a small file in memory.
+// Writes scan detail files, in the layout that detail/dtlformat.h draws. A scan is described by a
+// ScanSpec. A DtlWriter streams any number of records in bounded memory; tests/support/dtlbuild.h
+// makes a small file in memory.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +23,7 @@ struct StreamSpec {
 };
 
 // One record. Nothing is derived: a symbolic link needs its flag for its target to be stored, a
-// record with streams its own. The builders in tools/dtlbuild.h set what belongs together.
+// record with streams its own. The builders in tests/support/dtlbuild.h set what belongs together.
 struct RecordSpec {
   uint32_t flags = 0;
   uint32_t attributes = 0;  // Windows attributes, or POSIX mode with type bits
@@ -103,49 +96,6 @@ struct ScanSpec {
   std::function<void(LogHeader&, LogRoot&)> adjust = {};
 };
 
-// File offsets of the header's and the root block's fields.
-namespace dtl_at {
-inline constexpr size_t kMagic = 0, kRevision = 4, kScanTime = 8, kTagString = 12,
-                        kServerString = 16, kUniqueSds = 20, kSids = 28, kSecuritySection = 32,
-                        kIdSection = 48, kFlags = 64, kOrphanedSids = 68, kOrphanedAsOwner = 72;
-inline constexpr size_t kTotalFileSize = 88, kFirstRecord = 104, kRootString = 112,
-                        kShareString = 116, kDirectories = 136, kEmptyDirectories = 140,
-                        kFiles = 144, kCounts = 148, kHostString = 184, kQvaRootString = 188,
-                        kAvailableSpace = 192, kVolumeCapacity = 200;
-inline constexpr size_t kScanVersion = 208, kBuildPlatform = 220, kBuildArchitecture = 252;
-}  // namespace dtl_at
-
-// Offsets of the fields in a record's fixed part, from the start of the record.
-struct RecordAt {
-  size_t fixedSize, attributes, created, accessed, modified, size, uid, gid, inode, links,
-      nameLength, targetLength;
-};
-inline constexpr RecordAt kCifsRecordAt = {.fixedSize = 80,
-                                           .attributes = 8,
-                                           .created = 12,
-                                           .accessed = 16,
-                                           .modified = 20,
-                                           .size = 24,
-                                           .uid = 40,
-                                           .gid = 44,
-                                           .inode = 48,
-                                           .links = 52,
-                                           .nameLength = 72,
-                                           .targetLength = 68};
-inline constexpr RecordAt kNfsRecordAt = {.fixedSize = 48,
-                                          .attributes = 16,
-                                          .created = 20,
-                                          .accessed = 24,
-                                          .modified = 28,
-                                          .size = 32,
-                                          .uid = 4,
-                                          .gid = 8,
-                                          .inode = 12,
-                                          .links = 40,
-                                          .nameLength = 44,
-                                          .targetLength = 46};
-inline constexpr size_t kCifsStreamCountAt = 76;
-
 // Where a writer puts its bytes. Each call returns false with errno set when they were not taken.
 class DtlSink {
  public:
@@ -191,7 +141,7 @@ class DtlWriter {
 
   DtlSink& sink_;
   ScanSpec spec_;
-  const RecordAt* at_;
+  const RecordLayout* at_;
   LogHeader header_;
   LogRoot root_;
   std::string buffer_;
