@@ -29,10 +29,8 @@ UniqueFd MakeScan(ScanKind kind) {
 }  // namespace
 
 Sample& Sample::Use(ScanKind kind) {
-  if (logFile == nullptr) {
-    std::setlocale(LC_ALL, "C.UTF-8");
-    OpenLogErrFiles(0, nullptr, nullptr);
-  }
+  [[maybe_unused]] static Logs logs;
+  std::setlocale(LC_ALL, "C.UTF-8");
   static Sample cifs(ScanKind::kCifs);
   static Sample nfs(ScanKind::kNfs);
   return kind == ScanKind::kCifs ? cifs : nfs;

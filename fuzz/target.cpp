@@ -41,9 +41,10 @@ void ForgetRun() {
 bool Prepare() {
   std::setlocale(LC_ALL, "C.UTF-8");
   setenv("TMPDIR", FastDirectory().c_str(), 1);
-  static TextStream nowhere;
-  nowhere.Attach(open("/dev/null", O_WRONLY | O_CLOEXEC), true, TextEncoding::kLocale, "nowhere");
-  logFile = errFile = &nowhere;
+  static Logs logs;
+  logs.listStream.Attach(open("/dev/null", O_WRONLY | O_CLOEXEC), true, TextEncoding::kLocale,
+                         "nowhere");
+  logs.logFile = logs.errFile = &logs.listStream;
   // Messages on the console show nothing that the fuzzer could use.
   const UniqueFd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
   dup2(null.get(), STDOUT_FILENO);

@@ -1,85 +1,41 @@
 #include "base/loganderr.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
-#include <cstdlib>
+#include <cstdio>
+#include <cstring>
 #include <ctime>
-#include <memory>
-#include <new>
-#include <optional>
 
 #include "base/fileio.h"
+#include "base/tempfile.h"
 
 namespace tabulon {
-
-TextStream* logFile = nullptr;
-TextStream* errFile = nullptr;
-TextStream* debugLogFile = nullptr;
-uint32_t errLogCombined = 0;
-uint32_t useLogThrdLock = 0;
-uint32_t useDebugLogThrdLock = 0;
-int32_t debugLevel = 0;
-
 namespace {
 
-constexpr mode_t kLogMode = 0666;  // before the process mask
+constexpr mode_t kLogMode = 0666;   // before the process mask
+constexpr size_t kStampBytes = 13;  // "YYMMDD.hhmmss"
+constexpr size_t kDebugStampSize = 48;
 
-bool writeErrors = false;
+// The one pointer to the logs of the run: a fatal exit can come from any depth, and handing the
+// logs to whatever may fail would put them into every signature.
+constinit Logs* currentLogs = nullptr;
 
-// The mutexes of embedders that log from several threads; made when asked for.
-std::unique_ptr<pthread_mutex_t> logLock;
-std::unique_ptr<pthread_mutex_t> debugLogLock;
-
-std::unique_ptr<pthread_mutex_t> NewLock() {
-  auto lock = std::make_unique<pthread_mutex_t>();
-  pthread_mutex_init(lock.get(), nullptr);
-  return lock;
+std::string TimeStamp(std::time_t time) {
+  std::tm local{};
+  localtime_r(&time, &local);
+  // The year of the century; 2000 comes out as 100. Kept so; see the header.
+  const int year = local.tm_year >= 101 ? local.tm_year - 100 : local.tm_year;
+  char stamp[80];
+  std::snprintf(stamp, sizeof stamp, "%02d%02d%02d.%02d%02d%02d", year, local.tm_mon + 1,
+                local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+  return stamp;
 }
 
-void DropLock(std::unique_ptr<pthread_mutex_t>& lock) {
-  if (lock) pthread_mutex_destroy(lock.get());
-  lock.reset();
-}
-
-// Holds a lock for one entry when locking is in use.
-class EntryLock {
- public:
-  EntryLock(uint32_t inUse, pthread_mutex_t* lock) : lock_(inUse == 1 ? lock : nullptr) {
-    if (lock_ != nullptr) pthread_mutex_lock(lock_);
-  }
-  ~EntryLock() {
-    if (lock_ != nullptr) pthread_mutex_unlock(lock_);
-  }
-  EntryLock(const EntryLock&) = delete;
-  EntryLock& operator=(const EntryLock&) = delete;
-
- private:
-  pthread_mutex_t* lock_;
-};
-
-// The streams of the process's own descriptors. They outlive every other object, and need no memory
-// to be there: exhausted memory is told through them.
-struct ConsoleStreams {
-  ConsoleStreams() {
-    out.Attach(STDOUT_FILENO, false, TextEncoding::kLocale, "standard output");
-    err.Attach(STDERR_FILENO, false, TextEncoding::kLocale, "standard error");
-  }
-  TextStream out;
-  TextStream err;
-};
-
-ConsoleStreams& Consoles() {
-  alignas(ConsoleStreams) static std::byte place[sizeof(ConsoleStreams)];
-  static auto* const streams = [] {
-    auto* const made = new (place) ConsoleStreams;
-    std::atexit([] { Consoles().out.Flush(); });
-    return made;
-  }();
-  return *streams;
+// Holds a lock, if there is one, for one entry.
+std::unique_lock<std::mutex> EntryLock(std::optional<std::mutex>& lock) {
+  return lock ? std::unique_lock(*lock) : std::unique_lock<std::mutex>();
 }
 
 // The number of a system error, or none for messages without one.
@@ -92,7 +48,8 @@ void Put(TextStream& stream, std::wstring_view format, log_internal::Args args) 
 }
 
 void PutErrnoLine(TextStream& stream, int errnum) {
-  const FormatArg args[] = {FormatArg(errnum), FormatArg(PosixErrMsg(errnum))};
+  const std::wstring text = PosixErrMsg(errnum);
+  const FormatArg args[] = {FormatArg(errnum), FormatArg(text)};
   Put(stream, L"  (p%d) %ls\n", args);
 }
 
@@ -105,34 +62,30 @@ void PutError(TextStream& stream, Errnum errnum, std::wstring_view format,
   stream.Flush();
 }
 
-void PutErrorTwice(Errnum errnum, std::wstring_view format, log_internal::Args args) {
-  PutError(*errFile, errnum, format, args);
-  if (errLogCombined != 0) return;
-  Put(*logFile, format, args);
-  if (errnum) PutErrnoLine(*logFile, *errnum);
+void PutErrorTwice(Logs& logs, Errnum errnum, std::wstring_view format, log_internal::Args args) {
+  PutError(*logs.errFile, errnum, format, args);
+  if (logs.errLogCombined) return;
+  Put(*logs.logFile, format, args);
+  if (errnum) PutErrnoLine(*logs.logFile, *errnum);
 }
 
-void FlushOutput() {
-  if (logFile != nullptr) logFile->Flush();
-  Console().Flush();
+void FlushOutput(Logs& logs) {
+  logs.logFile->Flush();
+  logs.console.Flush();
 }
 
 [[noreturn]] void Leave(int status, Errnum errnum, std::wstring_view format,
                         log_internal::Args args) {
-  TextStream& log = errFile != nullptr ? *errFile : ErrorConsole();
-  PutError(log, errnum, format, args);
-  if (&log != &ErrorConsole()) PutError(ErrorConsole(), errnum, format, args);
-  FlushOutput();
+  Logs& logs = CurrentLogs();
+  PutError(*logs.errFile, errnum, format, args);
+  if (logs.errFile != &logs.errorConsole) PutError(logs.errorConsole, errnum, format, args);
+  FlushOutput(logs);
   throw EndOfRun{status};
 }
 
-// Writes around the stream's buffer, which may not have been made yet.
-void PutMemoryError(TextStream& stream, const wchar_t* label) {
-  const auto put = [&](std::string_view bytes) {
-    WriteFully(stream.fd(), bytes.data(), bytes.size());
-  };
-  Console().Flush();
-  stream.Flush();
+// Writes around the streams' buffers, which may not have been made yet.
+void PutMemoryError(int fd, const wchar_t* label) {
+  const auto put = [&](std::string_view bytes) { WriteFully(fd, bytes.data(), bytes.size()); };
   put("Insufficient memory");
   if (label != nullptr) {
     put(": called from '");
@@ -149,124 +102,159 @@ void PutMemoryError(TextStream& stream, const wchar_t* label) {
 TextStream* OpenLog(TextStream& stream, const char* name, int openFlags, std::wstring_view which) {
   const std::string expanded = MakeFilename(name);
   const int fd = open(expanded.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | openFlags, kLogMode);
-  if (fd < 0) {
-    const int failure = errno;
-    if (which == L"error") errFile = &ErrorConsole();
-    PosixErrExit(failure, L"Unable to create %ls file '%s'\n", which, expanded);
-  }
+  if (fd < 0) PosixErrExit(0, L"Unable to create %ls file '%s'\n", which, expanded);
   stream.Attach(fd, true, TextEncoding::kLocale, expanded);
   return &stream;
 }
 
+void SetLock(std::optional<std::mutex>& lock, int useLock) {
+  lock.reset();
+  if (useLock == 1) lock.emplace();
+}
+
 }  // namespace
 
-TextStream& Console() {
-  return Consoles().out;
+Logs::Logs() : before_(currentLogs) {
+  console.Attach(STDOUT_FILENO, false, TextEncoding::kLocale, "standard output");
+  errorConsole.Attach(STDERR_FILENO, false, TextEncoding::kLocale, "standard error");
+  currentLogs = this;
 }
-TextStream& ErrorConsole() {
-  return Consoles().err;
+
+Logs::~Logs() {
+  currentLogs = before_;
+}
+
+Logs& CurrentLogs() {
+  return *currentLogs;
+}
+
+std::string MakeFilename(std::string_view pattern) {
+  std::string out;
+  for (size_t i = 0; i < pattern.size(); ++i) {
+    const bool token = pattern[i] == '%' && i + 1 < pattern.size() &&
+                       (pattern[i + 1] == 'd' || pattern[i + 1] == 'D');
+    if (!token) {
+      out.push_back(pattern[i]);
+      continue;
+    }
+    // The output moves on by exactly 13 characters, so a longer stamp is overwritten by what
+    // follows it; the token's letter is copied by the next round.
+    out.append(std::string_view(TimeStamp(std::time(nullptr))).substr(0, kStampBytes));
+  }
+  return out;
+}
+
+std::wstring PosixErrMsg(int errnum) {
+  char buffer[256];
+  const std::string_view text = strerror_r(errnum, buffer, sizeof buffer);
+  std::wstring wide;
+  for (const char byte : text) wide.push_back(static_cast<signed char>(byte));
+  return wide;
 }
 
 void OpenLogErrFiles(int useLock, const char* logName, const char* errName) {
-  static TextStream listStream;
-  static TextStream errorStream;
-  useLogThrdLock = useLock == 1 ? 1 : 0;
-  if (useLogThrdLock == 1) logLock = NewLock();
-  errFile = errName != nullptr ? OpenLog(errorStream, errName, O_TRUNC, L"error") : &ErrorConsole();
-  logFile = logName != nullptr ? OpenLog(listStream, logName, O_TRUNC, L"log") : &Console();
-  errLogCombined = errFile == &ErrorConsole() && logFile == &Console() ? 1 : 0;
+  Logs& logs = CurrentLogs();
+  SetLock(logs.logLock, useLock);
+  logs.errFile = &logs.errorConsole;
+  if (errName != nullptr) logs.errFile = OpenLog(logs.errorStream, errName, O_TRUNC, L"error");
+  logs.logFile = &logs.console;
+  if (logName != nullptr) logs.logFile = OpenLog(logs.listStream, logName, O_TRUNC, L"log");
+  logs.errLogCombined = logs.errFile == &logs.errorConsole && logs.logFile == &logs.console;
 }
 
 void OpenDebugLogFile(int useLock, const char* name) {
-  static TextStream debugStream;
-  useDebugLogThrdLock = useLock == 1 ? 1 : 0;
-  if (useDebugLogThrdLock == 1) debugLogLock = NewLock();
-  debugLogFile = name != nullptr ? OpenLog(debugStream, name, O_APPEND, L"debug") : &Console();
+  Logs& logs = CurrentLogs();
+  SetLock(logs.debugLogLock, useLock);
+  logs.debugLogFile =
+      name != nullptr ? OpenLog(logs.debugStream, name, O_APPEND, L"debug") : &logs.console;
 }
 
 bool CloseLogErrFiles() {
-  if (logFile != nullptr) {
-    TextStream& list = *logFile;
-    list.Flush();
-    Console().Flush();
-    if (&list != &Console()) list.Close();
-    if (list.error() != 0) ReportWriteError(list.name(), list.error());
-    if (&list != &Console() && Console().error() != 0) {
-      ReportWriteError(Console().name(), Console().error());
-    }
+  Logs& logs = CurrentLogs();
+  TextStream& list = *logs.logFile;
+  FlushOutput(logs);
+  if (&list != &logs.console) list.Close();
+  if (list.error() != 0) ReportWriteError(list.name(), list.error());
+  if (&list != &logs.console && logs.console.error() != 0) {
+    ReportWriteError(logs.console.name(), logs.console.error());
   }
-  if (errFile != nullptr && errFile != &ErrorConsole()) errFile->Close();
-  return !writeErrors;
+  if (logs.errFile != &logs.errorConsole) logs.errFile->Close();
+  return !logs.writeErrors;
 }
 
 void CloseDebugLogFile() {
-  if (debugLogFile == nullptr) return;
-  if (debugLogFile == &Console()) {
-    Console().Flush();
-  } else {
-    debugLogFile->Close();
-  }
-  debugLogFile = nullptr;
+  Logs& logs = CurrentLogs();
+  if (logs.debugLogFile == &logs.console) logs.console.Flush();
+  logs.debugStream.Close();
+  logs.debugLogFile = nullptr;
 }
 
 void LogExcEntry(std::string_view text) {
-  const EntryLock lock(useLogThrdLock, logLock.get());
-  logFile->WriteBytes(text);
+  const auto lock = EntryLock(CurrentLogs().logLock);
+  CurrentLogs().logFile->WriteBytes(text);
 }
 
 void MemoryErrExit(const wchar_t* label) {
-  TextStream& log = errFile != nullptr ? *errFile : ErrorConsole();
-  PutMemoryError(log, label);
-  if (&log != &ErrorConsole()) PutMemoryError(ErrorConsole(), label);
-  FlushOutput();
-  std::exit(1);
+  Logs* const logs = currentLogs;
+  if (logs != nullptr) {
+    logs->console.Flush();
+    if (logs->errFile != &logs->errorConsole) PutMemoryError(logs->errFile->fd(), label);
+  }
+  PutMemoryError(STDERR_FILENO, label);
+  if (logs != nullptr) FlushOutput(*logs);
+  RemoveTempFilesNow();
+  _exit(1);
 }
 
 void ReportWriteError(std::string_view name, int errnum) {
-  writeErrors = true;
+  Logs& logs = CurrentLogs();
+  logs.writeErrors = true;
   const FormatArg args[] = {FormatArg(name)};
-  PutError(errFile != nullptr && errFile->IsOpen() ? *errFile : ErrorConsole(), errnum,
+  PutError(logs.errFile->IsOpen() ? *logs.errFile : logs.errorConsole, errnum,
            L"Error writing '%s'\n", args);
 }
 
 bool HadWriteErrors() {
-  return writeErrors;
+  return CurrentLogs().writeErrors;
 }
 
 namespace log_internal {
 
 void Entry(std::wstring_view format, Args args) {
-  const EntryLock lock(useLogThrdLock, logLock.get());
-  Put(*logFile, format, args);
+  const auto lock = EntryLock(CurrentLogs().logLock);
+  Put(*CurrentLogs().logFile, format, args);
 }
 
 void Error(std::wstring_view format, Args args) {
-  const EntryLock lock(useLogThrdLock, logLock.get());
-  PutErrorTwice(std::nullopt, format, args);
+  Logs& logs = CurrentLogs();
+  const auto lock = EntryLock(logs.logLock);
+  PutErrorTwice(logs, std::nullopt, format, args);
 }
 
 void PosixError(int errnum, std::wstring_view format, Args args) {
   const int number = errnum != 0 ? errnum : errno;
+  Logs& logs = CurrentLogs();
   {
-    const EntryLock lock(useLogThrdLock, logLock.get());
-    PutErrorTwice(number, format, args);
+    const auto lock = EntryLock(logs.logLock);
+    PutErrorTwice(logs, number, format, args);
   }
   // From here on there is no lock, and entries are not serialised. Kept so; see the header.
-  if (useLogThrdLock == 1) DropLock(logLock);
+  logs.logLock.reset();
 }
 
 void Debug(int level, std::wstring_view format, Args args) {
-  if (level == 0 || level > debugLevel || debugLogFile == nullptr) return;
-  const EntryLock lock(useDebugLogThrdLock, debugLogLock.get());
+  Logs& logs = CurrentLogs();
+  if (level == 0 || level > logs.debugLevel || logs.debugLogFile == nullptr) return;
+  const auto lock = EntryLock(logs.debugLogLock);
   const std::time_t now = std::time(nullptr);
   std::tm local{};
   localtime_r(&now, &local);
-  wchar_t stamp[48];
-  const size_t length = std::wcsftime(stamp, 48, L"%d-%m-%y %X", &local);
-  debugLogFile->Write(std::wstring_view(stamp, length));
-  debugLogFile->Write(L" ");
-  Put(*debugLogFile, format, args);
-  debugLogFile->Flush();
+  wchar_t stamp[kDebugStampSize];
+  const size_t length = std::wcsftime(stamp, kDebugStampSize, L"%d-%m-%y %X", &local);
+  logs.debugLogFile->Write(std::wstring_view(stamp, length));
+  logs.debugLogFile->Write(L" ");
+  Put(*logs.debugLogFile, format, args);
+  logs.debugLogFile->Flush();
 }
 
 void ConsoleEntry(TextStream& stream, std::wstring_view format, Args args) {

@@ -6,28 +6,65 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "base/format.h"
-#include "base/logtext.h"
 #include "base/textstream.h"
 
 namespace tabulon {
 
-extern TextStream* logFile;       // the list log; null until OpenLogErrFiles
-extern TextStream* errFile;       // the error log; null until OpenLogErrFiles
-extern TextStream* debugLogFile;  // null until OpenDebugLogFile
-extern uint32_t errLogCombined;   // 1: error log and list log are the console's two streams, and
-                                  // error lines are written once only
-extern uint32_t useLogThrdLock;   // 1: writes to list and error log are serialised
-extern uint32_t useDebugLogThrdLock;  // 1: writes to the debug log are serialised
-extern int32_t debugLevel;            // 0 = no debug log; set by the driver from -debug
+// The logs of a run, which makes them first of all: while they live, everything below writes to
+// them. Logs made meanwhile take their place until they go.
+struct Logs {
+  Logs();
+  ~Logs();
+  Logs(const Logs&) = delete;
+  Logs& operator=(const Logs&) = delete;
 
-// The console's two streams, whatever the logs are. Everything that goes to standard output or
-// standard error goes through these, so that no line is lost or overtaken.
-TextStream& Console();
-TextStream& ErrorConsole();
+  // The console's two streams. Everything that goes to standard output or standard error goes
+  // through these, so that no line is lost or overtaken.
+  TextStream console;
+  TextStream errorConsole;
+
+  TextStream* logFile = &console;       // the list log
+  TextStream* errFile = &errorConsole;  // the error log
+  TextStream* debugLogFile = nullptr;   // null until OpenDebugLogFile
+  bool errLogCombined = true;  // error log and list log are the console's two streams, and error
+                               // lines are written once only
+  std::optional<std::mutex> logLock;       // there: writes to list and error log are serialised
+  std::optional<std::mutex> debugLogLock;  // there: writes to the debug log are serialised
+  int32_t debugLevel = 0;                  // 0 = no debug log; set by the driver from -debug
+  bool writeErrors = false;                // a stream could not be written whole
+
+  // The files, when there are any, of the three logs.
+  TextStream listStream;
+  TextStream errorStream;
+  TextStream debugStream;
+
+ private:
+  Logs* before_;
+};
+
+// The logs that were made last. REQUIRES: some live.
+Logs& CurrentLogs();
+inline TextStream& Console() {
+  return CurrentLogs().console;
+}
+inline TextStream& ErrorConsole() {
+  return CurrentLogs().errorConsole;
+}
+
+// Expands every "%d" or "%D" of a file name to the local date and time, "YYMMDD.hhmmss". The letter
+// of the token is kept behind the stamp ("list%d.txt" gives "list261115.101809d.txt"), and the
+// year 2000 prints as "100": both on purpose.
+std::string MakeFilename(std::string_view pattern);
+
+// The C library's text for a system error number, each byte one unit, sign-extended.
+std::wstring PosixErrMsg(int errnum);
 
 // Opens list and error log; null stands for standard output and standard error.
 // Failure ends the run.
@@ -92,7 +129,6 @@ struct EndOfRun {
 
 // The fatal exits: the message goes to the error log and, when that is a file, to standard error
 // too; then they throw EndOfRun with `status` (1 for ErrExit and PosixErrExit).
-// REQUIRES: OpenLogErrFiles has run (until then standard error serves).
 template <class... A>
 [[noreturn]] void ErrExit(WideFormat<A...> format, const A&... args) {
   WithArgs([&](auto packed) { log_internal::Exit(1, format.text, packed); }, args...);

@@ -6,19 +6,23 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <set>
 #include <string_view>
 #include <utility>
 
 namespace tabulon {
 
-std::optional<std::string> tempDir;
-std::optional<std::string> tempId;
+// A file that has to go, and its place on the list of them.
+struct TempFile::Live {
+  std::string path;
+  Live* previous = nullptr;
+  Live* next = nullptr;
+};
 
 namespace {
 
@@ -31,6 +35,48 @@ constexpr size_t kRandomBytes = 6;
 constexpr std::string_view kNameLetters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 
+// The signals by which users, terminals and readers that go away end a run.
+constexpr std::array<int, 4> kEndingSignals = {SIGHUP, SIGINT, SIGPIPE, SIGTERM};
+
+// The one pointer to the run's place: trees, spools and tables deep down make temporary files.
+constinit const TempPlace* currentPlace = nullptr;
+
+// The files that have to go, for the handler of the ending signals, to which nothing can be handed.
+struct LiveFiles {
+  std::atomic_flag busy;  // a thread changes or reads the list
+  TempFile::Live* first = nullptr;
+};
+constinit LiveFiles liveFiles;
+
+// Holds the list. The ending signals wait in this thread meanwhile; their handler in another one
+// waits for the list.
+class ListLock {
+ public:
+  ListLock() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+    pthread_sigmask(SIG_BLOCK, &ending, &before_);
+    while (liveFiles.busy.test_and_set(std::memory_order_acquire)) continue;
+  }
+  ~ListLock() {
+    liveFiles.busy.clear(std::memory_order_release);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  ListLock(const ListLock&) = delete;
+  ListLock& operator=(const ListLock&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+// Removes the files and lets the signal do what it does. Async-signal-safe.
+void EndBySignal(int signal) {
+  RemoveTempFilesNow();
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+}
+
 bool IsDirectory(const char* path) {
   struct stat found {};
   return path != nullptr && stat(path, &found) == 0 && S_ISDIR(found.st_mode);
@@ -39,8 +85,9 @@ bool IsDirectory(const char* path) {
 // The first of TMPDIR, `tempDir` and the C library's default that is a directory, without trailing
 // separators; empty when none is.
 std::string TempDirectory() {
-  const char* const candidates[] = {secure_getenv("TMPDIR"), tempDir ? tempDir->c_str() : nullptr,
-                                    P_tmpdir};
+  const bool chosenByRun = currentPlace != nullptr && currentPlace->tempDir;
+  const char* const candidates[] = {
+      secure_getenv("TMPDIR"), chosenByRun ? currentPlace->tempDir->c_str() : nullptr, P_tmpdir};
   const auto* const chosen = std::ranges::find_if(candidates, IsDirectory);
   errno = ENOENT;  // for the case that none is
   if (chosen == std::end(candidates)) return {};
@@ -59,64 +106,18 @@ bool AppendRandom(std::string& name) {
   return true;
 }
 
-// The signals by which users, terminals and readers that go away end a run.
-constexpr std::array<int, 4> kEndingSignals = {SIGHUP, SIGINT, SIGPIPE, SIGTERM};
-
-// The files that still have to go when the process ends. Never destroyed: owners that outlive the
-// exit handler still use it.
-std::set<std::string>& LiveFiles() {
-  static auto* const files = new std::set<std::string>;
-  return *files;
-}
-
-void RemoveLiveFiles() {
-  for (const std::string& path : LiveFiles()) unlink(path.c_str());
-}
-
-// Keeps the ending signals waiting while the set changes, so that their handler finds it whole.
-class SignalsWait {
- public:
-  SignalsWait() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int signal : kEndingSignals) sigaddset(&ending, signal);
-    sigprocmask(SIG_BLOCK, &ending, &before_);
-  }
-  ~SignalsWait() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsWait(const SignalsWait&) = delete;
-  SignalsWait& operator=(const SignalsWait&) = delete;
-
- private:
-  sigset_t before_;
-};
-
-// Notes a file that has to go; false when it was noted before.
-bool Remember(const std::string& path) {
-  LiveFiles();  // there before its exit handler is, which runs even when there is no memory for it
-  [[maybe_unused]] static const int atExit = std::atexit([] {
-    RemoveLiveFiles();
-    LiveFiles().clear();
-  });
-  const SignalsWait wait;
-  return LiveFiles().insert(path).second;
-}
-
-void Forget(const std::string& path) {
-  const SignalsWait wait;
-  LiveFiles().erase(path);
-}
-
-// Removes the files and lets the signal do what it does. Async-signal-safe: the set is only read.
-void EndBySignal(int signal) {
-  RemoveLiveFiles();
-  std::signal(signal, SIG_DFL);
-  raise(signal);
-}
-
 }  // namespace
 
+TempPlace::TempPlace(std::optional<std::string> directory, std::optional<std::string> id)
+    : tempDir(std::move(directory)), tempId(std::move(id)), before_(currentPlace) {
+  currentPlace = this;
+}
+
+TempPlace::~TempPlace() {
+  currentPlace = before_;
+}
+
 void RemoveTempFilesOnSignals() {
-  LiveFiles();
   for (const int signal : kEndingSignals) {
     struct sigaction present {};
     if (sigaction(signal, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) continue;
@@ -126,15 +127,46 @@ void RemoveTempFilesOnSignals() {
   }
 }
 
+void RemoveTempFilesNow() {
+  const ListLock lock;
+  for (const TempFile::Live* file = liveFiles.first; file != nullptr; file = file->next) {
+    unlink(file->path.c_str());
+  }
+}
+
 std::string DefinedTempName(const char* name) {
-  std::string prefix = tempId.value_or("");
-  if (tempId && name != nullptr) prefix += '.';
+  const bool hasId = currentPlace != nullptr && currentPlace->tempId;
+  std::string prefix = hasId ? *currentPlace->tempId : "";
+  if (hasId && name != nullptr) prefix += '.';
   if (name != nullptr) prefix += name;
   if (prefix.empty()) prefix = kDefaultPrefix;
   std::string path = TempDirectory();
   if (path.empty()) return {};
   path.append("/").append(prefix, 0, kPrefixBytes);
   return AppendRandom(path) ? path : std::string();
+}
+
+// Takes the file off the list.
+void TempFile::Forget::operator()(Live* file) const {
+  {
+    const ListLock lock;
+    (file->previous != nullptr ? file->previous->next : liveFiles.first) = file->next;
+    if (file->next != nullptr) file->next->previous = file->previous;
+  }
+  delete file;
+}
+
+// Puts the file on the list when `make` made it. The memory is taken before: a run that ends for
+// want of it must not leave the file.
+template <class Make>
+void TempFile::Note(Make make) {
+  auto file = std::make_unique<Live>(path_);
+  const ListLock lock;
+  if (!make()) return;
+  file->next = liveFiles.first;
+  if (file->next != nullptr) file->next->previous = file.get();
+  liveFiles.first = file.get();
+  live_.reset(file.release());
 }
 
 TempFile::TempFile(TempFile&& other) noexcept {
@@ -148,13 +180,23 @@ TempFile& TempFile::operator=(TempFile&& other) noexcept {
     path_ = std::exchange(other.path_, {});
     device_ = other.device_;
     inode_ = other.inode_;
-    removeAtEnd_ = std::exchange(other.removeAtEnd_, false);
+    live_ = std::move(other.live_);
   }
   return *this;
 }
 
 TempFile::~TempFile() {
   Remove();
+}
+
+// Opens the file of the name `path_`, made or emptied by these flags.
+bool TempFile::Open(int flags, mode_t mode) {
+  fd_ = UniqueFd(open(path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | flags, mode));
+  struct stat made {};
+  if (!valid() || fstat(fd(), &made) != 0) return valid();
+  device_ = made.st_dev;
+  inode_ = made.st_ino;
+  return true;
 }
 
 TempFile TempFile::Create(const char* name, mode_t mode) {
@@ -171,34 +213,25 @@ TempFile TempFile::Create(const char* name, mode_t mode) {
 TempFile TempFile::CreateExclusive(std::string path, mode_t mode) {
   TempFile file;
   file.path_ = std::move(path);
-  // Noted first: noting takes memory, and a run that ends for want of it must not leave the file.
-  const bool isNew = Remember(file.path_);
-  file.fd_ =
-      UniqueFd(open(file.path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-  if (!file.valid()) {
-    const int failure = errno;
-    if (isNew) Forget(file.path_);
-    errno = failure;
-    return file;
+  file.Note([&] { return file.Open(O_EXCL, mode); });
+  return file;
+}
+
+TempFile TempFile::CreateBeside(const std::string& path) {
+  TempFile file;
+  for (int i = 0; i < kNameTries && !file.valid(); ++i) {
+    std::string name = path + ".";
+    if (!AppendRandom(name)) return file;
+    file = CreateExclusive(std::move(name), 0600);
+    if (!file.valid() && errno != EEXIST) return file;
   }
-  file.removeAtEnd_ = true;
-  struct stat made {};
-  fstat(file.fd(), &made);
-  file.device_ = made.st_dev;
-  file.inode_ = made.st_ino;
   return file;
 }
 
 TempFile TempFile::CreateNamed(std::string path, mode_t mode) {
   TempFile file;
   file.path_ = std::move(path);
-  file.fd_ =
-      UniqueFd(open(file.path_.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode));
-  struct stat made {};
-  if (file.valid() && fstat(file.fd(), &made) == 0) {
-    file.device_ = made.st_dev;
-    file.inode_ = made.st_ino;
-  }
+  file.Open(O_TRUNC, mode);
   return file;
 }
 
@@ -215,20 +248,18 @@ bool TempFile::Reopen() {
 }
 
 void TempFile::Keep() {
-  Forget(path_);
-  removeAtEnd_ = false;
+  live_.reset();
 }
 
 void TempFile::RemoveAtEnd() {
-  removeAtEnd_ = true;
-  Remember(path_);
+  if (!live_) Note([] { return true; });
 }
 
 void TempFile::Remove() {
   fd_.Reset();
-  if (!std::exchange(removeAtEnd_, false)) return;
+  if (!live_) return;
   unlink(path_.c_str());
-  Forget(path_);
+  live_.reset();
 }
 
 }  // namespace tabulon

@@ -11,12 +11,27 @@
 
 namespace tabulon {
 
-extern std::optional<std::string> tempDir;  // from -tempdir; none = TMPDIR or /tmp
-extern std::optional<std::string> tempId;   // from -tempid; put in front of temporary names
+// Where the temporary files of a run go, while it lives. A place made meanwhile takes over until it
+// goes; without one, both members count as none.
+class TempPlace {
+ public:
+  explicit TempPlace(std::optional<std::string> directory = {}, std::optional<std::string> id = {});
+  ~TempPlace();
+  TempPlace(const TempPlace&) = delete;
+  TempPlace& operator=(const TempPlace&) = delete;
+
+  const std::optional<std::string> tempDir;  // from -tempdir; none = TMPDIR or /tmp
+  const std::optional<std::string> tempId;   // from -tempid; put in front of temporary names
+
+ private:
+  const TempPlace* before_;
+};
 
 // From here on the hang-up, interrupt, broken-pipe and termination signals remove the temporary
 // files before they end the process. A signal that is ignored or handled stays so.
 void RemoveTempFilesOnSignals();
+// Removes the temporary files of a process that ends without unwinding.
+void RemoveTempFilesNow();
 
 // A name for a temporary file, by the rules of tempnam(3). Its directory is the first of the
 // environment's TMPDIR, `tempDir` and P_tmpdir ("/tmp") that is one. The name is the first five
@@ -25,10 +40,11 @@ void RemoveTempFilesOnSignals();
 // errno set when there is no directory or no random numbers.
 std::string DefinedTempName(const char* name);
 
-// A temporary file, open for reading and writing. It is removed when its owner goes, or at exit
-// (the fatal exits included) when the owner never does, unless Keep was called.
+// A temporary file, open for reading and writing. It is removed when its owner goes, or when a
+// signal or exhausted memory ends the process, unless Keep was called.
 class TempFile {
  public:
+  struct Live;
   TempFile() = default;
   TempFile(TempFile&& other) noexcept;
   TempFile& operator=(TempFile&& other) noexcept;
@@ -40,6 +56,8 @@ class TempFile {
   static TempFile Create(const char* name, mode_t mode = 0600);
   // Makes a new file of this very name, exclusively too; fails with EEXIST when there is one.
   static TempFile CreateExclusive(std::string path, mode_t mode = 0600);
+  // Makes a new file beside the one named `path`: its name, a dot and six random characters.
+  static TempFile CreateBeside(const std::string& path);
   // Makes, or empties, the file of this very name; not removed at the end (as if kept).
   static TempFile CreateNamed(std::string path, mode_t mode = 0666);
 
@@ -54,17 +72,24 @@ class TempFile {
   bool Reopen();
   // The file stays when its owner goes.
   void Keep();
-  // Takes back Keep: the file goes with its owner, or at exit. REQUIRES: valid().
+  // Takes back Keep: the file goes with its owner, or with the process. REQUIRES: valid().
   void RemoveAtEnd();
   // Closes and removes the file.
   void Remove();
 
  private:
+  struct Forget {
+    void operator()(Live* file) const;
+  };
+  bool Open(int flags, mode_t mode);
+  template <class Make>
+  void Note(Make make);
+
   UniqueFd fd_;
   std::string path_;
   dev_t device_ = 0;
   ino_t inode_ = 0;
-  bool removeAtEnd_ = false;
+  std::unique_ptr<Live, Forget> live_;  // while the file has to go
 };
 
 }  // namespace tabulon

@@ -1,6 +1,6 @@
 // A page file of a tree: node images at number x page size, in a file that exists as long as the
-// tree does. Its descriptor is held only while pages move, and only by the few page files that
-// moved pages last, so any number of trees can stand under a small descriptor limit.
+// tree does. A descriptor is held only while a page moves, so any number of trees can stand under a
+// small descriptor limit; opening costs less than moving a page does.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,6 @@ namespace tabulon {
 class PageFile {
  public:
   PageFile() = default;
-  ~PageFile();
   PageFile(const PageFile&) = delete;
   PageFile& operator=(const PageFile&) = delete;
 
@@ -38,7 +37,8 @@ class PageFile {
   [[noreturn]] void FailDamaged();
 
  private:
-  int Descriptor(const wchar_t* verb);
+  template <class Move>
+  void WithFile(const wchar_t* verb, Move move);
   [[noreturn]] void Fail(const wchar_t* verb);
   off_t OffsetOf(uint32_t number) const;
 

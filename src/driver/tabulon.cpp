@@ -3,6 +3,7 @@
 #include <csignal>
 #include <ctime>
 #include <cwchar>
+#include <optional>
 #include <string>
 
 #include "base/format.h"
@@ -48,13 +49,13 @@ std::wstring Widened(const char* text) {
   return wide;
 }
 
-// Temporary files have their place.
-void PlaceTempFiles(const CmdOptions& cmdOpts) {
-  if (cmdOpts[kOptTempDir].Given()) {
-    tempDir = cmdOpts[kOptTempDir].value;
-    MkdirRecursive(tempDir->c_str());
-  }
-  if (cmdOpts[kOptTempId].Given()) tempId = cmdOpts[kOptTempId].value;
+TempPlace PlaceTempFiles(const CmdOptions& cmdOpts) {
+  const auto text = [&](CmdOptionIndex option) {
+    return cmdOpts[option].Given() ? std::optional<std::string>(cmdOpts[option].value)
+                                   : std::nullopt;
+  };
+  if (cmdOpts[kOptTempDir].Given()) MkdirRecursive(cmdOpts[kOptTempDir].value);
+  return TempPlace(text(kOptTempDir), text(kOptTempId));
 }
 
 void ApplySwitches(const CmdOptions& cmdOpts) {
@@ -66,6 +67,7 @@ void ApplySwitches(const CmdOptions& cmdOpts) {
 // The logs are open: list log, error log and, when asked for, the debug log.
 void OpenLogs(const CmdOptions& cmdOpts) {
   OpenLogErrFiles(0, cmdOpts[kOptList].value, cmdOpts[kOptErr].value);
+  int32_t& debugLevel = CurrentLogs().debugLevel;
   if (cmdOpts[kOptDebug].Given()) debugLevel = static_cast<int32_t>(cmdOpts[kOptDebug].number);
   if (debugLevel > 0) OpenDebugLogFile(1, "TabulonDebug.log");
   DebugLogEntry(1, L"\n\n#\n#Velmora Filesystem Report Utility\n#\n");
@@ -171,7 +173,7 @@ int RealMain(std::span<char*> arguments) {
   std::signal(SIGXFSZ, SIG_IGN);
   RemoveTempFilesOnSignals();
   const CmdOptions cmdOpts = ParseCommandLine(arguments);
-  PlaceTempFiles(cmdOpts);
+  const TempPlace place = PlaceTempFiles(cmdOpts);
   if (cmdOpts[kOptTester].Given()) {
     TestTemplate();
     return 0;
@@ -197,6 +199,7 @@ int RealMain(std::span<char*> arguments) {
 }  // namespace
 
 int Run(std::span<char*> arguments) {
+  Logs logs;
   try {
     return RealMain(arguments);
   } catch (const EndOfRun& end) {

@@ -31,7 +31,7 @@ constexpr off_t kUnicodeMark = 2;
 
 TextStream& ReportStream(Report& report) {
   if (qvaOutput.IsOpen()) return qvaOutput;
-  return report.stream.IsOpen() ? report.stream : *logFile;
+  return report.stream.IsOpen() ? report.stream : *CurrentLogs().logFile;
 }
 
 void report_internal::Entry(Report& report, std::wstring_view format,

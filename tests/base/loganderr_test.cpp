@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 #include <new>
 
 #include "base/hugearray.h"
@@ -38,10 +39,11 @@ TEST(Logs, ErrorLinesAlsoGoToTheListLogUnlessBothAreTheConsole) {
     for (const std::string& path : {list, errors}) WriteFile(path, "");
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
+    Logs logs;
     OpenLogErrFiles(0, row.list ? list.c_str() : nullptr, row.errors ? errors.c_str() : nullptr);
     LogEntry(L"one\n");
     LogErr(L"bad %d\n", 7);
-    EXPECT_EQ(errLogCombined, row.list || row.errors ? 0U : 1U);
+    EXPECT_EQ(logs.errLogCombined, !row.list && !row.errors);
     EXPECT_TRUE(CloseLogErrFiles());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), row.out);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), row.err);
@@ -51,6 +53,7 @@ TEST(Logs, ErrorLinesAlsoGoToTheListLogUnlessBothAreTheConsole) {
 
 TEST(Logs, SystemErrorsCarryNumberAndText) {
   const TempDir dir;
+  Logs logs;
   OpenLogErrFiles(1, (dir / "list").c_str(), (dir / "errors").c_str());
   LogExcEntry("na\xC3\xA9rrow\n");
   errno = EACCES;
@@ -69,14 +72,14 @@ TEST(Logs, SystemErrorsCarryNumberAndText) {
 TEST(DebugLog, TakesItsLevelsAndGathersRuns) {
   const TempDir dir;
   const std::string path = dir / "debug";
+  Logs logs;
   DebugLogEntry(1, L"never opened\n");
   for (const int level : {0, 1, 3}) {
-    debugLevel = level;
+    logs.debugLevel = level;
     OpenDebugLogFile(1, path.c_str());
     for (const int entry : {0, 1, 3, 4}) DebugLogEntry(entry, L"level %d of %d\n", entry, level);
     CloseDebugLogFile();
   }
-  debugLevel = 0;
   const std::string stamp = "[-0-9]+ [:0-9]+ ";
   EXPECT_THAT(ReadFile(path), MatchesRegex(stamp + "level 1 of 1\n" + stamp + "level 1 of 3\n" +
                                            stamp + "level 3 of 3\n"));
@@ -102,7 +105,6 @@ void AllocateTooMuch() {
   TempAlloc(sizeof arena->payload + 1, arena);
 }
 
-const std::string kNoMemory = "Insufficient memory";
 // clang-format off
 const struct { void (*leave)(); int status; std::string message; } kFatalCases[] = {
     {[] { ErrExit(L"bad '%ls' %d\n", L"text", 3); }, 1, "bad 'text' 3\n"},
@@ -110,42 +112,67 @@ const struct { void (*leave)(); int status; std::string message; } kFatalCases[]
     {[] { PosixErrExit(ENOSPC, L"f '%s'\n", "f"); }, 1, "f 'f'\n  (p28) No space left on device\n"},
     {[] { ExitWithErrno(EACCES); }, 1, "current\n  (p13) Permission denied\n"},
     {[] { ExitWithErrno(0); }, 1, "current\n  (p0) Success\n"},
-    {[] { GetMem(size_t{1} << 31, nullptr); }, 1, kNoMemory + "\n"},
-    {[] { GetMem(SIZE_MAX, L"here"); }, 1, kNoMemory + ": called from 'here'\n"},
-    {[] { GetTreeMem(SIZE_MAX / 2); }, 1, kNoMemory + ": called from 'tree alloc'\n"},
-    {AllocateTooMuch, 1, kNoMemory + ": called from 'allocate temm mem'\n"},
-    {[] { WithMemoryLabel(L"label", []() -> int { throw std::bad_alloc(); }); }, 1,
-     kNoMemory + ": called from 'label'\n"},
-    {[] { ReserveMemory(size_t{1} << 62); }, 1, kNoMemory + "\n"},
+    {[] { ReserveMemory(size_t{1} << 62); }, 1, "Insufficient memory\n"},
     {[] { StringObject full; full.length = INT32_MAX; StringObjectCat(full, L"x"); }, 1,
-     kNoMemory + "\n"},
-    {[] { EndRunWhenMemoryIsExhausted(); std::get_new_handler()(); }, 1, kNoMemory + "\n"},
+     "Insufficient memory\n"},
+};
+
+// These end the process at once, with status 1.
+const struct { void (*leave)(); std::string label; } kMemoryCases[] = {
+    {[] { GetMem(size_t{1} << 31, nullptr); }, ""},
+    {[] { GetMem(SIZE_MAX, L"here"); }, "here"},
+    {[] { GetTreeMem(SIZE_MAX / 2); }, "tree alloc"},
+    {AllocateTooMuch, "allocate temm mem"},
+    {[] { EndRunWhenMemoryIsExhausted(); std::get_new_handler()(); }, ""},
 };
 // clang-format on
 
 // Every fatal exit tells its message on the error log and on the console, writes nothing to the
 // list log but what was there before, and takes the temporary files with it.
-TEST(LogsDeathTest, FatalExitsTellAndCleanUp) {
-  const auto leave = [](void (*by)()) {
-    try {
-      by();
-    } catch (const EndOfRun& end) {
-      std::exit(end.status);
-    }
-  };
+class FatalExits : public testing::Test {
+ protected:
+  // What is there when a run ends.
+  void Begin() {
+    OpenLogErrFiles(0, (dir_ / "list").c_str(), (dir_ / "errors").c_str());
+    owned_ = TempFile::CreateExclusive(dir_ / "temporary", 0600);
+    LogEntry(L"before\n");
+  }
+  void ExpectTold(const std::string& message) {
+    EXPECT_EQ(ReadFile(dir_ / "errors"), message);
+    EXPECT_EQ(ReadFile(dir_ / "list"), "before\n");
+  }
+  TempDir dir_;
+  Logs logs_;
+  TempFile owned_;
+};
+using FatalExitsDeathTest = FatalExits;
+
+TEST_F(FatalExits, TellAndUnwind) {
   for (const auto& row : kFatalCases) {
-    const TempDir dir;
+    EXPECT_ENDS(row.leave(), row.status, row.message);
+    Begin();
+    EXPECT_ENDS(row.leave(), row.status, row.message);
+    ExpectTold(row.message);
+    owned_.Remove();
+    CloseLogErrFiles();
+    logs_.logFile = &logs_.console;
+    logs_.errFile = &logs_.errorConsole;
+  }
+}
+
+TEST_F(FatalExitsDeathTest, MemoryTellsAndEndsTheProcess) {
+  for (const auto& row : kMemoryCases) {
+    const std::string message = "Insufficient memory" +
+                                (row.label.empty() ? "" : ": called from '" + row.label + "'") +
+                                "\n";
+    EXPECT_EXIT(row.leave(), ExitedWithCode(1), testing::Eq(message));
     const auto run = [&] {
-      OpenLogErrFiles(0, (dir / "list").c_str(), (dir / "errors").c_str());
-      TempFile owned = TempFile::CreateExclusive(dir / "temporary", 0600);
-      LogEntry(L"before\n");
-      leave(row.leave);
+      Begin();
+      row.leave();
     };
-    EXPECT_EXIT(run(), ExitedWithCode(row.status), testing::Eq(row.message));
-    EXPECT_EQ(ReadFile(dir / "errors"), row.message);
-    EXPECT_EQ(ReadFile(dir / "list"), "before\n");
-    EXPECT_THAT(dir.Entries(), testing::ElementsAre("errors", "list"));
-    EXPECT_EXIT(leave(row.leave), ExitedWithCode(row.status), testing::Eq(row.message));
+    EXPECT_EXIT(run(), ExitedWithCode(1), testing::Eq(message));
+    ExpectTold(message);
+    EXPECT_THAT(dir_.Entries(), testing::ElementsAre("errors", "list"));
   }
 }
 

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <optional>
 
 #include "base/spoolfile.h"
@@ -25,14 +26,9 @@ class TempFiles : public testing::Test {
  protected:
   TempFiles() {
     unsetenv("TMPDIR");  // goes before tempDir
-    tempDir = dir_.path();
-    tempId.reset();
-  }
-  ~TempFiles() override {
-    tempDir.reset();
-    tempId.reset();
   }
   TempDir dir_;
+  TempPlace place_{dir_.path()};
 };
 using TempFilesDeathTest = TempFiles;
 using SpoolFiles = TempFiles;
@@ -45,7 +41,7 @@ TEST_F(TempFiles, NamesStartWithFiveBytesOfIdentifierAndName) {
   };
   // clang-format on
   for (const auto& row : rows) {
-    tempId = row.id;
+    const TempPlace place(dir_.path(), row.id);
     EXPECT_THAT(DefinedTempName(row.name),
                 testing::MatchesRegex(dir_ / row.prefix + "[a-zA-Z0-9]{6}"));
   }
@@ -66,7 +62,7 @@ TEST_F(TempFiles, GoToTheFirstDirectoryThatIsOne) {
   // clang-format on
   for (const auto& row : rows) {
     setenv("TMPDIR", row.environment.c_str(), 1);
-    tempDir = row.option;
+    const TempPlace place(row.option);
     EXPECT_THAT(DefinedTempName("x"), testing::MatchesRegex(row.used + "/x[a-zA-Z0-9]{6}"));
   }
   unsetenv("TMPDIR");
@@ -116,18 +112,28 @@ TEST_F(TempFiles, ReopenOnlyTheFileThatWasMade) {
   EXPECT_EQ(errno, ELOOP);
 }
 
-TEST_F(TempFilesDeathTest, GoAtExitUnlessKept) {
-  const auto run = [&] {
-    // Owners that the exit never reaches.
-    auto* const lost = new TempFile(TempFile::Create("lost"));
-    auto* const kept = new TempFile(TempFile::CreateExclusive(dir_ / "kept", 0600));
-    auto* const named = new TempFile(TempFile::CreateNamed(dir_ / "named", 0600));
-    auto* const later = new TempFile(TempFile::CreateNamed(dir_ / "later", 0600));
-    kept->Keep();
-    later->RemoveAtEnd();
-    std::exit(lost->valid() && kept->valid() && named->valid() && later->valid() ? 0 : 1);
+TEST_F(TempFilesDeathTest, GoWithTheProcessUnlessKept) {
+  const auto run = [&](void (*end)()) {
+    // Owners that are not left.
+    TempFile gone = TempFile::Create("gone"), lost = TempFile::Create("lost");
+    TempFile kept = TempFile::CreateExclusive(dir_ / "kept");
+    TempFile named = TempFile::CreateNamed(dir_ / "named");
+    TempFile later = TempFile::CreateNamed(dir_ / "later");
+    TempFile beside = TempFile::CreateBeside(dir_ / "kept");
+    gone.Remove();
+    kept.Keep();
+    later.RemoveAtEnd();
+    if (lost.valid() && kept.valid() && named.valid() && later.valid() && beside.valid()) end();
   };
-  EXPECT_EXIT(run(), ExitedWithCode(0), "");
+  const auto memory = [] { MemoryErrExit(nullptr); };
+  const auto signal = [] {
+    RemoveTempFilesOnSignals();
+    raise(SIGTERM);
+  };
+  EXPECT_EXIT(run(memory), ExitedWithCode(1), "");
+  EXPECT_THAT(dir_.Entries(), ElementsAre("kept", "named"));
+  std::filesystem::remove(dir_ / "kept");
+  EXPECT_EXIT(run(signal), testing::KilledBySignal(SIGTERM), "");
   EXPECT_THAT(dir_.Entries(), ElementsAre("kept", "named"));
 }
 
@@ -166,7 +172,7 @@ TEST_F(SpoolFiles, GiveBackWhatWasAppended) {
     EXPECT_FALSE(spool.IsOpen());
     EXPECT_THAT(dir_.Entries(), ElementsAre());
   }
-  tempDir = "/proc/self";  // exists, and nothing can be made in it
+  const TempPlace place("/proc/self");  // exists, and nothing can be made in it
   SpoolFile spool;
   EXPECT_FALSE(spool.Create("spool") || spool.IsOpen());
   EXPECT_NE(spool.path(), "");

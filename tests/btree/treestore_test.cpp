@@ -40,7 +40,7 @@ class PageFileTest : public testing::Test {
 using PageFileDeathTest = PageFileTest;
 
 TEST_F(PageFileTest, ExistsFromPlantingToFreeing) {
-  tempDir = dir_.path();
+  const TempPlace place(dir_.path());
   for (const bool named : {false, true}) {
     for (const uint32_t flags : {0U, kTreeShared}) {
       TreeHandle tree = named ? Plant(flags) : TreePlant(Settings(2, 1, 2, 1));
@@ -50,7 +50,6 @@ TEST_F(PageFileTest, ExistsFromPlantingToFreeing) {
       EXPECT_EQ(dir_.Entries().size(), 0U);
     }
   }
-  tempDir.reset();
 }
 
 TEST_F(PageFileTest, ManyTreesShareFewDescriptors) {

@@ -77,9 +77,10 @@ TEST_F(ReportLines, ReportFilesAreMadeAndEmptied) {
 }
 
 TEST_F(ReportLines, ScanGoesOnWithoutAPositionFile) {
-  tempDir = "/proc";
+  const TempPlace place("/proc");
   Report& report = Add(L"custom");
   const auto run = [&] {
+    Logs logs;
     OpenLogErrFiles(0, Path("list").c_str(), nullptr);
     InitializeReportEntry(report, scan_);
     CloseLogErrFiles();
@@ -88,7 +89,6 @@ TEST_F(ReportLines, ScanGoesOnWithoutAPositionFile) {
               MatchesRegex("Error writing '/proc/tabul[^\n]*'\n  .p2. No such file or dir.*\n"));
   EXPECT_THAT(ReadFile(Path("list")), ::testing::StartsWith("Cannot open tmp file /proc/tabul"));
   EXPECT_FALSE(report.positions.IsOpen());
-  tempDir.reset();
 }
 
 }  // namespace

@@ -20,7 +20,6 @@ inline RunResult RunInChild(const std::function<void()>& body) {
   if (child == 0) {
     dup2(open((dir / "out").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDOUT_FILENO);
     dup2(open((dir / "err").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
-    OpenLogErrFiles(0, nullptr, nullptr);
     try {
       body();
       CloseLogErrFiles();

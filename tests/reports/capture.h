@@ -27,16 +27,13 @@ inline std::string Written(TextStream& stream) {
 class CapturedLog {
  public:
   CapturedLog() {
-    AttachToMemory(stream_);
-    logFile = &stream_;
+    AttachToMemory(logs_.listStream);
+    logs_.logFile = &logs_.listStream;
   }
-  ~CapturedLog() { logFile = nullptr; }
-  CapturedLog(const CapturedLog&) = delete;
-  CapturedLog& operator=(const CapturedLog&) = delete;
-  std::string text() { return Written(stream_); }
+  std::string text() { return Written(logs_.listStream); }
 
  private:
-  TextStream stream_;
+  Logs logs_;
 };
 
 }  // namespace tabulon

@@ -113,15 +113,10 @@ struct Model {
 
 class Duplicates : public testing::Test {
  protected:
-  void SetUp() override {
-    OpenLogErrFiles(0, nullptr, nullptr);
-    setenv("TZ", "UTC", 1);
-    tempDir = dir_.path();
-  }
+  void SetUp() override { setenv("TZ", "UTC", 1); }
   void TearDown() override {
     reportList.clear();
     dupLimits = {};
-    tempDir.reset();
     ResetSettings();
   }
 
@@ -147,6 +142,7 @@ class Duplicates : public testing::Test {
   }
 
   TempDir dir_;
+  TempPlace place_{dir_.path()};
   int32_t count_ = 0;
   uint64_t bytes_ = 0;
 };

@@ -223,7 +223,6 @@ int Main(int argc, char** argv) {
   RemoveTempFilesOnSignals();
   const Options options = ParseOptions(argc, argv);
   const int rows = TakeStandardOutput();
-  OpenLogErrFiles(0, nullptr, nullptr);
   const int status = Export(options, rows);
   CloseLogErrFiles();
   return status;
@@ -233,6 +232,7 @@ int Main(int argc, char** argv) {
 }  // namespace tabulon
 
 int main(int argc, char** argv) {
+  tabulon::Logs logs;
   try {
     return tabulon::Main(argc, argv);
   } catch (const tabulon::EndOfRun& end) {
