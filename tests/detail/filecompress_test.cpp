@@ -14,6 +14,7 @@
 
 #include "detail/child.h"
 #include "detail/detailfile.h"
+#include "detail/filereplace.h"
 #include "fuzz/faults.h"
 #include "support.h"
 #include "tests/ending.h"
@@ -175,6 +176,37 @@ TEST_F(InPlaceTest, DamagedFilesAreSetAside) {
   EXPECT_EQ(ReadFile(path_ + ".damaged-2"), damaged);
   EXPECT_EQ(ReadFile(path_ + ".damaged"), "an older one");
   EXPECT_EQ(dir_.Entries().size(), 3U);
+}
+
+// Nothing is removed before what takes its place is on disk, its name included: the run is killed
+// after each sync and each removal, and tells what is there then ("x": the file, "t": the other).
+TEST_F(InPlaceTest, WhatReplacesAFileIsOnDiskFirst) {
+  SharedCount calls;
+  std::string there;
+  for (uint64_t n = 1; n <= 7; ++n) {
+    Put(packed_);
+    RunInChild([&] {
+      ArmFault({kCallSync | kCallName, Mishap::kKilledAfter, SIGKILL, n}, calls.get());
+      Open();
+    });
+    for (const std::string& name : dir_.Entries()) there += name == "x.dtl" ? 'x' : 't';
+    there += ' ';
+  }
+  EXPECT_EQ(there, "xt xt t xt xt xt x ");
+}
+
+// Who owns a file cannot always be kept: then nobody gets its set-uid bits, either.
+TEST_F(FileCompressTest, SetIdBitsGoWithTheirOwner) {
+  const std::string path = dir_ / "file";
+  chmod(dir_.path().c_str(), 0777);
+  RunInChild([&] {
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(1);
+    WriteFile(path, "");
+    struct stat like {};
+    like.st_mode = S_IFREG | 06755;
+    TakeOwnerAndMode(open(path.c_str(), O_RDONLY), like);
+  });
+  EXPECT_EQ(ModeOf(path), 0755U);
 }
 
 // A damaged file is opened and closed, and the run killed before a call or told that the call

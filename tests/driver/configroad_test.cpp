@@ -128,13 +128,15 @@ TEST(ConfigurationRoad, ReportsFollowTheirLines) {
   // Extensions of a class count in any case on Windows; templates do everywhere.
   for (const ScanKind kind : {ScanKind::kNfs, ScanKind::kCifs}) {
     ScanSpec scan = SmallScan(kind);
-    for (const char* name : {"c.HTML", "d.htm", "ends.", "none"}) {
+    for (const char* name : {"c.HTML", "d.htm", "ends.", "none", "e.xhtml"}) {
       scan.records.push_back(FileRecord(name));
     }
     ExpectReports({scan, "[classes]\nDocs=.txt,htm?,\n"},
                   {{kPaths + ";pathform=relative;filter=class is DOCS", "none",
                     kind == ScanKind::kNfs ? "/a.txt\n/b.txt\n/c.HTML\n/ends.\n"
-                                           : "\\a.txt\n\\b.txt\n\\A.TXT\n\\c.HTML\n\\ends.\n"}});
+                                           : "\\a.txt\n\\b.txt\n\\A.TXT\n\\c.HTML\n\\ends.\n"},
+                   {"type=filetypes;format=csv;filter=size eq 0", "File type totals",
+                    ".HTML,1,0\n.htm,1,0\n"}});
   }
 }
 

@@ -107,6 +107,18 @@ TEST(Logs, TakeTheOutputTheErrorsAndTheDebugLines) {
   EXPECT_THAT(ReadFile(dir / "err"), StartsWith("Couldn't find DTL file: 'none'\n"));
 }
 
+TEST(Logs, KeepTheirOrderInOneFile) {
+  const TempDir dir;
+  WriteDtl(dir / "trawlx.dtl", {});
+  WriteFile(dir / "c", Section("type=totals;reportfile=r"));
+  RunOptions together = In(dir);
+  together.outPath = dir / "both";
+  RunProgram({"/bin/sh", "-c", "exec " + TabulonPath() + " -cfg c 2>&1"}, together);
+  EXPECT_EQ(WithoutScanTime(ReadFile(dir / "both")),
+            "ReportDir is NULL\nProcessConfigFile DONE\nPath = r\n"
+            "Report 'Report totals' written to r\n");
+}
+
 TEST(Logs, MayCarryTheTimeInTheirNames) {
   const std::string stamp = "[0-9]{6}\\.[0-9]{6}";
   const std::pair<std::string, std::string> rows[] = {{"a%d%Dx", "a" + stamp + "d" + stamp + "Dx"},

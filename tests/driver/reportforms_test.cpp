@@ -32,8 +32,11 @@ TEST(ReportForms, PathForms) {
     const std::string paths = row.top + "\n" + row.low + "\n";
     const std::string type = "type=custom;title=none;fields=name", csv = ";format=csv";
     const std::string own = type + ";" + row.form + "\nnameform=";
+    const std::string top = row.directory + (row.directory.back() == '\\' ? "" : "\\") + "top";
     ExpectReports({scan, "[parameters]\ncsvhdrs=no\nnameform=fullpath\n"},
-                  {{own + "fullpath", "none", paths},
+                  {Titled("type=duplicates;dupcheck=size;" + row.form, "Duplicate file report",
+                          "Size: 0\n  " + top + "\n  " + row.below + "\\low\n\n"),
+                   {own + "fullpath", "none", paths},
                    {own + "fullpath" + csv, "none", paths},
                    {own + "fileindir", "none", names},
                    {own + "fileindir" + csv, "none", coded}});

@@ -154,11 +154,15 @@ class Faults : public testing::TestWithParam<Road> {
   FileMap soundFiles_;
 };
 
-TEST_P(Faults, ShortTransfersAreFinished) {
+TEST_P(Faults, ShortAndInterruptedTransfersAreFinished) {
   for (const uint32_t call : {kCallRead, kCallWrite}) {
     const Outcome run = Run({call, Mishap::kShort, 0, 0});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(Differences(Files(), soundFiles_), "");
+    AtEachCall({call, Mishap::kFails, EINTR}, 4, [&](const Outcome& interrupted, auto files) {
+      EXPECT_EQ(interrupted.status, 0) << interrupted.err;
+      EXPECT_EQ(Differences(files, soundFiles_), "");
+    });
   }
 }
 

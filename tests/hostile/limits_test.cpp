@@ -122,16 +122,19 @@ TEST_F(Limits, ATerminalSeesNoControlCharacters) {
 }
 
 TEST_F(Limits, AQvaNameLeadsNowhereElse) {
-  for (const char* host : {"../up", "/abs"}) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"tag", "../up"}, {"tag", "/abs"}, {"../up", "host"}, {"/tmp/up", "host"}};
+  for (const auto& [tag, host] : rows) {
     Put("x.dtl", BuildDtl({.kind = ScanKind::kCifs,
                            .flags = kHeaderQvaTagged,
                            .rootPath = "C:\\",
                            .host = host,
-                           .tag = PaddedTag("tag")}));
+                           .tag = PaddedTag(tag)}));
     Put("c.cfg", kTwoReports);
-    const Outcome run = Run({"-cfg", "c.cfg", "-qva"});
+    const Outcome run = Run({"-cfg", "c.cfg", "-rdir", "r", "-qva"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.err, HasSubstr("Unable to create QVA output file 'tag_" + std::string(host)));
+    EXPECT_THAT(run.err, HasSubstr("Unable to create QVA output file 'r/" + std::string(tag)));
+    EXPECT_THAT(box_.dir().Entries(), testing::ElementsAre("c.cfg", "r", "x.dtl"));
   }
 }
 

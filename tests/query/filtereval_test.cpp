@@ -34,6 +34,7 @@ class FilterTest : public testing::Test {
     classList.push_back({L"docs",
                          {{false, L"doc"},
                           {false, L"Md"},
+                          {false, L"document"},  // the longest that is packed
                           {false, L"xmarkdown"},
                           {true, ConvertTemplate(L"htm?")},
                           {true, ConvertTemplate(L"x*")}}});
@@ -114,6 +115,7 @@ const Evaluation kEvaluations[] = {
     {"class is docs", {.name = "a.HTMx"}, true}, {"class is docs", {.name = "a.htm"}, false},
     {"class is docs", {.name = "a.markdown"}, false},
     {"class is docs", {.name = "a.xmarkdown"}, true},
+    {"class is docs", {.name = "a.document"}, true},
     {"class is docs", {.name = "a.x/y"}, true},  // only "\\" separates there
     {"class is docs", {.name = "a.x\\y"}, false}, {"class isnot docs", {.name = "doc."}, true},
     {"class is docs", {.name = "doc"}, false}, {"class isnot docs", {.name = "doc"}, false},

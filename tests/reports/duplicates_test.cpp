@@ -5,18 +5,23 @@
 #include <openssl/md5.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "base/endian.h"
 #include "base/loganderr.h"
+#include "base/sortedspool.h"
+#include "btree/btree.h"
 #include "config/reportsetup.h"
 #include "config/settings.h"
 #include "detail/scandetail.h"
 #include "query/parsequery.h"
 #include "reports/capture.h"
 #include "reports/dupfinder.h"
+#include "reports/dupgroups.h"
 #include "reports/dupreport.h"
 #include "reports/matchrecord.h"
 #include "support.h"
@@ -201,6 +206,58 @@ TEST_F(Duplicates, AsciiExtensionsAgreeWhateverTheName) {
   EXPECT_EQ(count_, 2);
 }
 
+// The comparison that ranks groups is no order by itself: of groups with files of one size, when
+// the first is not the larger group, only the offsets count.
+int DupSizeKeyCmp(const void* a, uint32_t, const void* b, uint32_t) {
+  struct Key {
+    uint64_t size;
+    int32_t count;
+    uint32_t offset;
+  } x, y;
+  std::memcpy(&x, a, sizeof x);
+  std::memcpy(&y, b, sizeof y);
+  if (x.size != y.size) return x.size > y.size ? -1 : 1;
+  if (x.count > y.count) return -1;
+  return static_cast<int>(x.offset) - static_cast<int>(y.offset);
+}
+
+// A tree with that comparison, filled by ascending offset, holds the plain order of the report.
+TEST(DupGroupOrder, IsTheOrderOfATreeFilledByAscendingOffset) {
+  std::mt19937 random(11);
+  for (int round = 0; round < 50; ++round) {
+    TreeSettings settings{.fanOut = 4, .keysPerKeyNode = 8, .maxKeyBytes = 16};
+    settings.compare = DupSizeKeyCmp;
+    const TreeHandle tree = TreePlant(settings);
+    std::vector<DupGroup> groups;
+    for (uint32_t i = 0; i < 200; ++i) {
+      groups.push_back({random() % 4, i, 2 + static_cast<uint32_t>(random() % 5), 0});
+      const uint64_t key[] = {groups[i].size, uint64_t{i} << 32 | groups[i].count};
+      ASSERT_TRUE(TreeAddKey(tree.get(), key, sizeof key, nullptr));
+    }
+    std::ranges::sort(groups, DupGroupOrder::Less);
+    KeyRecord record = TreeLowKey(tree.get());
+    for (size_t i = 0; i < groups.size(); ++i, record = TreeNextKey(tree.get())) {
+      ASSERT_TRUE(record);
+      EXPECT_EQ(LoadU32(record.key() + 12), groups[i].first);
+    }
+  }
+}
+
+struct NumberOrder {
+  static bool Less(uint64_t a, uint64_t b) { return a < b; }
+  static uint32_t Bucket(uint64_t) { return 0; }
+};
+
+// Runs longer than the block that is read of each at a time (64 KiB).
+TEST_F(Duplicates, RunsOfSeveralBlocksAreMerged) {
+  SortedSpool<uint64_t, NumberOrder> spool(20'000, "runs");
+  for (uint64_t i = 0; i < 50'000; ++i) spool.Add(i * 7919 % 50'000);
+  spool.Finish();
+  uint64_t number = 0;
+  for (uint64_t i = 0; i < 50'000; ++i) ASSERT_TRUE(spool.Next(number) && number == i) << i;
+  EXPECT_FALSE(spool.Next(number));
+}
+
 // With -z the files of the finder stay: every run sorted and ended by its sentinel.
 TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   const TempDir work;
@@ -210,7 +267,9 @@ TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   dupLimits.runFiles = 4;
   std::mt19937 random(3);
   Model model{kDupSize, 4};
-  Run(RandomScan(random, model, 10), kDupSize);
+  ScanSpec alone = RandomScan(random, model, 9);
+  alone.records.push_back(FileRecord("alone", {.size = 7}));
+  Run(alone, kDupSize);
 
   const size_t merged = ReadFile("dupmerge.tmp").size();
   // Two reports fill theirs one after the other, between the marks of -p, and end with the scan in

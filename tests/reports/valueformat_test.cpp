@@ -92,7 +92,8 @@ TEST(FileTimeFormatter, AgreesWithFormatFileTime) {
   const wchar_t* const formats[] = {
       nullptr, L"%n", L"%x %X", L"%a, %#d %b, %Y at %X", L"%c %p %I", L"%s %z %Z", L"%Q%H", L"",
       L"%T %R %D %F %j %U %W %V %G %C %h %e %%", L"%-H:%M %10Y %EY %OS", L"dated %d%",
-      L"%S%M%H%S%M%H%S%M%H%S%M%H", L"%A %B %A %B %A %B %H %M",
+      L"%S%M%H%S%M%H%S%M%H%S%M%H", L"to the end of the buffer, which has 48 units: %M:%S",
+      L"to the end of the buffer, which has 48 units..%M", L"behind the end, where nothing may be written....%M", L"%A %B %A %B %A %B %H %M",
   };
   // clang-format on
   std::mt19937_64 random(4);
@@ -106,6 +107,8 @@ TEST(FileTimeFormatter, AgreesWithFormatFileTime) {
       for (int i = 0; i < 2000; ++i) {
         uint64_t seconds = i % 2 == 0 ? random() & 0xFFFFFFFF : 1636200000 + random() % 200000;
         if (i % 50 == 0) seconds = random();
+        // The last day of a leap year and the day after it.
+        if (i < 4) seconds = 1735646400 + static_cast<uint64_t>(i % 2) * 86400;
         ASSERT_EQ(formatter.Format(seconds), TimeAs(seconds, format)) << seconds << ' ' << zone;
       }
     }
