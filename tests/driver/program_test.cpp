@@ -110,13 +110,14 @@ TEST(Logs, TakeTheOutputTheErrorsAndTheDebugLines) {
 TEST(Logs, KeepTheirOrderInOneFile) {
   const TempDir dir;
   WriteDtl(dir / "trawlx.dtl", {});
-  WriteFile(dir / "c", Section("type=totals;reportfile=r"));
+  WriteFile(dir / "c", Section("type=duplicates"));
+  std::filesystem::create_directory(dir / "dupmerge.tmp");  // a fault at the end
   RunOptions together = In(dir);
   together.outPath = dir / "both";
-  RunProgram({"/bin/sh", "-c", "exec " + TabulonPath() + " -cfg c 2>&1"}, together);
+  RunProgram({"/bin/sh", "-c", "exec " + TabulonPath() + " -z -cfg c 2>&1"}, together);
   EXPECT_EQ(WithoutScanTime(ReadFile(dir / "both")),
-            "ReportDir is NULL\nProcessConfigFile DONE\nPath = r\n"
-            "Report 'Report totals' written to r\n");
+            "ReportDir is NULL\nProcessConfigFile DONE\nnew dup temp file: duptemp0.tmp\n"
+            "Unable to create temporary file 'dupmerge.tmp'\n  (p21) Is a directory\n");
 }
 
 TEST(Logs, MayCarryTheTimeInTheirNames) {
