@@ -13,7 +13,6 @@
 namespace tabulon {
 namespace {
 
-constexpr mode_t kModeBits = 07777;
 constexpr mode_t kPermissionBits = 0777;
 constexpr mode_t kPrivateMask = 0077;  // new files are for their owner alone
 constexpr int kAsideTries = 10'000;
@@ -88,7 +87,9 @@ void TakeOwnerAndMode(int fd, const struct stat& like) {
   // Giving a file away is for the superuser, giving it to one of the own groups is for everybody.
   const bool given = fchown(fd, like.st_uid, like.st_gid) == 0;
   const bool shared = given || fchown(fd, static_cast<uid_t>(-1), like.st_gid) == 0;
-  fchmod(fd, like.st_mode & (shared ? kModeBits : kPermissionBits));
+  // A program must not run with the rights of another owner or group than it did.
+  const mode_t kept = kPermissionBits | (given ? S_ISUID : 0) | (shared ? S_ISGID | S_ISVTX : 0);
+  fchmod(fd, like.st_mode & kept);
 }
 
 bool ReplaceByCopy(const std::string& name, const std::string& temporary) {

@@ -195,18 +195,21 @@ TEST_F(InPlaceTest, WhatReplacesAFileIsOnDiskFirst) {
   EXPECT_EQ(there, "xt xt t xt xt xt x ");
 }
 
-// Who owns a file cannot always be kept: then nobody gets its set-uid bits, either.
+// Who owns a file cannot always be kept: then nobody gets its set-uid bit, either.
 TEST_F(FileCompressTest, SetIdBitsGoWithTheirOwner) {
-  const std::string path = dir_ / "file";
   chmod(dir_.path().c_str(), 0777);
   RunInChild([&] {
     if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(1);
-    WriteFile(path, "");
     struct stat like {};
     like.st_mode = S_IFREG | 06755;
-    TakeOwnerAndMode(open(path.c_str(), O_RDONLY), like);
+    for (const char* name : {"group of root", "own group"}) {
+      WriteFile(dir_ / name, "");
+      TakeOwnerAndMode(open((dir_ / name).c_str(), O_RDONLY), like);
+      like.st_gid = getegid();
+    }
   });
-  EXPECT_EQ(ModeOf(path), 0755U);
+  EXPECT_EQ(ModeOf(dir_ / "group of root"), 0755U);
+  EXPECT_EQ(ModeOf(dir_ / "own group"), 02755U);
 }
 
 // A damaged file is opened and closed, and the run killed before a call or told that the call
