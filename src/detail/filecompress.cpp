@@ -6,15 +6,17 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/tempfile.h"
 #include "base/uniquefd.h"
 #include "base/utils.h"
+#include "detail/deflater.h"
 #include "detail/filereplace.h"
 
 namespace tabulon {
@@ -23,7 +25,6 @@ namespace {
 constexpr uInt kBufferSize = 0x80000;
 constexpr int kLevel = 9;
 constexpr int kWindowBits = 15;
-constexpr int kMemoryLevel = 8;
 
 enum class Outcome { kWhole, kSourceFailed, kTargetFailed };
 
@@ -78,11 +79,14 @@ class Pipe {
     return true;
   }
 
-  // Puts `size` bytes of its own behind zlib's output. REQUIRES: the buffer has room for them.
-  void Append(const unsigned char* bytes, uInt size) {
-    std::memcpy(zlib.next_out, bytes, size);
-    zlib.next_out += size;
-    zlib.avail_out -= size;
+  // Writes bytes that zlib has not put out here.
+  bool Write(std::string_view bytes) {
+    return WriteFully(to_, bytes.data(), bytes.size()) || Told(L"Failed writing to output file!\n");
+  }
+
+  // What Fill has read.
+  std::string_view input() const {
+    return {reinterpret_cast<const char*>(zlib.next_in), zlib.avail_in};
   }
 
   z_stream zlib{};
@@ -104,33 +108,21 @@ struct StreamEnd {
   ~StreamEnd() { end(&zlib); }
 };
 
-// zlib would write a header with level bits that nobody recognises, so the header and the checksum
-// are written around a raw deflate stream (RFC 1951).
 Outcome Compress(Pipe& pipe) {
-  z_stream& zlib = pipe.zlib;
-  int status =
-      deflateInit2(&zlib, kLevel, Z_DEFLATED, -kWindowBits, kMemoryLevel, Z_DEFAULT_STRATEGY);
-  const StreamEnd<deflateEnd> end{zlib};
-  pipe.Append(kZlibMark, sizeof kZlibMark);
-  uLong sum = adler32(0, nullptr, 0);
-  while (status == Z_OK) {
-    if (zlib.avail_in == 0 && !pipe.atEnd()) {
-      if (!pipe.Fill()) return Outcome::kSourceFailed;
-      sum = adler32(sum, zlib.next_in, zlib.avail_in);
-    }
-    status = deflate(&zlib, pipe.atEnd() ? Z_FINISH : Z_NO_FLUSH);
-    if (zlib.avail_out == 0 && !pipe.Drain()) return Outcome::kTargetFailed;
+  Deflater deflater(kLevel);
+  const auto write = [&](std::string_view bytes) { return pipe.Write(bytes); };
+  bool written = write({kZlibMark, sizeof kZlibMark});
+  while (written && !pipe.atEnd()) {
+    if (!pipe.Fill()) return Outcome::kSourceFailed;
+    written = deflater.Put(pipe.input(), false, write);
   }
-  if (status != Z_STREAM_END) {
-    ConsoleEntry(Console(), L"tdefl_compress() failed with status %i!\n", status);
-    return Outcome::kTargetFailed;
+  written = written && deflater.Put({}, true, write);
+  if (deflater.status() < 0) {
+    ConsoleEntry(Console(), L"tdefl_compress() failed with status %i!\n", deflater.status());
   }
-  if (!pipe.Drain()) return Outcome::kTargetFailed;
-  const unsigned char trailer[4] = {
-      static_cast<unsigned char>(sum >> 24), static_cast<unsigned char>(sum >> 16),
-      static_cast<unsigned char>(sum >> 8), static_cast<unsigned char>(sum)};
-  pipe.Append(trailer, sizeof trailer);
-  return pipe.Drain() ? Outcome::kWhole : Outcome::kTargetFailed;
+  const std::array<char, 4> trailer = ZlibTrailer(deflater.checksum());
+  written = written && write({trailer.data(), trailer.size()});
+  return written ? Outcome::kWhole : Outcome::kTargetFailed;
 }
 
 Outcome Decompress(Pipe& pipe) {

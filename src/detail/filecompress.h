@@ -6,7 +6,7 @@
 namespace tabulon {
 
 // The first two bytes of a compressed detail file.
-inline constexpr unsigned char kZlibMark[2] = {0x78, 0x01};
+inline constexpr char kZlibMark[2] = {0x78, 0x01};
 
 // Compress ('C') or decompress ('D', by the first letter of `modeText`, either case) file `from`
 // into the new file `to`. Returns 0 when `to` is whole and on disk, with the owner (where
