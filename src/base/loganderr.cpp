@@ -62,6 +62,11 @@ void PutError(TextStream& stream, Errnum errnum, std::wstring_view format,
   stream.Flush();
 }
 
+// The error log, or standard error once it is closed.
+TextStream& OpenErrorLog(Logs& logs) {
+  return logs.errFile->IsOpen() ? *logs.errFile : logs.errorConsole;
+}
+
 void PutErrorTwice(Logs& logs, Errnum errnum, std::wstring_view format, log_internal::Args args) {
   PutError(*logs.errFile, errnum, format, args);
   if (logs.errLogCombined) return;
@@ -210,8 +215,7 @@ void ReportWriteError(std::string_view name, int errnum) {
   Logs& logs = CurrentLogs();
   logs.writeErrors = true;
   const FormatArg args[] = {FormatArg(name)};
-  PutError(logs.errFile->IsOpen() ? *logs.errFile : logs.errorConsole, errnum,
-           L"Error writing '%s'\n", args);
+  PutError(OpenErrorLog(logs), errnum, L"Error writing '%s'\n", args);
 }
 
 bool HadWriteErrors() {
@@ -255,6 +259,15 @@ void Debug(int level, std::wstring_view format, Args args) {
   logs.debugLogFile->Write(L" ");
   Put(*logs.debugLogFile, format, args);
   logs.debugLogFile->Flush();
+}
+
+void ErrorOnly(std::wstring_view format, Args args) {
+  PutError(OpenErrorLog(CurrentLogs()), std::nullopt, format, args);
+}
+
+void Fault(std::wstring_view format, Args args) {
+  CurrentLogs().writeErrors = true;
+  ErrorOnly(format, args);
 }
 
 void ConsoleEntry(TextStream& stream, std::wstring_view format, Args args) {

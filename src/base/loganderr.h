@@ -38,7 +38,7 @@ struct Logs {
   std::optional<std::mutex> logLock;       // there: writes to list and error log are serialised
   std::optional<std::mutex> debugLogLock;  // there: writes to the debug log are serialised
   int32_t debugLevel = 0;                  // 0 = no debug log; set by the driver from -debug
-  bool writeErrors = false;                // a stream could not be written whole
+  bool writeErrors = false;                // something was not written, or not read, whole
 
   // The files, when there are any, of the three logs.
   TextStream listStream;
@@ -83,6 +83,8 @@ void Error(std::wstring_view format, Args args);
 void PosixError(int errnum, std::wstring_view format, Args args);
 void Debug(int level, std::wstring_view format, Args args);
 void ConsoleEntry(TextStream& stream, std::wstring_view format, Args args);
+void ErrorOnly(std::wstring_view format, Args args);
+void Fault(std::wstring_view format, Args args);
 [[noreturn]] void Exit(int status, std::wstring_view format, Args args);
 [[noreturn]] void PosixExit(int errnum, std::wstring_view format, Args args);
 }  // namespace log_internal
@@ -121,6 +123,19 @@ void ConsoleEntry(TextStream& stream, WideFormat<A...> format, const A&... args)
   WithArgs([&](auto packed) { log_internal::ConsoleEntry(stream, format.text, packed); }, args...);
 }
 
+// Writes to the error log alone, never to the list log: what somebody has to know, but no reader of
+// the results.
+template <class... A>
+void ErrorEntry(WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::ErrorOnly(format.text, packed); }, args...);
+}
+
+// ErrorEntry for what makes the answer of the run less than whole: its exit status becomes 1.
+template <class... A>
+void FaultEntry(WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { log_internal::Fault(format.text, packed); }, args...);
+}
+
 // What the fatal exits throw once they have told their message. Owners clean up by leaving scope;
 // only the function that runs the program catches it, and ends with the status.
 struct EndOfRun {
@@ -156,7 +171,7 @@ template <class... A>
 // Notes that a stream which holds results could not be written whole, tells it on the error log and
 // makes the exit status of the run 1. `name` is the file's name, `errnum` the system error.
 void ReportWriteError(std::string_view name, int errnum);
-// Whether ReportWriteError has been called in this run.
+// Whether ReportWriteError or FaultEntry has been called in this run.
 bool HadWriteErrors();
 
 }  // namespace tabulon
