@@ -33,13 +33,7 @@ std::string TimeStamp(std::time_t time) {
   return stamp;
 }
 
-// Holds a lock, if there is one, for one entry.
-std::unique_lock<std::mutex> EntryLock(std::optional<std::mutex>& lock) {
-  return lock ? std::unique_lock(*lock) : std::unique_lock<std::mutex>();
-}
-
-// The number of a system error, or none for messages without one.
-using Errnum = std::optional<int>;
+using log_internal::Errnum;
 
 void Put(TextStream& stream, std::wstring_view format, log_internal::Args args) {
   std::wstring text;
@@ -65,13 +59,6 @@ void PutError(TextStream& stream, Errnum errnum, std::wstring_view format,
 // The error log, or standard error once it is closed.
 TextStream& OpenErrorLog(Logs& logs) {
   return logs.errFile->IsOpen() ? *logs.errFile : logs.errorConsole;
-}
-
-void PutErrorTwice(Logs& logs, Errnum errnum, std::wstring_view format, log_internal::Args args) {
-  PutError(*logs.errFile, errnum, format, args);
-  if (logs.errLogCombined) return;
-  Put(*logs.logFile, format, args);
-  if (errnum) PutErrnoLine(*logs.logFile, *errnum);
 }
 
 void FlushOutput(Logs& logs) {
@@ -194,11 +181,6 @@ void CloseDebugLogFile() {
   logs.debugLogFile = nullptr;
 }
 
-void LogExcEntry(std::string_view text) {
-  const auto lock = EntryLock(CurrentLogs().logLock);
-  CurrentLogs().logFile->WriteBytes(text);
-}
-
 void MemoryErrExit(const wchar_t* label) {
   Logs* const logs = currentLogs;
   if (logs != nullptr) {
@@ -224,6 +206,17 @@ bool HadWriteErrors() {
 
 namespace log_internal {
 
+std::unique_lock<std::mutex> EntryLock(std::optional<std::mutex>& lock) {
+  return lock ? std::unique_lock(*lock) : std::unique_lock<std::mutex>();
+}
+
+void PutErrorTwice(Logs& logs, Errnum errnum, std::wstring_view format, Args args) {
+  PutError(*logs.errFile, errnum, format, args);
+  if (logs.errLogCombined) return;
+  Put(*logs.logFile, format, args);
+  if (errnum) PutErrnoLine(*logs.logFile, *errnum);
+}
+
 void Entry(std::wstring_view format, Args args) {
   const auto lock = EntryLock(CurrentLogs().logLock);
   Put(*CurrentLogs().logFile, format, args);
@@ -233,17 +226,6 @@ void Error(std::wstring_view format, Args args) {
   Logs& logs = CurrentLogs();
   const auto lock = EntryLock(logs.logLock);
   PutErrorTwice(logs, std::nullopt, format, args);
-}
-
-void PosixError(int errnum, std::wstring_view format, Args args) {
-  const int number = errnum != 0 ? errnum : errno;
-  Logs& logs = CurrentLogs();
-  {
-    const auto lock = EntryLock(logs.logLock);
-    PutErrorTwice(logs, number, format, args);
-  }
-  // From here on there is no lock, and entries are not serialised. Kept so; see the header.
-  logs.logLock.reset();
 }
 
 void Debug(int level, std::wstring_view format, Args args) {

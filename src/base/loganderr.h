@@ -80,7 +80,12 @@ namespace log_internal {
 using Args = std::span<const FormatArg>;
 void Entry(std::wstring_view format, Args args);
 void Error(std::wstring_view format, Args args);
-void PosixError(int errnum, std::wstring_view format, Args args);
+// The number of a system error, or none for messages without one.
+using Errnum = std::optional<int>;
+// Holds a lock, if there is one, for one entry.
+std::unique_lock<std::mutex> EntryLock(std::optional<std::mutex>& lock);
+// To the error log and, unless both logs are the console, to the list log; takes no lock.
+void PutErrorTwice(Logs& logs, Errnum errnum, std::wstring_view format, Args args);
 void Debug(int level, std::wstring_view format, Args args);
 void ConsoleEntry(TextStream& stream, std::wstring_view format, Args args);
 void ErrorOnly(std::wstring_view format, Args args);
@@ -95,20 +100,10 @@ void LogEntry(WideFormat<A...> format, const A&... args) {
   WithArgs([&](auto packed) { log_internal::Entry(format.text, packed); }, args...);
 }
 
-// LogEntry for narrow text: `text` is in the locale's encoding and written as it stands.
-void LogExcEntry(std::string_view text);
-
 // Writes to the error log and, unless both logs are the console, to the list log.
 template <class... A>
 void LogErr(WideFormat<A...> format, const A&... args) {
   WithArgs([&](auto packed) { log_internal::Error(format.text, packed); }, args...);
-}
-
-// LogErr with the line "  (p<number>) <text>" of the system error behind it. `errnum` 0 = errno.
-// Under locking it destroys the log lock; later entries are not serialised. On purpose.
-template <class... A>
-void LogPosixErr(int errnum, WideFormat<A...> format, const A&... args) {
-  WithArgs([&](auto packed) { log_internal::PosixError(errnum, format.text, packed); }, args...);
 }
 
 // Writes to the debug log with a time stamp when 0 < level <= debugLevel.
@@ -147,12 +142,6 @@ struct EndOfRun {
 template <class... A>
 [[noreturn]] void ErrExit(WideFormat<A...> format, const A&... args) {
   WithArgs([&](auto packed) { log_internal::Exit(1, format.text, packed); }, args...);
-  __builtin_unreachable();
-}
-
-template <class... A>
-[[noreturn]] void ErrExitWithRetCode(int status, WideFormat<A...> format, const A&... args) {
-  WithArgs([&](auto packed) { log_internal::Exit(status, format.text, packed); }, args...);
   __builtin_unreachable();
 }
 

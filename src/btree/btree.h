@@ -3,8 +3,6 @@
 // Keys are stored apart from the tree's structure; each carries a block of extra bytes.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -84,26 +82,10 @@ TreeHandle TreePlant(const TreeSettings& settings);
 bool TreeAddKey(Tree* tree, const void* key, uint32_t length, const void* extra);
 // The record of the equal key. Sets the tree's one cursor there, or where the key would go.
 KeyRecord TreeSearch(Tree* tree, const void* key, uint32_t length);
-// The first and the last key; they set the cursor, which the next two move. None past the end.
-// Keys must not be added while the cursor is in use.
+// The first key; it sets the cursor, which the next call moves. None past the end. Keys must not be
+// added while the cursor is in use.
 KeyRecord TreeLowKey(Tree* tree);
-KeyRecord TreeHighKey(Tree* tree);
 KeyRecord TreeNextKey(Tree* tree);
-KeyRecord TreePrevKey(Tree* tree);
-// Removes a key; false when it is not there. Exact only for the first and the second key of a
-// leaf: for a key further back the leaf loses its first key instead, and the key in front of the
-// removed one is there twice.
-bool TreeDeleteKey(Tree* tree, const void* key, uint32_t length);
-
-// Appends the whole tree to the file `fd`, which must allow seeking, and returns the offset at
-// which it starts; -1 with errno set when the file does not take it. The tree stays usable.
-off_t TreeSave(Tree* tree, int fd);
-// The tree that TreeSave put at `offset` of the regular file `fd`, on page files of its own, with
-// the functions given here (addresses are not saved). Null when the file holds no sound tree
-// there: cut short, or with numbers that point nowhere.
-TreeHandle TreeLoad(int fd, off_t offset, const char* treeFileName = nullptr,
-                    const char* keyFileName = nullptr, TreeAllocate allocate = nullptr,
-                    TreeRelease release = nullptr, TreeCompare compare = nullptr);
 
 // Byte order of the common length; if equal, the shorter key first. Returns -1, 0 or 1.
 int _keyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);

@@ -108,6 +108,11 @@ inline unsigned char* RecordAt(Tree& tree, KeySlot key) {
   return node + sizeof(NodeHeader) + key.slot * tree.recordSize;
 }
 
+inline KeyRecord RecordOf(Tree& tree, KeySlot key) {
+  unsigned char* record = RecordAt(tree, key);
+  return {record, tree.extraBytes != 0 ? record + kKeyOffset + tree.maxKeyBytes : nullptr};
+}
+
 // How `key` compares with a stored key.
 inline int CompareWith(Tree& tree, const SearchKey& key, KeySlot stored) {
   const unsigned char* record = RecordAt(tree, stored);

@@ -1,3 +1,4 @@
+// Completes the module btree: saving a tree and loading it again.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -6,8 +7,8 @@
 #include <vector>
 
 #include "base/fileio.h"
-#include "btree/btree.h"
 #include "btree/btreeinternal.h"
+#include "btree/btreerest.h"
 
 namespace tabulon {
 namespace {

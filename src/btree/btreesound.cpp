@@ -1,3 +1,4 @@
+// Completes the module btree: whether a loaded tree is sound.
 #include <vector>
 
 #include "btree/btreeinternal.h"

@@ -6,8 +6,6 @@
 #include <charconv>
 #include <cwchar>
 
-#include "config/settings.h"
-
 namespace tabulon {
 namespace {
 
@@ -50,14 +48,12 @@ class TextBuilder {
 struct SizeUnit {
   uint64_t from;
   std::wstring_view name;
-  int binaryShift;          // thousandths of the binary unit: (value >> shift) / 1.024
-  uint64_t decimalDivisor;  // thousandths of the decimal unit
-  wchar_t decimalPoint;     // a comma for gigabytes, in the decimal form only. Kept so.
+  int shift;  // thousandths of the unit: (value >> shift) / 1.024
 };
 constexpr std::array<SizeUnit, 3> kSizeUnits = {{
-    {1'000'000'000'000, L"tb (", 30, 1'000'000'000, L'.'},
-    {1'000'000'000, L"gb (", 20, 1'000'000, L','},
-    {1'000'000, L"mb (", 10, 1'000, L'.'},
+    {1'000'000'000'000, L"tb (", 30},
+    {1'000'000'000, L"gb (", 20},
+    {1'000'000, L"mb (", 10},
 }};
 
 const SizeUnit* UnitFor(uint64_t value) {
@@ -65,21 +61,6 @@ const SizeUnit* UnitFor(uint64_t value) {
                                  [&](const SizeUnit& u) { return value >= u.from; });
   return unit != kSizeUnits.end() ? &*unit : nullptr;
 }
-
-std::wstring_view SizeText(uint64_t value, const SizeUnit* unit, uint64_t figure, wchar_t point,
-                           ValueText& buffer) {
-  TextBuilder text(buffer);
-  if (unit != nullptr) text.AddNumber(figure, point).Add(unit->name);
-  text.AddNumber(static_cast<int64_t>(value), L',');
-  return text.Add(unit != nullptr ? L")" : L" bytes").Finish();
-}
-
-// Letters of the two permission forms.
-constexpr std::array<BitLetter, 3> kSimplePerms = {{{0x1, L'r'}, {0x2, L'w'}, {0x20, L'x'}}};
-constexpr std::array<BitLetter, 6> kStandardPerms = {
-    {{0x80000, L'o'}, {0x40000, L'p'}, {0x10000, L'd'}, {0x1, L'r'}, {0x2, L'w'}, {0x20, L'x'}}};
-constexpr int kSimpleForm = 1;
-constexpr int kStandardForm = 2;
 
 // Conversions whose text is the same all day, and the clock's three.
 constexpr std::wstring_view kDateLetters = L"aAbBCdDeFgGhjmuUVwWyYnt%";
@@ -139,30 +120,16 @@ std::wstring_view ValueStr(uint64_t value, ValueText& buffer, wchar_t separator)
 }
 
 std::wstring_view EditValue(uint64_t value, ValueText& buffer) {
-  const SizeUnit* unit = UnitFor(value);
-  // The shift drops what is below a whole kilobyte first, and a figure below 1,000 gets no point:
-  // 1,000,000 bytes print as "953mb". Kept so.
-  const double figure =
-      unit != nullptr ? static_cast<double>(value >> unit->binaryShift) / 1.024 : 0.0;
-  return SizeText(value, unit, static_cast<uint64_t>(figure), L'.', buffer);
-}
-
-std::wstring_view EditValueMetric(uint64_t value, ValueText& buffer) {
-  const SizeUnit* unit = UnitFor(value);
-  if (unit == nullptr) return SizeText(value, unit, 0, 0, buffer);
-  const uint64_t figure = (value + unit->decimalDivisor - 1) / unit->decimalDivisor;
-  return SizeText(value, unit, figure, unit->decimalPoint, buffer);
-}
-
-std::wstring_view FormatPerms(uint32_t mask, ValueText& buffer) {
-  if (aclPerms == kSimpleForm) return BitLetters(kSimplePerms, mask, buffer);
-  if (aclPerms == kStandardForm) return BitLetters(kStandardPerms, mask, buffer);
   TextBuilder text(buffer);
-  text.Add(L"0x");
-  for (int shift = 28; shift >= 0; shift -= 4) {
-    text.Add({&L"0123456789ABCDEF"[(mask >> shift) & 0xF], 1});
+  const SizeUnit* unit = UnitFor(value);
+  if (unit != nullptr) {
+    // The shift drops what is below a whole kilobyte first, and a figure below 1,000 gets no point:
+    // 1,000,000 bytes print as "953mb". Kept so.
+    const double figure = static_cast<double>(value >> unit->shift) / 1.024;
+    text.AddNumber(static_cast<uint64_t>(figure), L'.').Add(unit->name);
   }
-  return text.Finish();
+  text.AddNumber(static_cast<int64_t>(value), L',');
+  return text.Add(unit != nullptr ? L")" : L" bytes").Finish();
 }
 
 std::wstring_view BitLetters(std::span<const BitLetter> table, uint32_t bits,
@@ -171,10 +138,6 @@ std::wstring_view BitLetters(std::span<const BitLetter> table, uint32_t bits,
   for (const BitLetter& row : table) buffer[used++] = (bits & row.bit) != 0 ? row.letter : L'-';
   buffer[used] = 0;
   return {buffer.data(), used};
-}
-
-const wchar_t* ChosenDateFormat() {
-  return dateFmt ? dateFmt->c_str() : nullptr;
 }
 
 std::wstring_view FormatFileTime(uint64_t seconds, const wchar_t* format,

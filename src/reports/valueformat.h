@@ -17,8 +17,8 @@
 
 namespace tabulon {
 
-// Room for any text of ValueStr, EditValue, EditValueMetric and FormatPerms. The longest has 45
-// units: "16.777.215.999tb (-9,223,372,036,854,775,808)".
+// Room for any text of ValueStr, EditValue and the like. The longest has 45 units:
+// "16.777.215.999tb (-9,223,372,036,854,775,808)".
 inline constexpr size_t kValueTextSize = 64;
 using ValueText = std::array<wchar_t, kValueTextSize>;
 
@@ -34,11 +34,6 @@ std::wstring_view ValueStr(uint64_t value, ValueText& buffer, wchar_t separator)
 // ten (mb from 10^6, gb from 10^9, tb from 10^12), while the figure in front counts thousandths of
 // binary units.
 std::wstring_view EditValue(uint64_t value, ValueText& buffer);
-// The same with decimal units, rounded up: "5.000mb (5,000,000)".
-std::wstring_view EditValueMetric(uint64_t value, ValueText& buffer);
-
-// A Windows access mask in the form that the configuration's "permissionform" chose.
-std::wstring_view FormatPerms(uint32_t mask, ValueText& buffer);
 
 // One letter for each table row whose bit is set, '-' for the others. REQUIRES: the buffer has room
 // for the whole table and a terminator.

@@ -10,6 +10,7 @@
 #include <new>
 
 #include "base/hugearray.h"
+#include "base/logrest.h"
 #include "base/memory.h"
 #include "base/memoryrest.h"
 #include "base/stringobj.h"
@@ -55,7 +56,7 @@ TEST(Logs, SystemErrorsCarryNumberAndText) {
   const TempDir dir;
   Logs logs;
   OpenLogErrFiles(1, (dir / "list").c_str(), (dir / "errors").c_str());
-  LogExcEntry("na\xC3\xA9rrow\n");
+  LogExcEntry("na\xC3\xA9%s %d\n", "rrow\xC3", 7);
   errno = EACCES;
   LogPosixErr(0, L"first '%s'\n", "x");
   CloseLogErrFiles();
@@ -64,7 +65,7 @@ TEST(Logs, SystemErrorsCarryNumberAndText) {
   LogEntry(L"after\n");  // the lock is gone, the log is not
   CloseLogErrFiles();
   EXPECT_EQ(ReadFile(dir / "errors"), "first 'x'\n  (p13) Permission denied\n");
-  EXPECT_EQ(ReadFile(dir / "list"), "na\xC3\xA9rrow\n" + ReadFile(dir / "errors"));
+  EXPECT_EQ(ReadFile(dir / "list"), "na\xC3\xA9rrow\xC3 7\n" + ReadFile(dir / "errors"));
   EXPECT_EQ(ReadFile(dir / "errors2"), "second\n  (p2) No such file or directory\n");
   EXPECT_EQ(ReadFile(dir / "list2"), ReadFile(dir / "errors2") + "after\n");
 }

@@ -1,4 +1,4 @@
-#include "btree/btree.h"
+#include "btree/btreerest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "btree/btree.h"
 #include "btree/btreeinternal.h"
+#include "btree/btreerest.h"
 
 namespace tabulon {
 

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "config/settings.h"
+#include "reports/valuerest.h"
 
 namespace tabulon {
 namespace {
