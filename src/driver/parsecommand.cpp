@@ -51,30 +51,6 @@ bool HasPrefix(const char* text) {
   return false;
 }
 
-// The matching row before aliases are replaced; -1 = none.
-int FindRow(std::span<const CmdOption> table, const char* text, uint32_t mode) {
-  int found = -1;
-  size_t longest = 0;
-  for (size_t row = 0; row < table.size() && table[row].name != nullptr; ++row) {
-    const char* name = table[row].name;
-    const size_t length = std::strlen(name);
-    const int difference = (mode & kParseIgnoreCase) != 0
-                               ? strncmpci(text, name, static_cast<int>(length))
-                               : std::strncmp(text, name, length);
-    if (difference == 0 && length >= longest) {
-      found = static_cast<int>(row);
-      longest = length;
-    }
-  }
-  return found;
-}
-
-int ReplaceAlias(std::span<const CmdOption> table, int row) {
-  if (row < 0) return -1;
-  const CmdOption& option = table[static_cast<size_t>(row)];
-  return (option.flags & kOptAlias) != 0 ? option.position : row;
-}
-
 // Reads all of `text` as a decimal, 0x hexadecimal or 0 octal number; empty text is 0. Returns the
 // state bits, 0 when it is no complete number.
 uint32_t ReadNumber(const char* text, int64_t& number) {
@@ -143,7 +119,7 @@ void StoreOccurrence(CmdOption& row, const Element& element, const Argument& arg
 
 // Takes the option that `element.rest` begins with, and its argument. False when it is refused.
 bool TakeOption(CommandLine& line, Element& element, std::span<CmdOption> table) {
-  const int found = FindRow(table, element.rest, line.mode);
+  const int found = FindOption(table, element.rest, line.mode);
   if (found < 0) {
     return CommandErr(line.mode, "'%c%s' is an unknown option\n", element.prefix, element.rest);
   }
@@ -172,6 +148,29 @@ void AnswerHelpRequest(const char* request, const char* invocation) {
 
 }  // namespace
 
+int FindOption(std::span<const CmdOption> table, const char* text, uint32_t mode) {
+  int found = -1;
+  size_t longest = 0;
+  for (size_t row = 0; row < table.size() && table[row].name != nullptr; ++row) {
+    const char* name = table[row].name;
+    const size_t length = std::strlen(name);
+    const int difference = (mode & kParseIgnoreCase) != 0
+                               ? strncmpci(text, name, static_cast<int>(length))
+                               : std::strncmp(text, name, length);
+    if (difference == 0 && length >= longest) {
+      found = static_cast<int>(row);
+      longest = length;
+    }
+  }
+  return found;
+}
+
+int ReplaceAlias(std::span<const CmdOption> table, int row) {
+  if (row < 0) return -1;
+  const CmdOption& option = table[static_cast<size_t>(row)];
+  return (option.flags & kOptAlias) != 0 ? option.position : row;
+}
+
 CmdOptions ParseCommandLine(std::span<char*> elements) {
   CmdOptions cmdOpts = NoOptionsGiven();
   ParseCommandLineEx(elements, 0, cmdOpts);
@@ -199,10 +198,6 @@ const char* ProcessCommandLineElement(CommandLine& line, std::span<CmdOption> ta
     if (!TakeOption(line, element, table)) return text;
   } while (*element.rest != '\0');
   return nullptr;
-}
-
-int CheckOptionTable(std::span<const CmdOption> table, const char* text, uint32_t mode) {
-  return ReplaceAlias(table, FindRow(table, text, mode));
 }
 
 int strncmpci(const char* a, const char* b, int n) {

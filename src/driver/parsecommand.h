@@ -38,9 +38,10 @@ const char* ParseCommandLineEx(std::span<char*> elements, uint32_t mode,
 // Returns the element when it failed, or null. REQUIRES: line.next < line.elements.size().
 const char* ProcessCommandLineElement(CommandLine& line, std::span<CmdOption> table);
 
-// The row whose name `text` begins with: the longest name wins, the later one of equally long
-// names. An alias gives the row that it stands for. -1 = none.
-int CheckOptionTable(std::span<const CmdOption> table, const char* text, uint32_t mode);
+// The row whose name `text` begins with, and the row that it stands for when it is an alias: the
+// longest name wins, the later one of equally long names. -1 = none.
+int FindOption(std::span<const CmdOption> table, const char* text, uint32_t mode);
+int ReplaceAlias(std::span<const CmdOption> table, int row);
 
 // Compares two 8-bit texts over at most n characters, letter case ignored. n < 1: equal.
 int strncmpci(const char* a, const char* b, int n);

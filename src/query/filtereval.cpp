@@ -1,3 +1,4 @@
+// Completes the module of filters.
 #include "query/filtereval.h"
 
 #include <algorithm>

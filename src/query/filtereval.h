@@ -1,5 +1,6 @@
-// Testing records against filter lists, in the plain form: every element, from left to right. The
-// scan uses query/filterplan.h, which gives the same answers; this is what it is checked against.
+// Completes the module of filters with the plain form of their test: every element, from left to
+// right. The scan uses query/filterplan.h, which gives the same answers and is checked against
+// this.
 #pragma once
 
 #include <cstdint>

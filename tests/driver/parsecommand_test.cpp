@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "driver/parsecommandrest.h"
 #include "tests/ending.h"
 
 namespace tabulon {
@@ -127,6 +128,7 @@ TEST(ParseCommandLineEx, SupportsEveryKindOfRow) {
   Arguments arguments({"-s", "-xs", "-lone"});
   EXPECT_STREQ(ParseCommandLineEx(arguments.elements(), kParseReturnErrors, table),
                "-xs");
+  EXPECT_EQ(CheckOptionTable(table, "size", 0), 0);
   EXPECT_GT(strncmpci("\xE9", "z", 1), 0);  // bytes are unsigned
 }
 // clang-format on
