@@ -1,7 +1,6 @@
 // The road from a configuration file to its reports: which of them run, where they go, what else
 // the options add, and how a run ends that cannot go on.
 #include "driver/configrun.h"
-#include "tools/scanwriter/dtlcompress.h"
 
 namespace tabulon {
 namespace {

@@ -1,14 +1,19 @@
 #include "tests/support/dtlbuild.h"
 
+#include <array>
 #include <cerrno>
 #include <fstream>
 #include <system_error>
 #include <utility>
 
+#include "detail/deflater.h"
+#include "detail/filecompress.h"
 #include "tests/support/stringsink.h"
 
 namespace tabulon {
 namespace {
+
+constexpr int kProgramsLevel = 9;  // at which the program compresses what it had inflated
 
 // Adds what a record that leads elsewhere has: its flag and its target.
 RecordSpec Leading(RecordSpec rest, uint32_t flag, std::string name, std::string target) {
@@ -80,14 +85,14 @@ std::string PaddedTag(std::string tag) {
 }
 
 std::string CompressDtl(std::string_view plain) {
-  StringSink sink;
-  const PlainSource source = [&](char* buffer, size_t size) {
-    const size_t part = plain.copy(buffer, size);
-    plain.remove_prefix(part);
-    return static_cast<ssize_t>(part);
-  };
-  CompressDtl(source, sink);
-  return std::move(sink.text);
+  std::string stream(kZlibMark, kZlibMark + sizeof kZlibMark);
+  Deflater deflater(kProgramsLevel);
+  deflater.Put(plain, true, [&](std::string_view bytes) {
+    stream += bytes;
+    return true;
+  });
+  const std::array<char, 4> trailer = ZlibTrailer(deflater.checksum());
+  return stream.append(trailer.data(), trailer.size());
 }
 
 }  // namespace tabulon

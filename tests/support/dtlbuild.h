@@ -13,7 +13,6 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/scanwriter/dtlcompress.h"
 #include "tools/scanwriter/dtlwriter.h"
 #include "tools/scanwriter/littlebytes.h"
 
@@ -44,7 +43,7 @@ RecordSpec WithStreams(RecordSpec record, std::vector<StreamSpec> streams);
 // A QVA tag as scanners store it: cut or padded with blanks to 32 characters.
 std::string PaddedTag(std::string tag);
 
-// The compressed form of a whole file.
+// The compressed form of a whole file, as the program makes it.
 std::string CompressDtl(std::string_view plain);
 
 }  // namespace tabulon

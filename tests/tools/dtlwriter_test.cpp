@@ -6,6 +6,7 @@
 
 #include "scanread.h"
 #include "tests/support/dtlbuild.h"
+#include "tools/common/terminaltext.h"
 
 namespace tabulon {
 namespace {

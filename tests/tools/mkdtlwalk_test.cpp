@@ -2,11 +2,17 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <thread>
 
+#include "base/endian.h"
 #include "support.h"
 
 namespace tabulon {
@@ -22,9 +28,16 @@ struct MeddlingVisitor : TreeVisitor {
     if (path == when) meddle();
     return path != stopAt;
   }
-  void File(const std::string& name, const struct stat&, const std::string&) override {
-    told.push_back(name);
+  bool Files(const FileRecords& files) override {
+    for (std::string_view rest = files.bytes; !rest.empty();) {
+      const size_t name = LoadU16(rest.data() + kNfsRecord.nameLength);
+      const size_t target = LoadU16(rest.data() + kNfsRecord.targetLength);
+      told.emplace_back(rest.substr(kNfsRecord.fixedSize, name - 1));
+      rest.remove_prefix(kNfsRecord.fixedSize + name + target);
+    }
+    return true;
   }
+  void MountPoint(const std::string& path) override { told.push_back(path + ": mounted"); }
   void Unreadable(const std::string& path, int error) override {
     told.push_back(path + ": " + std::to_string(error));
   }
@@ -34,9 +47,15 @@ struct MeddlingVisitor : TreeVisitor {
   Names told;
 };
 
+Names Walk(const fs::path& root, WalkOptions options, MeddlingVisitor visitor = {}) {
+  TreeWalk walk(UniqueFd(open(root.c_str(), O_RDONLY | O_DIRECTORY)), std::move(options), visitor);
+  walk.Run();
+  return visitor.told;
+}
+
 // What is told of a tree in which `meddle` changes something.
 Names Told(const std::string& when, const std::function<void(const fs::path&)>& meddle,
-           const std::string& stopAt = "") {
+           const std::string& stopAt = "", const WalkLimits& limits = {}) {
   const TempDir dir;
   const fs::path root = dir.path();
   for (const char* name : {"a/b/deep/x", "a/c/y", "z/w"}) {
@@ -47,16 +66,18 @@ Names Told(const std::string& when, const std::function<void(const fs::path&)>& 
   visitor.when = when;
   visitor.stopAt = stopAt;
   visitor.meddle = [&] { meddle(root); };
-  TreeWalk(UniqueFd(open(dir.path().c_str(), O_RDONLY | O_DIRECTORY)), visitor).Run();
-  return visitor.told;
+  return Walk(root, {.limits = limits}, visitor);
 }
 
 TEST(Walk, FollowsTheTreeAsItChanges) {
   const auto move = [](const fs::path& root) { fs::rename(root / "a/b", root / "z/moved"); };
   const auto vanish = [](const fs::path& root) { fs::remove_all(root / "z"); };
-  EXPECT_EQ(Told("/a/b/deep", move), (Names{"/", "/a", "/a/b", "/a/b/deep", "x", "/a/c", "y", "/z",
-                                            "w", "/z/moved", "/z/moved/deep", "x"}))
-      << "the way back from /a/b leads to /z now";
+  for (const size_t descriptors : {0, 1}) {
+    EXPECT_EQ(Told("/a/b/deep", move, "", {.openDirectories = descriptors}),
+              (Names{"/", "/a", "/a/b", "/a/b/deep", "x", "/a/c", "y", "/z", "w", "/z/moved",
+                     "/z/moved/deep", "x"}))
+        << "the way back from /a/b leads to /z now";
+  }
   const Names withoutZ = {"/", "/a", "/a/b", "/a/b/deep", "x", "/a/c", "y"};
   EXPECT_EQ(Told("/a", vanish), withoutZ);
   const auto becomeLink = [&](const fs::path& root) {
@@ -67,13 +88,132 @@ TEST(Walk, FollowsTheTreeAsItChanges) {
   EXPECT_EQ(Told(
                 "/", [](const fs::path&) {}, "/a/b"),
             (Names{"/", "/a", "/a/b"}));
+}
 
-  const Names lost = Told("/a/b/deep", [&](const fs::path& root) {
-    move(root);
+// A directory that was closed to save descriptors, and is elsewhere when it is needed again.
+TEST(Walk, LostDirectoryIsToldOnceAndTheRestGoesOn) {
+  const TempDir dir;
+  const fs::path root = dir.path();
+  for (const char* name : {"a/b/c/d/e", "a/f", "a/g", "a/b/f", "z"}) {
+    fs::create_directories(root / name);
+  }
+  MeddlingVisitor visitor;
+  visitor.when = "/a/b";
+  visitor.meddle = [&] {
+    fs::rename(root / "a/b", root / "moved");
     fs::rename(root / "a", root / "elsewhere");
+  };
+  const Names told = Walk(root, {.limits = {.openDirectories = 1}}, visitor);
+  const std::string gone = ": " + std::to_string(ENOENT);
+  EXPECT_EQ(told, (Names{"/", "/a", "/a/b", "/a/b/c", "/a/b/c/d", "/a/b/c/d/e", "/a/b" + gone,
+                         "/a" + gone, "/z"}));
+}
+
+// A tree with everything that a walk can meet.
+void MakeHostileTree(const fs::path& root) {
+  const auto put = [&](const fs::path& name) {
+    fs::create_directories((root / name).parent_path());
+    WriteFile(root / name, "");
+  };
+  for (const char* name : {"\xFF\xC3(", "new\nline", "\x1B[31m", "-", " ", "\u202Eflip", "..."}) {
+    put(name);
+    put(fs::path(name + std::string(".d")) / name);
+  }
+  for (int i = 0; i < 3000; ++i) put("wide/" + std::to_string(i * 7919 % 3000));
+  for (int i = 0; i < 1500; ++i) fs::create_directories(root / "forest" / std::to_string(i) / "t");
+  for (int i = 0; i < 300; ++i) put("bushes/" + std::to_string(i) + "/" + std::string(200, 'n'));
+  fs::create_directory_symlink("..", root / "loop");
+  fs::create_directory_symlink(".", root / "wide/self");
+  fs::create_symlink(std::string(4000, 't'), root / "forest/long");
+  fs::create_hard_link(root / "wide/17", root / "bushes/again");
+  mkfifo((root / "pipe").c_str(), 0600);
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  (root / "socket").string().copy(address.sun_path, sizeof address.sun_path - 1);
+  const UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM, 0));
+  EXPECT_EQ(bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  // Deep, with something to come back for on the way up.
+  UniqueFd at(open(root.c_str(), O_RDONLY | O_DIRECTORY));
+  for (int level = 0; level < 3000; ++level) {
+    ASSERT_EQ(mkdirat(at.get(), "down", 0755), 0);
+    if (level % 3 == 0) mkdirat(at.get(), "side", 0755);
+    at = UniqueFd(openat(at.get(), "down", O_RDONLY | O_DIRECTORY));
+  }
+}
+
+// However many threads, however little may wait or be open: what is told is what one thread tells.
+TEST(Walk, IsTheSameForAnyNumberOfThreads) {
+  const TempDir dir;
+  MakeHostileTree(dir.path());
+  const Names expected = Walk(dir.path(), {});
+  ASSERT_GT(expected.size(), 10'000u);
+  for (const unsigned jobs : {1, 2, 8}) {
+    for (const WalkLimits limits :
+         {WalkLimits{}, WalkLimits{.waitingBytes = 1}, WalkLimits{.openDirectories = 8 * 4}}) {
+      EXPECT_TRUE(Walk(dir.path(), {.jobs = jobs, .limits = limits}) == expected)
+          << jobs << " jobs, " << limits.waitingBytes << " bytes, " << limits.openDirectories
+          << " directories";
+    }
+  }
+  MeddlingVisitor impatient;
+  impatient.stopAt = "/down/down";
+  EXPECT_EQ(Walk(dir.path(), {.jobs = 8}, impatient).back(), "/down/down");
+}
+
+// While others make, rename and remove directories and files, nothing is told twice in one place
+// and every walk ends.
+TEST(Walk, SurvivesATreeThatChanges) {
+  const TempDir dir;
+  const fs::path root = dir.path();
+  for (int i = 0; i < 200; ++i)
+    fs::create_directories(root / std::to_string(i % 10) / "d" / std::to_string(i));
+  std::atomic<bool> over = false;
+  std::thread meddler([&] {
+    for (unsigned i = 0; !over; ++i) {
+      const fs::path from = root / std::to_string(i % 10), to = root / std::to_string(10 + i % 7);
+      std::error_code ignored;
+      fs::rename(from / "d", to, ignored);
+      WriteFile(root / ("f" + std::to_string(i % 50)), "");
+      fs::remove(root / ("f" + std::to_string((i + 25) % 50)), ignored);
+      fs::rename(to, from / "d", ignored);
+    }
   });
-  EXPECT_THAT(lost, testing::Contains("/a: " + std::to_string(ENOENT)));
-  EXPECT_THAT(lost, testing::Contains("w")) << "what does not lie on the lost way is still told";
+  for (int round = 0; round < 100; ++round) {
+    const Names told = Walk(root, {.jobs = 4, .limits = {.openDirectories = 16}});
+    Names directories;
+    for (const std::string& name : told) {
+      if (name.starts_with('/') && name.find(": ") == name.npos) directories.push_back(name);
+    }
+    const std::set<std::string> unique(directories.begin(), directories.end());
+    EXPECT_EQ(unique.size(), directories.size());
+    EXPECT_EQ(told.front(), "/");
+    EXPECT_TRUE(unique.contains("/9"));
+  }
+  over = true;
+  meddler.join();
+}
+
+TEST(Walk, ExcludedIsLeftOutWithAllBelow) {
+  const TempDir dir;
+  const fs::path root = dir.path();
+  for (const char* name : {"a/b/x.tmp", "a/b/y", "a/tmp/z", "b/a/b/q", "top.tmp"}) {
+    fs::create_directories((root / name).parent_path());
+    WriteFile(root / name, "");
+  }
+  // clang-format off
+  const std::pair<std::vector<std::string>, Names> rows[] = {
+      {{"*.tmp"}, {"/", "/a", "/a/b", "y", "/a/tmp", "z", "/b", "/b/a", "/b/a/b", "q"}},
+      {{"/a"}, {"/", "top.tmp", "/b", "/b/a", "/b/a/b", "q"}},
+      {{"a"}, {"/", "top.tmp", "/b"}},
+      {{"*/b"}, {"/", "top.tmp", "/a", "/a/tmp", "z"}},
+      {{"/a/*", "top.*"}, {"/", "/a", "/b", "/b/a", "/b/a/b", "q"}},
+      {{"/*"}, {"/"}},
+  };
+  // clang-format on
+  for (const auto& [patterns, expected] : rows) {
+    WalkOptions options{.jobs = 2};
+    for (const std::string& pattern : patterns) options.excludes.Add(pattern);
+    EXPECT_EQ(Walk(root, options), expected) << testing::PrintToString(patterns);
+  }
 }
 
 }  // namespace

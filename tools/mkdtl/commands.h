@@ -2,16 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "tools/common/commandline.h"
 #include "tools/scanwriter/dtlwriter.h"
 
 namespace tabulon {
-
-inline constexpr int kExitWritten = 0;
-inline constexpr int kExitFailed = 1;      // nothing was written
-inline constexpr int kExitUsage = 2;       // the command line is wrong; nothing was done
-inline constexpr int kExitIncomplete = 3;  // written, but parts of the tree could not be read
 
 struct OutputOptions {
   std::string path;
@@ -20,6 +18,12 @@ struct OutputOptions {
 
 struct ScanOptions {
   std::string directory;
+  unsigned jobs = 0;                         // threads; 0 = by the filesystem
+  bool cross = false;                        // enter other filesystems
+  std::vector<std::string> excludes = {};    // patterns of what is left out
+  std::optional<std::string> tag = {};       // makes the scan one for growth collection
+  std::optional<std::string> rootName = {};  // the root as reports show it, in place of its path
+  std::optional<std::string> server = {};    // in place of this machine's name
   OutputOptions output;
 };
 

@@ -1,56 +1,66 @@
 #include "tools/mkdtl/output.h"
 
+#include <unistd.h>
+
 #include <cerrno>
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <system_error>
 
-#include "base/fileio.h"
-#include "tools/scanwriter/dtlcompress.h"
+#include "tools/common/figures.h"
+#include "tools/common/terminaltext.h"
 
 namespace tabulon {
 namespace {
 
-bool SameFile(int fd, const struct stat& file) {
-  struct stat own;
-  return fd >= 0 && fstat(fd, &own) == 0 && own.st_dev == file.st_dev && own.st_ino == file.st_ino;
+// "9.07 GB (9,739,796,417 bytes)", or "17 bytes".
+std::string Size(uint64_t bytes) {
+  const std::string exact = Grouped(bytes) + " bytes";
+  return bytes < 1024 ? exact : SizeText(bytes) + " (" + exact + ")";
 }
 
 }  // namespace
 
 bool ScanOutput::Open() {
-  if (!plain_.Open(options_.path)) return Fail(errno);
-  if (options_.compress && !packed_.Open(options_.path)) return Fail(errno);
+  if (!file_.Open(options_.path)) return Fail(errno);
+  if (!options_.compress) return true;
+  try {
+    packed_.emplace(file_);
+  } catch (const std::system_error& error) {  // no thread
+    return Fail(error.code().value());
+  }
   return true;
+}
+
+DtlSink& ScanOutput::sink() {
+  if (packed_) return *packed_;
+  return file_;
 }
 
 bool ScanOutput::Finish(DtlWriter& writer) {
   if (!writer.Finish()) return Fail(writer.error());
-  if (options_.compress && !Compress()) return Fail(errno);
-  OutputFile& result = options_.compress ? packed_ : plain_;
-  if (!result.Commit()) return Fail(errno);
+  if (packed_ && !packed_->Finish()) return Fail(errno);
+  return file_.Commit() || Fail(errno);
+}
+
+void ScanOutput::TellResult(const DtlWriter& writer, std::string_view remark) const {
   const LogRoot& totals = writer.totals();
-  std::printf("%s: %" PRIu32 " directories, %" PRIu32 " files, %" PRIu64 " bytes in files\n",
-              options_.path.c_str(), totals.directories, totals.files, totals.totalFileSize);
-  return true;
+  const std::string line = ShownOn(STDOUT_FILENO, options_.path) + ": " + Grouped(totals.files) +
+                           " files, " + Size(totals.totalFileSize) + ", " +
+                           DurationText(std::chrono::steady_clock::now() - start_) +
+                           std::string(remark) + "\n";
+  std::fputs(line.c_str(), stdout);
 }
 
-bool ScanOutput::Compress() {
-  if (lseek(plain_.fd(), 0, SEEK_SET) != 0) return false;
-  const PlainSource source = [this](char* buffer, size_t size) {
-    return ReadFully(plain_.fd(), buffer, size);
-  };
-  if (!CompressDtl(source, packed_)) return false;
-  plain_.Discard();
-  return true;
-}
-
-bool ScanOutput::Owns(const struct stat& file) const {
-  return SameFile(plain_.fd(), file) || SameFile(packed_.fd(), file);
+std::vector<NamedFile> ScanOutput::OwnFiles() const {
+  std::vector<NamedFile> files;
+  file_.AppendOwnFiles(files);
+  return files;
 }
 
 bool ScanOutput::Fail(int error) const {
-  std::fprintf(stderr, "mkdtl: cannot write '%s': %s\n", options_.path.c_str(),
+  std::fprintf(stderr, "mkdtl: cannot write '%s': %s\n",
+               ShownOn(STDERR_FILENO, options_.path).c_str(),
                error == EEXIST ? "it is there and no regular file" : std::strerror(error));
   return false;
 }

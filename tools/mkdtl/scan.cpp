@@ -1,7 +1,5 @@
+// mkdtl scan: from a directory to its scan.
 #include <fcntl.h>
-#include <grp.h>
-#include <pwd.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -9,148 +7,54 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cinttypes>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <set>
 #include <string>
 
+#include "tools/common/figures.h"
+#include "tools/common/progress.h"
+#include "tools/common/terminaltext.h"
 #include "tools/mkdtl/commands.h"
+#include "tools/mkdtl/defaultjobs.h"
 #include "tools/mkdtl/output.h"
+#include "tools/mkdtl/scanrecorder.h"
 #include "tools/mkdtl/walk.h"
-#include "tools/scanwriter/littlebytes.h"
 
 namespace tabulon {
 namespace {
 
-template <class T>
-uint32_t Clamped(T value) {
-  if (value < T{0}) return 0;
-  return static_cast<uint32_t>(std::min<uint64_t>(static_cast<uint64_t>(value), UINT32_MAX));
-}
-
-// The common fields of a record. The time of creation is that of the last status change: NFS knows
-// no other.
-void FillRecord(RecordSpec& record, const struct stat& info) {
-  record.attributes = info.st_mode;
-  record.created = Clamped(info.st_ctim.tv_sec);
-  record.accessed = Clamped(info.st_atim.tv_sec);
-  record.modified = Clamped(info.st_mtim.tv_sec);
-  record.size = static_cast<uint64_t>(info.st_size);
-  record.uid = info.st_uid;
-  record.gid = info.st_gid;
-  record.inode = static_cast<uint32_t>(info.st_ino);
-  record.links = Clamped(info.st_nlink);
-}
-
-// Text as a terminal may show it: without control characters, which could change what else is
-// read there.
-std::string Harmless(std::string_view text) {
-  std::string shown;
-  while (!text.empty()) {
-    std::string_view rest = text;
-    const char32_t c = TakeCodePoint(rest);
-    const bool control = c < 0x20 || (c >= 0x7F && c < 0xA0);
-    shown += control ? "?" : text.substr(0, text.size() - rest.size());
-    text = rest;
-  }
-  return shown;
-}
-
-// A line on standard error that says how far the scan is, when that is a terminal.
-class Progress {
+// The text of the line that says how far a scan is. When nothing has come for a while it names what
+// is waited for: a server that does not answer shows up there.
+class ScanProgress {
  public:
-  ~Progress() { Clear(); }
+  ScanProgress(TreeWalk& walk, const ScanRecorder& recorder) : walk_(walk), recorder_(recorder) {}
 
-  bool onTerminal() const { return onTerminal_; }
-
-  void Count() {
-    if (onTerminal_ && ++records_ % kCheckEvery == 0 && Clock::now() >= due_) Show();
-  }
-  void Clear() {
-    if (shown_) std::fputs("\r\033[K", stderr);
-    shown_ = false;
+  std::string Text(std::chrono::duration<double> elapsed) {
+    const WalkState state = walk_.State();
+    if (state.files != files_ || state.current != current_) changed_ = elapsed;
+    files_ = state.files;
+    current_ = state.current;
+    const auto rate =
+        static_cast<uint64_t>(std::llround(static_cast<double>(files_) / elapsed.count()));
+    const bool hangs = elapsed - changed_ >= kLongPause;
+    return Grouped(files_) + " files, " + SizeText(state.bytes) + ", " + Grouped(rate) +
+           " files/s, " + Grouped(state.waiting) + " directories wait, " +
+           (hangs ? DurationText(elapsed - changed_) + " without an answer from " : "") +
+           recorder_.FullPath(current_);
   }
 
  private:
-  using Clock = std::chrono::steady_clock;
-  static constexpr uint64_t kCheckEvery = 256;
-  static constexpr std::chrono::milliseconds kPause{200};
+  static constexpr std::chrono::seconds kLongPause{2};
 
-  void Show() {
-    std::fprintf(stderr, "\r%" PRIu64 " entries", records_);
-    shown_ = true;
-    due_ = Clock::now() + kPause;
-  }
-
-  bool onTerminal_ = isatty(STDERR_FILENO) != 0;
-  bool shown_ = false;
-  uint64_t records_ = 0;
-  Clock::time_point due_ = Clock::now() + kPause;
-};
-
-// Turns what the walk finds into records.
-class ScanRecorder : public TreeVisitor {
- public:
-  ScanRecorder(DtlWriter& writer, const ScanOutput& output)
-      : writer_(writer), output_(output), rootPath_(writer.spec().rootPath) {}
-
-  bool Directory(const std::string& path, const struct stat& info) override {
-    Record(kRecordDirectory, path, info, {});
-    return writer_.good();
-  }
-
-  void File(const std::string& name, const struct stat& info, const std::string& target) override {
-    if (output_.Owns(info)) return;
-    Record(S_ISLNK(info.st_mode) ? kRecordSymlink : 0, name, info, target);
-  }
-
-  void Unreadable(const std::string& path, int error) override {
-    ++unreadable_;
-    progress_.Clear();
-    const std::string name = rootPath_ == "/" ? path : rootPath_ + (path == "/" ? "" : path);
-    std::fprintf(stderr, "mkdtl: cannot read '%s': %s\n",
-                 (progress_.onTerminal() ? Harmless(name) : name).c_str(), std::strerror(error));
-  }
-
-  // Adds names for the ids that occur in the records; an id without a name is left out.
-  void Finish() {
-    progress_.Clear();
-    std::vector<IdSpec>& ids = writer_.spec().ids;
-    for (const uint32_t uid : uids_) {
-      if (const passwd* user = getpwuid(uid)) ids.push_back({uid, kIdUser, 0, user->pw_name});
-    }
-    for (const uint32_t gid : gids_) {
-      if (const group* known = getgrgid(gid)) ids.push_back({gid, kIdGroup, 0, known->gr_name});
-    }
-  }
-
-  uint64_t unreadable() const { return unreadable_; }
-
- private:
-  void Record(uint32_t flags, const std::string& name, const struct stat& info,
-              const std::string& target) {
-    record_.flags = flags;
-    record_.name = name;
-    record_.target = target;
-    FillRecord(record_, info);
-    writer_.Add(record_);
-    uids_.insert(info.st_uid);
-    gids_.insert(info.st_gid);
-    progress_.Count();
-  }
-
-  DtlWriter& writer_;
-  const ScanOutput& output_;
-  std::string rootPath_;
-  RecordSpec record_;
-  std::set<uint32_t> uids_;
-  std::set<uint32_t> gids_;
-  uint64_t unreadable_ = 0;
-  Progress progress_;
+  TreeWalk& walk_;
+  const ScanRecorder& recorder_;
+  uint64_t files_ = 0;
+  std::string current_;
+  std::chrono::duration<double> changed_{0};
 };
 
 std::string AbsolutePath(const std::string& path) {
@@ -159,21 +63,20 @@ std::string AbsolutePath(const std::string& path) {
   return real ? std::string(real.get()) : path;
 }
 
-std::string HostName() {
-  utsname system{};
-  uname(&system);
-  return system.nodename;
-}
-
 // What the scan says of itself before any record is known.
-ScanSpec DescribeScan(const ScanOptions& options, int root) {
+ScanSpec DescribeScan(const ScanOptions& options, const std::string& path, int root) {
   utsname system{};
   uname(&system);
-  ScanSpec spec{.scanTime = Clamped(std::time(nullptr)),
-                .server = HostName(),
-                .rootPath = AbsolutePath(options.directory),
-                .host = HostName(),
+  const time_t now = std::time(nullptr);
+  ScanSpec spec{.scanTime = static_cast<uint32_t>(std::clamp<int64_t>(now, 0, UINT32_MAX)),
+                .server = options.server.value_or(system.nodename),
+                .rootPath = options.rootName.value_or(path),
+                .host = options.server.value_or(system.nodename),
                 .version = {MKDTL_VERSION, system.sysname, system.machine}};
+  if (options.tag) {
+    spec.flags = kHeaderQvaTagged;
+    spec.tag = *options.tag;
+  }
   struct statvfs volume;
   if (fstatvfs(root, &volume) == 0) {
     spec.availableSpace = uint64_t{volume.f_bavail} * volume.f_frsize;
@@ -182,24 +85,53 @@ ScanSpec DescribeScan(const ScanOptions& options, int root) {
   return spec;
 }
 
+UniqueFd OpenRoot(const std::string& directory) {
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+  UniqueFd quiet(open(directory.c_str(), kFlags | O_NOATIME));
+  if (quiet.valid() || errno != EPERM) return quiet;
+  return UniqueFd(open(directory.c_str(), kFlags));
+}
+
+std::string Remark(const ScanRecorder& recorder, const TreeWalk& walk) {
+  const auto counted = [](uint64_t count, const char* one, const char* more) {
+    return count == 0 ? "" : ", " + Grouped(count) + (count == 1 ? one : more);
+  };
+  return counted(recorder.mountPoints(), " mount point left out", " mount points left out") +
+         counted(walk.excluded(), " entry excluded", " entries excluded");
+}
+
 }  // namespace
 
 int RunScan(const ScanOptions& options) {
-  UniqueFd root(open(options.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  UniqueFd root = OpenRoot(options.directory);
   if (!root.valid()) {
-    std::fprintf(stderr, "mkdtl: cannot open directory '%s': %s\n", options.directory.c_str(),
-                 std::strerror(errno));
+    std::fprintf(stderr, "mkdtl: cannot open directory '%s': %s\n",
+                 ShownOn(STDERR_FILENO, options.directory).c_str(), std::strerror(errno));
     return kExitFailed;
   }
   ScanOutput output(options.output);
   if (!output.Open()) return kExitFailed;
-  DtlWriter writer(output.sink(), DescribeScan(options, root.get()));
-  ScanRecorder recorder(writer, output);
-  TreeWalk(std::move(root), recorder).Run();
-  recorder.Finish();
+  const std::string path = AbsolutePath(options.directory);
+  DtlWriter writer(output.sink(), DescribeScan(options, path, root.get()));
+  ProgressLine* line = nullptr;
+  ScanRecorder recorder(writer, path, [&](std::string_view message) { line->Tell(message); });
+  WalkOptions walkOptions{.jobs = options.jobs != 0 ? options.jobs : DefaultJobs(root.get()),
+                          .cross = options.cross,
+                          .leftOut = output.OwnFiles(),
+                          .form = writer.form()};
+  for (const std::string& pattern : options.excludes) walkOptions.excludes.Add(pattern);
+  TreeWalk walk(std::move(root), std::move(walkOptions), recorder);
+  ScanProgress progress(walk, recorder);
+  ProgressLine shown([&](auto elapsed) { return progress.Text(elapsed); });
+  line = &shown;
+  walk.Run();
+  recorder.Finish(walk.owners());
+  shown.Stop();
   if (!output.Finish(writer)) return kExitFailed;
-  if (recorder.unreadable() == 0) return kExitWritten;
-  std::fprintf(stderr, "mkdtl: %" PRIu64 " entries could not be read\n", recorder.unreadable());
+  output.TellResult(writer, Remark(recorder, walk));
+  if (recorder.unreadable() == 0) return kExitDone;
+  std::fprintf(stderr, "mkdtl: %s entries could not be read\n",
+               Grouped(recorder.unreadable()).c_str());
   return kExitIncomplete;
 }
 

@@ -1,8 +1,12 @@
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/common/figures.h"
+#include "tools/common/progress.h"
 #include "tools/mkdtl/commands.h"
 #include "tools/mkdtl/content.h"
 #include "tools/mkdtl/names.h"
@@ -96,15 +100,18 @@ class SynthScan {
       : writer_(writer),
         random_(options.seed),
         isNfs_(options.kind == ScanKind::kNfs),
+        records_(options.records),
         remaining_(options.records),
         paths_(names_, isNfs_ ? '/' : '\\'),
         contents_(names_, options.records) {
     if (!isNfs_) security_.emplace(random_);
   }
 
-  void Run() {
+  // `made` counts the records for others who look on.
+  void Run(std::atomic<uint64_t>& made) {
     AddDirectory();
     while (remaining_ > 0 && writer_.good()) {
+      made.store(records_ - remaining_, std::memory_order_relaxed);
       paths_.Advance(random_);
       AddDirectory();
     }
@@ -234,6 +241,7 @@ class SynthScan {
   DtlWriter& writer_;
   Random random_;
   bool isNfs_;
+  uint32_t records_;
   uint32_t remaining_;
   NameMaker names_;
   PathMaker paths_;
@@ -266,13 +274,23 @@ int RunSynth(const SynthOptions& options) {
   ScanOutput output(options.output);
   if (!output.Open()) return kExitFailed;
   DtlWriter writer(output.sink(), DescribeSynth(options.kind));
-  SynthScan(options, writer).Run();
-  return output.Finish(writer) ? kExitWritten : kExitFailed;
+  std::atomic<uint64_t> made = 0;
+  ProgressLine line([&](std::chrono::duration<double> elapsed) {
+    const std::string left = RemainingText(made, options.records, elapsed);
+    return Grouped(made) + " of " + Grouped(options.records) + " records" +
+           (left.empty() ? "" : ", " + left);
+  });
+  SynthScan(options, writer).Run(made);
+  line.Stop();
+  if (!output.Finish(writer)) return kExitFailed;
+  output.TellResult(writer, "");
+  return kExitDone;
 }
 
 bool WriteSynth(const SynthOptions& options, DtlSink& sink) {
   DtlWriter writer(sink, DescribeSynth(options.kind));
-  SynthScan(options, writer).Run();
+  std::atomic<uint64_t> made = 0;
+  SynthScan(options, writer).Run(made);
   return writer.Finish();
 }
 

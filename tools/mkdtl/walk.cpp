@@ -1,198 +1,205 @@
 #include "tools/mkdtl/walk.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <unistd.h>
+#include <sys/resource.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <functional>
-#include <memory>
-#include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace tabulon {
 namespace {
 
-constexpr int kOpenDirectory = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-constexpr int kStatFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
+// A thread that visits holds its directory, the one above it and, on the way to one that was
+// closed, another.
+constexpr size_t kOpenByThread = 4;
 
-struct CloseDirectory {
-  void operator()(DIR* directory) const { closedir(directory); }
-};
-
-bool SameFile(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-// A second descriptor of an open directory. (Opening "." anew would need leave to search it, which
-// a directory that may only be listed does not give.)
-UniqueFd Another(const UniqueFd& directory) {
-  return UniqueFd(fcntl(directory.get(), F_DUPFD_CLOEXEC, 0));
-}
-
-bool IsDotName(std::string_view name) {
-  return name == "." || name == "..";
+WalkLimits Completed(WalkLimits limits) {
+  rlimit files{};
+  if (limits.openDirectories == 0 && getrlimit(RLIMIT_NOFILE, &files) == 0) {
+    limits.openDirectories = static_cast<size_t>(files.rlim_cur / 2);
+  }
+  return limits;
 }
 
 }  // namespace
 
-TreeWalk::TreeWalk(UniqueFd root, TreeVisitor& visitor)
-    : root_(std::move(root)), visitor_(visitor) {}
+std::string PathOf(const WalkNode& node) {
+  if (node.parent == nullptr) return "/";
+  std::string path(node.pathLength, '/');
+  for (const WalkNode* at = &node; at->parent != nullptr; at = at->parent) {
+    at->name.copy(path.data() + at->pathLength - at->name.size(), at->name.size());
+  }
+  return path;
+}
+
+TreeWalk::TreeWalk(UniqueFd root, WalkOptions options, TreeVisitor& visitor)
+    : options_(std::move(options)),
+      visitor_(visitor),
+      queue_(options_.limits = Completed(options_.limits)),
+      rootDirectory_(Counted(std::move(root))),
+      root_(std::make_unique<WalkNode>()) {
+  root_->directory = rootDirectory_;
+}
+
+// A walk that was ended early leaves directories as deep as the tree: too deep for destructors that
+// call each other.
+TreeWalk::~TreeWalk() {
+  for (WalkNode* node = root_.get(); node != nullptr;) {
+    if (node->children.empty()) {
+      node = node->parent;
+      if (node != nullptr) node->children.pop_back();
+    } else {
+      node = node->children.back().get();
+    }
+  }
+}
 
 void TreeWalk::Run() {
-  if (!EnterRoot()) return;
-  while (!levels_.empty()) {
-    std::vector<std::string>& rest = levels_.back().subdirectories;
-    if (rest.empty()) {
-      Ascend();
-      continue;
+  Worker worker{EntryReader(options_.form, options_.leftOut)};
+  Lock lock(mutex_);
+  const WalkTask first = queue_.Start(*root_);
+  StartThreads();
+  Do(first, worker, lock);
+  for (WalkNode* node = root_.get(); node != nullptr;) node = TellNext(*node, worker, lock);
+  over_ = true;
+  work_.notify_all();
+  lock.unlock();
+  threads_.clear();
+  owners_.Merge(worker.reader.owners());
+}
+
+void TreeWalk::StartThreads() {
+  const size_t most = std::max<size_t>(options_.limits.openDirectories / kOpenByThread, 1);
+  const size_t jobs = std::min<size_t>(options_.jobs, most);
+  try {
+    while (threads_.size() + 1 < jobs) threads_.emplace_back([this] { Work(); });
+  } catch (const std::system_error&) {
+    // No more are to be had: the walk goes on with those there are.
+  }
+}
+
+void TreeWalk::Work() {
+  Worker worker{EntryReader(options_.form, options_.leftOut)};
+  Lock lock(mutex_);
+  while (!over_) {
+    if (auto task = queue_.Take(nullptr)) {
+      WakeOne();
+      Do(std::move(*task), worker, lock);
+    } else {
+      ++idle_;
+      work_.wait(lock);
+      --idle_;
     }
-    const std::string name = std::move(rest.back());
-    rest.pop_back();
-    if (!Enter(name)) return;
   }
+  owners_.Merge(worker.reader.owners());
 }
 
-bool TreeWalk::EnterRoot() {
-  current_ = Another(root_);
-  struct stat info;
-  if (!current_.valid() || fstat(current_.get(), &info) != 0) {
-    visitor_.Unreadable(path_, errno);
-    return false;
-  }
-  device_ = info.st_dev;
-  if (!visitor_.Directory(path_, info)) return false;
-  Push(info);
-  return true;
+// Each thread that finds something to do wakes the next, as long as there is more.
+void TreeWalk::WakeOne() {
+  if (idle_ > 0 && queue_.pending() > 0 && !queue_.full()) work_.notify_one();
 }
 
-// Enters a subdirectory of the current directory, or tells why not. False when the visitor wants no
-// more.
-bool TreeWalk::Enter(const std::string& name) {
-  const std::string path = PathOf(name);
-  struct stat info;
-  if (fstatat(current_.get(), name.c_str(), &info, kStatFlags) != 0) {
-    if (errno != ENOENT) visitor_.Unreadable(path, errno);
-    return true;
-  }
-  if (!S_ISDIR(info.st_mode)) return true;  // replaced since its name was read
-  if (path.size() > kLongestPath) {
-    visitor_.Unreadable(path, ENAMETOOLONG);
-    return true;
-  }
-  if (!visitor_.Directory(path, info)) return false;
-  if (info.st_dev != device_) return true;
-  UniqueFd child(openat(current_.get(), name.c_str(), kOpenDirectory));
-  struct stat opened;
-  if (!child.valid() || fstat(child.get(), &opened) != 0) {
-    visitor_.Unreadable(path, errno);
-    return true;
-  }
-  if (!SameFile(info, opened)) {  // exchanged between the two looks
-    visitor_.Unreadable(path, ESTALE);
-    return true;
-  }
-  current_ = std::move(child);
-  path_ = path;
-  Push(info);
-  return true;
+WalkState TreeWalk::State() {
+  const Lock lock(mutex_);
+  WalkState state = found_;
+  state.waiting = queue_.pending();
+  if (const WalkNode* first = queue_.first()) state.current = PathOf(*first);
+  return state;
 }
 
-void TreeWalk::Push(const struct stat& info) {
-  levels_.push_back({path_.size(), info.st_dev, info.st_ino, {}});
-  TellFiles(levels_.back());
+// Tells the next thing of a directory, or does other work until it is known. Returns the directory
+// that has the next thing to tell; null at the end.
+WalkNode* TreeWalk::TellNext(WalkNode& node, Worker& worker, Lock& lock) {
+  if (node.visited && !node.told) return TellDirectory(node, lock);
+  if (node.visited && node.piecesTold < node.pieces.size()) {
+    if (node.pieces[node.piecesTold].done) return TellPiece(node, lock);
+  } else if (!node.children.empty()) {
+    return Enter(*node.children.front());
+  } else if (node.visited && node.listed && !node.HasSubdirectories()) {
+    return Leave(node, lock);
+  }
+  HelpOrWait(node, worker, lock);
+  return &node;
 }
 
-void TreeWalk::TellFiles(Level& level) {
-  for (const std::string& name : SortedNames()) TellEntry(name, level);
-  std::reverse(level.subdirectories.begin(), level.subdirectories.end());
-}
-
-void TreeWalk::TellEntry(const std::string& name, Level& level) {
-  struct stat info;
-  if (fstatat(current_.get(), name.c_str(), &info, kStatFlags) != 0) {
-    if (errno != ENOENT) visitor_.Unreadable(PathOf(name), errno);
-  } else if (S_ISDIR(info.st_mode)) {
-    level.subdirectories.push_back(name);
+void TreeWalk::HelpOrWait(const WalkNode& awaited, Worker& worker, Lock& lock) {
+  if (auto task = queue_.Take(&awaited)) {
+    WakeOne();
+    Do(std::move(*task), worker, lock);
   } else {
-    visitor_.File(name, info, S_ISLNK(info.st_mode) ? LinkTarget(name, info) : std::string());
+    waits_ = true;
+    told_.wait(lock);
+    waits_ = false;
   }
 }
 
-std::vector<std::string> TreeWalk::SortedNames() {
-  std::vector<std::string> names;
-  // The stream closes its descriptor, so it gets one of its own.
-  UniqueFd own = Another(current_);
-  const std::unique_ptr<DIR, CloseDirectory> directory(own.valid() ? fdopendir(own.get())
-                                                                   : nullptr);
-  if (directory) own.Release();
-  const dirent* entry = nullptr;
-  errno = directory ? 0 : errno;
-  while (directory && (entry = readdir(directory.get())) != nullptr) {
-    if (!IsDotName(entry->d_name)) names.emplace_back(entry->d_name);
-    errno = 0;
+WalkNode* TreeWalk::TellDirectory(WalkNode& node, Lock& lock) {
+  node.told = true;
+  const DirectoryFacts& facts = node.facts;
+  excluded_ += facts.excluded;
+  if (facts.parentLost) {
+    TellLostParent(node, lock);
+    return &node;
   }
-  if (errno != 0) visitor_.Unreadable(path_, errno);
-  std::sort(names.begin(), names.end());
-  return names;
+  lock.unlock();
+  const bool more = !facts.recorded || visitor_.Directory(path_, facts.info);
+  if (facts.mountPoint) visitor_.MountPoint(path_);
+  if (facts.error != 0) visitor_.Unreadable(path_, facts.error);
+  lock.lock();
+  return more ? &node : nullptr;
 }
 
-std::string TreeWalk::LinkTarget(const std::string& name, const struct stat& info) {
-  // The size is a hint only: some filesystems give 0, and the link may have changed.
-  std::string target(static_cast<size_t>(info.st_size) + 1, '\0');
-  for (;;) {
-    const ssize_t got = readlinkat(current_.get(), name.c_str(), target.data(), target.size());
-    if (got < 0) {
-      if (errno != ENOENT) visitor_.Unreadable(PathOf(name), errno);
-      return {};
+// The rest of the directory above cannot be had. This is told once, however many threads found it
+// out.
+void TreeWalk::TellLostParent(WalkNode& node, Lock& lock) {
+  WalkNode& parent = *node.parent;
+  queue_.GiveUp(parent);
+  if (std::exchange(parent.lost, true)) return;
+  lock.unlock();
+  visitor_.Unreadable(path_.substr(0, parent.pathLength), node.facts.error);
+  lock.lock();
+}
+
+WalkNode* TreeWalk::TellPiece(WalkNode& node, Lock& lock) {
+  FoundEntries& found = node.pieces[node.piecesTold++].found;
+  const size_t bytes = ResultBytes(found);
+  lock.unlock();
+  bool more = true;
+  {
+    const std::vector<ReadProblem> problems = std::move(found.problems);
+    const FileRecords files = std::move(found.files);
+    for (const ReadProblem& problem : problems) {
+      visitor_.Unreadable(PathBelow(problem.name), problem.error);
     }
-    const auto length = static_cast<size_t>(got);
-    if (length < target.size()) {
-      target.resize(length);
-      return target;
-    }
-    target.resize(2 * target.size() + 255);
+    more = visitor_.Files(files);
   }
+  lock.lock();
+  queue_.Told(bytes);
+  WakeOne();
+  return more ? &node : nullptr;
 }
 
-// Leaves the current directory for the one above it.
-void TreeWalk::Ascend() {
-  levels_.pop_back();
-  if (levels_.empty()) return;
-  path_.resize(levels_.back().pathLength);
-  if (OpenParent() || OpenFromRoot()) return;
-  visitor_.Unreadable(path_, errno);
-  levels_.back().subdirectories.clear();
-  current_.Reset();
+WalkNode* TreeWalk::Enter(WalkNode& child) {
+  path_ = PathBelow(child.name);
+  return &child;
 }
 
-// The quick way up. It leads astray when the directory has been moved meanwhile, and it is closed
-// when the directory may be listed but not searched.
-bool TreeWalk::OpenParent() {
-  current_ = UniqueFd(openat(current_.get(), "..", kOpenDirectory));
-  return IsCurrent(levels_.back());
+WalkNode* TreeWalk::Leave(WalkNode& node, Lock& lock) {
+  WalkNode* const parent = node.parent;
+  queue_.Gone(node);
+  WakeOne();
+  if (parent == nullptr) return nullptr;
+  std::unique_ptr<WalkNode> gone = std::move(parent->children.front());
+  parent->children.pop_front();
+  path_.resize(parent->pathLength);
+  lock.unlock();
+  gone.reset();
+  lock.lock();
+  return parent;
 }
 
-bool TreeWalk::OpenFromRoot() {
-  current_ = Another(root_);
-  for (size_t at = 1; at < path_.size() && current_.valid();) {
-    const size_t end = std::min(path_.find('/', at), path_.size());
-    const std::string name = path_.substr(at, end - at);
-    current_ = UniqueFd(openat(current_.get(), name.c_str(), kOpenDirectory));
-    at = end + 1;
-  }
-  return IsCurrent(levels_.back());
-}
-
-bool TreeWalk::IsCurrent(const Level& level) const {
-  struct stat info;
-  if (!current_.valid() || fstat(current_.get(), &info) != 0) return false;
-  errno = ESTALE;
-  return info.st_dev == level.device && info.st_ino == level.inode;
-}
-
-std::string TreeWalk::PathOf(const std::string& name) const {
+std::string TreeWalk::PathBelow(const std::string& name) const {
+  if (name.empty()) return path_;
   return path_.size() == 1 ? path_ + name : path_ + "/" + name;
 }
 

@@ -12,15 +12,9 @@ namespace {
 
 constexpr size_t kFlushAt = size_t{1} << 20;
 constexpr size_t kLongestHeaderString = 32766;  // readers take the length as a signed number
-constexpr size_t kLongestText = 65535;          // terminator included
 
 bool HasVersionBlock(const ScanSpec& spec) {
   return (spec.revision & kRevisionMask) == 8;
-}
-
-// Where a record's text of `size` bytes ends, its terminating zero included when it has one.
-size_t StoredLength(size_t size, bool terminated) {
-  return std::min(size + (terminated ? 1 : 0), kLongestText);
 }
 
 // A text of `width` bytes, cut or padded with zeros.
@@ -76,10 +70,8 @@ std::string VersionBytes(const VersionBlock& version) {
 }  // namespace
 
 DtlWriter::DtlWriter(DtlSink& sink, ScanSpec spec)
-    : sink_(sink),
-      spec_(std::move(spec)),
-      at_(spec_.kind == ScanKind::kCifs ? &kCifsRecord : &kNfsRecord) {
-  buffer_.reserve(kFlushAt + 2 * kLongestText);
+    : sink_(sink), spec_(std::move(spec)), form_{spec_.kind, spec_.revision, spec_.terminateNames} {
+  buffer_.reserve(kFlushAt + kFlushAt / 4);
   buffer_.append(kHeaderSize + kRootSize + (HasVersionBlock(spec_) ? kVersionSize : 0), '\0');
   PutHeaderStrings();
   root_.firstRecord = position();
@@ -105,79 +97,30 @@ uint32_t DtlWriter::PutHeaderString(std::string_view text) {
   return offset;
 }
 
-// A record is its fixed part, the name, the alternate streams (u16 length, name, u64 size each) and
-// the link target.
 void DtlWriter::Add(const RecordSpec& record) {
-  const bool hasTarget = (record.flags & kRecordHasTarget) != 0;
-  const size_t nameLength = StoredLength(record.name.size(), spec_.terminateNames);
-  const size_t targetLength =
-      hasTarget ? StoredLength(record.target.size(), spec_.terminateNames) : 0;
-  PutFixedPart(record, nameLength, targetLength);
-  PutText(record.name, nameLength);
-  if (spec_.kind == ScanKind::kCifs && (spec_.revision & kRevisionMask) >= 7) {
-    for (const StreamSpec& stream : record.streams) {
-      const size_t length = StoredLength(stream.name.size(), spec_.terminateNames);
-      Append16(buffer_, static_cast<uint16_t>(length));
-      PutText(stream.name, length);
-      Append64(buffer_, stream.size);
-    }
+  AppendRecord(buffer_, form_, record);
+  if ((record.flags & kRecordDirectory) != 0) {
+    CountDirectory(record);
+  } else {
+    FileTotals totals;
+    CountFile(totals, form_.kind, record);
+    CountFiles(totals);
   }
-  if (hasTarget) PutText(record.target, targetLength);
-  Count(record);
   if (buffer_.size() >= kFlushAt) Flush();
 }
 
-void DtlWriter::PutFixedPart(const RecordSpec& record, size_t nameLength, size_t targetLength) {
-  char fixed[kCifsRecord.fixedSize] = {};
-  StoreLittle(fixed, record.flags);
-  StoreLittle(fixed + at_->attributes, record.attributes);
-  StoreLittle(fixed + at_->created, record.created);
-  StoreLittle(fixed + at_->accessed, record.accessed);
-  StoreLittle(fixed + at_->modified, record.modified);
-  StoreLittle(fixed + at_->size, record.size);
-  StoreLittle(fixed + at_->uid, record.uid);
-  StoreLittle(fixed + at_->gid, record.gid);
-  StoreLittle(fixed + at_->inode, record.inode);
-  StoreLittle(fixed + at_->links, record.links);
-  StoreLittle(fixed + at_->nameLength, static_cast<uint16_t>(nameLength));
-  if (at_->wideTargetLength) {
-    StoreLittle(fixed + at_->targetLength, static_cast<uint32_t>(targetLength));
-    StoreLittle(fixed + at_->streamCount, static_cast<uint32_t>(record.streams.size()));
-  } else {
-    StoreLittle(fixed + at_->targetLength, static_cast<uint16_t>(targetLength));
-  }
-  buffer_.append(fixed, at_->fixedSize);
+void DtlWriter::AddFiles(const FileRecords& files) {
+  if (files.totals.files == 0) return;
+  buffer_ += files.bytes;
+  CountFiles(files.totals);
+  if (buffer_.size() >= kFlushAt) Flush();
 }
 
-// `length` bytes of `text`, a zero byte standing for the last when the text is shorter or cut.
-void DtlWriter::PutText(std::string_view text, size_t length) {
-  const size_t ownBytes = spec_.terminateNames ? length - 1 : length;
-  buffer_.append(text.substr(0, ownBytes));
-  if (spec_.terminateNames) buffer_ += '\0';
-}
-
-void DtlWriter::Count(const RecordSpec& record) {
-  if ((record.flags & kRecordDirectory) != 0) return CountDirectory(record);
+void DtlWriter::CountFiles(const FileTotals& totals) {
   lastDirectoryEmpty_ = false;
-  ++root_.files;
-  root_.totalFileSize += record.size;
-  const auto countIf = [&](size_t kind, bool applies) { root_.counts[kind] += applies ? 1 : 0; };
-  const bool isLink = (record.flags & kRecordSymlink) != 0;
-  if (spec_.kind == ScanKind::kNfs) {
-    countIf(kNfsHardLinks, record.links > 1);
-    countIf(kNfsSymlinks, isLink);
-    return;
-  }
-  const bool likeDirectory = (record.attributes & kAttrDirectory) != 0;
-  countIf(kCifsEncrypted, (record.attributes & kAttrEncrypted) != 0);
-  countIf(kCifsCompressed, (record.attributes & kAttrCompressed) != 0);
-  countIf(kCifsAdsFiles, (record.flags & kRecordHasStreams) != 0);
-  countIf(kCifsOffline, (record.attributes & kAttrOffline) != 0);
-  countIf(kCifsHardLinks, record.links > 1);
-  countIf(kCifsFileSymlinks, isLink && !likeDirectory);
-  countIf(kCifsDirSymlinks, isLink && likeDirectory);
-  countIf(kCifsMountPoints, (record.flags & kRecordMountPoint) != 0);
-  countIf(kCifsJunctions, (record.flags & kRecordJunction) != 0);
+  root_.files += totals.files;
+  root_.totalFileSize += totals.bytes;
+  for (size_t i = 0; i < std::size(totals.counts); ++i) root_.counts[i] += totals.counts[i];
 }
 
 void DtlWriter::CountDirectory(const RecordSpec& record) {
@@ -195,7 +138,7 @@ bool DtlWriter::Finish() {
   buffer_ += spec_.rawRecords;
   if (spec_.endMarker) {
     Append32(buffer_, kRecordEnd);
-    buffer_.append(at_->fixedSize - 4, '\0');
+    buffer_.append(FixedRecordSize(form_.kind) - 4, '\0');
   }
   if (lastDirectoryEmpty_) ++root_.emptyDirectories;
   if (spec_.kind == ScanKind::kCifs) {

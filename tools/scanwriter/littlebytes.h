@@ -41,10 +41,6 @@ inline void Append64(std::string& bytes, uint64_t value) {
   AppendLittle(bytes, value);
 }
 
-// Takes one code point off the front of a UTF-8 text (RFC 3629); a byte that begins no well-formed
-// sequence is taken alone and gives U+FFFD. REQUIRES: the text is not empty.
-char32_t TakeCodePoint(std::string_view& text);
-
 // `text` in UTF-16 units, without a terminator.
 std::string Utf16Bytes(std::string_view text);
 // `text` in 4-byte units, with a terminating zero unit.

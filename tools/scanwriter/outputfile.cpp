@@ -10,14 +10,19 @@
 #include <climits>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <new>
 
 #include "base/fileio.h"
+#include "detail/filereplace.h"
 
 namespace tabulon {
 namespace {
 
-constexpr std::array<int, 3> kEndingSignals = {SIGHUP, SIGINT, SIGTERM};
+constexpr std::array kEndingSignals = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE, SIGALRM,
+                                       SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU};
+constexpr mode_t kNewMode = 0640;
 
 // Keeps the ending signals waiting: a file that is made is remembered before one of them is heard.
 class SignalsWait {
@@ -26,9 +31,9 @@ class SignalsWait {
     sigset_t ending;
     sigemptyset(&ending);
     for (const int signalNumber : kEndingSignals) sigaddset(&ending, signalNumber);
-    sigprocmask(SIG_BLOCK, &ending, &before_);
+    pthread_sigmask(SIG_BLOCK, &ending, &before_);
   }
-  ~SignalsWait() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  ~SignalsWait() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
   SignalsWait(const SignalsWait&) = delete;
   SignalsWait& operator=(const SignalsWait&) = delete;
 
@@ -36,8 +41,7 @@ class SignalsWait {
   sigset_t before_;
 };
 
-// Names for the signal handler. Two files may be open at a time: the plain one and its compressed
-// form.
+// Names for the signal handler, of as many files as may be open at a time.
 std::array<std::atomic<const char*>, 2> temporaryNames;
 static_assert(std::atomic<const char*>::is_always_lock_free, "read by a signal handler");
 
@@ -55,12 +59,26 @@ void Forget(const char* name) {
   }
 }
 
-void RemoveAndDie(int signalNumber) {
+void RemoveTemporaryFiles() {
   for (const auto& slot : temporaryNames) {
     const char* const name = slot.load();
     if (name != nullptr) unlink(name);
   }
+}
+
+void RemoveAndDie(int signalNumber) {
+  RemoveTemporaryFiles();
   raise(signalNumber);  // the handler is already reset, so this ends the program
+}
+
+const char* programName = "";  // set by RemoveOutputWhenEnded, read when memory is exhausted
+
+[[noreturn]] void EndWithoutMemory() {
+  RemoveTemporaryFiles();
+  constexpr std::string_view kText = ": memory is exhausted\n";
+  WriteFully(STDERR_FILENO, programName, std::strlen(programName));
+  WriteFully(STDERR_FILENO, kText.data(), kText.size());
+  _exit(EXIT_FAILURE);
 }
 
 // The file that `path` leads to, so that the result replaces that and not a link to it.
@@ -76,11 +94,14 @@ std::string DirectoryOf(const std::string& path) {
   return path.substr(0, slash == 0 ? 1 : slash);
 }
 
-// The mode that a newly made file would have got from open(2).
-mode_t UsualMode() {
+std::string_view LeafOf(std::string_view path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+mode_t NewMode() {
   const mode_t mask = umask(0);
   umask(mask);
-  return 0666 & ~mask;
+  return kNewMode & ~mask;
 }
 
 }  // namespace
@@ -88,9 +109,12 @@ mode_t UsualMode() {
 bool OutputFile::Open(const std::string& path) {
   target_ = Resolved(path);
   struct stat existing;
-  if (stat(target_.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode)) {
-    errno = EEXIST;
-    return false;
+  if (stat(target_.c_str(), &existing) == 0) {
+    if (!S_ISREG(existing.st_mode)) {
+      errno = EEXIST;
+      return false;
+    }
+    replaced_ = existing;
   }
   const SignalsWait wait;
   temporary_ = target_ + ".XXXXXX";
@@ -112,7 +136,8 @@ bool OutputFile::Overwrite(uint64_t offset, std::string_view bytes) {
 }
 
 bool OutputFile::Commit() {
-  const bool written = fchmod(fd_.get(), UsualMode()) == 0 && fsync(fd_.get()) == 0 &&
+  if (replaced_) TakeOwnerAndMode(fd_.get(), *replaced_);
+  const bool written = (replaced_ || fchmod(fd_.get(), NewMode()) == 0) && fsync(fd_.get()) == 0 &&
                        fd_.Reset() == 0 && rename(temporary_.c_str(), target_.c_str()) == 0;
   if (!written) {
     const int error = errno;
@@ -137,14 +162,27 @@ void OutputFile::Discard() {
   temporary_.clear();
 }
 
-void RemoveOutputOnSignals() {
-  struct sigaction action = {};
-  action.sa_handler = RemoveAndDie;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
+void OutputFile::AppendOwnFiles(std::vector<NamedFile>& files) const {
+  struct stat own;
+  if (fd_.valid() && fstat(fd_.get(), &own) == 0) {
+    files.push_back({own.st_dev, own.st_ino, std::string(LeafOf(temporary_))});
+  }
+  if (!replaced_) return;
+  files.push_back({replaced_->st_dev, replaced_->st_ino, std::string(LeafOf(target_))});
+}
+
+void RemoveOutputWhenEnded(const char* program) {
   for (const int signalNumber : kEndingSignals) {
+    struct sigaction action = {};
+    sigaction(signalNumber, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) continue;
+    action.sa_handler = RemoveAndDie;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(signalNumber, &action, nullptr);
   }
   signal(SIGXFSZ, SIG_IGN);  // a file that grows too large fails its write instead
+  programName = program;
+  std::set_new_handler(EndWithoutMemory);
 }
 
 }  // namespace tabulon
