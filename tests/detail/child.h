@@ -14,7 +14,7 @@ namespace tabulon {
 
 inline RunResult RunInChild(const std::function<void()>& body) {
   const TempDir dir;
-  fflush(nullptr);
+  Console().Flush();
   const pid_t child = fork();
   if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (child == 0) {
