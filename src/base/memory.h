@@ -1,10 +1,9 @@
-// Memory that is there or ends the run: checked blocks and labelled allocations.
+// Memory that is there or ends the run: checked blocks.
 #pragma once
 
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
-#include <new>
 
 #include "base/loganderr.h"
 
@@ -20,30 +19,6 @@ using Memory = std::unique_ptr<void, FreeDeleter>;
 Memory GetMem(size_t size, const wchar_t* label);
 // GetMem with the label "tree alloc".
 Memory GetTreeMem(size_t size);
-
-// While it lives, an allocation that fails throws, whatever handler was installed.
-class ThrowingNew {
- public:
-  ThrowingNew() : handler_(std::set_new_handler(nullptr)) {}
-  ~ThrowingNew() { std::set_new_handler(handler_); }
-  ThrowingNew(const ThrowingNew&) = delete;
-  ThrowingNew& operator=(const ThrowingNew&) = delete;
-
- private:
-  std::new_handler handler_;
-};
-
-// Runs `make`, which allocates and returns what it made; when memory is exhausted the run ends with
-// the labelled message.
-template <class Make>
-auto WithMemoryLabel(const wchar_t* label, Make make) {
-  try {
-    const ThrowingNew throwing;
-    return make();
-  } catch (const std::bad_alloc&) {
-    MemoryErrExit(label);
-  }
-}
 
 // Makes every allocation of the process that fails end the run with the GetMem message (a
 // std::new_handler). Called once by the driver.

@@ -1,6 +1,8 @@
 // Completes the module of checked memory.
 #include "base/memoryrest.h"
 
+#include <iterator>
+#include <new>
 #include <utility>
 
 #include "base/memory.h"
@@ -13,24 +15,23 @@ constexpr const wchar_t* kArenaLabel = L"allocate temm mem";
 
 }  // namespace
 
-void* TempAlloc(size_t size, std::unique_ptr<ArenaBlock>& arena) {
+void* TempAlloc(size_t size, Arena& arena) {
   if (size > sizeof arena->payload) MemoryErrExit(kArenaLabel);
   const size_t raised = (size + kArenaStep - 1) / kArenaStep * kArenaStep;
   // A piece that would fill the block exactly starts a new one. Kept so.
   if (!arena || arena->nextFree + raised >= arena->end) {
-    auto block = WithMemoryLabel(kArenaLabel, [] { return std::make_unique<ArenaBlock>(); });
-    block->previous = std::move(arena);
+    auto* const block = new (GetMem(sizeof(ArenaBlock), kArenaLabel).release()) ArenaBlock;
+    block->previous = arena.release();
     block->size = sizeof(ArenaBlock);
     block->end = std::end(block->payload);
     block->nextFree = block->payload;
-    arena = std::move(block);
+    arena.reset(block);
   }
   return std::exchange(arena->nextFree, arena->nextFree + raised);
 }
 
-void TempFree(std::unique_ptr<ArenaBlock>& arena) {
-  // Block by block: leaving the chain to the owners would nest one call per block.
-  while (arena) arena = std::move(arena->previous);
+void TempFree(Arena& arena) {
+  arena.reset();
 }
 
 }  // namespace tabulon

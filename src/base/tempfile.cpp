@@ -217,17 +217,6 @@ TempFile TempFile::CreateExclusive(std::string path, mode_t mode) {
   return file;
 }
 
-TempFile TempFile::CreateBeside(const std::string& path) {
-  TempFile file;
-  for (int i = 0; i < kNameTries && !file.valid(); ++i) {
-    std::string name = path + ".";
-    if (!AppendRandom(name)) return file;
-    file = CreateExclusive(std::move(name), 0600);
-    if (!file.valid() && errno != EEXIST) return file;
-  }
-  return file;
-}
-
 TempFile TempFile::CreateNamed(std::string path, mode_t mode) {
   TempFile file;
   file.path_ = std::move(path);

@@ -1,10 +1,9 @@
 // Completes the module utf.
 #include "base/utfrest.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
-
-#include "base/memory.h"
 
 namespace tabulon {
 namespace {
@@ -18,6 +17,15 @@ template <class Put>
 void ForEachSequence(const char* text, Put put) {
   const size_t size = std::strlen(text);
   for (size_t at = 0; at < size;) put(DecodeUtfUnit(Bytes(text), size, at));
+}
+
+// A copy in zeroed memory, with room for its terminator.
+template <class Unit>
+std::unique_ptr<Unit[], FreeDeleter> Saved(std::basic_string_view<Unit> text,
+                                           const wchar_t* label) {
+  auto* const copy = static_cast<Unit*>(GetMem((text.size() + 1) * sizeof(Unit), label).release());
+  std::copy(text.begin(), text.end(), copy);
+  return std::unique_ptr<Unit[], FreeDeleter>(copy);
 }
 
 }  // namespace
@@ -85,12 +93,12 @@ wchar_t* Chr2WChr(wchar_t* dst, const char* src) {
   return dst;
 }
 
-std::wstring SaveWStr(std::wstring_view text) {
-  return WithMemoryLabel(L"save wstring", [&] { return std::wstring(text); });
+std::unique_ptr<wchar_t[], FreeDeleter> SaveWStr(std::wstring_view text) {
+  return Saved(text, L"save wstring");
 }
 
-std::string SaveAStr(std::string_view text) {
-  return WithMemoryLabel(L"save astring", [&] { return std::string(text); });
+std::unique_ptr<char[], FreeDeleter> SaveAStr(std::string_view text) {
+  return Saved(text, L"save astring");
 }
 
 }  // namespace tabulon

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
+#include <memory>
 #include <string_view>
 
+#include "base/memory.h"
 #include "base/utf.h"
 
 namespace tabulon {
@@ -27,8 +28,8 @@ size_t UtfChrLen(const char* src);
 // 8-bit to wide text, each byte sign-extended. Returns dst.
 wchar_t* Chr2WChr(wchar_t* dst, const char* src);
 
-// Copies in memory of their own. Exhausted memory ends the run.
-std::wstring SaveWStr(std::wstring_view text);
-std::string SaveAStr(std::string_view text);
+// Terminated copies in memory of their own. Exhausted memory ends the run.
+std::unique_ptr<wchar_t[], FreeDeleter> SaveWStr(std::wstring_view text);
+std::unique_ptr<char[], FreeDeleter> SaveAStr(std::string_view text);
 
 }  // namespace tabulon

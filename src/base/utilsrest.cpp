@@ -15,8 +15,6 @@
 
 namespace tabulon {
 
-uint32_t endianType = 0;
-
 namespace {
 
 constexpr uint32_t kHostOrder = 2;
@@ -60,17 +58,17 @@ void Echo(std::string_view text) {
 
 }  // namespace
 
-uint32_t WhichEnd() {
+uint32_t ByteOrder::WhichEnd() {
   return endianType = kHostOrder;
 }
 
-uint16_t logShort(uint16_t value) {
+uint16_t ByteOrder::logShort(uint16_t value) const {
   return endianType == kHostOrder ? value : __builtin_bswap16(value);
 }
-uint32_t logInt(uint32_t value) {
+uint32_t ByteOrder::logInt(uint32_t value) const {
   return endianType == kHostOrder ? value : __builtin_bswap32(value);
 }
-uint64_t logInt64(uint64_t value) {
+uint64_t ByteOrder::logInt64(uint64_t value) const {
   return endianType == kHostOrder ? value : __builtin_bswap64(value);
 }
 

@@ -9,11 +9,13 @@ namespace tabulon {
 
 // Byte order of detail-file integers: WhichEnd sets `endianType` to 2 ("in host order") and returns
 // it; until it has run the three conversions return reversed bytes.
-extern uint32_t endianType;
-uint32_t WhichEnd();
-uint16_t logShort(uint16_t value);
-uint32_t logInt(uint32_t value);
-uint64_t logInt64(uint64_t value);
+struct ByteOrder {
+  uint32_t endianType = 0;
+  uint32_t WhichEnd();
+  uint16_t logShort(uint16_t value) const;
+  uint32_t logInt(uint32_t value) const;
+  uint64_t logInt64(uint64_t value) const;
+};
 
 // wcstoul64 for narrow text.
 uint64_t strtoul64(const char* text, const char** end);

@@ -1,6 +1,8 @@
 #include "driver/testtemplate.h"
 
-#include <iostream>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 
 #include "base/loganderr.h"
 #include "base/template.h"
@@ -21,7 +23,7 @@ std::optional<std::wstring> Ask(std::wstring_view prompt) {
 }  // namespace
 
 void TestTemplate() {
-  while (std::cin) {
+  while (std::feof(stdin) == 0) {
     const auto typed = Ask(L"Template: ");
     if (!typed) break;
     const std::wstring coded = ConvertTemplate(*typed);
@@ -34,10 +36,16 @@ void TestTemplate() {
 }
 
 std::optional<std::wstring> TestRead() {
-  std::string line;
-  if (!std::getline(std::cin, line)) return std::nullopt;
+  char* line = nullptr;
+  size_t room = 0;
+  const ssize_t length = getline(&line, &room, stdin);
+  const std::unique_ptr<char, decltype(&std::free)> owner(line, &std::free);
+  if (length < 0) return std::nullopt;
+  std::clearerr(stdin);  // a last line without a line end is followed by one more prompt
+  std::string_view bytes(line, static_cast<size_t>(length));
+  if (bytes.ends_with('\n')) bytes.remove_suffix(1);
   std::wstring wide;
-  AppendUtfToWide(wide, line);
+  AppendUtfToWide(wide, bytes);
   return wide;
 }
 

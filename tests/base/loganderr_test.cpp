@@ -102,7 +102,7 @@ void ExitWithErrno(int error) {
 }
 
 void AllocateTooMuch() {
-  std::unique_ptr<ArenaBlock> arena;
+  Arena arena;
   TempAlloc(sizeof arena->payload + 1, arena);
 }
 

@@ -18,7 +18,7 @@ TEST(Memory, IsZeroFilled) {
 }
 
 TEST(Arena, HandsOutMultiplesOfEightUntilABlockIsFull) {
-  std::unique_ptr<ArenaBlock> arena;
+  Arena arena;
   char* const first = static_cast<char*>(TempAlloc(1, arena));
   EXPECT_EQ(TempAlloc(8, arena), first + 8);
   // A piece that would fill the block exactly starts another one.

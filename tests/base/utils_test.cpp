@@ -115,8 +115,11 @@ TEST(Paths, ContentsFollowTheirDirectory) {
 }
 
 TEST(ByteOrder, IsReversedWhenItDiffers) {
-  EXPECT_EQ(WhichEnd(), 2U);
-  EXPECT_EQ(logShort(0x0102) + logInt(0x01020304) + logInt64(1), 0x01020304U + 0x0102U + 1U);
+  ByteOrder order;
+  EXPECT_EQ(order.logShort(0x0102), 0x0201U);
+  EXPECT_EQ(order.WhichEnd(), 2U);
+  EXPECT_EQ(order.logShort(0x0102) + order.logInt(0x01020304) + order.logInt64(1),
+            0x01020304U + 0x0102U + 1U);
 }
 
 TEST(GetSecure, ShowsStarsAndStopsAtControls) {

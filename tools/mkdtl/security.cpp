@@ -1,5 +1,7 @@
 #include "tools/mkdtl/security.h"
 
+#include <array>
+#include <span>
 #include <utility>
 
 #include "tools/mkdtl/names.h"
@@ -28,8 +30,8 @@ struct FixedAccount {
   std::vector<uint32_t> parts;
 };
 
-const std::vector<uint32_t> kCorpParts = {21, 1004336348, 1177238915, 682003330};
-const std::vector<uint32_t> kMachineParts = {21, 2127521184, 1604012920, 1887927527};
+constexpr std::array<uint32_t, 4> kCorpParts = {21, 1004336348, 1177238915, 682003330};
+constexpr std::array<uint32_t, 4> kMachineParts = {21, 2127521184, 1604012920, 1887927527};
 
 std::vector<FixedAccount> FixedAccounts() {
   return {{"Administrator", kMachine, kLocalUser, {500}},
@@ -48,14 +50,15 @@ std::vector<FixedAccount> FixedAccounts() {
           {"FILER01$", kCorp, kComputer, {2001}}};
 }
 
-std::vector<uint32_t> DomainParts(Domain domain) {
+std::span<const uint32_t> DomainParts(Domain domain) {
   if (domain == kCorp) return kCorpParts;
   if (domain == kMachine) return kMachineParts;
   return {};
 }
 
 std::string AccountSid(Domain domain, const std::vector<uint32_t>& parts) {
-  std::vector<uint32_t> whole = DomainParts(domain);
+  const std::span<const uint32_t> domainParts = DomainParts(domain);
+  std::vector<uint32_t> whole(domainParts.begin(), domainParts.end());
   whole.insert(whole.end(), parts.begin(), parts.end());
   return BinarySid(kNtAuthority, whole);
 }
