@@ -4,12 +4,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
+#include <vector>
 
 #include "base/loganderr.h"
 #include "base/utils.h"
-#include "btree/btreeinternal.h"
+#include "btree/nodes.h"
 
 namespace tabulon {
+
 namespace {
 
 constexpr uint32_t kDefaultTreeMemory = 50'000'000;
@@ -185,6 +188,180 @@ int _keyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB) {
   const int order = common > 0 ? std::memcmp(a, b, common) : 0;
   if (order != 0) return order < 0 ? -1 : 1;
   return lengthA == lengthB ? 0 : lengthA < lengthB ? -1 : 1;
+}
+
+namespace {
+
+// Makes a key node and puts its slots in front of the free chain, in their order.
+void AddKeyNode(Tree& tree) {
+  const uint32_t number = _getNewNode(tree.keyNodes)->number;
+  for (uint32_t slot = 0; slot < tree.keysPerKeyNode; ++slot) {
+    const KeySlot next = slot + 1 < tree.keysPerKeyNode ? KeySlot{number, slot + 1} : tree.freeSlot;
+    std::memcpy(RecordAt(tree, {number, slot}), &next, sizeof next);
+  }
+  tree.freeSlot = {number, 0};
+}
+
+KeySlot StoreKey(Tree& tree, const SearchKey& key, const void* extra) {
+  if (tree.freeSlot.node == 0) AddKeyNode(tree);
+  const KeySlot slot = tree.freeSlot;
+  unsigned char* record = RecordAt(tree, slot);
+  std::memcpy(&tree.freeSlot, record, sizeof tree.freeSlot);
+  std::memset(record, 0, sizeof(KeySlot));
+  std::memcpy(record + kKeyLengthOffset, &key.length, sizeof key.length);
+  if (key.length > 0) std::memcpy(record + kKeyOffset, key.bytes, key.length);
+  unsigned char* extraRoom = record + kKeyOffset + tree.maxKeyBytes;
+  if (extra != nullptr) {
+    std::memcpy(extraRoom, extra, tree.extraBytes);
+  } else {
+    std::memset(extraRoom, 0, tree.extraBytes);
+  }
+  return slot;
+}
+
+TreeNode& NewTreeNode(Tree& tree, int32_t level) {
+  auto& node = *reinterpret_cast<TreeNode*>(_getNewNode(tree.treeNodes));
+  node.level = level;
+  node.capacity = tree.fanOut;
+  return node;
+}
+
+// Puts an entry in front of position `index` of a node with room: the used entries in front of it
+// move one place towards the start of the array.
+void PlaceEntry(TreeNode& node, uint32_t index, const Entry& entry) {
+  Entry* entries = Entries(node);
+  const uint32_t first = FirstUsed(node);
+  std::memmove(entries + first - 1, entries + first, (index - first) * sizeof(Entry));
+  entries[index - 1] = entry;
+  ++node.header.count;
+}
+
+// Makes a root of two children, one level above them. Returns its number.
+uint32_t AddRoot(Tree& tree, int32_t level, const Entry& lower, const Entry& upper) {
+  TreeNode& root = NewTreeNode(tree, level);
+  const uint32_t number = root.header.number;
+  PlaceEntry(root, root.capacity, lower);
+  PlaceEntry(root, root.capacity, upper);
+  tree.root = number;
+  TreeNodeAt(tree, lower.child).parent = number;
+  TreeNodeAt(tree, upper.child).parent = number;
+  return number;
+}
+
+uint32_t InsertEntry(Tree& tree, uint32_t number, uint32_t index, const Entry& entry);
+
+// Enters the node `lower`, split off from the node `upper`, in front of it in the parent.
+void EnterInParent(Tree& tree, uint32_t parent, const Entry& lower, uint32_t upper) {
+  const TreeNode& node = TreeNodeAt(tree, parent);
+  uint32_t index = FirstUsed(node);
+  while (Entries(node)[index].child != upper) ++index;
+  const uint32_t taker = InsertEntry(tree, parent, index, lower);
+  TreeNodeAt(tree, lower.child).parent = taker;
+}
+
+// Splits a full node: its lower half moves to a new node in front of it on the level, so that the
+// node's own highest key stays what its parent knows. Returns the new node.
+uint32_t _splitNode(Tree& tree, uint32_t upper) {
+  const int32_t level = TreeNodeAt(tree, upper).level;
+  const uint32_t lower = NewTreeNode(tree, level).header.number;
+  const uint32_t half = tree.fanOut / 2;
+
+  TreeNode& old = TreeNodeAt(tree, upper);
+  const std::vector<Entry> moved(Entries(old), Entries(old) + half);
+  std::memset(static_cast<void*>(Entries(old)), kUnusedEntryByte, half * sizeof(Entry));
+  old.header.count -= half;
+  const uint32_t previous = std::exchange(old.previous, lower);
+  const uint32_t parent = old.parent;
+  const KeySlot upperHighest = LastEntry(old).key;
+
+  TreeNode& made = TreeNodeAt(tree, lower);
+  std::copy(moved.begin(), moved.end(), Entries(made) + (made.capacity - half));
+  made.header.count = half;
+  made.previous = previous;
+  made.next = upper;
+  if (previous != 0) TreeNodeAt(tree, previous).next = lower;
+  if (level > 0) {
+    for (const Entry& entry : moved) TreeNodeAt(tree, entry.child).parent = lower;
+  }
+
+  const Entry lowerEntry{lower, moved.back().key};
+  if (parent != 0) {
+    EnterInParent(tree, parent, lowerEntry, upper);
+  } else {
+    AddRoot(tree, level + 1, lowerEntry, {upper, upperHighest});
+  }
+  return lower;
+}
+
+// Puts an entry in front of position `index` of a node, which is split first when it is full.
+// Returns the node that took the entry.
+uint32_t InsertEntry(Tree& tree, uint32_t number, uint32_t index, const Entry& entry) {
+  if (TreeNodeAt(tree, number).header.count == tree.fanOut) {
+    const uint32_t lower = _splitNode(tree, number);
+    const uint32_t half = tree.fanOut / 2;
+    if (index < half) {
+      number = lower;
+      index += tree.fanOut - half;
+    }
+  }
+  PlaceEntry(TreeNodeAt(tree, number), index, entry);
+  return number;
+}
+
+// Appends an entry behind all entries of a level's last node. Returns the node that took it.
+//
+// This is the road of every key that stands behind all others, and so of ascending keys. It needs
+// no search: one comparison, one step a level down and one up to set the highest keys of the
+// ancestors. A full node is not split but gets a neighbour, so that the nodes which ascending keys
+// leave behind are full, at the price of a last node a level that may hold a single entry.
+uint32_t _appendToTree(Tree& tree, uint32_t number, const Entry& entry) {
+  TreeNode& node = TreeNodeAt(tree, number);
+  const int32_t level = node.level;
+  const uint32_t parent = node.parent;
+  if (node.header.count < node.capacity) {
+    PlaceEntry(node, node.capacity, entry);
+    for (uint32_t up = parent; up != 0;) {
+      TreeNode& ancestor = TreeNodeAt(tree, up);
+      LastEntry(ancestor).key = entry.key;
+      up = ancestor.parent;
+    }
+    return number;
+  }
+  const KeySlot highest = LastEntry(node).key;
+  TreeNode& made = NewTreeNode(tree, level);
+  const uint32_t neighbour = made.header.number;
+  PlaceEntry(made, made.capacity, entry);
+  made.previous = number;
+  TreeNodeAt(tree, number).next = neighbour;
+  if (parent != 0) {
+    const uint32_t taker = _appendToTree(tree, parent, {neighbour, entry.key});
+    TreeNodeAt(tree, neighbour).parent = taker;
+  } else {
+    AddRoot(tree, level + 1, {number, highest}, {neighbour, entry.key});
+  }
+  return neighbour;
+}
+
+}  // namespace
+
+bool TreeAddKey(Tree* tree, const void* key, uint32_t length, const void* extra) {
+  if (length > tree->maxKeyBytes) ErrExit(L"Tree key too long\n");
+  // The slot of a key that is refused below is not given back. Kept so; it costs the room of one
+  // record in the key nodes.
+  const Entry entry{0, StoreKey(*tree, {key, length}, extra)};
+  if (tree->root == 0) {
+    TreeNode& leaf = NewTreeNode(*tree, 0);
+    tree->root = leaf.header.number;
+    PlaceEntry(leaf, leaf.capacity, entry);
+    return true;
+  }
+  if (_treeSearch(*tree, {key, length})) return false;
+  if (tree->cursor.node != 0) {
+    InsertEntry(*tree, tree->cursor.node, tree->cursor.entry, entry);
+  } else {
+    _appendToTree(*tree, LeafBelow(*tree, tree->root, TreeSide::kRight), entry);
+  }
+  return true;
 }
 
 }  // namespace tabulon

@@ -10,9 +10,8 @@
 #include <new>
 
 #include "base/hugearray.h"
-#include "base/logrest.h"
 #include "base/memory.h"
-#include "base/memoryrest.h"
+#include "base/rest.h"
 #include "base/stringobj.h"
 #include "base/tempfile.h"
 #include "tests/ending.h"

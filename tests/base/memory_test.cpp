@@ -5,8 +5,7 @@
 #include <algorithm>
 #include <string>
 
-#include "base/memoryrest.h"
-#include "base/stringobjrest.h"
+#include "base/rest.h"
 
 namespace tabulon {
 namespace {

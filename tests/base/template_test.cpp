@@ -9,7 +9,7 @@
 #include <random>
 #include <string>
 
-#include "base/templaterest.h"
+#include "base/rest.h"
 #include "fuzz/templatereference.h"
 
 namespace tabulon {

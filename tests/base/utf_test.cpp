@@ -1,4 +1,4 @@
-#include "base/utfrest.h"
+#include "base/rest.h"
 
 #include <gtest/gtest.h>
 

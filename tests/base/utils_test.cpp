@@ -9,8 +9,8 @@
 #include <csignal>
 
 #include "base/numericstring.h"
+#include "base/rest.h"
 #include "base/uniquefd.h"
-#include "base/utilsrest.h"
 #include "tests/support.h"
 #include "tests/terminal.h"
 

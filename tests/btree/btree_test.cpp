@@ -1,4 +1,4 @@
-#include "btree/btreerest.h"
+#include "btree/rest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

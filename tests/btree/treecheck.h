@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "btree/btreeinternal.h"
-#include "btree/btreerest.h"
+#include "btree/nodes.h"
+#include "btree/rest.h"
 
 namespace tabulon {
 

@@ -1,4 +1,4 @@
-#include "btree/btreenodes.h"
+#include "btree/nodes.h"
 
 #include <algorithm>
 #include <cstring>
@@ -7,6 +7,7 @@
 #include "base/loganderr.h"
 
 namespace tabulon {
+
 namespace {
 
 void _fetchNode(NodeTable& table, uint32_t number, NodeHeader* image) {
