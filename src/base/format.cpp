@@ -8,9 +8,24 @@
 namespace tabulon {
 namespace {
 
-constexpr bool IsControl(wchar_t unit) {
-  const int32_t code = UnitCode(unit);
-  return (code >= 0 && code < 0x20) || (code >= 0x7F && code < 0xA0);
+struct CodeRange {
+  int32_t first, last;
+};
+// What does something to a terminal or to the reading order.
+// clang-format off
+constexpr CodeRange kHarmful[] = {
+    {0x00, 0x1F}, {0x7F, 0x9F},  // C0, DEL, C1
+    {0x061C, 0x061C},            // Arabic letter mark
+    {0x200E, 0x200F},            // left-to-right and right-to-left mark
+    {0x2028, 0x202E},            // line and paragraph separator, embeddings and overrides
+    {0x2066, 0x2069},            // isolates
+};
+// clang-format on
+
+bool IsHarmful(wchar_t unit) {
+  return std::ranges::any_of(kHarmful, [code = UnitCode(unit)](const CodeRange& range) {
+    return code >= range.first && code <= range.last;
+  });
 }
 
 void AppendDigits(std::wstring& digits, uint64_t value, unsigned base) {
@@ -103,7 +118,7 @@ void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<cons
 
 void MaskControls(std::wstring& text, size_t from) {
   for (size_t i = from; i < text.size(); ++i) {
-    if (IsControl(text[i])) text[i] = L'?';
+    if (IsHarmful(text[i])) text[i] = L'?';
   }
 }
 

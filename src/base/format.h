@@ -135,7 +135,8 @@ template <class... Args>
 using WideFormat = CheckedFormat<std::type_identity_t<Args>...>;
 
 // Appends `format` to `out`, filled with `args`. With `maskControls` the control characters
-// (C0, DEL and C1) inside text and character arguments become '?'; those of the format stay.
+// (C0, DEL, C1, and those that turn the direction of writing, UAX #9) inside text and character
+// arguments become '?'; those of the format stay.
 void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<const FormatArg> args,
                      bool maskControls = false);
 

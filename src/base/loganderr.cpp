@@ -99,6 +99,10 @@ TextStream* OpenLog(TextStream& stream, const char* name, int openFlags, std::ws
   return &stream;
 }
 
+void TellWriteError(const TextStream& stream) {
+  if (stream.error() != 0) ReportWriteError(stream.name(), stream.error());
+}
+
 void SetLock(std::optional<std::mutex>& lock, int useLock) {
   lock.reset();
   if (useLock == 1) lock.emplace();
@@ -166,18 +170,22 @@ bool CloseLogErrFiles() {
   TextStream& list = *logs.logFile;
   FlushOutput(logs);
   if (&list != &logs.console) list.Close();
-  if (list.error() != 0) ReportWriteError(list.name(), list.error());
-  if (&list != &logs.console && logs.console.error() != 0) {
-    ReportWriteError(logs.console.name(), logs.console.error());
+  TellWriteError(list);
+  if (&list != &logs.console) TellWriteError(logs.console);
+  if (logs.errFile != &logs.errorConsole) {
+    // Each of the two tells of the other.
+    TellWriteError(logs.errorConsole);
+    logs.errFile->Close();
+    TellWriteError(*logs.errFile);
   }
-  if (logs.errFile != &logs.errorConsole) logs.errFile->Close();
-  return !logs.writeErrors;
+  return !logs.writeErrors && logs.errorConsole.error() == 0;
 }
 
 void CloseDebugLogFile() {
   Logs& logs = CurrentLogs();
   if (logs.debugLogFile == &logs.console) logs.console.Flush();
   logs.debugStream.Close();
+  TellWriteError(logs.debugStream);
   logs.debugLogFile = nullptr;
 }
 

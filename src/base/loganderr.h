@@ -71,9 +71,11 @@ std::wstring PosixErrMsg(int errnum);
 void OpenLogErrFiles(int useLock, const char* logName, const char* errName);
 // Opens the debug log for appending; null stands for standard output. Failure ends the run.
 void OpenDebugLogFile(int useLock, const char* name);
-// Flushes and closes both logs. A list log that could not be written whole is told on the error
-// log first; returns false then.
+// Flushes and closes both logs. A list log that could not be written whole is told on the error log
+// first, an error log on standard error. Returns false when either, or standard error, has lost
+// anything.
 bool CloseLogErrFiles();
+// A debug log that could not be written whole is told on the error log.
 void CloseDebugLogFile();
 
 namespace log_internal {

@@ -35,8 +35,9 @@ constexpr size_t kRandomBytes = 6;
 constexpr std::string_view kNameLetters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 
-// The signals by which users, terminals and readers that go away end a run.
-constexpr std::array<int, 4> kEndingSignals = {SIGHUP, SIGINT, SIGPIPE, SIGTERM};
+// The signals by which users, schedulers, limits and readers that go away end a run.
+constexpr std::array kEndingSignals = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE, SIGALRM,
+                                       SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU};
 
 // The one pointer to the run's place: trees, spools and tables deep down make temporary files.
 constinit const TempPlace* currentPlace = nullptr;

@@ -27,8 +27,9 @@ class TempPlace {
   const TempPlace* before_;
 };
 
-// From here on the hang-up, interrupt, broken-pipe and termination signals remove the temporary
-// files before they end the process. A signal that is ignored or handled stays so.
+// From here on the signals that end a process from outside (SIGHUP, SIGINT, SIGQUIT, SIGPIPE,
+// SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU) remove the temporary files before they do so. A
+// signal that is ignored or handled stays so.
 void RemoveTempFilesOnSignals();
 // Removes the temporary files of a process that ends without unwinding.
 void RemoveTempFilesNow();

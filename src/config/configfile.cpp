@@ -158,10 +158,14 @@ size_t ReadConfigLine(FILE* stream, std::wstring& line) {
   DebugLogEntry(3, L"ReadConfigFile called.\n");
   line.clear();
   std::string bytes;
-  while (configEOF == 0) {
+  for (size_t empty = 0; configEOF == 0;) {
     ReadPhysicalLine(stream, bytes);
     CleanLine(bytes);
-    if (bytes.empty()) continue;
+    if (bytes.empty()) {
+      // A device that gives zeros for ever looks like this.
+      if (++empty > kMostEmptyLines) ErrExit(L"Too many empty lines in the configuration file\n");
+      continue;
+    }
     const bool continued = bytes.back() == '_';
     if (continued) bytes.pop_back();
     if (line.size() + bytes.size() > kLogicalLineBytes) ErrExit(L"Configuration line too long\n");

@@ -16,6 +16,8 @@ namespace tabulon {
 inline constexpr size_t kPhysicalLineBytes = 132;
 // Longest line that continuations may add up to.
 inline constexpr size_t kLogicalLineBytes = 519;
+// Most lines in a row that hold nothing.
+inline constexpr size_t kMostEmptyLines = 100'000;
 
 // Set to 1 at the end of the file; ReadConfigLine then reads no more. Set back by tests only.
 extern int configEOF;
@@ -23,7 +25,7 @@ extern int configEOF;
 // Reads the next line that holds anything: comments ('#' to the end) and trailing blanks removed,
 // control characters and bytes from 128 up made blanks, lines ending in '_' joined with the next
 // one. Returns its length; 0, with `line` empty, at the end of the file. A line that grows too long
-// or cannot be read ends the run.
+// or cannot be read ends the run, and so do empty lines that do not end.
 size_t ReadConfigLine(FILE* stream, std::wstring& line);
 
 // Reads and applies the whole file, makes the report directory and completes the active reports of

@@ -74,19 +74,22 @@ void CountFiles(const RecordBatch& batch) {
 
 }  // namespace
 
-void ScanDetail(const Scan& scan, const BatchSink& sink, size_t most) {
+PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, size_t most) {
   RecordReader reader(scan);
   Pass pass(scan);
   const bool counts = fileIncr > 0 || !sizeBands.empty() || !cdateBands.empty() ||
                       !mdateBands.empty() || !adateBands.empty();
   Progress progress;
+  PassEnd end;
   uint64_t position = scan.logRoot.firstRecord;
   while (pass.batch.Fill(reader, position, most)) {
     if (counts) CountFiles(pass.batch);
     sink(pass);
+    end.records += pass.batch.size();
     if (progressFlag) progress.Count(pass.batch.size());
   }
-  if (!reader.atEndMarker()) DebugLogEntry(1, L"The record stream has no end marker.\n");
+  end.atEndMarker = reader.atEndMarker();
+  return end;
 }
 
 }  // namespace tabulon

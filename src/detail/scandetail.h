@@ -17,8 +17,14 @@ inline uint64_t AllocatedSize(uint64_t size) {
   return fileIncr > 0 ? (size + fileIncr - 1) / fileIncr * fileIncr : 0;
 }
 
+// How far the records of a scan went.
+struct PassEnd {
+  uint64_t records = 0;
+  bool atEndMarker = false;  // false: the file breaks off before it
+};
+
 // Reads every record of the scan once, in file order, and offers it to `sink` in a batch of at most
 // `most` records.
-void ScanDetail(const Scan& scan, const BatchSink& sink, size_t most = RecordBatch::kMost);
+PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, size_t most = RecordBatch::kMost);
 
 }  // namespace tabulon

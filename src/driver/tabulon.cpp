@@ -9,6 +9,7 @@
 #include "base/format.h"
 #include "base/localebytes.h"
 #include "base/loganderr.h"
+#include "base/standardfds.h"
 #include "base/tempfile.h"
 #include "base/utf.h"
 #include "base/utils.h"
@@ -119,6 +120,19 @@ void CleanUp(DetailInput& input) {
   CloseDtlFile(std::move(input.scan.dtlFile), input.name.c_str(), input.wasCompressed);
 }
 
+// A scan that lost its end gives whole reports of what is left: somebody has to know. Readers of
+// the results do not, so the list log is not told.
+void TellBreakOff(const DetailInput& input, const PassEnd& end) {
+  if (end.atEndMarker) return;
+  const LogRoot& root = input.scan.logRoot;
+  const uint64_t counted = uint64_t{root.directories} + root.files;
+  if (counted > end.records) {
+    ErrorEntry(L"'%s' breaks off after %llu of %llu records\n", input.name, end.records, counted);
+  } else {
+    ErrorEntry(L"'%s' breaks off after %llu records\n", input.name, end.records);
+  }
+}
+
 // The summary alone, from the header and the root block: no record is read.
 void RunDefaultSummary(DetailInput& input) {
   DebugLogEntry(4, L"Doing Summary Report.\n");
@@ -134,13 +148,14 @@ void RunConfiguration(const CmdOptions& cmdOpts, DetailInput& input) {
   const Scan& scan = input.scan;
   ProcessConfigFile(cmdOpts[kOptCfg].value, scan);
   const std::wstring qvaRoot = qvaFlag ? CreateQvaFile(scan) : scan.qvaRoot;
-  ScanReports(scan);
+  const PassEnd end = ScanReports(scan);
   for (Report& report : reportList) {
     if (report.active != 0) RunReport(report, {scan, input.name, qvaRoot});
   }
   if (qvaOutput.IsOpen() && qvaOutput.Close() != 0) {
     ReportWriteError(qvaOutput.name(), qvaOutput.error());
   }
+  TellBreakOff(input, end);
   CleanUp(input);
 }
 
@@ -157,9 +172,10 @@ void RunQuery(const CmdOptions& cmdOpts, DetailInput& input) {
   report.flags = kFlagShowLink;
   if (cmdOpts[kOptQueryFull].Given()) report.flags |= kFlagFullPath;
   InitializeReportEntry(report, input.scan);
-  ScanReports(input.scan);
+  const PassEnd end = ScanReports(input.scan);
   DisplayReport(report, input.scan);
   CloseReport(report);
+  TellBreakOff(input, end);
   CloseDebugLogFile();
   // The detail file stays inflated and the descriptors' file stays on disk here, unlike on the
   // other roads. Kept so.
@@ -199,8 +215,10 @@ int RealMain(std::span<char*> arguments) {
 }  // namespace
 
 int Run(std::span<char*> arguments) {
+  const bool held = HoldStandardDescriptors();
   Logs logs;
   try {
+    if (!held) PosixErrExit(0, L"The closed standard streams cannot be replaced\n");
     return RealMain(arguments);
   } catch (const EndOfRun& end) {
     return end.status;

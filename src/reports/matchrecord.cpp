@@ -75,7 +75,7 @@ void OfferToList(const Watch& watch, Pass& pass) {
 
 }  // namespace
 
-void ScanReports(const Scan& scan) {
+PassEnd ScanReports(const Scan& scan) {
   std::vector<Watch> watches;
   for (Report& report : reportList) {
     const OfferRow& row = OfferOf(report.type);
@@ -98,10 +98,11 @@ void ScanReports(const Scan& scan) {
   };
   // With -z the duplicates reports tell of files that they fill. One record at a time, their lines
   // come in the order of the records, among themselves and between the marks of -p.
-  ScanDetail(scan, offer, dbgFlag ? 1 : RecordBatch::kMost);
+  const PassEnd end = ScanDetail(scan, offer, dbgFlag ? 1 : RecordBatch::kMost);
   for (const Watch& watch : watches) {
     if (watch.offer == CheckDuplicates) DumpDuplicateTree(*watch.report);
   }
+  return end;
 }
 
 }  // namespace tabulon

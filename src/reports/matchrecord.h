@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "detail/scan.h"
+#include "detail/scandetail.h"
 
 namespace tabulon {
 
@@ -15,7 +16,7 @@ struct PositionPair {
 };
 static_assert(sizeof(PositionPair) == 16);
 
-// Reads the scan once for all reports of `reportList`.
-void ScanReports(const Scan& scan);
+// Reads the scan once for all reports of `reportList`; returns how far its records went.
+PassEnd ScanReports(const Scan& scan);
 
 }  // namespace tabulon

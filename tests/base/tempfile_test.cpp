@@ -125,15 +125,21 @@ TEST_F(TempFilesDeathTest, GoWithTheProcessUnlessKept) {
     if (lost.valid() && kept.valid() && named.valid() && later.valid()) end();
   };
   const auto memory = [] { MemoryErrExit(nullptr); };
-  const auto signal = [] {
+  static int signal = 0;
+  const auto raised = [] {
     RemoveTempFilesOnSignals();
-    raise(SIGTERM);
+    raise(signal);
   };
   EXPECT_EXIT(run(memory), ExitedWithCode(1), "");
   EXPECT_THAT(dir_.Entries(), ElementsAre("kept", "named"));
-  std::filesystem::remove(dir_ / "kept");
-  EXPECT_EXIT(run(signal), testing::KilledBySignal(SIGTERM), "");
-  EXPECT_THAT(dir_.Entries(), ElementsAre("kept", "named"));
+  const rlimit noCores{};
+  setrlimit(RLIMIT_CORE, &noCores);
+  for (const int each : {SIGTERM, SIGQUIT, SIGXCPU, SIGALRM, SIGUSR1, SIGUSR2}) {
+    signal = each;
+    std::filesystem::remove(dir_ / "kept");
+    EXPECT_EXIT(run(raised), testing::KilledBySignal(each), "");
+    EXPECT_THAT(dir_.Entries(), ElementsAre("kept", "named"));
+  }
 }
 
 auto OpenDescriptors() {

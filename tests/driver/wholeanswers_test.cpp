@@ -1,0 +1,108 @@
+// Nothing that a run was asked for goes missing without a word.
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "driver/configrun.h"
+
+namespace tabulon {
+namespace {
+
+ScanSpec ThreeFiles() {
+  return {.revision = 7,
+          .rootPath = "/srv",
+          .records = {DirectoryRecord("/"), FileRecord("a"), FileRecord("b"), FileRecord("c")}};
+}
+
+// A directory with a scan, "x.dtl", and a configuration, "c", that sends all files to "r".
+class WholeAnswers : public testing::Test {
+ protected:
+  WholeAnswers() {
+    WriteDtl(dir_ / "x.dtl", ThreeFiles());
+    WriteFile(dir_ / "c", Section("type=custom;title=none;nameform=fullpath;reportfile=r"));
+  }
+
+  // The program with these arguments, behind words of the shell.
+  RunResult Run(const std::string& arguments, const std::string& words = "") {
+    return RunProgram(
+        {"/bin/sh", "-c", words + "exec " + TabulonPath() + " -dtl x.dtl " + arguments},
+        {.env = {{"LC_ALL", "C.UTF-8"}}, .cwd = dir_.path()});
+  }
+
+  TempDir dir_;
+};
+
+// The list log has what is left of the scan, and nothing else.
+TEST_F(WholeAnswers, ScansThatBreakOffAreTold) {
+  ScanSpec spec = ThreeFiles();
+  DtlMap map;
+  std::string scan = BuildDtl(spec, &map);
+  const std::string paths = "/srv/a\n/srv/b\n/srv/c\n", query = "-l list -qf 'size ge 0'";
+  // clang-format off
+  const struct { uint64_t size; const char* told; size_t listed; } rows[] = {
+      {map.recordsEnd + 4, nullptr, 21}, {map.recordsEnd, " after 4 records\n", 21},
+      {map.records[3] + 3, " after 3 of 4 records\n", 14}, {map.records[0], " after 0 of 4 records\n", 0},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
+    WriteFile(dir_ / "x.dtl", scan.substr(0, row.size));
+    const std::string told = row.told ? std::string("'x.dtl' breaks off") + row.told : "";
+    for (const std::string& road : {query, "-l log -cfg c" + std::string()}) {
+      const RunResult run = Run(road);
+      EXPECT_EQ(run.status, 0);
+      EXPECT_THAT(WithoutScanTime(run.err), EndsWith(told)) << road;
+      EXPECT_EQ(run.err.find("breaks off") != std::string::npos, row.told != nullptr);
+    }
+    for (const char* file : {"list", "r"}) {
+      EXPECT_EQ(ReadFile(dir_ / file), paths.substr(0, row.listed)) << row.size;
+    }
+    EXPECT_EQ(ReadFile(dir_ / "log"), "Report 'none' written to r\n");
+    EXPECT_EQ(WithoutScanTime(Run("").err), "") << "a summary reads no record";
+  }
+}
+
+// What is written to a closed stream fails as on a full disk, and no file of the run takes its
+// place.
+TEST_F(WholeAnswers, StreamsThatTakeNothingFailTheRun) {
+  // clang-format off
+  const struct { const char* arguments; const char* told; } rows[] = {
+      {"-q 'size ge 0' >&-", "Error writing 'standard output'\n  (p9) "},
+      {"-q 'size ge 0' >/dev/full", "Error writing 'standard output'\n  (p28) "},
+      {"-cfg c 2>&-", ""},
+      {"-cfg c 2>/dev/full", ""},
+      {"-cfg c -l list -e log <&- >&- 2>&-", ""},
+      {"-cfg nothing -e /dev/full", "Cannot open configuration file 'nothing'"},
+      {"-q 'size gt 1 [and] size gt 2' -debug 4", "Error writing 'TabulonDebug.log'\n  (p28) "},
+  };
+  // clang-format on
+  std::filesystem::create_symlink("/dev/full", dir_ / "TabulonDebug.log");
+  const std::string scan = ReadFile(dir_ / "x.dtl");
+  for (const auto& row : rows) {
+    const RunResult run = Run(row.arguments);
+    EXPECT_EQ(run.status, 1) << row.arguments;
+    EXPECT_THAT(run.err, HasSubstr(row.told)) << row.arguments;
+    EXPECT_EQ(ReadFile(dir_ / "x.dtl"), scan);
+  }
+  EXPECT_EQ(ReadFile(dir_ / "r"), "/srv/a\n/srv/b\n/srv/c\n");
+  EXPECT_THAT(ReadFile(dir_ / "log"), StartsWith("Error writing 'standard output'\n  (p9) "));
+  EXPECT_EQ(Run("-cfg c <&-").status, 0);
+}
+
+// A scan whose end does not come is told to the error log alone, whatever that is.
+TEST_F(WholeAnswers, FullErrorLogsFailTheRun) {
+  std::filesystem::resize_file(dir_ / "x.dtl", 300);
+  const RunResult run = Run("-e /dev/full -q 'size ge 0'");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("Error writing '/dev/full'\n  (p28) "));
+}
+
+TEST_F(WholeAnswers, EndlessConfigurationsEnd) {
+  const RunResult run = Run("-cfg /dev/zero");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(WithoutScanTime(run.err), "Too many empty lines in the configuration file\n");
+}
+
+}  // namespace
+}  // namespace tabulon
