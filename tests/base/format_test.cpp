@@ -29,17 +29,6 @@ TEST(Format, FillsFieldsAsTheCLibraryDoes) {
   for (const auto& [got, expected] : rows) EXPECT_EQ(got, expected);
 }
 
-TEST(Format, MasksControlsOfTheArgumentsOnly) {
-  const std::wstring hostile = L"a\x1b[2J\x7f\u009b\n\u00a0";
-  const FormatArg args[] = {FormatArg(hostile), FormatArg("\t"), FormatArg(L'\r'), FormatArg(7)};
-  std::wstring out = L"kept\x01";
-  AppendFormatted(out, L"\t%ls|%s|%c|%3d\n", args, true);
-  EXPECT_EQ(out, L"kept\x01\ta?[2J???\u00a0|?|?|  7\n");
-  out.clear();
-  AppendFormatted(out, L"%ls%s%c%d", args, false);
-  EXPECT_EQ(out, hostile + L"\t\r7");
-}
-
 TEST(Format, WidensByTheLocale) {
   // clang-format off
   const struct { const char* locale; std::string_view narrow; std::wstring_view wide; } rows[] = {

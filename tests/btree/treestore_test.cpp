@@ -69,15 +69,6 @@ TEST_F(PageFileTest, ManyTreesShareFewDescriptors) {
   EXPECT_EQ(openFiles(), before);
 }
 
-TEST_F(PageFileDeathTest, MemoryRefusedByTheTreesAllocatorEndsTheRun) {
-  static int left;
-  settings_.allocate = [](size_t size) { return left-- > 0 ? std::calloc(1, size) : nullptr; };
-  for (const int blocks : {0, 1}) {
-    left = blocks;
-    EXPECT_EXIT(Overfill(Plant()), ExitedWithCode(1), "^Insufficient memory: called from 'tree al");
-  }
-}
-
 TEST_F(PageFileTest, WhatCannotBeMovedEndsTheRun) {
   settings_.keyMemory = -100;
   const auto fillDisk = [&] {

@@ -93,19 +93,5 @@ TEST_F(ConfigFile, ParametersThatNoReportShows) {
   EXPECT_FATAL(LargeNumericParameter(L"k", L"5GB"), "Invalid numeric argument: k=5GB\n");
 }
 
-TEST_F(ConfigFile, BandsHaveTheirLimits) {
-  ParameterLine(L"filesizebands", L"", scan_);
-  EXPECT_THAT(sizeBands.limits, ElementsAre(0, uint64_t{INT64_MAX}));
-  ParameterLine(L"filesizebands", L"1,9223372036854775809", scan_);
-  UpdateSizeBands(uint64_t{1} << 63);
-  EXPECT_EQ(SizeBandCount(1), 1U);
-  setenv("TZ", "UTC", 1);
-  constexpr uint64_t kDay = 86400, kMidnight = kDay * 400;
-  scan_.logHdr.scanTime = kMidnight + 3600;
-  for (const wchar_t* days : {L"1d", L"1y,30D,2w,0d"}) ParameterLine(L"MDATEBANDS", days, scan_);
-  EXPECT_THAT(mdateBands.limits, ElementsAre(kMidnight - 365 * kDay, kMidnight - 30 * kDay,
-                                             kMidnight - 14 * kDay, kMidnight));
-}
-
 }  // namespace
 }  // namespace tabulon

@@ -212,34 +212,5 @@ TEST_F(FileCompressTest, SetIdBitsGoWithTheirOwner) {
   EXPECT_EQ(ModeOf(dir_ / "own group"), 02755U);
 }
 
-// A damaged file is opened and closed, and the run killed before a call or told that the call
-// failed: at every fourth call, at each one with TABULON_FULL set. At every end it is there whole.
-TEST_F(InPlaceTest, DamagedFilesSurviveAMishapAtAnyCall) {
-  const uint64_t step = std::getenv("TABULON_FULL") != nullptr ? 1 : 4;
-  const std::string damaged = packed_.substr(0, packed_.size() / 2);
-  SharedCount calls;
-  for (const Mishap mishap : {Mishap::kKilledBefore, Mishap::kFails}) {
-    const auto run = [&](uint64_t n) {
-      Put(damaged);
-      const int errnum = mishap == Mishap::kFails ? EIO : SIGKILL;
-      return RunInChild([&] {
-               ArmFault({kAnyFileCall, mishap, errnum, n}, calls.get());
-               Open();
-               Close();
-             })
-          .status;
-    };
-    EXPECT_EQ(run(UINT64_MAX), 0);
-    for (uint64_t n = 1, most = *calls.get(); n <= most; n += step) {
-      const int status = run(n);
-      ASSERT_TRUE(mishap == Mishap::kFails ? status <= 1 : status == 128 + SIGKILL) << status;
-      const auto isWhole = [&](const std::string& name) {
-        return ReadFile(dir_ / name) == damaged;
-      };
-      ASSERT_TRUE(std::ranges::any_of(dir_.Entries(), isWhole)) << "call " << n;
-    }
-  }
-}
-
 }  // namespace
 }  // namespace tabulon

@@ -34,19 +34,6 @@ TEST(Help, ShowsUsageAndHistoryUnderTheInvocationName) {
   }
 }
 
-// The console, where the help and the list go, may be a file on a full disk.
-TEST(Console, ThatIsFullFailsTheRun) {
-  const TempDir dir;
-  WriteDtl(dir / "x.dtl", {});
-  RunOptions full = In(dir);
-  full.outPath = "/dev/full";
-  for (const std::vector<std::string>& args : {std::vector<std::string>{"-?"}, {"-dtl", "x.dtl"}}) {
-    const RunResult run = RunTabulon(args, full);
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.err, HasSubstr("Error writing 'standard output'\n  (p28) "));
-  }
-}
-
 TEST(CommandLine, ErrorsComeBeforeAnythingElse) {
   const TempDir dir;
   const RunResult run =

@@ -42,6 +42,7 @@ struct Road {
   ScanKind kind;
   bool compressed;
   std::vector<std::string> args;
+  bool damaged = false;
 };
 
 std::vector<Road> Roads() {
@@ -52,6 +53,7 @@ std::vector<Road> Roads() {
        {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"}},
       {"Configuration", ScanKind::kCifs, false, {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"}},
       {"CompressedSummary", ScanKind::kCifs, true, {"-l", "log", "-e", "errors"}},
+      {"DamagedSummary", ScanKind::kCifs, true, {"-l", "log"}, true},
       {"Query", ScanKind::kCifs, false, {"-l", "log", "-qf", SampleQuery(ScanKind::kCifs)}},
   };
 }
@@ -84,6 +86,7 @@ class Faults : public testing::TestWithParam<Road> {
   Faults()
       : plain_(LargerScan(GetParam().kind)),
         stored_(GetParam().compressed ? CompressDtl(plain_) : plain_) {
+    if (GetParam().damaged) stored_.resize(stored_.size() / 2);
     args_ = GetParam().args;
     args_.insert(args_.end(), {"-dtl", "x.dtl"});
     sound_ = Run({kAnyFileCall | kCallMemory, Mishap::kFails, 0, kNever});

@@ -82,41 +82,5 @@ TEST(DtlWriter, HeaderAndRootComeBackFromTheReader) {
   EXPECT_EQ(LoadU64(ids.data() + dtl_at::kIdSection), ids.size() - 25);
 }
 
-TEST(DtlWriter, CountsComeFromTheRecords) {
-  const std::vector<RecordSpec> records = {
-      DirectoryRecord("\\", {.attributes = kAttrDirectory | kAttrEncrypted, .size = 99}),
-      FileRecord("a", {.attributes = kAttrEncrypted | kAttrOffline, .size = 10, .links = 2}),
-      WithStreams(FileRecord("b", {.attributes = kAttrCompressed, .size = 5}), {{":x", 7}}),
-      LinkRecord("c", "t"),
-      LinkRecord("d", "t", {.attributes = kAttrDirectory | kAttrCompressed, .links = 3}),
-      JunctionRecord("e", "t"),
-      MountPointRecord("f", "t")};
-  const std::pair<ScanKind, std::vector<uint32_t>> rows[] = {
-      {ScanKind::kCifs, {1, 2, 1, 1, 2, 1, 1, 1, 1}},
-      {ScanKind::kNfs, {2, 2, 0, 0, 0, 0, 0, 0, 0}}};
-  for (const auto& [kind, counts] : rows) {
-    const TempDir dir;
-    WriteDtl(dir / "s.dtl", {.kind = kind, .records = records});
-    const LogRoot root = ReadScan(dir / "s.dtl").root;
-    EXPECT_THAT(root.counts, testing::ElementsAreArray(counts));
-    EXPECT_TRUE(root.directories == 1 && root.files == 6 && root.totalFileSize == 15);
-    EXPECT_EQ(root.emptyDirectories, 0u);
-  }
-}
-
-// What does not fit its length field is cut, never wrapped round.
-TEST(DtlWriter, OverlongTextIsCut) {
-  for (const size_t length : {65533u, 65535u, 65536u}) {
-    const std::string text(length, 'n');
-    const TempDir dir;
-    WriteDtl(dir / "s.dtl", {.rootPath = text, .records = {LinkRecord(text, text)}});
-    const ScanRead scan = ReadScan(dir / "s.dtl");
-    ASSERT_EQ(scan.records.size(), 1u);
-    EXPECT_TRUE(scan.records[0].name == text.substr(0, 65534));
-    EXPECT_TRUE(scan.records[0].target == text.substr(0, 65534));
-    EXPECT_EQ(ReadUnits(ReadFile(dir / "s.dtl"), scan.root.rootString).size(), 16383u);
-  }
-}
-
 }  // namespace
 }  // namespace tabulon
