@@ -21,7 +21,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // The input must not reach the machine's own files: nothing is made in report directories, and
     // the directory that it names is not the first one.
     qvaFlag = true;
-    reportDir = "/";
+    reportDir = std::string("/");
     catList = {L"all"};
     static const UniqueFd text(open("/tmp", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     Require(ftruncate(text.get(), 0) == 0 &&
