@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/dtlexport/row.h"
-#include "tools/dtlexport/writer.h"
+#include "tools/scanreader/writer.h"
 
 namespace tabulon {
 

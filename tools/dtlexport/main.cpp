@@ -1,33 +1,22 @@
 // dtlexport: the command line, and the way from the scan's records to rows on standard output.
 #include <getopt.h>
-#include <unistd.h>
 
 #include <charconv>
-#include <csignal>
-#include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "base/localebytes.h"
 #include "base/loganderr.h"
-#include "base/memory.h"
-#include "base/tempfile.h"
-#include "base/utf.h"
-#include "query/parsequery.h"
+#include "tools/common/commandline.h"
 #include "tools/dtlexport/fields.h"
 #include "tools/dtlexport/paths.h"
 #include "tools/dtlexport/scan.h"
 #include "tools/dtlexport/scantexts.h"
+#include "tools/scanreader/openscan.h"
+#include "tools/scanreader/toolrun.h"
 
 namespace tabulon {
 namespace {
-
-constexpr int kExitDone = 0;
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
-constexpr int kExitIncomplete =
-    3;  // the scan breaks off, or a path was left out; the rest is written
 
 constexpr char kUsage[] =
     "usage: dtlexport --format csv|ndjson [--fields A,B,...] [--where QUERY]\n"
@@ -49,7 +38,7 @@ constexpr char kUsage[] =
     "  --crlf               CSV lines end in CR LF\n"
     "  --guard              CSV for spreadsheets: an apostrophe in front of texts that begin with\n"
     "                       = + - @, tab or carriage return\n"
-    "  --help               show this text\n"
+    "  --help, --version    show this text, or the version\n"
     "\n"
     "Exit status: 0 done, 1 failed, 2 wrong usage, 3 done, but the scan breaks off\n"
     "or a path was left out.\n";
@@ -67,21 +56,17 @@ struct Options {
   bool guard = false;
 };
 
-[[noreturn]] void UsageError(const std::string& problem) {
-  std::fprintf(stderr, "dtlexport: %s\nTry 'dtlexport --help'.\n", problem.c_str());
-  throw EndOfRun{kExitUsage};
-}
+constexpr Companion kDtlexport = {"dtlexport", kUsage};
 
-[[noreturn]] void ShowUsage() {
-  std::fputs(kUsage, stdout);
-  throw EndOfRun{std::fflush(stdout) == 0 ? kExitDone : kExitFailed};
+[[noreturn]] void Refuse(const std::string& problem) {
+  EndWithUsage(kDtlexport, problem);
 }
 
 ExportFormat ParseFormat(std::string_view text) {
   if (text == "csv") return ExportFormat::kCsv;
   if (text == "ndjson") return ExportFormat::kNdjson;
   if (text == "paths0") return ExportFormat::kPaths0;
-  UsageError("--format is csv, ndjson or paths0, not " + std::string(text));
+  Refuse("--format is csv, ndjson or paths0, not " + std::string(text));
 }
 
 Shard ParseShard(std::string_view text) {
@@ -93,7 +78,7 @@ Shard ParseShard(std::string_view text) {
     const bool isNumber = count.ec == std::errc() && count.ptr == end;
     if (isNumber && shard.index >= 1 && shard.index <= shard.count) return shard;
   }
-  UsageError("--shard is I/N with I from 1 to N, not " + std::string(text));
+  Refuse("--shard is I/N with I from 1 to N, not " + std::string(text));
 }
 
 // The name of an option that means nothing in the chosen format and would be missed; null: none.
@@ -115,7 +100,7 @@ Options ParseOptions(int argc, char** argv) {
     kNoHeader,
     kCrlf,
     kGuard,
-    kHelp
+    kVersion
   };
   constexpr option kOptions[] = {{"format", required_argument, nullptr, kFormat},
                                  {"fields", required_argument, nullptr, kFields},
@@ -126,11 +111,13 @@ Options ParseOptions(int argc, char** argv) {
                                  {"no-header", no_argument, nullptr, kNoHeader},
                                  {"crlf", no_argument, nullptr, kCrlf},
                                  {"guard", no_argument, nullptr, kGuard},
-                                 {"help", no_argument, nullptr, kHelp},
+                                 {"version", no_argument, nullptr, kVersion},
+                                 {"help", no_argument, nullptr, 'h'},
                                  {}};
   Options options;
-  for (int c; (c = getopt_long(argc, argv, "", kOptions, nullptr)) != -1;) {
-    if (c == kHelp) ShowUsage();
+  for (int c; (c = getopt_long(argc, argv, "h", kOptions, nullptr)) != -1;) {
+    if (c == 'h') EndWithHelp(kDtlexport);
+    if (c == kVersion) EndWithVersion(kDtlexport);
     if (c == kFormat) options.format = ParseFormat(optarg);
     if (c == kFields) options.fields = optarg;
     if (c == kWhere) options.where = optarg;
@@ -140,32 +127,14 @@ Options ParseOptions(int argc, char** argv) {
     if (c == kNoHeader) options.header = false;
     if (c == kCrlf) options.crlf = true;
     if (c == kGuard) options.guard = true;
-    if (c == '?') UsageError("it cannot be done with these options");
+    if (c == '?') Refuse("it cannot be done with these options");
   }
-  if (!options.format) UsageError("--format is needed");
+  if (!options.format) Refuse("--format is needed");
   const char* const misfit = MisfitOf(options);
-  if (misfit != nullptr) UsageError(misfit + std::string(" does not go with this --format"));
-  if (argc - optind != 1) UsageError("one scan is needed");
-  options.file = argv[optind];
+  if (misfit != nullptr) Refuse(misfit + std::string(" does not go with this --format"));
+  if (argc - optind != 1) Refuse("one scan is needed");
+  options.file = ScanArgument(kDtlexport, argv[optind]);
   return options;
-}
-
-// A descriptor of their own for the rows. What the program's modules say on standard output goes to
-// standard error from here on: it must not stand among the rows.
-int TakeStandardOutput() {
-  const int rows = dup(STDOUT_FILENO);
-  if (rows < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
-    std::perror("dtlexport: standard output");
-    throw EndOfRun{kExitFailed};
-  }
-  return rows;
-}
-
-const Filter* ParseWhere(const std::optional<std::string>& where, const Scan& scan) {
-  if (!where) return nullptr;
-  std::wstring query;
-  AppendUtfToWide(query, *where);
-  return ParseQuery(query, scan);
 }
 
 void ExportRows(ScanWalk& walk, const ExportColumns& columns, ExportRow& row, RowWriter& out) {
@@ -195,7 +164,7 @@ int Export(const Options& options, int rows) {
   const Scan scan = OpenScan(options.file, options.where.has_value());
   std::string problem;
   const auto columns = ExportColumns::Choose(scan, *options.format, options.fields, problem);
-  if (!columns) UsageError(problem);
+  if (!columns) Refuse(problem);
   const ScanTexts texts(scan, *options.format);
   ScanWalk walk(scan, {ParseWhere(options.where, scan), options.directories, options.shard});
   RowWriter out(rows, *options.format, options.crlf ? "\r\n" : "\n", options.guard);
@@ -210,32 +179,20 @@ int Export(const Options& options, int rows) {
     ExportRows(walk, *columns, row, out);
   }
   out.Flush();
-  if (close(rows) != 0) PosixErrExit(0, L"Error writing the rows\n");
+  CloseRows(rows);
   if (walk.whole()) return all ? kExitDone : kExitIncomplete;
   LogErr(L"'%s' breaks off: what it holds has been written, the rest is missing\n", options.file);
   return kExitIncomplete;
 }
 
 int Main(int argc, char** argv) {
-  ChooseLocale();
-  EndRunWhenMemoryIsExhausted();
-  std::signal(SIGXFSZ, SIG_IGN);  // a file that reaches the size limit is told like a full disk
-  RemoveTempFilesOnSignals();
   const Options options = ParseOptions(argc, argv);
-  const int rows = TakeStandardOutput();
-  const int status = Export(options, rows);
-  CloseLogErrFiles();
-  return status;
+  return Export(options, TakeStandardOutput(kDtlexport));
 }
 
 }  // namespace
 }  // namespace tabulon
 
 int main(int argc, char** argv) {
-  tabulon::Logs logs;
-  try {
-    return tabulon::Main(argc, argv);
-  } catch (const tabulon::EndOfRun& end) {
-    return end.status;
-  }
+  return tabulon::RunTool(argc, argv, tabulon::Main);
 }

@@ -1,7 +1,7 @@
 #include "tools/dtlexport/paths.h"
 
-#include "tools/dtlexport/escape.h"
-#include "tools/dtlexport/row.h"
+#include "tools/scanreader/escape.h"
+#include "tools/scanreader/rootpath.h"
 
 namespace tabulon {
 namespace {

@@ -1,14 +1,8 @@
 #include "tools/dtlexport/row.h"
 
-namespace tabulon {
+#include "tools/scanreader/rootpath.h"
 
-void JoinRoot(char separator, std::string_view root, std::string_view directory,
-              std::string& path) {
-  path.assign(root);
-  const bool isRoot = directory.size() == 1 && directory.front() == separator;
-  if (root.ends_with(separator) && directory.starts_with(separator)) directory.remove_prefix(1);
-  if (root.empty() || !isRoot) path += directory;
-}
+namespace tabulon {
 
 void ExportDirectory::Assign(ExportFormat format, char separator, std::string_view root,
                              std::string_view directory) {

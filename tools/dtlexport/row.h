@@ -9,10 +9,6 @@
 
 namespace tabulon {
 
-// Sets `path` to the path of a directory, as its record has it, with `root` (which may be empty) in
-// front.
-void JoinRoot(char separator, std::string_view root, std::string_view directory, std::string& path);
-
 // The directory part of a path.
 struct ExportDirectory {
   std::string stored;  // path, with a separator behind it: what stands in front of a name

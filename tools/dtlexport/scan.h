@@ -1,5 +1,4 @@
-// The scan that is exported: opened without touching its file, and its records in their order, all
-// of them or those of one shard.
+// The records of the scan that is exported, in their order: all of them, or those of one shard.
 #pragma once
 
 #include <cstdint>
@@ -24,10 +23,6 @@ struct ExportChoice {
   bool directories = false;        // directories as well as files
   Shard shard;
 };
-
-// Opens and checks a scan. A compressed one is inflated into a temporary file that has no name any
-// more. `forQueries`: queries may ask for the accounts of a CIFS scan. A failure ends the run.
-Scan OpenScan(const std::string& name, bool forQueries);
 
 // The records that are chosen. Keeps one record and its directory, and allocates nothing for each.
 class ScanWalk {

@@ -7,7 +7,7 @@
 #include <unordered_map>
 
 #include "detail/scan.h"
-#include "tools/dtlexport/escape.h"
+#include "tools/scanreader/escape.h"
 
 namespace tabulon {
 

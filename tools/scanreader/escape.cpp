@@ -1,4 +1,4 @@
-#include "tools/dtlexport/escape.h"
+#include "tools/scanreader/escape.h"
 
 #include <algorithm>
 #include <cstdint>

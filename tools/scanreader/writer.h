@@ -9,20 +9,17 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "tools/dtlexport/escape.h"
+#include "tools/scanreader/escape.h"
+#include "tools/scanreader/outputbuffer.h"
 
 namespace tabulon {
 
-class RowWriter {
+class RowWriter : private OutputBuffer {
  public:
   // `lineEnd` ends CSV rows; the lines of NDJSON end in LF. `guard`: CSV texts that a spreadsheet
   // would take for formulas get an apostrophe in front.
-  RowWriter(int fd, ExportFormat format, std::string_view lineEnd, bool guard);
-  RowWriter(const RowWriter&) = delete;
-  RowWriter& operator=(const RowWriter&) = delete;
-
+  RowWriter(int fd, ExportFormat format, std::string_view lineEnd = "\n", bool guard = false);
   ExportFormat format() const { return format_; }
 
   // A row is BeginRow, then for each value Key and one of the value functions, then EndRow.
@@ -35,7 +32,11 @@ class RowWriter {
 
   // Values. The texts of Word are ASCII and need no escape in either format.
   void Null();
-  void Number(uint64_t value);
+  template <class Integer>
+  void Number(Integer value) {
+    Decimal(value);
+    EndValue();
+  }
   void Word(std::string_view text);
   void Octal(uint32_t value);   // four digits
   void Time(uint32_t seconds);  // since 1970, as 2024-01-31T23:59:59Z (ISO 8601, UTC)
@@ -47,22 +48,9 @@ class RowWriter {
   // Bytes of two texts as one value, in hexadecimal digits.
   void Hex(std::string_view first, std::string_view second);
 
-  // Writes what the buffer holds. A failure ends the run with its message and status 1.
-  void Flush();
+  using OutputBuffer::Flush;
 
  private:
-  static constexpr size_t kBufferSize = size_t{1} << 20;
-
-  void Reserve(size_t size) {
-    if (static_cast<size_t>(end_ - at_) < size) Grow(size);
-  }
-  void Grow(size_t size);
-  void FlushWhenNearlyFull();
-  void Put(char byte) {
-    Reserve(1);
-    *at_++ = byte;
-  }
-  void Raw(std::string_view bytes);
   void HexDigits(std::string_view bytes);
   // A quotation mark when `quoted` in CSV, always in JSON.
   void Quote(bool quoted) {
@@ -71,13 +59,9 @@ class RowWriter {
   void Guard(std::string_view text);
   void EndValue() { Put(','); }
 
-  int fd_;
   ExportFormat format_;
   std::string lineEnd_;
   bool guard_;
-  std::vector<char> buffer_;
-  char* at_;
-  char* end_;
 };
 
 }  // namespace tabulon

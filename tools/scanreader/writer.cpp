@@ -1,33 +1,15 @@
-#include "tools/dtlexport/writer.h"
+#include "tools/scanreader/writer.h"
 
 #include <array>
-#include <charconv>
-#include <chrono>
 
-#include "base/fileio.h"
-#include "base/loganderr.h"
+#include "tools/scanreader/timetext.h"
 
 namespace tabulon {
-namespace {
-
-constexpr uint32_t kSecondsPerDay = 86'400;
-
-void PutTwoDigits(char* to, unsigned value) {
-  to[0] = static_cast<char>('0' + value / 10);
-  to[1] = static_cast<char>('0' + value % 10);
-}
-
-}  // namespace
-
 RowWriter::RowWriter(int fd, ExportFormat format, std::string_view lineEnd, bool guard)
-    : fd_(fd),
+    : OutputBuffer(fd),
       format_(format),
       lineEnd_(format == ExportFormat::kCsv ? lineEnd : "\n"),
-      guard_(guard) {
-  buffer_.resize(kBufferSize);
-  at_ = buffer_.data();
-  end_ = at_ + buffer_.size();
-}
+      guard_(guard) {}
 
 void RowWriter::BeginRow() {
   FlushWhenNearlyFull();
@@ -36,20 +18,13 @@ void RowWriter::BeginRow() {
 
 // Each value has a comma behind it: the last one's makes room for what ends the row.
 void RowWriter::EndRow() {
-  if (at_[-1] == ',') --at_;
+  DropLast(',');
   if (format_ == ExportFormat::kNdjson) Put('}');
   Raw(lineEnd_);
 }
 
 void RowWriter::Null() {
   if (format_ == ExportFormat::kNdjson) Raw("null");
-  EndValue();
-}
-
-void RowWriter::Number(uint64_t value) {
-  constexpr size_t kMostDigits = 20;
-  Reserve(kMostDigits);
-  at_ = std::to_chars(at_, end_, value).ptr;
   EndValue();
 }
 
@@ -68,20 +43,8 @@ void RowWriter::Octal(uint32_t value) {
 }
 
 void RowWriter::Time(uint32_t seconds) {
-  using std::chrono::days;
-  const std::chrono::year_month_day day{
-      std::chrono::sys_days{days{static_cast<int>(seconds / kSecondsPerDay)}}};
-  const uint32_t time = seconds % kSecondsPerDay;
-  const auto year = static_cast<unsigned>(static_cast<int>(day.year()));
-  char text[] = "0000-00-00T00:00:00Z";
-  PutTwoDigits(text, year / 100);
-  PutTwoDigits(text + 2, year % 100);
-  PutTwoDigits(text + 5, static_cast<unsigned>(day.month()));
-  PutTwoDigits(text + 8, static_cast<unsigned>(day.day()));
-  PutTwoDigits(text + 11, time / 3600);
-  PutTwoDigits(text + 14, time / 60 % 60);
-  PutTwoDigits(text + 17, time % 60);
-  Word({text, sizeof text - 1});
+  const TimeText text(seconds);
+  Word(text.whole());
 }
 
 void RowWriter::Text(const ExportText& text) {
@@ -123,36 +86,12 @@ void RowWriter::Guard(std::string_view text) {
   if (guard_ && !text.empty() && kBeginnings.find(text.front()) != kBeginnings.npos) Put('\'');
 }
 
-void RowWriter::FlushWhenNearlyFull() {
-  if (static_cast<size_t>(at_ - buffer_.data()) > kBufferSize - kBufferSize / 4) Flush();
-}
-
-void RowWriter::Flush() {
-  const auto size = static_cast<size_t>(at_ - buffer_.data());
-  if (!WriteFully(fd_, buffer_.data(), size)) PosixErrExit(0, L"Error writing the rows\n");
-  at_ = buffer_.data();
-}
-
-// Only a row with huge texts comes here.
-void RowWriter::Grow(size_t size) {
-  const auto used = static_cast<size_t>(at_ - buffer_.data());
-  buffer_.resize(2 * used + size);
-  at_ = buffer_.data() + used;
-  end_ = buffer_.data() + buffer_.size();
-}
-
-void RowWriter::Raw(std::string_view bytes) {
-  Reserve(bytes.size());
-  at_ += bytes.copy(at_, bytes.size());
-}
-
 void RowWriter::HexDigits(std::string_view bytes) {
   constexpr char kDigits[] = "0123456789abcdef";
-  Reserve(2 * bytes.size());
   for (const char each : bytes) {
     const auto byte = static_cast<unsigned char>(each);
-    *at_++ = kDigits[byte >> 4];
-    *at_++ = kDigits[byte & 0xF];
+    Put(kDigits[byte >> 4]);
+    Put(kDigits[byte & 0xF]);
   }
 }
 

@@ -1,0 +1,90 @@
+// dtldu: the command line, and what each of its forms runs.
+#include "base/loganderr.h"
+#include "tools/dtldu/largestfiles.h"
+#include "tools/dtldu/ncdu.h"
+#include "tools/dtldu/rows.h"
+
+namespace tabulon {
+namespace {
+
+uint64_t BytesToRead(const DuScan& scan) {
+  return AssumedRecordsEnd(scan.scan) - scan.scan.logRoot.firstRecord;
+}
+
+bool Whole(bool whole, const DuScan& scan) {
+  if (!whole) TellBreakOff(scan);
+  return whole;
+}
+
+bool Count(const DuScan& scan, const DuOptions& options, int number, DirTree& tree,
+           ScanProgress& progress) {
+  HardLinks links(scan.scan);
+  return CountScan(scan, number, options.linksOnce ? &links : nullptr, tree, progress);
+}
+
+void WriteRows(const DirTree& tree, const DirRows& rows, std::string_view root, DuTable& table) {
+  std::string path;
+  for (const DirNumber dir : rows.dirs) {
+    const DirSums& now = tree.sums(0, dir);
+    DuRow row{
+        .path = {}, .bytes = now.bytes, .own = now.own, .files = now.files, .newest = now.newest};
+    if (tree.scans() > 1) {
+      row.bytesBefore = tree.sums(1, dir).bytes;
+      row.filesBefore = tree.sums(1, dir).files;
+    }
+    tree.PathOf(dir, root, path);
+    row.path = path;
+    table.Row(row);
+  }
+  table.End(rows.left);
+}
+
+bool ShowDirectories(const DuOptions& options, const DuScan& scan, int rows) {
+  std::optional<DuScan> older;
+  if (options.older) older.emplace(*options.older, options.where);
+  if (older && older->scan.isCifs() != scan.scan.isCifs()) {
+    ErrExit(L"'%s' is a scan of another kind than '%s'\n", older->name, scan.name);
+  }
+  ScanProgress progress(BytesToRead(scan) + (older ? BytesToRead(*older) : 0), -1);
+  DirTree tree(scan.separator(), older ? 2 : 1);
+  bool whole = Whole(Count(scan, options, 0, tree, progress), scan);
+  if (older) whole = Whole(Count(*older, options, 1, tree, progress), *older) && whole;
+  progress.Stop();
+  tree.AddUp();
+  const DirNumber first = options.dir ? FindDirectory(tree, scan.root, *options.dir) : kRootDir;
+  if (first == kNoDir) ErrExit(L"The scan has no directory '%s'\n", *options.dir);
+  DuTable table(rows, options.format, older.has_value(), false);
+  WriteRows(tree, ChooseRows(tree, options, first), scan.root, table);
+  return whole;
+}
+
+bool ShowLargest(const DuOptions& options, const DuScan& scan, int rows) {
+  ScanProgress progress(BytesToRead(scan), -1);
+  DuTable table(rows, options.format, false, true);
+  const bool whole = ShowFiles(scan, options, table, progress);
+  table.End(0);
+  return Whole(whole, scan);
+}
+
+bool ShowTree(const DuOptions& options, const DuScan& scan, int rows) {
+  ScanProgress progress(2 * BytesToRead(scan), rows);
+  return Whole(WriteNcdu(scan, options, rows, progress), scan);
+}
+
+int Main(int argc, char** argv) {
+  const DuOptions options = ParseDuOptions(argc, argv);
+  const int rows = TakeStandardOutput(kDtldu);
+  const DuScan scan(options.scan, options.where);
+  const bool whole = options.format == DuFormat::kNcdu ? ShowTree(options, scan, rows)
+                     : options.files                   ? ShowLargest(options, scan, rows)
+                                                       : ShowDirectories(options, scan, rows);
+  CloseRows(rows);
+  return whole ? kExitDone : kExitIncomplete;
+}
+
+}  // namespace
+}  // namespace tabulon
+
+int main(int argc, char** argv) {
+  return tabulon::RunTool(argc, argv, tabulon::Main);
+}

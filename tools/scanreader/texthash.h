@@ -1,0 +1,37 @@
+// Hashes of texts for tables in memory. They begin with a random number, so that nobody can make up
+// a scan whose names fall on one place; they differ from run to run, and nothing that is written
+// depends on them.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+#include "base/endian.h"
+
+namespace tabulon {
+
+// A random number; the clock's when the system has none to give.
+uint64_t RandomSeed();
+
+// Mixes two words: the halves of their product, folded.
+inline uint64_t MixWords(uint64_t a, uint64_t b) {
+  __extension__ using Wide = unsigned __int128;
+  const Wide product = static_cast<Wide>(a ^ 0x9E3779B97F4A7C15) * (b ^ 0xD6E8FEB86659FD93);
+  return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
+}
+
+// The hash of a text behind what `seed` stands for.
+inline uint64_t HashText(uint64_t seed, std::string_view text) {
+  constexpr size_t kWord = sizeof(uint64_t);
+  uint64_t hash = MixWords(seed, text.size());
+  while (text.size() >= kWord) {
+    hash = MixWords(hash, LoadU64(text.data()));
+    text.remove_prefix(kWord);
+  }
+  uint64_t rest = 0;
+  std::memcpy(&rest, text.data(), text.size());
+  return MixWords(hash, rest ^ seed);
+}
+
+}  // namespace tabulon

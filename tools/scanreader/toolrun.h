@@ -1,0 +1,61 @@
+// What runs the companions that read scans: their process, their rows, their progress.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "detail/scan.h"
+#include "tools/common/commandline.h"
+#include "tools/common/progress.h"
+
+namespace tabulon {
+
+// Prepares the process (locale, signals, memory that is exhausted) and runs `run`, whose result is
+// the exit status, as is that of a fatal exit on the way.
+int RunTool(int argc, char** argv, int (*run)(int argc, char** argv));
+
+// Tells the wrong usage and ends the run with its status.
+[[noreturn]] void EndWithUsage(const Companion& companion, std::string_view problem,
+                               std::string_view what = "");
+// Shows the text and ends the run.
+[[noreturn]] void EndWithHelp(const Companion& companion);
+[[noreturn]] void EndWithVersion(const Companion& companion);
+
+// The name of a scan from the command line. Scans are mapped, so that standard input is none: "-"
+// ends the run.
+std::string ScanArgument(const Companion& companion, const char* argument);
+
+// The number that is an option's argument; anything but decimal digits ends the run.
+uint64_t NumberArgument(const Companion& companion, const char* option, std::string_view text);
+
+// A descriptor of their own for the rows. What the program's modules say on standard output goes to
+// standard error from here on: it must not stand among the rows.
+int TakeStandardOutput(const Companion& companion);
+// Closes it. A failure ends the run like one of writing.
+void CloseRows(int rows);
+
+// File offset behind the records as far as it can be told without reading them: that of the section
+// behind them, or the end of the file. No more than an assumption.
+uint64_t AssumedRecordsEnd(const Scan& scan);
+
+// Tells on a terminal how far the reading of scans is, with an estimate of the time that is left.
+// Nothing is told while rows go to a terminal, too.
+class ScanProgress {
+ public:
+  // `total`: bytes that will be read. `rows`: where rows are written meanwhile; -1: nowhere.
+  ScanProgress(uint64_t total, int rows);
+
+  // So many more bytes have been read. Cheap enough for every batch.
+  void Add(uint64_t bytes) {
+    done_.store(done_.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+  }
+  void Stop() { line_.Stop(); }
+
+ private:
+  std::atomic<uint64_t> done_{0};
+  ProgressLine line_;
+};
+
+}  // namespace tabulon
