@@ -1,7 +1,5 @@
 // dtlexport as its users meet it: rows that other programs read back, shards that make up the
 // whole, the same choice of files as tabulon's, and every way to fail.
-#include <gmock/gmock.h>
-
 #include <filesystem>
 #include <map>
 #include <sstream>
@@ -9,8 +7,7 @@
 #include <tuple>
 #include <vector>
 
-#include "support.h"
-#include "tests/support/dtlbuild.h"
+#include "companion.h"
 
 namespace tabulon {
 namespace {
@@ -26,13 +23,6 @@ std::string DtlexportPath() {
 RunResult RunExport(std::vector<std::string> args, const RunOptions& options = {}) {
   args.insert(args.begin(), DtlexportPath());
   return RunProgram(args, options);
-}
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
 }
 
 // Runs SQL on an empty database and returns the lines that come out.
