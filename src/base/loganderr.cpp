@@ -10,6 +10,7 @@
 
 #include "base/fileio.h"
 #include "base/tempfile.h"
+#include "base/usedfiles.h"
 
 namespace tabulon {
 namespace {
@@ -103,6 +104,13 @@ void TellWriteError(const TextStream& stream) {
   if (stream.error() != 0) ReportWriteError(stream.name(), stream.error());
 }
 
+// One buffer for both logs keeps their lines whole and in order.
+void ShareOneFile(Logs& logs) {
+  logs.listStream.Close();
+  logs.logFile = &logs.errorStream;
+  fcntl(logs.errorStream.fd(), F_SETFL, O_APPEND);
+}
+
 void SetLock(std::optional<std::mutex>& lock, int useLock) {
   lock.reset();
   if (useLock == 1) lock.emplace();
@@ -155,6 +163,7 @@ void OpenLogErrFiles(int useLock, const char* logName, const char* errName) {
   if (errName != nullptr) logs.errFile = OpenLog(logs.errorStream, errName, O_TRUNC, L"error");
   logs.logFile = &logs.console;
   if (logName != nullptr) logs.logFile = OpenLog(logs.listStream, logName, O_TRUNC, L"log");
+  if (IsSameFile(logs.listStream.fd(), logs.errorStream.fd())) ShareOneFile(logs);
   logs.errLogCombined = logs.errFile == &logs.errorConsole && logs.logFile == &logs.console;
 }
 
@@ -169,8 +178,10 @@ bool CloseLogErrFiles() {
   Logs& logs = CurrentLogs();
   TextStream& list = *logs.logFile;
   FlushOutput(logs);
-  if (&list != &logs.console) list.Close();
-  TellWriteError(list);
+  if (&list != logs.errFile) {
+    if (&list != &logs.console) list.Close();
+    TellWriteError(list);
+  }
   if (&list != &logs.console) TellWriteError(logs.console);
   if (logs.errFile != &logs.errorConsole) {
     // Each of the two tells of the other.

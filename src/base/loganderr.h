@@ -66,8 +66,8 @@ std::string MakeFilename(std::string_view pattern);
 // The C library's text for a system error number, each byte one unit, sign-extended.
 std::wstring PosixErrMsg(int errnum);
 
-// Opens list and error log; null stands for standard output and standard error.
-// Failure ends the run.
+// Opens list and error log; null stands for standard output and standard error. Both may be one
+// file. Failure ends the run.
 void OpenLogErrFiles(int useLock, const char* logName, const char* errName);
 // Opens the debug log for appending; null stands for standard output. Failure ends the run.
 void OpenDebugLogFile(int useLock, const char* name);

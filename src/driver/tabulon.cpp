@@ -11,6 +11,7 @@
 #include "base/loganderr.h"
 #include "base/standardfds.h"
 #include "base/tempfile.h"
+#include "base/usedfiles.h"
 #include "base/utf.h"
 #include "base/utils.h"
 #include "config/configfile.h"
@@ -35,6 +36,7 @@ namespace tabulon {
 namespace {
 
 constexpr const char* kDefaultDtl = "trawlx.dtl";
+constexpr const char* kDebugLog = "TabulonDebug.log";
 constexpr size_t kTimeTextSize = 48;
 
 // The detail file as the run knows it.
@@ -65,13 +67,36 @@ void ApplySwitches(const CmdOptions& cmdOpts) {
   progressFlag = cmdOpts[kOptProgress].Given();
 }
 
-// The logs are open: list log, error log and, when asked for, the debug log.
-void OpenLogs(const CmdOptions& cmdOpts) {
-  OpenLogErrFiles(0, cmdOpts[kOptList].value, cmdOpts[kOptErr].value);
+std::string DtlNameOf(const CmdOptions& cmdOpts) {
+  return cmdOpts[kOptDtl].Given() ? cmdOpts[kOptDtl].value : kDefaultDtl;
+}
+
+// The files that the command line names. The configuration names more.
+UsedFiles FilesOf(const CmdOptions& cmdOpts, bool debugLog) {
+  UsedFiles files = {{FileUse::kRead, L"scan", DtlNameOf(cmdOpts)}};
+  const auto add = [&](FileUse use, std::wstring_view role, const char* name) {
+    if (name != nullptr) files.push_back({use, role, MakeFilename(name)});
+  };
+  if (cmdOpts[kOptCfg].Given()) {
+    files.push_back({FileUse::kRead, L"configuration", cmdOpts[kOptCfg].value});
+  }
+  add(FileUse::kLogged, L"list log", cmdOpts[kOptList].value);
+  add(FileUse::kLogged, L"error log", cmdOpts[kOptErr].value);
+  if (debugLog) add(FileUse::kWritten, L"debug log", kDebugLog);
+  return files;
+}
+
+// The logs are open: list log, error log and, when asked for, the debug log. Returns the files of
+// the run so far.
+UsedFiles OpenLogs(const CmdOptions& cmdOpts) {
   int32_t& debugLevel = CurrentLogs().debugLevel;
   if (cmdOpts[kOptDebug].Given()) debugLevel = static_cast<int32_t>(cmdOpts[kOptDebug].number);
-  if (debugLevel > 0) OpenDebugLogFile(1, "TabulonDebug.log");
+  UsedFiles files = FilesOf(cmdOpts, debugLevel > 0);
+  RefuseSameFiles(files);
+  OpenLogErrFiles(0, cmdOpts[kOptList].value, cmdOpts[kOptErr].value);
+  if (debugLevel > 0) OpenDebugLogFile(1, kDebugLog);
   DebugLogEntry(1, L"\n\n#\n#Velmora Filesystem Report Utility\n#\n");
+  return files;
 }
 
 void TellScanTime() {
@@ -93,7 +118,7 @@ void ApplyReportOptions(const CmdOptions& cmdOpts) {
 // The detail file is open, checked, and its tables are loaded.
 DetailInput OpenDetail(const CmdOptions& cmdOpts) {
   DetailInput input;
-  input.name = cmdOpts[kOptDtl].Given() ? cmdOpts[kOptDtl].value : kDefaultDtl;
+  input.name = DtlNameOf(cmdOpts);
   UniqueFd file = OpenDtlFile(input.name.c_str(), "rb", &input.wasCompressed);
   input.scan =
       LoadScan(std::move(file), input.name.c_str(), {.adsFull = adsFull, .qvaTagged = qvaFlag});

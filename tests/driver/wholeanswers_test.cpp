@@ -98,6 +98,48 @@ TEST_F(WholeAnswers, FullErrorLogsFailTheRun) {
   EXPECT_THAT(run.err, HasSubstr("Error writing '/dev/full'\n  (p28) "));
 }
 
+// A log that would be written over a file of the run is refused before anything is opened.
+TEST_F(WholeAnswers, LogsSpareTheFilesOfTheRun) {
+  std::filesystem::create_directory(dir_ / "d");
+  std::filesystem::create_hard_link(dir_ / "x.dtl", dir_ / "hard");
+  std::filesystem::create_symlink("c", dir_ / "soft");
+  std::filesystem::create_symlink("TabulonDebug.log", dir_ / "led");
+  const auto entries = dir_.Entries();
+  const std::string scan = ReadFile(dir_ / "x.dtl"), config = ReadFile(dir_ / "c");
+  // clang-format off
+  const std::pair<const char*, const char*> rows[] = {
+      {"-l x.dtl", "scan 'x.dtl' and list log 'x.dtl'"},
+      {"-e d/../hard", "scan 'x.dtl' and error log 'd/../hard'"},
+      {"-cfg c -l soft", "configuration 'c' and list log 'soft'"},
+      {"-q 'size ge 0' -cfg c -e ./c", "configuration 'c' and error log './c'"},
+      {"-debug 1 -l led", "list log 'led' and debug log 'TabulonDebug.log'"},
+      {"-debug 1 -e d/../TabulonDebug.log",
+       "error log 'd/../TabulonDebug.log' and debug log 'TabulonDebug.log'"},
+  };
+  // clang-format on
+  for (const auto& [arguments, files] : rows) {
+    const RunResult run = Run(arguments);
+    EXPECT_EQ(run.status, 1) << arguments;
+    EXPECT_EQ(run.err, std::string(files) + " are one file\n");
+    EXPECT_EQ(ReadFile(dir_ / "x.dtl"), scan);
+    EXPECT_EQ(ReadFile(dir_ / "c"), config);
+    EXPECT_EQ(dir_.Entries(), entries);
+  }
+  EXPECT_EQ(Run("-l /dev/null -e /dev/null").status, 0);
+}
+
+// Errors go to both logs, so that they are there twice.
+TEST_F(WholeAnswers, BothLogsMayBeOneFile) {
+  std::filesystem::create_symlink("log", dir_ / "same");
+  WriteFile(dir_ / "log", "of yesterday\n");
+  std::filesystem::resize_file(dir_ / "x.dtl", std::filesystem::file_size(dir_ / "x.dtl") - 48);
+  EXPECT_EQ(Run("-l log -e same -qf 'name ne c'").status, 0);
+  const std::string listed = "/srv/a\n/srv/b\n";
+  EXPECT_EQ(ReadFile(dir_ / "log"), listed + "'x.dtl' breaks off after 4 records\n");
+  EXPECT_EQ(Run("-l log -e same -qf 'size gt ?'").status, 1);
+  EXPECT_THAT(ReadFile(dir_ / "log"), StartsWith("Syntax error: size gt ?\n"));
+}
+
 TEST_F(WholeAnswers, EndlessConfigurationsEnd) {
   const RunResult run = Run("-cfg /dev/zero");
   EXPECT_EQ(run.status, 1);
