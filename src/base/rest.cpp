@@ -174,9 +174,9 @@ std::unique_ptr<char[], FreeDeleter> SaveAStr(std::string_view text) {
 }
 
 std::unique_ptr<StringObject> NewStringObject(const wchar_t* initial, uint32_t incrementChars) {
-  constexpr int64_t kLargest = std::numeric_limits<int32_t>::max();
-  const int64_t increment =
-      incrementChars == 0 ? kDefaultIncrement : int64_t{incrementChars} * sizeof(wchar_t);
+  constexpr uint64_t kLargest = std::numeric_limits<int32_t>::max();
+  const uint64_t increment =
+      incrementChars == 0 ? kDefaultIncrement : uint64_t{incrementChars} * sizeof(wchar_t);
   auto object = std::make_unique<StringObject>();
   object->increment = static_cast<int32_t>(std::min(increment, kLargest));
   if (initial != nullptr) StringObjectCat(*object, initial);

@@ -17,8 +17,8 @@ namespace tabulon {
 
 // `Order` gives the order: `static bool Less(const T&, const T&)`, and
 // `static uint32_t Bucket(const T&)`, a number below kSortBuckets that never falls from one entry
-// to the next in that order (a constant will do). Entries are spread over the buckets first, and
-// each bucket is then sorted where it fits the processor's caches.
+// to the next in that order (a constant will do). Many entries are spread over the buckets first,
+// and each bucket is then sorted where it fits the processor's caches.
 inline constexpr uint32_t kSortBuckets = 4096;
 
 template <class T, class Order>
@@ -93,6 +93,10 @@ class SortedSpool {
   }
 
   void Sort() {
+    if (entries_.size() < kSortBuckets) {
+      std::sort(entries_.begin(), entries_.end(), Order::Less);
+      return;
+    }
     std::vector<size_t> ends(kSortBuckets + 1, 0);
     for (const T& entry : entries_) ++ends[Order::Bucket(entry) + 1];
     for (uint32_t b = 0; b < kSortBuckets; ++b) ends[b + 1] += ends[b];

@@ -161,7 +161,7 @@ void TempFile::Forget::operator()(Live* file) const {
 // want of it must not leave the file.
 template <class Make>
 void TempFile::Note(Make make) {
-  auto file = std::make_unique<Live>(path_);
+  std::unique_ptr<Live> file(new Live{path_});
   const ListLock lock;
   if (!make()) return;
   file->next = liveFiles.first;

@@ -154,7 +154,8 @@ FileTimeFormatter::FileTimeFormatter(const std::optional<std::wstring>& format)
   tzset();
   pieces_.push_back({});
   if (!rawSeconds_ && Split(format_) && pieces_.size() <= kMostClocks) {
-    days_.resize(kDays);
+    days_ = HugeArray<Day>(kDays);  // half a megabyte, of which a short report touches little
+    days_.Resize(kDays);
   }
 }
 
@@ -211,13 +212,14 @@ std::wstring_view FileTimeFormatter::Format(uint64_t seconds) {
   if (rawSeconds_) return TextBuilder(plain_).AddNumber(seconds).Finish();
   std::tm local;
   if (!ToLocalTime(seconds, local)) return InvalidTime(plain_);
-  if (days_.empty()) return TimeToText(local, format_.c_str(), plain_);
+  if (days_.size() == 0) return TimeToText(local, format_.c_str(), plain_);
 
-  const int64_t key = int64_t{local.tm_year} * 366 + local.tm_yday;
-  Day& day = days_[static_cast<uint64_t>(key) % kDays];
+  const int64_t number = int64_t{local.tm_year} * 366 + local.tm_yday;
+  const int64_t key = 2 * number + 1;
+  Day& day = days_[static_cast<uint64_t>(number) % kDays];
   if (day.key != key) {
-    day.key = Fill(day, local) ? key : kNoDay;
-    if (day.key == kNoDay) return TimeToText(local, format_.c_str(), plain_);
+    day.key = Fill(day, local) ? key : 0;
+    if (day.key == 0) return TimeToText(local, format_.c_str(), plain_);
   }
   for (size_t i = 0; i + 1 < pieces_.size(); ++i) {
     const int value = local.*pieces_[i].clock;

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/hugearray.h"
 #include "detail/attributes.h"
 
 namespace tabulon {
@@ -72,13 +73,12 @@ class FileTimeFormatter {
     int std::tm::*clock;
   };
   static constexpr size_t kMostClocks = 8;
-  static constexpr int64_t kNoDay = INT64_MIN;
   static constexpr size_t kDays = 2048;  // more than five years, without a collision
   struct Day {
-    int64_t key = kNoDay;  // year and day of the year
-    size_t length = 0;
-    std::array<uint8_t, kMostClocks> clockAt{};  // where the clock fields stand in the text
-    TimeText text{};
+    int64_t key;  // of its year and day of the year; 0: none
+    size_t length;
+    std::array<uint8_t, kMostClocks> clockAt;  // where the clock fields stand in the text
+    TimeText text;
   };
 
   bool Split(std::wstring_view format);
@@ -87,7 +87,7 @@ class FileTimeFormatter {
   std::wstring format_;
   bool rawSeconds_;
   std::vector<Piece> pieces_;
-  std::vector<Day> days_;  // the day with key k stands at k % kDays; empty: the plain way
+  HugeArray<Day> days_;  // day number n has its place at n % kDays; empty: the plain way
   TimeText plain_{};
 };
 
