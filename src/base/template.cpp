@@ -286,8 +286,4 @@ bool TemplateMatch(std::wstring_view text, std::wstring_view coded, bool backsla
   return CompiledTemplate(coded, backslash).Match(text);
 }
 
-bool TemplateMatch(std::string_view ascii, std::wstring_view coded, bool backslash) {
-  return CompiledTemplate(coded, backslash).Match(ascii);
-}
-
 }  // namespace tabulon

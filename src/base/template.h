@@ -127,6 +127,5 @@ inline bool CompiledTemplate::Needle::IsMissing(std::string_view ascii) const {
 
 // One test of a template that is not worth compiling ahead.
 bool TemplateMatch(std::wstring_view text, std::wstring_view coded, bool backslash);
-bool TemplateMatch(std::string_view ascii, std::wstring_view coded, bool backslash);
 
 }  // namespace tabulon

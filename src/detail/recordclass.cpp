@@ -133,10 +133,6 @@ RecordSelector SelectorOf(uint32_t type, const Scan& scan) {
   return {false, type == kReportSubdirCount, selection->test, selection->mask};
 }
 
-bool RecordSelected(uint32_t type, const Scan& scan, const ScanRecord& record) {
-  return SelectorOf(type, scan).Selects(record);
-}
-
 bool CheckPathLength(std::wstring_view directory, std::wstring_view name) {
   return LongerThanLimit(Measure(directory), Measure(name));
 }

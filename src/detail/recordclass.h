@@ -31,9 +31,6 @@ struct RecordSelector {
 };
 RecordSelector SelectorOf(uint32_t type, const Scan& scan);
 
-// Whether a report of type `type` selects the record (its filter aside).
-bool RecordSelected(uint32_t type, const Scan& scan, const ScanRecord& record);
-
 // Whether directory path and name together are longer than maxPath. One separator is counted
 // between them unless the path ends in a backslash (on NFS scans too).
 bool CheckPathLength(std::wstring_view directory, std::wstring_view name);

@@ -132,14 +132,6 @@ std::wstring_view EditValue(uint64_t value, ValueText& buffer) {
   return text.Add(unit != nullptr ? L")" : L" bytes").Finish();
 }
 
-std::wstring_view BitLetters(std::span<const BitLetter> table, uint32_t bits,
-                             std::span<wchar_t> buffer) {
-  size_t used = 0;
-  for (const BitLetter& row : table) buffer[used++] = (bits & row.bit) != 0 ? row.letter : L'-';
-  buffer[used] = 0;
-  return {buffer.data(), used};
-}
-
 std::wstring_view FormatFileTime(uint64_t seconds, const wchar_t* format,
                                  std::span<wchar_t> buffer) {
   if (format == nullptr) format = kDefaultTimeFormat;

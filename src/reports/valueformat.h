@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "base/hugearray.h"
-#include "detail/attributes.h"
 
 namespace tabulon {
 
@@ -35,17 +34,6 @@ std::wstring_view ValueStr(uint64_t value, ValueText& buffer, wchar_t separator)
 // ten (mb from 10^6, gb from 10^9, tb from 10^12), while the figure in front counts thousandths of
 // binary units.
 std::wstring_view EditValue(uint64_t value, ValueText& buffer);
-
-// One letter for each table row whose bit is set, '-' for the others. REQUIRES: the buffer has room
-// for the whole table and a terminator.
-std::wstring_view BitLetters(std::span<const BitLetter> table, uint32_t bits,
-                             std::span<wchar_t> buffer);
-inline std::wstring_view AttributeLetters(uint32_t attributes, ValueText& buffer) {
-  return BitLetters(attrTbl, attributes, buffer);
-}
-inline std::wstring_view ModeLetters(uint32_t mode, ValueText& buffer) {
-  return BitLetters(modeTbl, mode, buffer);
-}
 
 // A time (seconds since 1970) in the local zone, by the wcsftime(3) format `format`. Null means
 // "%x %X"; "%n" alone prints the number of seconds. Text that does not fit the buffer ends where

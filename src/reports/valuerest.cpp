@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <string>
 
 #include "base/format.h"
 #include "config/settings.h"
+#include "detail/attributes.h"
 
 namespace tabulon {
 namespace {
@@ -30,6 +32,14 @@ constexpr std::array<BitLetter, 6> kStandardPerms = {
     {{0x80000, L'o'}, {0x40000, L'p'}, {0x10000, L'd'}, {0x1, L'r'}, {0x2, L'w'}, {0x20, L'x'}}};
 constexpr int kSimpleForm = 1;
 constexpr int kStandardForm = 2;
+
+// One letter for each table row whose bit is set, '-' for the others.
+std::wstring_view BitLetters(std::span<const BitLetter> table, uint32_t bits, ValueText& buffer) {
+  size_t used = 0;
+  for (const BitLetter& row : table) buffer[used++] = (bits & row.bit) != 0 ? row.letter : L'-';
+  buffer[used] = 0;
+  return {buffer.data(), used};
+}
 
 std::wstring_view CopyTo(ValueText& buffer, const std::wstring& text) {
   const size_t length = text.copy(buffer.data(), buffer.size() - 1);

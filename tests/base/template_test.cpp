@@ -85,7 +85,6 @@ TEST(Template, FollowsItsRules) {
     EXPECT_EQ(Matches(row.text, coded, false), row.slash);
     EXPECT_EQ(Matches(row.text, coded, true), row.backslash);
     EXPECT_EQ(TemplateMatch(std::wstring_view(row.text), coded, true), row.backslash);
-    EXPECT_EQ(TemplateMatch(Narrow(row.text), coded, false), row.slash);
   }
   EXPECT_TRUE(CompiledTemplate(std::wstring_view(L"a\0b", 3), false).Match("A"));
 }

@@ -41,7 +41,7 @@ TEST_F(RecordClassTest, PathLengths) {
       maxPathUnits = units;
       for (const uint32_t limit : {length, length - 1}) {
         maxPath = limit;
-        EXPECT_EQ(RecordSelected(kReportLongPaths, scan, *record), limit < length)
+        EXPECT_EQ(SelectorOf(kReportLongPaths, scan).Selects(*record), limit < length)
             << row.directory << " " << row.name << " " << units;
       }
     }

@@ -56,10 +56,6 @@ TEST(EditValue, PrintsBothForms) {
 
 TEST(Letters, StandInTableOrder) {
   ValueText buffer;
-  EXPECT_EQ(AttributeLetters(0x21, buffer), L"--RA----");
-  EXPECT_EQ(AttributeLetters(0xFFFFFFFF, buffer), L"SHRAOCED");
-  EXPECT_EQ(ModeLetters(04755, buffer), L"u--rwxr-xr-x");
-  EXPECT_EQ(ModeLetters(03006, buffer), L"-gs------rw-");
   aclPerms = 2;
   EXPECT_EQ(FormatPerms(0xD0023, buffer), L"opdrwx");
   ResetSettings();
