@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "companion.h"
+#include "tests/terminal.h"
 
 namespace tabulon {
 namespace {
@@ -317,6 +318,30 @@ TEST_F(Dtlexport, ScanThatBreaksOffIsToldAndWhatItHoldsWritten) {
   }
 }
 
+// Only there: files and pipes get the names as they are.
+TEST_F(Dtlexport, ATerminalSeesNoControlOrDirectionCharacters) {
+  REQUIRE_TERMINAL(Terminal());
+  WriteDtl(scan_, {.records = {DirectoryRecord("/"),
+                               FileRecord("\x1B[2J\n\u009B\u202Etxt\u2066z\u00E9")}});
+  const std::pair<std::string, std::string> rows[] = {
+      {"csv --fields name --no-header", "\"?[2J???txt?z\u00E9\"\r\n"},
+      {"ndjson --fields name", "{\"name\":\"\\u001b[2J\\n??txt?z\u00E9\"}\r\n"},
+      {"paths0", std::string("/?[2J???txt?z\u00E9\0", 16)}};
+  for (const auto& [format, shown] : rows) {
+    Terminal terminal;
+    const std::string line = "exec " + DtlexportPath() + " --format " + format + " " + scan_;
+    const pid_t child = fork();
+    if (child == 0) {
+      dup2(terminal.line(), STDOUT_FILENO);
+      execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
+      _exit(127);
+    }
+    terminal.TakeLine();
+    EXPECT_EQ(terminal.Shown(), shown) << format;
+    waitpid(child, nullptr, 0);
+  }
+}
+
 TEST_F(Dtlexport, CompressedScanIsReadAndNotTouched) {
   Synth("nfs", "2000");
   const std::string rows = Export({"--format", "csv"});
@@ -341,7 +366,7 @@ TEST_F(Dtlexport, RowsThatCannotBeWrittenEndTheRun) {
   EXPECT_EQ(full.err, "Error writing the rows\n  (p28) No space left on device\n");
   for (const auto& [limit, target, reason] :
        {std::tuple("ulimit -f 100; ", "> rows", "Error writing the rows\n  (p27) File too large\n"),
-        std::tuple("", ">&-", "output: Bad file descriptor\n")}) {
+        std::tuple("", ">&-", "Error writing the rows\n  (p9) Bad file descriptor\n")}) {
     const std::string command = limit + ("exec " + DtlexportPath()) + " --format csv scan.dtl ";
     const RunResult run = RunProgram({"/bin/sh", "-c", command + target}, {.cwd = dir_.path()});
     EXPECT_EQ(run.status, 1);

@@ -1,6 +1,7 @@
 // mkdtl: the command line.
 #include <string_view>
 
+#include "base/standardfds.h"
 #include "tools/common/commandline.h"
 #include "tools/mkdtl/commands.h"
 #include "tools/mkdtl/options.h"
@@ -47,5 +48,6 @@ int Main(int argc, char** argv) {
 }  // namespace tabulon
 
 int main(int argc, char** argv) {
-  return tabulon::Main(argc, argv);
+  // Without them, what is told would be written into the scan.
+  return tabulon::HoldStandardDescriptors() ? tabulon::Main(argc, argv) : tabulon::kExitFailed;
 }

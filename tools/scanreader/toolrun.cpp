@@ -11,6 +11,7 @@
 #include "base/localebytes.h"
 #include "base/loganderr.h"
 #include "base/memory.h"
+#include "base/standardfds.h"
 #include "base/tempfile.h"
 #include "tools/common/figures.h"
 
@@ -23,8 +24,7 @@ int RunPrepared(int argc, char** argv, int (*run)(int argc, char** argv)) {
   std::signal(SIGXFSZ, SIG_IGN);  // a file that reaches the size limit is told like a full disk
   RemoveTempFilesOnSignals();
   const int status = run(argc, argv);
-  CloseLogErrFiles();
-  return status;
+  return CloseLogErrFiles() || status != kExitDone ? status : kExitFailed;
 }
 
 ProgressLine::Text TextOf(const std::atomic<uint64_t>& done, uint64_t total, int rows) {
@@ -41,8 +41,10 @@ ProgressLine::Text TextOf(const std::atomic<uint64_t>& done, uint64_t total, int
 }  // namespace
 
 int RunTool(int argc, char** argv, int (*run)(int argc, char** argv)) {
+  const bool held = HoldStandardDescriptors();
   Logs logs;
   try {
+    if (!held) PosixErrExit(0, L"The closed standard streams cannot be replaced\n");
     return RunPrepared(argc, argv, run);
   } catch (const EndOfRun& end) {
     return end.status;

@@ -1,7 +1,10 @@
 #include "tools/scanreader/writer.h"
 
+#include <unistd.h>
+
 #include <array>
 
+#include "tools/common/terminaltext.h"
 #include "tools/scanreader/timetext.h"
 
 namespace tabulon {
@@ -9,7 +12,8 @@ RowWriter::RowWriter(int fd, ExportFormat format, std::string_view lineEnd, bool
     : OutputBuffer(fd),
       format_(format),
       lineEnd_(format == ExportFormat::kCsv ? lineEnd : "\n"),
-      guard_(guard) {}
+      guard_(guard),
+      terminal_(isatty(fd) == 1) {}
 
 void RowWriter::BeginRow() {
   FlushWhenNearlyFull();
@@ -50,7 +54,7 @@ void RowWriter::Time(uint32_t seconds) {
 void RowWriter::Text(const ExportText& text) {
   Quote(text.quoted);
   Guard(text.escaped);
-  Raw(text.escaped);
+  Shown(text.escaped);
   Quote(text.quoted);
   EndValue();
 }
@@ -59,16 +63,16 @@ void RowWriter::Text(const ExportText& first, const ExportText& second) {
   const bool quoted = first.quoted || second.quoted;
   Quote(quoted);
   Guard(first.escaped.empty() ? second.escaped : first.escaped);
-  Raw(first.escaped);
-  Raw(second.escaped);
+  Shown(first.escaped);
+  Shown(second.escaped);
   Quote(quoted);
   EndValue();
 }
 
 void RowWriter::Path(std::string_view first, std::string_view second) {
   FlushWhenNearlyFull();
-  Raw(first);
-  Raw(second);
+  Shown(first);
+  Shown(second);
   Put('\0');
 }
 
@@ -84,6 +88,15 @@ void RowWriter::Hex(std::string_view first, std::string_view second) {
 void RowWriter::Guard(std::string_view text) {
   constexpr std::string_view kBeginnings = "=+-@\t\r";
   if (guard_ && !text.empty() && kBeginnings.find(text.front()) != kBeginnings.npos) Put('\'');
+}
+
+// Text from the scan.
+void RowWriter::Shown(std::string_view text) {
+  if (terminal_) {
+    Raw(Harmless(text));
+  } else {
+    Raw(text);
+  }
 }
 
 void RowWriter::HexDigits(std::string_view bytes) {

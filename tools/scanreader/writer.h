@@ -17,8 +17,9 @@ namespace tabulon {
 
 class RowWriter : private OutputBuffer {
  public:
-  // `lineEnd` ends CSV rows; the lines of NDJSON end in LF. `guard`: CSV texts that a spreadsheet
-  // would take for formulas get an apostrophe in front.
+  // On a terminal, texts and paths show '?' for what would do something to it. `lineEnd` ends CSV
+  // rows; the lines of NDJSON end in LF. `guard`: CSV texts that a spreadsheet would take for
+  // formulas get an apostrophe in front.
   RowWriter(int fd, ExportFormat format, std::string_view lineEnd = "\n", bool guard = false);
   ExportFormat format() const { return format_; }
 
@@ -51,6 +52,7 @@ class RowWriter : private OutputBuffer {
   using OutputBuffer::Flush;
 
  private:
+  void Shown(std::string_view text);
   void HexDigits(std::string_view bytes);
   // A quotation mark when `quoted` in CSV, always in JSON.
   void Quote(bool quoted) {
@@ -62,6 +64,7 @@ class RowWriter : private OutputBuffer {
   ExportFormat format_;
   std::string lineEnd_;
   bool guard_;
+  bool terminal_;
 };
 
 }  // namespace tabulon
