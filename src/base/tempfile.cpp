@@ -36,8 +36,8 @@ constexpr std::string_view kNameLetters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 
 // The signals by which users, schedulers, limits and readers that go away end a run.
-constexpr std::array kEndingSignals = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE, SIGALRM,
-                                       SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU};
+constexpr std::array<int, 9> kEndingSignals = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE, SIGALRM,
+                                               SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU};
 
 // The one pointer to the run's place: trees, spools and tables deep down make temporary files.
 constinit const TempPlace* currentPlace = nullptr;
@@ -215,6 +215,17 @@ TempFile TempFile::CreateExclusive(std::string path, mode_t mode) {
   TempFile file;
   file.path_ = std::move(path);
   file.Note([&] { return file.Open(O_EXCL, mode); });
+  return file;
+}
+
+TempFile TempFile::CreateBeside(const std::string& path) {
+  TempFile file;
+  for (int i = 0; i < kNameTries && !file.valid(); ++i) {
+    std::string name = path + ".";
+    if (!AppendRandom(name)) return file;
+    file = CreateExclusive(std::move(name), 0600);
+    if (!file.valid() && errno != EEXIST) return file;
+  }
   return file;
 }
 

@@ -57,6 +57,8 @@ class TempFile {
   static TempFile Create(const char* name, mode_t mode = 0600);
   // Makes a new file of this very name, exclusively too; fails with EEXIST when there is one.
   static TempFile CreateExclusive(std::string path, mode_t mode = 0600);
+  // Makes a new file beside the one named `path`: its name, a dot and six random characters.
+  static TempFile CreateBeside(const std::string& path);
   // Makes, or empties, the file of this very name; not removed at the end (as if kept).
   static TempFile CreateNamed(std::string path, mode_t mode = 0666);
 

@@ -1,11 +1,14 @@
 // mkdtl: the command line.
+#include <csignal>
+#include <string>
 #include <string_view>
 
+#include "base/memory.h"
 #include "base/standardfds.h"
+#include "base/tempfile.h"
 #include "tools/common/commandline.h"
 #include "tools/mkdtl/commands.h"
 #include "tools/mkdtl/options.h"
-#include "tools/scanwriter/outputfile.h"
 
 namespace tabulon {
 namespace {
@@ -33,12 +36,14 @@ int Main(int argc, char** argv) {
   const std::string_view name = argv[1];
   if (name == "--help" || name == "-h" || name == "help") return ShowHelp(kMkdtl);
   if (name == "--version") return ShowVersion(kMkdtl);
-  RemoveOutputWhenEnded(kMkdtl.name);
+  EndRunWhenMemoryIsExhausted();
+  RemoveTempFilesOnSignals();
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that grows too large fails its write instead
   for (const Command& command : kCommands) {
     if (name != command.name) continue;
     // The arguments begin after the command's name, which getopt would take for the program's.
-    static char program[] = "mkdtl";
-    argv[1] = program;
+    std::string program(kMkdtl.name);
+    argv[1] = program.data();
     return command.run(argc - 1, argv + 1);
   }
   return UsageError(kMkdtl, "unknown command: ", name);

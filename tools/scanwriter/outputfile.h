@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/uniquefd.h"
+#include "base/tempfile.h"
 #include "tools/scanwriter/dtlwriter.h"
 
 namespace tabulon {
@@ -25,11 +25,6 @@ struct NamedFile {
 
 class OutputFile : public DtlSink {
  public:
-  OutputFile() = default;
-  ~OutputFile() override { Discard(); }
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-
   // Makes the temporary file for a result named `path`. False with errno set; EEXIST when
   // something other than a regular file has that name (a device must not be replaced).
   // REQUIRES: called once.
@@ -44,25 +39,18 @@ class OutputFile : public DtlSink {
   // temporary file is gone then.
   bool Commit();
   // Removes the temporary file, if there is one.
-  void Discard();
+  void Discard() { file_.Remove(); }
 
   // The file behind it, open for reading and writing until Commit or Discard.
-  int fd() const { return fd_.get(); }
+  int fd() const { return file_.fd(); }
   // Appends the files that are here for the result only: the temporary one, and the one that will
   // be replaced.
   void AppendOwnFiles(std::vector<NamedFile>& files) const;
 
  private:
-  UniqueFd fd_;
+  TempFile file_;  // beside the target
   std::string target_;
-  std::string temporary_;
   std::optional<struct stat> replaced_;
 };
-
-// Makes the signals that end a program remove the temporary files first, except those that are
-// ignored when it starts; lets a write beyond the file size limit fail like any other; and ends the
-// program with a message of `program` when memory is exhausted, temporary files removed. Called
-// once, before any thread is started.
-void RemoveOutputWhenEnded(const char* program);
 
 }  // namespace tabulon

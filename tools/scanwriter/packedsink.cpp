@@ -5,10 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <optional>
 #include <utility>
 
-#include "base/loganderr.h"
 #include "detail/deflater.h"
 #include "detail/filecompress.h"
 #include "tools/scanwriter/littlebytes.h"
@@ -106,18 +104,13 @@ void PackedSink::Run(int level) {
 
 // Returns 0, or errno of what failed.
 int PackedSink::Compress(int level) {
-  std::optional<Deflater> deflater;
-  try {
-    deflater.emplace(level);
-  } catch (const EndOfRun&) {  // no memory
-    return ENOMEM;
-  }
+  Deflater deflater(level);
   const auto append = [this](std::string_view packed) { return packed_.Append(packed); };
   std::string bytes;
   for (bool last = false; !last && Take(bytes, last);) {
-    if (!deflater->Put(bytes, last, append)) return deflater->status() < 0 ? EIO : errno;
+    if (!deflater.Put(bytes, last, append)) return deflater.status() < 0 ? EIO : errno;
   }
-  restCheck_ = deflater->checksum();
+  restCheck_ = deflater.checksum();
   return 0;
 }
 
