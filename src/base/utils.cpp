@@ -21,6 +21,8 @@ constexpr mode_t kCopyMode = 0666;       // before the process mask
 constexpr mode_t kDirectoryMode = 0700;  // before the process mask
 constexpr size_t kMkdirPathBytes = 256;
 
+}  // namespace
+
 bool CopyBytes(int from, int to) {
   std::array<char, kCopyBuffer> buffer;
   for (;;) {
@@ -29,8 +31,6 @@ bool CopyBytes(int from, int to) {
     if (!WriteFully(to, buffer.data(), static_cast<size_t>(got))) return false;
   }
 }
-
-}  // namespace
 
 int cp(const char* to, const char* from) {
   const UniqueFd source(open(from, O_RDONLY | O_CLOEXEC));

@@ -26,7 +26,7 @@ constexpr uInt kBufferSize = 0x80000;
 constexpr int kLevel = 9;
 constexpr int kWindowBits = 15;
 
-enum class Outcome { kWhole, kSourceFailed, kTargetFailed };
+using Outcome = Inflated::Outcome;
 
 // Tells a failure on standard output; errno stays as it is.
 bool Told(WideFormat<> message) {
@@ -55,6 +55,8 @@ class Pipe {
   }
 
   bool atEnd() const { return left_ == 0; }
+  // Bytes of the source that zlib has not used up.
+  uint64_t unused() const { return left_ + zlib.avail_in; }
 
   // Reads the next chunk of the source behind what zlib has used up.
   bool Fill() {
@@ -113,7 +115,7 @@ Outcome Compress(Pipe& pipe) {
   const auto write = [&](std::string_view bytes) { return pipe.Write(bytes); };
   bool written = write({kZlibMark, sizeof kZlibMark});
   while (written && !pipe.atEnd()) {
-    if (!pipe.Fill()) return Outcome::kSourceFailed;
+    if (!pipe.Fill()) return Inflated::kSourceFailed;
     written = deflater.Put(pipe.input(), false, write);
   }
   written = written && deflater.Put({}, true, write);
@@ -122,7 +124,7 @@ Outcome Compress(Pipe& pipe) {
   }
   const std::array<char, 4> trailer = ZlibTrailer(deflater.checksum());
   written = written && write({trailer.data(), trailer.size()});
-  return written ? Outcome::kWhole : Outcome::kTargetFailed;
+  return written ? Inflated::kWhole : Inflated::kTargetFailed;
 }
 
 Outcome Decompress(Pipe& pipe) {
@@ -135,12 +137,12 @@ Outcome Decompress(Pipe& pipe) {
     if (!readable) break;
     // At the end of the source zlib either ends the stream or makes no progress (Z_BUF_ERROR).
     status = inflate(&zlib, Z_NO_FLUSH);
-    if (zlib.avail_out == 0 && !pipe.Drain()) return Outcome::kTargetFailed;
+    if (zlib.avail_out == 0 && !pipe.Drain()) return Inflated::kTargetFailed;
   }
-  if (!pipe.Drain()) return Outcome::kTargetFailed;
-  if (status == Z_STREAM_END) return Outcome::kWhole;
+  if (!pipe.Drain()) return Inflated::kTargetFailed;
+  if (status == Z_STREAM_END) return Inflated::kWhole;
   if (readable) ConsoleEntry(Console(), L"tinfl_decompress() failed with status %i!\n", status);
-  return Outcome::kSourceFailed;
+  return Inflated::kSourceFailed;
 }
 
 struct Mode {
@@ -170,6 +172,17 @@ int Failure(WideFormat<> message) {
 
 }  // namespace
 
+Inflated InflateStream(int from, int to) {
+  struct stat info {};
+  if (fstat(from, &info) != 0 || lseek(from, 0, SEEK_SET) != 0) {
+    Told(L"Failed opening input file!\n");
+    return {Inflated::kSourceFailed};
+  }
+  Pipe pipe(from, static_cast<uint64_t>(info.st_size), to);
+  const Outcome outcome = Decompress(pipe);
+  return {outcome, outcome == Inflated::kWhole ? pipe.unused() : 0};
+}
+
 int doCompression(const char* modeText, const char* from, const char* to) {
   errno = EINVAL;
   const Mode* mode = ModeOf(modeText);
@@ -184,8 +197,8 @@ int doCompression(const char* modeText, const char* from, const char* to) {
 
   Pipe pipe(source.get(), static_cast<uint64_t>(like.st_size), target.fd());
   const Outcome outcome = mode->run(pipe);
-  const bool whole = outcome == Outcome::kWhole;
-  const bool worthKeeping = whole || (outcome == Outcome::kSourceFailed && mode->keepsPart);
+  const bool whole = outcome == Inflated::kWhole;
+  const bool worthKeeping = whole || (outcome == Inflated::kSourceFailed && mode->keepsPart);
   const bool kept = worthKeeping && BringToDisk(target, like);
   const int errnum = kept ? EBADMSG : errno;
   if (kept) target.Keep();

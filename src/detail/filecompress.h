@@ -3,10 +3,24 @@
 // two fixed buffers.
 #pragma once
 
+#include <cstdint>
+
 namespace tabulon {
 
 // The first two bytes of a compressed detail file.
 inline constexpr char kZlibMark[2] = {0x78, 0x01};
+
+// How the inflating of a file ended. What went wrong has been told on standard output; errno is
+// set.
+struct Inflated {
+  enum Outcome { kWhole, kSourceFailed, kTargetFailed };
+  Outcome outcome = kWhole;
+  uint64_t bytesAfter = 0;  // of the source, after the end of the zlib stream
+};
+
+// Inflates the open file `from`, from its first byte to the end that it has now, into `to`. When
+// the source is damaged or cannot be read (kSourceFailed), `to` holds what could be inflated of it.
+Inflated InflateStream(int from, int to);
 
 // Compress ('C') or decompress ('D', by the first letter of `modeText`, either case) file `from`
 // into the new file `to`. Returns 0 when `to` is whole and on disk, with the owner (where

@@ -6,27 +6,14 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "base/loganderr.h"
 #include "base/uniquefd.h"
 #include "base/utils.h"
 
 namespace tabulon {
 namespace {
 
+constexpr mode_t kModeBits = 07777;
 constexpr mode_t kPermissionBits = 0777;
-constexpr mode_t kPrivateMask = 0077;  // new files are for their owner alone
-constexpr int kAsideTries = 10'000;
-
-class PrivateFiles {
- public:
-  PrivateFiles() : saved_(umask(kPrivateMask)) {}
-  ~PrivateFiles() { umask(saved_); }
-  PrivateFiles(const PrivateFiles&) = delete;
-  PrivateFiles& operator=(const PrivateFiles&) = delete;
-
- private:
-  mode_t saved_;
-};
 
 // Brings the names in the directory of `path` to disk. A directory that may not be read, or a
 // filesystem that does not offer this, counts as done: there is nothing better to do.
@@ -39,46 +26,37 @@ bool SyncDirectoryOf(const std::string& path) {
   return fsync(fd.get()) == 0 || errno == EINVAL;
 }
 
-// Gives `from` the name `to`, which must be free.
-bool RenameToFree(const std::string& from, const std::string& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  return link(from.c_str(), to.c_str()) == 0 && unlink(from.c_str()) == 0;
+// What `path` stands for now; a state like no other when it stands for nothing.
+FileState StateOf(const std::string& path) {
+  struct stat info {};
+  return stat(path.c_str(), &info) == 0 ? FileState::Of(info) : FileState{};
 }
 
-// Gives `name` the first free name of "<name>.damaged", "<name>.damaged-2" and so on.
-bool SetAside(const std::string& name) {
-  std::string aside = name + ".damaged";
-  for (int i = 2; !RenameToFree(name, aside); ++i) {
-    if (errno != EEXIST || i > kAsideTries) return false;
-    aside = name + ".damaged-" + std::to_string(i);
-  }
-  LogErr(L"'%s' is damaged; it is kept as '%s', what could be decompressed takes its place\n", name,
-         aside);
-  return true;
+// Exchanges the names `copy` and `target`, so that what `target` stood for at that moment can be
+// looked at: between a look and a rename somebody else could put a file there, which would be lost.
+// If it is not `expected`, it gets its name back.
+int Exchange(const std::string& copy, const std::string& target, const FileState& expected) {
+  const auto exchange = [&] {
+    return renameat2(AT_FDCWD, copy.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE);
+  };
+  if (exchange() != 0) return errno;
+  if (StateOf(copy) == expected) return unlink(copy.c_str()) == 0 ? 0 : errno;
+  exchange();
+  return ESTALE;
 }
 
-// Copies `temporary` to the free name `name`.
-bool CopyInPlace(const std::string& name, const std::string& temporary, const struct stat& like) {
-  {
-    const PrivateFiles scope;
-    if (cp(name.c_str(), temporary.c_str()) != 0) return false;
-  }
-  const UniqueFd copy(open(name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-  if (copy.valid()) TakeOwnerAndMode(copy.get(), like);
-  if (copy.valid() && fsync(copy.get()) == 0 && SyncDirectoryOf(name)) return true;
-  const int errnum = errno;
-  unlink(name.c_str());
-  errno = errnum;
-  return false;
+// For file systems that cannot exchange names.
+int LookAndRename(const std::string& copy, const std::string& target, const FileState& expected) {
+  if (StateOf(target) != expected) return ESTALE;
+  return rename(copy.c_str(), target.c_str()) == 0 ? 0 : errno;
 }
 
-// Deletes the temporary file after a failure; the result of the failed call.
-bool GiveUp(const std::string& temporary) {
-  const int errnum = errno;
-  unlink(temporary.c_str());
-  errno = errnum;
-  return false;
+// `copy` on the file system of `target`, for a link that leads to another one.
+int TakePlaceFromAfar(const TempFile& copy, const std::string& target, const struct stat& like) {
+  TempFile near = TempFile::CreateBeside(target);
+  if (!near.valid()) return errno;
+  if (lseek(copy.fd(), 0, SEEK_SET) != 0) return errno;
+  return CopyBytes(copy.fd(), near.fd()) ? TakePlace(near, target, like) : errno;
 }
 
 }  // namespace
@@ -92,24 +70,18 @@ void TakeOwnerAndMode(int fd, const struct stat& like) {
   fchmod(fd, like.st_mode & kept);
 }
 
-bool ReplaceByCopy(const std::string& name, const std::string& temporary) {
-  struct stat like {};
-  if (stat(name.c_str(), &like) != 0 || !SyncDirectoryOf(temporary) || unlink(name.c_str()) != 0) {
-    return GiveUp(temporary);
-  }
-  if (CopyInPlace(name, temporary, like)) return true;
-  const int errnum = errno;
-  LogErr(L"The scan is kept in '%s'\n", temporary);
-  errno = errnum;
-  return false;
-}
-
-bool ReplaceDamaged(const std::string& name, const std::string& temporary) {
-  struct stat like {};
-  if (stat(name.c_str(), &like) != 0 || !SetAside(name) || !CopyInPlace(name, temporary, like)) {
-    return GiveUp(temporary);
-  }
-  return true;
+int TakePlace(TempFile& copy, const std::string& target, const struct stat& like) {
+  const FileState expected = FileState::Of(like);
+  if (StateOf(target) != expected) return ESTALE;
+  TakeOwnerAndMode(copy.fd(), like);
+  if (fsync(copy.fd()) != 0) return errno;
+  copy.Keep();  // from here on its name may stand for the only copy of another file
+  int error = Exchange(copy.path(), target, expected);
+  if (error == EINVAL || error == ENOSYS) error = LookAndRename(copy.path(), target, expected);
+  if (error != 0) copy.RemoveAtEnd();
+  if (error == EXDEV) return TakePlaceFromAfar(copy, target, like);
+  if (error == 0) SyncDirectoryOf(target);
+  return error;
 }
 
 }  // namespace tabulon

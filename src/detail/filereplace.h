@@ -1,23 +1,37 @@
-// Puts one file in the place of another without a moment in which no whole copy is on disk.
+// Puts one file in the place of another without a moment in which no whole file has the name.
 #pragma once
 
 #include <sys/stat.h>
 
 #include <string>
 
+#include "base/tempfile.h"
+
 namespace tabulon {
+
+// Which file it is, and in what state: of these, a write or a rename changes one.
+struct FileState {
+  dev_t device = 0;
+  ino_t inode = 0;
+  off_t size = 0;
+  timespec modified{};
+
+  static FileState Of(const struct stat& info) {
+    return {info.st_dev, info.st_ino, info.st_size, info.st_mtim};
+  }
+  bool operator==(const FileState& other) const {
+    return device == other.device && inode == other.inode && size == other.size &&
+           modified.tv_sec == other.modified.tv_sec && modified.tv_nsec == other.modified.tv_nsec;
+  }
+};
 
 // Gives the open file `fd` the owner (as far as that is permitted) and the mode of `like`.
 void TakeOwnerAndMode(int fd, const struct stat& like);
 
-// Puts a copy of `temporary`, whose contents are on disk already, in the place of `name`: deletes
-// `name`, then copies. Every step is on disk before the next begins. The temporary file stays, for
-// the caller to delete. False with errno set on failure; then either `name` is untouched and the
-// temporary file deleted, or `name` is gone and the temporary file is the only copy.
-bool ReplaceByCopy(const std::string& name, const std::string& temporary);
-
-// The same for a damaged file: `name` is not deleted, but gets a new name, which is told on the
-// error log. On failure the temporary file is deleted.
-bool ReplaceDamaged(const std::string& name, const std::string& temporary);
+// Gives the file `copy`, brought to disk first, the name `target` by one rename, with the owner and
+// mode of `like`. `like` is the file that `target` stands for; when another one has come there, it
+// stays. What `target` was is gone then, `copy` keeps its name if it fails. Returns 0, ESTALE when
+// another file is there, or the number of a system error.
+int TakePlace(TempFile& copy, const std::string& target, const struct stat& like);
 
 }  // namespace tabulon

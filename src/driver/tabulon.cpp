@@ -41,8 +41,7 @@ constexpr size_t kTimeTextSize = 48;
 
 // The detail file as the run knows it.
 struct DetailInput {
-  std::string name;
-  uint32_t wasCompressed = 0;
+  DetailFile file;
   Scan scan;
 };
 
@@ -117,11 +116,9 @@ void ApplyReportOptions(const CmdOptions& cmdOpts) {
 
 // The detail file is open, checked, and its tables are loaded.
 DetailInput OpenDetail(const CmdOptions& cmdOpts) {
-  DetailInput input;
-  input.name = DtlNameOf(cmdOpts);
-  UniqueFd file = OpenDtlFile(input.name.c_str(), "rb", &input.wasCompressed);
-  input.scan =
-      LoadScan(std::move(file), input.name.c_str(), {.adsFull = adsFull, .qvaTagged = qvaFlag});
+  const std::string name = DtlNameOf(cmdOpts);
+  DetailInput input{OpenDtlFile(name.c_str(), "rb"), {}};
+  input.scan = LoadScan(input.file.Plain(), name.c_str(), {.adsFull = adsFull, .qvaTagged = qvaFlag});
   return input;
 }
 
@@ -137,12 +134,11 @@ void CollectCategories(const CmdOptions& cmdOpts) {
   }
 }
 
-// Gives back what the detail file's use took. A run that a fatal exit ends leaves an inflated file
-// as it is.
+// Gives back what the detail file's use took.
 void CleanUp(DetailInput& input) {
   input.scan.security.reset();
   CloseDebugLogFile();
-  CloseDtlFile(std::move(input.scan.dtlFile), input.name.c_str(), input.wasCompressed);
+  CloseDtlFile(input.file);
 }
 
 // A scan that lost its end gives whole reports of what is left: somebody has to know. Readers of
@@ -152,9 +148,9 @@ void TellBreakOff(const DetailInput& input, const PassEnd& end) {
   const LogRoot& root = input.scan.logRoot;
   const uint64_t counted = uint64_t{root.directories} + root.files;
   if (counted > end.records) {
-    ErrorEntry(L"'%s' breaks off after %llu of %llu records\n", input.name, end.records, counted);
+    ErrorEntry(L"'%s' breaks off after %llu of %llu records\n", input.file.name, end.records, counted);
   } else {
-    ErrorEntry(L"'%s' breaks off after %llu records\n", input.name, end.records);
+    ErrorEntry(L"'%s' breaks off after %llu records\n", input.file.name, end.records);
   }
 }
 
@@ -162,7 +158,7 @@ void TellBreakOff(const DetailInput& input, const PassEnd& end) {
 void RunDefaultSummary(DetailInput& input) {
   DebugLogEntry(4, L"Doing Summary Report.\n");
   Report report;
-  SummaryReport(report, {input.scan, input.name, input.scan.qvaRoot});
+  SummaryReport(report, {input.scan, input.file.name, input.scan.qvaRoot});
   CleanUp(input);
 }
 
@@ -175,7 +171,7 @@ void RunConfiguration(const CmdOptions& cmdOpts, DetailInput& input) {
   const std::wstring qvaRoot = qvaFlag ? CreateQvaFile(scan) : scan.qvaRoot;
   const PassEnd end = ScanReports(scan);
   for (Report& report : reportList) {
-    if (report.active != 0) RunReport(report, {scan, input.name, qvaRoot});
+    if (report.active != 0) RunReport(report, {scan, input.file.name, qvaRoot});
   }
   if (qvaOutput.IsOpen() && qvaOutput.Close() != 0) {
     ReportWriteError(qvaOutput.name(), qvaOutput.error());
@@ -202,8 +198,8 @@ void RunQuery(const CmdOptions& cmdOpts, DetailInput& input) {
   CloseReport(report);
   TellBreakOff(input, end);
   CloseDebugLogFile();
-  // The detail file stays inflated and the descriptors' file stays on disk here, unlike on the
-  // other roads. Kept so.
+  KeepInflated(input.file);
+  // The descriptors' file stays on disk here, unlike on the other roads. Kept so.
   if (input.scan.security) input.scan.security->sdTempFile.Keep();
 }
 

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -28,17 +27,13 @@ bool IsCompressed(int fd) {
          std::memcmp(first, kZlibMark, sizeof first) == 0;
 }
 
-UniqueFd Inflated(const std::string& name) {
-  const std::string temporary = DefinedTempName("scan.tmp");
-  const bool whole = decompressFile(name.c_str(), temporary.c_str()) == 0;
-  const int errnum = errno;
-  UniqueFd file;
-  if (whole) file = OpenToRead(temporary);
-  if (whole || errnum == EBADMSG) unlink(temporary.c_str());
-  if (!file.valid()) {
-    PosixErrExit(whole ? 0 : errnum, L"Error occurred during decompression of '%s'\n", name);
+// The plain form of an open compressed scan: a temporary file that is gone when it is closed.
+UniqueFd InflatedCopy(int from, const std::string& name) {
+  TempFile copy = TempFile::Create("scan.tmp");
+  if (copy.valid() && InflateStream(from, copy.fd()).outcome == Inflated::kWhole) {
+    return UniqueFd(fcntl(copy.fd(), F_DUPFD_CLOEXEC, 0));
   }
-  return file;
+  PosixErrExit(0, L"Error occurred during decompression of '%s'\n", name);
 }
 
 }  // namespace
@@ -46,7 +41,7 @@ UniqueFd Inflated(const std::string& name) {
 Scan OpenScan(const std::string& name, bool forQueries) {
   UniqueFd file = OpenToRead(name);
   if (!file.valid()) PosixErrExit(0, L"Unable to open scan detail file '%s'\n", name);
-  if (IsCompressed(file.get())) file = Inflated(name);
+  if (IsCompressed(file.get())) file = InflatedCopy(file.get(), name);
   return LoadScan(std::move(file), name.c_str(), {.security = forQueries});
 }
 
