@@ -46,10 +46,12 @@ bool IsCompressed(int fd) {
          std::memcmp(first, kZlibMark, sizeof first) == 0;
 }
 
-// Whether a running process holds the file, which only copies that are in use are.
-bool IsLocked(const std::string& path) {
+// Whether it is a file that no running process holds; runs hold their copies.
+bool IsLeftover(const std::string& path) {
   const UniqueFd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  return file.valid() && flock(file.get(), LOCK_SH | LOCK_NB) != 0;
+  struct stat info {};
+  return file.valid() && fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode) &&
+         flock(file.get(), LOCK_SH | LOCK_NB) == 0;
 }
 
 // Whether `entry` is "<base>-<digits>.tmp".
@@ -76,7 +78,7 @@ void TellLeftovers(const std::string& name) {
   while (const dirent* entry = readdir(entries.get())) {
     if (!IsCopyName(entry->d_name, std::string_view(name).substr(base))) continue;
     const std::string path = directory + entry->d_name;
-    if (IsLocked(path)) continue;
+    if (!IsLeftover(path)) continue;
     ErrorEntry(L"'%s' was left by a run that was killed; '%s' is whole without it: delete it\n",
                path, name);
   }
@@ -178,9 +180,9 @@ void KeepInflated(DetailFile& detail) {
   }
   struct stat like {};
   fstat(detail.file.get(), &like);
-  const int error = TakePlace(detail.copy, Resolved(detail.name), like);
+  const int error = TakePlace(detail.copy, Resolved(detail.name), detail.opened, like);
   if (error == ESTALE) {
-    ErrorEntry(L"'%s' has been replaced by another file, which stays\n", detail.name);
+    ErrorEntry(L"'%s' is no longer the file that was read, and stays as it is\n", detail.name);
   } else if (error != 0) {
     ErrorEntry(L"'%s' stays compressed\n  (p%d) %ls\n", detail.name, error, PosixErrMsg(error));
   }

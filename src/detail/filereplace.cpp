@@ -52,11 +52,12 @@ int LookAndRename(const std::string& copy, const std::string& target, const File
 }
 
 // `copy` on the file system of `target`, for a link that leads to another one.
-int TakePlaceFromAfar(const TempFile& copy, const std::string& target, const struct stat& like) {
+int TakePlaceFromAfar(const TempFile& copy, const std::string& target, const FileState& expected,
+                      const struct stat& like) {
   TempFile near = TempFile::CreateBeside(target);
   if (!near.valid()) return errno;
   if (lseek(copy.fd(), 0, SEEK_SET) != 0) return errno;
-  return CopyBytes(copy.fd(), near.fd()) ? TakePlace(near, target, like) : errno;
+  return CopyBytes(copy.fd(), near.fd()) ? TakePlace(near, target, expected, like) : errno;
 }
 
 }  // namespace
@@ -70,8 +71,8 @@ void TakeOwnerAndMode(int fd, const struct stat& like) {
   fchmod(fd, like.st_mode & kept);
 }
 
-int TakePlace(TempFile& copy, const std::string& target, const struct stat& like) {
-  const FileState expected = FileState::Of(like);
+int TakePlace(TempFile& copy, const std::string& target, const FileState& expected,
+              const struct stat& like) {
   if (StateOf(target) != expected) return ESTALE;
   TakeOwnerAndMode(copy.fd(), like);
   if (fsync(copy.fd()) != 0) return errno;
@@ -79,7 +80,7 @@ int TakePlace(TempFile& copy, const std::string& target, const struct stat& like
   int error = Exchange(copy.path(), target, expected);
   if (error == EINVAL || error == ENOSYS) error = LookAndRename(copy.path(), target, expected);
   if (error != 0) copy.RemoveAtEnd();
-  if (error == EXDEV) return TakePlaceFromAfar(copy, target, like);
+  if (error == EXDEV) return TakePlaceFromAfar(copy, target, expected, like);
   if (error == 0) SyncDirectoryOf(target);
   return error;
 }

@@ -29,9 +29,10 @@ struct FileState {
 void TakeOwnerAndMode(int fd, const struct stat& like);
 
 // Gives the file `copy`, brought to disk first, the name `target` by one rename, with the owner and
-// mode of `like`. `like` is the file that `target` stands for; when another one has come there, it
-// stays. What `target` was is gone then, `copy` keeps its name if it fails. Returns 0, ESTALE when
-// another file is there, or the number of a system error.
-int TakePlace(TempFile& copy, const std::string& target, const struct stat& like);
+// mode of `like`. `target` must stand for the file `expected`: another one that has come there
+// stays. On failure `copy` keeps its own name. Returns 0, ESTALE when another file is there, or the
+// number of a system error.
+int TakePlace(TempFile& copy, const std::string& target, const FileState& expected,
+              const struct stat& like);
 
 }  // namespace tabulon

@@ -22,8 +22,7 @@ inline RunResult RunInChild(const std::function<void()>& body) {
     dup2(open((dir / "err").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
     try {
       body();
-      CloseLogErrFiles();
-      std::exit(0);
+      std::exit(CloseLogErrFiles() ? 0 : 1);
     } catch (const EndOfRun& end) {
       std::exit(end.status);
     }

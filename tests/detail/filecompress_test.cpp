@@ -6,20 +6,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <ctime>
 #include <random>
 #include <string>
 
 #include "detail/child.h"
-#include "detail/detailfile.h"
 #include "detail/filereplace.h"
-#include "fuzz/faults.h"
 #include "support.h"
-#include "tests/ending.h"
 #include "tests/support/dtlbuild.h"
-#include "uncompressed.h"
 
 namespace tabulon {
 namespace {
@@ -109,90 +103,6 @@ TEST_F(FileCompressTest, InflatesWhatItCan) {
     EXPECT_TRUE(part.size() >= row.least && part == plain.substr(0, part.size()));
     unlink((dir_ / "to").c_str());
   }
-}
-
-// Opening and closing a detail file in place.
-class InPlaceTest : public FileCompressTest {
- protected:
-  void Put(std::string_view bytes) {
-    for (const auto& name : dir_.Entries()) unlink((dir_ / name).c_str());
-    WriteFile(path_, bytes);
-    chmod(path_.c_str(), 0604);
-  }
-  void Open() { file_ = OpenDtlFile(path_.c_str(), "rb", &mark_); }
-  void Close() { CloseDtlFile(std::move(file_), path_.c_str(), mark_); }
-  // A run that only closes what some other run has opened.
-  RunResult RunClosing() {
-    mark_ = 1;
-    return RunInChild([this] { Close(); });
-  }
-  const std::string path_ = dir_ / "x.dtl";
-  const std::string plain_ = BuildDtl({.tail = SomeBytes(4000)});
-  const std::string packed_ = CompressedBy(1, plain_);
-  uint32_t mark_ = 0;
-  UniqueFd file_;
-};
-
-TEST_F(InPlaceTest, PlainFilesAreLeftAlone) {
-  for (const auto& bytes : {plain_, CompressedBy(9, plain_), std::string("x"), std::string()}) {
-    Put(bytes);
-    const RunResult result = RunInChild([&] {
-      Open();
-      if (mark_ != 0 || lseek(file_.get(), 0, SEEK_CUR) != 0) std::exit(3);
-      Close();
-    });
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out + result.err + ReadFile(path_), bytes);
-  }
-}
-
-TEST_F(InPlaceTest, WhatCannotBeDoneStopsTheRun) {
-  const auto expectStop = [&](const std::string& message) {
-    EXPECT_ENDS(Open(), 1, message);
-    EXPECT_EQ(RunClosing().err, message);
-  };
-  expectStop("Couldn't find DTL file: '" + path_ + "'\n  (p2) No such file or directory\n");
-  Put(packed_);
-  // The names of temporary files hold the time: all that can come before the test is given up.
-  for (int ahead = 0; ahead < 400; ++ahead) {
-    const auto name = path_ + "-" + std::to_string(std::time(nullptr) + ahead) + ".tmp";
-    ASSERT_EQ(symlink("nowhere", name.c_str()), 0);
-  }
-  expectStop("Error. Could not write temp file for decompressing '" + path_ +
-             "'\n  (p17) File exists\n");
-  EXPECT_EQ(ReadFile(path_), packed_);
-}
-
-TEST_F(InPlaceTest, DamagedFilesAreSetAside) {
-  const std::string damaged = packed_.substr(0, packed_.size() - 2);
-  Put(damaged);
-  WriteFile(path_ + ".damaged", "an older one");
-  const RunResult result = RunInChild([&] { Open(); });
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, "Decompressing DTL file\ntinfl_decompress() failed with status -5!\n");
-  EXPECT_EQ(result.err, "'" + path_ + "' is damaged; it is kept as '" + path_ +
-                            ".damaged-2', what could be decompressed takes its place\n");
-  EXPECT_EQ(ReadFile(path_), plain_);  // only the checksum was cut
-  EXPECT_EQ(ReadFile(path_ + ".damaged-2"), damaged);
-  EXPECT_EQ(ReadFile(path_ + ".damaged"), "an older one");
-  EXPECT_EQ(dir_.Entries().size(), 3U);
-}
-
-// Nothing is removed before what takes its place is on disk, its name included: the run is killed
-// after each sync and each removal, and tells what is there then ("x": the file, "t": the other).
-TEST_F(InPlaceTest, WhatReplacesAFileIsOnDiskFirst) {
-  SharedCount calls;
-  std::string there;
-  for (uint64_t n = 1; n <= 7; ++n) {
-    Put(packed_);
-    RunInChild([&] {
-      ArmFault({kCallSync | kCallName, Mishap::kKilledAfter, SIGKILL, n}, calls.get());
-      Open();
-    });
-    for (const std::string& name : dir_.Entries()) there += name == "x.dtl" ? 'x' : 't';
-    there += ' ';
-  }
-  EXPECT_EQ(there, "xt xt t xt xt xt x ");
 }
 
 // Who owns a file cannot always be kept: then nobody gets its set-uid bit, either.

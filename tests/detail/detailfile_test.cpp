@@ -1,0 +1,233 @@
+#include "detail/detailfile.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <string>
+
+#include "base/fileio.h"
+#include "detail/child.h"
+#include "fuzz/faults.h"
+#include "support.h"
+#include "tests/ending.h"
+#include "tests/support/dtlbuild.h"
+
+namespace tabulon {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class DetailFileTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
+  }
+
+  void Put(std::string_view bytes) {
+    for (const auto& name : dir_.Entries()) unlink((dir_ / name).c_str());
+    WriteFile(path_, bytes);
+    chmod(path_.c_str(), 0604);
+  }
+  DetailFile Open() const { return OpenDtlFile(path_.c_str(), "rb"); }
+  // A run that ends in the way given, and its copy's bytes on standard output behind everything.
+  RunResult Run(
+      void (*end)(DetailFile&), const std::function<void()>& meanwhile = [] {}) {
+    return RunInChild([&] {
+      DetailFile detail = Open();
+      meanwhile();
+      end(detail);
+    });
+  }
+  std::string Told(const std::string& rest) const { return "'" + path_ + "' " + rest + "\n"; }
+
+  TempDir dir_;
+  const std::string path_ = dir_ / "x.dtl";
+  const std::string plain_ = BuildDtl({.tail = std::string(4000, 'x')});
+  const std::string packed_ = CompressDtl(plain_);
+  const std::string inflating_ = "Decompressing DTL file\n";
+};
+
+TEST_F(DetailFileTest, PlainFilesAreReadAsTheyAre) {
+  const std::string otherLevel = std::string("\x78\x9C", 2) + packed_.substr(2);
+  for (const auto& bytes : {plain_, otherLevel, std::string("x"), std::string()}) {
+    Put(bytes);
+    WriteFile(path_ + "-1.tmp", "");  // nobody asks beside a plain file
+    for (const auto& end : {CloseDtlFile, KeepInflated}) {
+      const RunResult run = Run(end);
+      EXPECT_EQ(run.status, 0);
+      EXPECT_EQ(run.out + run.err + ReadFile(path_), bytes);
+    }
+  }
+}
+
+TEST_F(DetailFileTest, OnlyAQueryLeavesTheInflatedForm) {
+  Put(packed_);
+  fs::create_hard_link(path_, dir_ / "other");
+  struct stat before {
+  }, after{};
+  stat(path_.c_str(), &before);
+  const RunResult closed = Run(CloseDtlFile);
+  EXPECT_EQ(closed.out + closed.err, inflating_ + "Compressing DTL file\n");
+  stat(path_.c_str(), &after);
+  EXPECT_TRUE(FileState::Of(before) == FileState::Of(after) && before.st_ino == after.st_ino);
+  EXPECT_EQ(before.st_ctim.tv_nsec, after.st_ctim.tv_nsec);
+
+  fs::create_symlink("x.dtl", dir_ / "link");
+  const RunResult kept = RunInChild([&] {
+    DetailFile detail = OpenDtlFile((dir_ / "link").c_str(), "rb");
+    KeepInflated(detail);
+  });
+  EXPECT_EQ(kept.out + kept.err, inflating_);
+  EXPECT_EQ(kept.status, 0);
+  EXPECT_TRUE(fs::is_symlink(dir_ / "link"));
+  EXPECT_EQ(ReadFile(path_), plain_);
+  EXPECT_EQ(ReadFile(dir_ / "other"), packed_);
+  stat(path_.c_str(), &after);
+  EXPECT_EQ(after.st_mode, before.st_mode);
+  EXPECT_THAT(dir_.Entries(), ElementsAre("link", "other", "x.dtl"));
+}
+
+// What stands in the way of a run, and what it says.
+TEST_F(DetailFileTest, WhatCannotBeReadEndsTheRun) {
+  EXPECT_ENDS(Open(), 1,
+              "Couldn't find DTL file: '" + path_ + "'\n  (p2) No such file or directory\n");
+  for (const auto& name : {std::string("/dev/zero"), dir_.path(), dir_ / "pipe"}) {
+    mkfifo((dir_ / "pipe").c_str(), 0600);
+    EXPECT_ENDS(OpenDtlFile(name.c_str(), "rb"), 1,
+                "'" + name + "' is not a valid Trawlix detail log file\n");
+  }
+  Put(packed_);
+  // The names of copies hold the time: all that can come before the test is given up.
+  const auto occupy = [&] {
+    for (int ahead = 0; ahead < 400; ++ahead) {
+      const auto name = path_ + "-" + std::to_string(std::time(nullptr) + ahead) + ".tmp";
+      if (symlink("nowhere", name.c_str()) != 0 && errno != EEXIST) std::exit(9);
+    }
+  };
+  const std::string taken =
+      "Error. Could not write temp file for decompressing '" + path_ + "'\n  (p17) File exists\n";
+  // The copy of the run itself is not in the way, unless the time has moved on.
+  EXPECT_THAT(Run(CloseDtlFile, occupy).err, testing::AnyOf("", taken));
+  occupy();
+  EXPECT_ENDS(Open(), 1, taken);
+  Put(packed_);
+  EXPECT_EQ(Run(CloseDtlFile, [&] { unlink(path_.c_str()); }).err,
+            "Couldn't find DTL file: '" + path_ + "'\n  (p2) No such file or directory\n");
+}
+
+// Damage and change while it is read are told and count; the file stays what it is.
+TEST_F(DetailFileTest, WhatIsNotWholeCounts) {
+  const std::string cut = packed_.substr(0, packed_.size() - 2);
+  const auto append = [&] {
+    const UniqueFd file(open(path_.c_str(), O_WRONLY | O_APPEND));
+    WriteFully(file.get(), "x", 1);
+  };
+  const std::string damage =
+      Told("is damaged; what could be decompressed of it is used for this run");
+  const struct {
+    std::string stored, after, err;
+    std::function<void()> meanwhile;
+    int status;
+  } rows[] = {
+      {cut, cut, damage, [] {}, 1},
+      {packed_ + "more", packed_ + "more",
+       Told("holds 4 bytes after the end of its compressed stream"), [] {}, 0},
+      {plain_, plain_ + "x", Told("was changed while it was read"), append, 1},
+      {packed_, packed_ + "x", "", append, 0},  // after its last byte has been read
+  };
+  for (const auto& row : rows) {
+    Put(row.stored);
+    const RunResult run = Run(CloseDtlFile, row.meanwhile);
+    EXPECT_EQ(run.err, row.err);
+    EXPECT_EQ(run.status, row.status) << row.err;
+    EXPECT_EQ(ReadFile(path_), row.after);
+  }
+  Put(cut);
+  EXPECT_EQ(Run(KeepInflated).status, 1);
+  EXPECT_EQ(ReadFile(path_), cut);
+  EXPECT_THAT(dir_.Entries(), ElementsAre("x.dtl"));
+}
+
+// What keeps a query's inflated copy from the file's place is told, and no fault.
+TEST_F(DetailFileTest, OthersGoFirst) {
+  const auto reader = [&] {
+    static UniqueFd held;  // until the child ends
+    held = UniqueFd(open(path_.c_str(), O_RDONLY));
+    flock(held.get(), LOCK_SH);
+  };
+  const auto successor = [&] {
+    WriteFile(dir_ / "new", "a newer scan");
+    fs::rename(dir_ / "new", path_);
+  };
+  const auto writer = [&] { WriteFile(path_, packed_ + "x"); };
+  const std::string replaced = Told("is no longer the file that was read, and stays as it is");
+  const struct {
+    std::function<void()> meanwhile;
+    std::string err, after;
+  } rows[] = {{reader, Told("stays compressed: another run reads it"), packed_},
+              {successor, replaced, "a newer scan"},
+              {writer, replaced, packed_ + "x"}};
+  for (const auto& row : rows) {
+    Put(packed_);
+    const RunResult run = Run(KeepInflated, row.meanwhile);
+    EXPECT_EQ(run.err, row.err);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(ReadFile(path_), row.after);
+    EXPECT_THAT(dir_.Entries(), ElementsAre("x.dtl"));
+  }
+}
+
+TEST_F(DetailFileTest, CopiesOfKilledRunsAreNamed) {
+  Put(packed_);
+  DetailFile running = Open();  // its copy is in use
+  WriteFile(path_ + "-12.tmp", "");
+  for (const char* other : {"-12x.tmp", "-.tmp", "-1.tm", ".tmp"}) WriteFile(path_ + other, "");
+  const std::string message = RunInChild([&] { OpenDtlFile(path_.c_str(), "rb"); }).err;
+  if (!message.starts_with("Error. Could not")) {  // both in one second
+    EXPECT_EQ(message, "'" + path_ + "-12.tmp' was left by a run that was killed; '" + path_ +
+                           "' is whole without it: delete it\n");
+  }
+}
+
+// The run is killed before a call, after it, or told that it failed, at a sample of all calls (at
+// each with TABULON_FULL): the name stands for the whole scan at every moment, and before it stands
+// for the inflated one, that is on disk.
+TEST_F(DetailFileTest, TheNameAlwaysStandsForAWholeScan) {
+  const uint64_t step = std::getenv("TABULON_FULL") != nullptr ? 1 : 3;
+  SharedCount calls;
+  for (const auto& end : {CloseDtlFile, KeepInflated}) {
+    for (const Mishap mishap : {Mishap::kKilledBefore, Mishap::kKilledAfter, Mishap::kFails}) {
+      const auto run = [&](uint64_t n) {
+        Put(packed_);
+        return RunInChild([&] {
+          ArmFault({kAnyFileCall, mishap, mishap == Mishap::kFails ? EIO : SIGKILL, n},
+                   calls.get());
+          DetailFile detail = Open();
+          end(detail);
+        });
+      };
+      EXPECT_EQ(run(UINT64_MAX).status, 0);
+      for (uint64_t n = 1, most = *calls.get(); n <= most; n += step) {
+        const RunResult result = run(n);
+        const bool inflated = end == KeepInflated && ReadFile(path_) == plain_;
+        ASSERT_TRUE(inflated || ReadFile(path_) == packed_) << "call " << n;
+        if (mishap == Mishap::kFails) {
+          ASSERT_LE(result.status, 1) << "call " << n;
+          ASSERT_TRUE(inflated || end != KeepInflated || result.err != "") << "call " << n;
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tabulon
