@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 
 #include "base/uniquefd.h"
@@ -31,6 +32,22 @@ FileState StateOf(const std::string& path) {
   struct stat info {};
   return stat(path.c_str(), &info) == 0 ? FileState::Of(info) : FileState{};
 }
+
+// Signals wait while a name may stand for the only copy of somebody else's file.
+class SignalsWait {
+ public:
+  SignalsWait() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before_);
+  }
+  ~SignalsWait() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsWait(const SignalsWait&) = delete;
+  SignalsWait& operator=(const SignalsWait&) = delete;
+
+ private:
+  sigset_t before_;
+};
 
 // Exchanges the names `copy` and `target`, so that what `target` stood for at that moment can be
 // looked at: between a look and a rename somebody else could put a file there, which would be lost.
@@ -76,10 +93,14 @@ int TakePlace(TempFile& copy, const std::string& target, const FileState& expect
   if (StateOf(target) != expected) return ESTALE;
   TakeOwnerAndMode(copy.fd(), like);
   if (fsync(copy.fd()) != 0) return errno;
-  copy.Keep();  // from here on its name may stand for the only copy of another file
-  int error = Exchange(copy.path(), target, expected);
-  if (error == EINVAL || error == ENOSYS) error = LookAndRename(copy.path(), target, expected);
-  if (error != 0) copy.RemoveAtEnd();
+  int error = 0;
+  {
+    const SignalsWait wait;
+    copy.Keep();
+    error = Exchange(copy.path(), target, expected);
+    if (error == EINVAL || error == ENOSYS) error = LookAndRename(copy.path(), target, expected);
+    if (error != 0) copy.RemoveAtEnd();
+  }
   if (error == EXDEV) return TakePlaceFromAfar(copy, target, expected, like);
   if (error == 0) SyncDirectoryOf(target);
   return error;

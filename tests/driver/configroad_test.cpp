@@ -156,8 +156,8 @@ TEST(ConfigurationRoad, LongPiecesOfUnicodeTextAreCut) {
        {csv, "none", AsUnicodeFile("/" + name + ",1," + target.substr(0, 510) + "\n")}});
 }
 
-// After the reports a scan that was compressed is compressed again; after a query it is not.
-TEST(ConfigurationRoad, CompressedScansAreCompressedAgain) {
+// A compressed scan is left alone but by a query, which leaves it inflated.
+TEST(ConfigurationRoad, CompressedScansStayAsTheyAre) {
   const std::string plain = BuildDtl(SmallScan());
   const std::string packed = CompressDtl(plain);
   const TempDir dir;
