@@ -118,7 +118,8 @@ void ApplyReportOptions(const CmdOptions& cmdOpts) {
 DetailInput OpenDetail(const CmdOptions& cmdOpts) {
   const std::string name = DtlNameOf(cmdOpts);
   DetailInput input{OpenDtlFile(name.c_str(), "rb"), {}};
-  input.scan = LoadScan(input.file.Plain(), name.c_str(), {.adsFull = adsFull, .qvaTagged = qvaFlag});
+  input.scan =
+      LoadScan(input.file.Plain(), name.c_str(), {.adsFull = adsFull, .qvaTagged = qvaFlag});
   return input;
 }
 
@@ -148,7 +149,8 @@ void TellBreakOff(const DetailInput& input, const PassEnd& end) {
   const LogRoot& root = input.scan.logRoot;
   const uint64_t counted = uint64_t{root.directories} + root.files;
   if (counted > end.records) {
-    ErrorEntry(L"'%s' breaks off after %llu of %llu records\n", input.file.name, end.records, counted);
+    ErrorEntry(L"'%s' breaks off after %llu of %llu records\n", input.file.name, end.records,
+               counted);
   } else {
     ErrorEntry(L"'%s' breaks off after %llu records\n", input.file.name, end.records);
   }
