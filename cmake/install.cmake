@@ -2,7 +2,7 @@
 include(GNUInstallDirs)
 include(cmake/manual.cmake)
 
-set(installed_programs tabulon mkdtl dtlexport dtldu)
+set(installed_programs tabulon mkdtl dtlexport dtldu dtldiff)
 install(TARGETS ${installed_programs} DESTINATION ${CMAKE_INSTALL_BINDIR})
 # Python; the modules that it starts are no use by themselves. It runs the programs beside it.
 install(PROGRAMS ${CMAKE_BINARY_DIR}/tools/report-page/report-page

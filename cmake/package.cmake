@@ -12,8 +12,8 @@ summary, the files that a query selects, totals by extension and owner, size
 and age distributions, duplicates, use of accounts, as text or CSV.
 .
 The package holds mkdtl as well, which scans local directory trees, and
-dtlexport, which writes scans as rows for databases, and dtldu, which tells the
-size of every directory. report-page, which draws a
+dtlexport, which writes scans as rows for databases, dtldu, which tells the
+size of every directory, and dtldiff, which compares two scans. report-page, which draws a
 scan as one HTML page, needs python3.")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS python3)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

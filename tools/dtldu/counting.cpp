@@ -4,17 +4,10 @@
 
 #include "base/loganderr.h"
 #include "tools/scanreader/filewalk.h"
-#include "tools/scanreader/openscan.h"
-#include "tools/scanreader/rootpath.h"
 
 namespace tabulon {
 
-DuScan::DuScan(const std::string& file, const std::optional<std::string>& where)
-    : name(file), scan(OpenScan(file, where.has_value())), root(UtfOfUnits(scan.rootPath)) {
-  if (where) plan.emplace(ParseWhere(where, scan), scan);
-}
-
-bool CountScan(const DuScan& scan, int number, HardLinks* links, DirTree& tree,
+bool CountScan(const QueriedScan& scan, int number, HardLinks* links, DirTree& tree,
                ScanProgress& progress) {
   DirNumber dir = kRootDir;
   DirSums sums;  // of the directory's files met since its record
@@ -43,7 +36,7 @@ bool CountScan(const DuScan& scan, int number, HardLinks* links, DirTree& tree,
   return whole;
 }
 
-void TellBreakOff(const DuScan& scan) {
+void TellBreakOff(const QueriedScan& scan) {
   LogErr(L"'%s' breaks off: what it holds has been counted, the rest is missing\n", scan.name);
 }
 

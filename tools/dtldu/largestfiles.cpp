@@ -61,7 +61,7 @@ int64_t WeightOf(DuOrder order, const RecordFields& fields) {
 }
 
 // The directory to begin at, and the tree, filled with the scan's directories so that it is known.
-DirNumber FirstDirectory(const DuScan& scan, const DuOptions& options, DirTree& tree) {
+DirNumber FirstDirectory(const QueriedScan& scan, const DuOptions& options, DirTree& tree) {
   if (!options.dir) return kRootDir;
   ScanProgress silent(0, -1);
   WalkFiles(
@@ -79,7 +79,7 @@ bool IsBelow(const DirTree& tree, DirNumber dir, DirNumber above) {
 
 }  // namespace
 
-bool ShowFiles(const DuScan& scan, const DuOptions& options, DuTable& table,
+bool ShowFiles(const QueriedScan& scan, const DuOptions& options, DuTable& table,
                ScanProgress& progress) {
   DirTree tree(scan.separator(), 1);
   const DirNumber start = FirstDirectory(scan, options, tree);

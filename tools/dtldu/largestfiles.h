@@ -8,7 +8,7 @@
 namespace tabulon {
 
 // Writes them, best first, as rows of the table. Returns false when the scan breaks off.
-bool ShowFiles(const DuScan& scan, const DuOptions& options, DuTable& table,
+bool ShowFiles(const QueriedScan& scan, const DuOptions& options, DuTable& table,
                ScanProgress& progress);
 
 }  // namespace tabulon

@@ -7,16 +7,16 @@
 namespace tabulon {
 namespace {
 
-uint64_t BytesToRead(const DuScan& scan) {
+uint64_t BytesToRead(const QueriedScan& scan) {
   return AssumedRecordsEnd(scan.scan) - scan.scan.logRoot.firstRecord;
 }
 
-bool Whole(bool whole, const DuScan& scan) {
+bool Whole(bool whole, const QueriedScan& scan) {
   if (!whole) TellBreakOff(scan);
   return whole;
 }
 
-bool Count(const DuScan& scan, const DuOptions& options, int number, DirTree& tree,
+bool Count(const QueriedScan& scan, const DuOptions& options, int number, DirTree& tree,
            ScanProgress& progress) {
   HardLinks links(scan.scan);
   return CountScan(scan, number, options.linksOnce ? &links : nullptr, tree, progress);
@@ -39,12 +39,10 @@ void WriteRows(const DirTree& tree, const DirRows& rows, std::string_view root, 
   table.End(rows.left);
 }
 
-bool ShowDirectories(const DuOptions& options, const DuScan& scan, int rows) {
-  std::optional<DuScan> older;
+bool ShowDirectories(const DuOptions& options, const QueriedScan& scan, int rows) {
+  std::optional<QueriedScan> older;
   if (options.older) older.emplace(*options.older, options.where);
-  if (older && older->scan.isCifs() != scan.scan.isCifs()) {
-    ErrExit(L"'%s' is a scan of another kind than '%s'\n", older->name, scan.name);
-  }
+  if (older) RequireOneKind(older->scan, older->name, scan.scan, scan.name);
   ScanProgress progress(BytesToRead(scan) + (older ? BytesToRead(*older) : 0), -1);
   DirTree tree(scan.separator(), older ? 2 : 1);
   bool whole = Whole(Count(scan, options, 0, tree, progress), scan);
@@ -58,7 +56,7 @@ bool ShowDirectories(const DuOptions& options, const DuScan& scan, int rows) {
   return whole;
 }
 
-bool ShowLargest(const DuOptions& options, const DuScan& scan, int rows) {
+bool ShowLargest(const DuOptions& options, const QueriedScan& scan, int rows) {
   ScanProgress progress(BytesToRead(scan), -1);
   DuTable table(rows, options.format, false, true);
   const bool whole = ShowFiles(scan, options, table, progress);
@@ -66,7 +64,7 @@ bool ShowLargest(const DuOptions& options, const DuScan& scan, int rows) {
   return Whole(whole, scan);
 }
 
-bool ShowTree(const DuOptions& options, const DuScan& scan, int rows) {
+bool ShowTree(const DuOptions& options, const QueriedScan& scan, int rows) {
   ScanProgress progress(2 * BytesToRead(scan), rows);
   return Whole(WriteNcdu(scan, options, rows, progress), scan);
 }
@@ -74,7 +72,7 @@ bool ShowTree(const DuOptions& options, const DuScan& scan, int rows) {
 int Main(int argc, char** argv) {
   const DuOptions options = ParseDuOptions(argc, argv);
   const int rows = TakeStandardOutput(kDtldu);
-  const DuScan scan(options.scan, options.where);
+  const QueriedScan scan(options.scan, options.where);
   const bool whole = options.format == DuFormat::kNcdu ? ShowTree(options, scan, rows)
                      : options.files                   ? ShowLargest(options, scan, rows)
                                                        : ShowDirectories(options, scan, rows);

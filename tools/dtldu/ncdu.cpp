@@ -67,7 +67,7 @@ class Inodes {
 
 class NcduWriter {
  public:
-  NcduWriter(const DuScan& scan, const DuOptions& options, int fd)
+  NcduWriter(const QueriedScan& scan, const DuOptions& options, int fd)
       : scan_(scan),
         options_(options),
         out_(fd),
@@ -93,7 +93,7 @@ class NcduWriter {
   void Field(std::string_view name, uint64_t value);
   DirNumber CloseUpTo(DirNumber dir, DirNumber first);
 
-  const DuScan& scan_;
+  const QueriedScan& scan_;
   const DuOptions& options_;
   OutputBuffer out_;
   DirTree tree_;
@@ -266,7 +266,7 @@ void NcduWriter::Field(std::string_view name, uint64_t value) {
 
 }  // namespace
 
-bool WriteNcdu(const DuScan& scan, const DuOptions& options, int fd, ScanProgress& progress) {
+bool WriteNcdu(const QueriedScan& scan, const DuOptions& options, int fd, ScanProgress& progress) {
   NcduWriter writer(scan, options, fd);
   const bool whole = writer.Collect(progress);
   writer.Write();

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "tools/scanreader/choice.h"
 #include "tools/scanreader/toolrun.h"
 
 namespace tabulon {
@@ -37,30 +38,14 @@ constexpr char kUsage[] =
     "\n"
     "Exit status: 0 done, 1 failed, 2 wrong usage, 3 done, but a scan breaks off.\n";
 
-template <class Value>
-struct Word {
-  std::string_view text;
-  Value value;
-};
-constexpr Word<DuFormat> kFormats[] = {{"text", DuFormat::kText},
-                                       {"csv", DuFormat::kCsv},
-                                       {"ndjson", DuFormat::kNdjson},
-                                       {"ncdu", DuFormat::kNcdu}};
-constexpr Word<DuOrder> kOrders[] = {{"bytes", DuOrder::kBytes},   {"own", DuOrder::kOwn},
-                                     {"files", DuOrder::kFiles},   {"newest", DuOrder::kNewest},
-                                     {"oldest", DuOrder::kOldest}, {"growth", DuOrder::kGrowth}};
-constexpr Word<bool> kHardLinks[] = {{"once", true}, {"all", false}};
-
-// The value of a word from a list; `option` says what it is for.
-template <class Value, size_t Count>
-Value Choice(const char* option, const Word<Value> (&words)[Count], std::string_view text) {
-  std::string list;
-  for (const Word<Value>& word : words) {
-    if (word.text == text) return word.value;
-    list += (list.empty() ? "" : ", ") + std::string(word.text);
-  }
-  EndWithUsage(kDtldu, std::string(option) + " is one of " + list + ", not ", text);
-}
+constexpr ChoiceWord<DuFormat> kFormats[] = {{"text", DuFormat::kText},
+                                             {"csv", DuFormat::kCsv},
+                                             {"ndjson", DuFormat::kNdjson},
+                                             {"ncdu", DuFormat::kNcdu}};
+constexpr ChoiceWord<DuOrder> kOrders[] = {
+    {"bytes", DuOrder::kBytes},   {"own", DuOrder::kOwn},       {"files", DuOrder::kFiles},
+    {"newest", DuOrder::kNewest}, {"oldest", DuOrder::kOldest}, {"growth", DuOrder::kGrowth}};
+constexpr ChoiceWord<bool> kHardLinks[] = {{"once", true}, {"all", false}};
 
 // What was named on the command line, where that makes a difference.
 struct Named {
@@ -113,13 +98,13 @@ void TakeOption(int c, DuOptions& options, Named& named) {
   if (c == 'h') EndWithHelp(kDtldu);
   if (c == kVersion) EndWithVersion(kDtldu);
   if (c == '?') EndWithUsage(kDtldu, "it cannot be done with these options");
-  if (c == kFormat) options.format = Choice("--format", kFormats, optarg);
+  if (c == kFormat) options.format = Choice(kDtldu, "--format", kFormats, optarg);
   if (c == kDepth) named.depth = NumberArgument(kDtldu, "--depth", optarg);
   if (c == kTop) named.top = NumberArgument(kDtldu, "--top", optarg);
-  if (c == kBy) named.order = Choice("--by", kOrders, optarg);
+  if (c == kBy) named.order = Choice(kDtldu, "--by", kOrders, optarg);
   if (c == kDir) options.dir = optarg;
   if (c == kWhere) options.where = optarg;
-  if (c == kLinks) options.linksOnce = Choice("--hard-links", kHardLinks, optarg);
+  if (c == kLinks) options.linksOnce = Choice(kDtldu, "--hard-links", kHardLinks, optarg);
   if (c == kFiles) options.files = NumberArgument(kDtldu, "--files", optarg);
 }
 

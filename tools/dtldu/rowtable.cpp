@@ -13,13 +13,6 @@ int64_t Difference(uint64_t now, uint64_t before) {
   return static_cast<int64_t>(now) - static_cast<int64_t>(before);
 }
 
-// A difference with its sign, by a function that shows numbers without.
-template <class Show>
-std::string Signed(int64_t difference, Show show) {
-  const auto magnitude = static_cast<uint64_t>(difference < 0 ? -difference : difference);
-  return (difference > 0 ? "+" : difference < 0 ? "-" : "") + show(magnitude);
-}
-
 ExportFormat DataFormat(DuFormat format) {
   return format == DuFormat::kNdjson ? ExportFormat::kNdjson : ExportFormat::kCsv;
 }
@@ -82,10 +75,10 @@ void DuTable::TextRow(const DuRow& row) {
   Column(SizeText(row.bytes), kSizeWidth);
   if (compared_) {
     Column(SizeText(row.bytesBefore), kSizeWidth);
-    Column(Signed(Difference(row.bytes, row.bytesBefore), SizeText), kSizeWidth);
+    Column(SignedText(Difference(row.bytes, row.bytesBefore), SizeText), kSizeWidth);
     Column(Grouped(row.files), kFilesWidth);
     Column(Grouped(row.filesBefore), kFilesWidth);
-    Column(Signed(Difference(row.files, row.filesBefore), Grouped), kFilesWidth);
+    Column(SignedText(Difference(row.files, row.filesBefore), Grouped), kFilesWidth);
   } else {
     if (!ofFiles_) Column(SizeText(row.own), kSizeWidth);
     if (!ofFiles_) Column(Grouped(row.files), kFilesWidth);

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <csignal>
 #include <cstdio>
+#include <new>
 
 #include "base/localebytes.h"
 #include "base/loganderr.h"
@@ -18,13 +19,12 @@
 namespace tabulon {
 namespace {
 
-int RunPrepared(int argc, char** argv, int (*run)(int argc, char** argv)) {
+int RunPrepared(int argc, char** argv, int (*run)(int argc, char** argv), int failed) {
   ChooseLocale();
-  EndRunWhenMemoryIsExhausted();
   std::signal(SIGXFSZ, SIG_IGN);  // a file that reaches the size limit is told like a full disk
   RemoveTempFilesOnSignals();
   const int status = run(argc, argv);
-  return CloseLogErrFiles() || status != kExitDone ? status : kExitFailed;
+  return CloseLogErrFiles() || status != kExitDone ? status : failed;
 }
 
 ProgressLine::Text TextOf(const std::atomic<uint64_t>& done, uint64_t total, int rows) {
@@ -40,14 +40,19 @@ ProgressLine::Text TextOf(const std::atomic<uint64_t>& done, uint64_t total, int
 
 }  // namespace
 
-int RunTool(int argc, char** argv, int (*run)(int argc, char** argv)) {
+int RunTool(int argc, char** argv, int (*run)(int argc, char** argv), int failed) {
   const bool held = HoldStandardDescriptors();
   Logs logs;
+  // The program's own way out of exhausted memory needs no stack, but knows one status only.
+  if (failed == kExitFailed) EndRunWhenMemoryIsExhausted();
   try {
     if (!held) PosixErrExit(0, L"The closed standard streams cannot be replaced\n");
-    return RunPrepared(argc, argv, run);
+    return RunPrepared(argc, argv, run, failed);
   } catch (const EndOfRun& end) {
-    return end.status;
+    return end.status == kExitFailed ? failed : end.status;
+  } catch (const std::bad_alloc&) {
+    std::fputs("Insufficient memory\n", stderr);
+    return failed;
   }
 }
 
@@ -99,6 +104,12 @@ uint64_t AssumedRecordsEnd(const Scan& scan) {
     if (section > firstRecord) end = std::min(end, section);
   }
   return std::max(end, firstRecord);
+}
+
+void RequireOneKind(const Scan& older, const std::string& olderName, const Scan& scan,
+                    const std::string& name) {
+  if (older.isCifs() == scan.isCifs()) return;
+  ErrExit(L"'%s' is a scan of another kind than '%s'\n", olderName, name);
 }
 
 ScanProgress::ScanProgress(uint64_t total, int rows) : line_(TextOf(done_, total, rows)) {}

@@ -13,8 +13,9 @@
 namespace tabulon {
 
 // Prepares the process (locale, signals, memory that is exhausted) and runs `run`, whose result is
-// the exit status, as is that of a fatal exit on the way.
-int RunTool(int argc, char** argv, int (*run)(int argc, char** argv));
+// the exit status. After a fatal exit on the way, exhausted memory among them, it is `failed`; what
+// ends on purpose keeps its status.
+int RunTool(int argc, char** argv, int (*run)(int argc, char** argv), int failed = kExitFailed);
 
 // Tells the wrong usage and ends the run with its status.
 [[noreturn]] void EndWithUsage(const Companion& companion, std::string_view problem,
@@ -39,6 +40,10 @@ void CloseRows(int rows);
 // File offset behind the records as far as it can be told without reading them: that of the section
 // behind them, or the end of the file. No more than an assumption.
 uint64_t AssumedRecordsEnd(const Scan& scan);
+
+// Ends the run when two scans are not of one kind. The names are for the message.
+void RequireOneKind(const Scan& older, const std::string& olderName, const Scan& scan,
+                    const std::string& name);
 
 // Tells on a terminal how far the reading of scans is, with an estimate of the time that is left.
 // Nothing is told while rows go to a terminal, too.

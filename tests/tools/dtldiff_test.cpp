@@ -1,0 +1,348 @@
+// dtldiff as its users meet it: held against the difference of two exports on made-up pairs of
+// scans, what counts as moved, what is shown, and every way to fail.
+#include <map>
+#include <random>
+#include <utility>
+
+#include "companion.h"
+
+namespace tabulon {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class Dtldiff : public testing::Test {
+ protected:
+  TempDir dir_;
+  const std::string old_ = dir_ / "old.dtl", new_ = dir_ / "new.dtl";
+
+  // The rows of a comparison that must find something, or nothing.
+  std::vector<std::string> Rows(std::vector<std::string> args, int status = 1) {
+    args.insert(args.end(), {old_, new_});
+    return Lines(OutputOf("dtldiff", std::move(args), status));
+  }
+  // Rows of CSV without their header.
+  std::vector<std::string> CsvRows(std::vector<std::string> args, int status = 1) {
+    args.insert(args.begin(), {"--format", "csv"});
+    std::vector<std::string> rows = Rows(std::move(args), status);
+    rows.erase(rows.begin());
+    return rows;
+  }
+  void Write(std::vector<RecordSpec> before, std::vector<RecordSpec> after,
+             ScanKind kind = ScanKind::kNfs) {
+    WriteDtl(old_, {.kind = kind, .rootPath = "/r", .records = std::move(before)});
+    WriteDtl(new_, {.kind = kind, .rootPath = "/r", .records = std::move(after)});
+  }
+};
+
+RecordSpec File(const std::string& name, RecordSpec rest = {}) {
+  if (rest.attributes == 0) rest.attributes = 0100644;
+  return FileRecord(name, rest);
+}
+
+// ---- Against the difference of two exports
+
+// Numbers that look random and are the same in each run.
+class Random {
+ public:
+  explicit Random(unsigned seed) : engine_(seed) {}
+  unsigned Below(unsigned end) { return static_cast<unsigned>(engine_() % end); }
+  template <class List>
+  void Shuffle(List& list) {
+    std::shuffle(list.begin(), list.end(), engine_);
+  }
+
+ private:
+  std::mt19937 engine_;
+};
+
+using Tree = std::map<std::string, std::vector<RecordSpec>>;  // files by directory
+
+RecordSpec RandomFile(Random& random, const std::string& name) {
+  RecordSpec rest{
+      .attributes = random.Below(9) == 0 ? 0010644u : 0100644u,
+      .modified = random.Below(3),
+      .size = random.Below(4) == 0 ? (uint64_t{1} << 62) + random.Below(3) : random.Below(5)};
+  return random.Below(8) == 0 ? LinkRecord(name, random.Below(2) == 0 ? "t" : "u", rest)
+                              : FileRecord(name, rest);
+}
+
+Tree RandomTree(Random& random, char separator) {
+  const std::string hostile[] = {"\xFF", "a,\"b", "\n", " ", "-", "\xC3\xA4", "\x01"};
+  Tree tree;
+  std::string path(1, separator);
+  const unsigned directories = 1 + random.Below(12);
+  for (unsigned i = 0; i < directories; ++i) {
+    std::vector<RecordSpec>& files = tree[path];
+    const unsigned count = random.Below(i == 0 ? 90 : 7);
+    for (unsigned j = 0; j < count; ++j) {
+      files.push_back(RandomFile(random, hostile[random.Below(7)] + std::to_string(j)));
+    }
+    path = (i % 3 == 0 ? std::string() : path) + separator + hostile[random.Below(7)] +
+           std::to_string(i);
+  }
+  return tree;
+}
+
+// Some files and directories go, come, or change.
+void Disturb(Random& random, Tree& tree) {
+  for (auto each = tree.begin(); each != tree.end();) {
+    std::vector<RecordSpec>& files = each->second;
+    std::erase_if(files, [&](const RecordSpec&) { return random.Below(10) == 0; });
+    for (RecordSpec& file : files) {
+      if (random.Below(6) == 0) file = RandomFile(random, file.name);
+    }
+    if (random.Below(4) == 0) files.insert(files.begin(), RandomFile(random, "new"));
+    if (random.Below(4) == 0) random.Shuffle(files);
+    each = random.Below(8) == 0 ? tree.erase(each) : std::next(each);
+  }
+  if (random.Below(3) == 0) tree["/only in new"] = {RandomFile(random, "x")};
+}
+
+ScanSpec SpecOf(Random& random, ScanKind kind, const Tree& tree) {
+  std::vector<std::string> paths;
+  for (const auto& [path, files] : tree) paths.push_back(path);
+  if (random.Below(2) == 0) random.Shuffle(paths);
+  ScanSpec spec{.kind = kind, .rootPath = "/r", .records = {}};
+  for (const std::string& path : paths) {
+    spec.records.push_back(DirectoryRecord(path));
+    const std::vector<RecordSpec>& files = tree.at(path);
+    spec.records.insert(spec.records.end(), files.begin(), files.end());
+  }
+  return spec;
+}
+
+struct Exported {
+  uint64_t size;
+  std::string rest;  // what else makes a file another
+};
+
+// The files of a scan by the JSON text of their paths.
+std::map<std::string, Exported> ExportOf(const std::string& scan) {
+  std::map<std::string, Exported> files;
+  for (const std::string& line :
+       Lines(OutputOf("dtlexport", {"--format", "ndjson", "--fields",
+                                    "size,modified,type,target,path", scan}))) {
+    const size_t path = line.find(",\"path\":");
+    const uint64_t size = std::stoull(line.substr(line.find(':') + 1));
+    files[line.substr(path, line.size() - path - 1)] = {size, line.substr(0, path)};
+  }
+  return files;
+}
+
+std::string Row(const std::string& change, uint64_t before, uint64_t after,
+                const std::string& path) {
+  return "{\"change\":\"" + change + "\",\"bytes_before\":" + std::to_string(before) +
+         ",\"bytes_after\":" + std::to_string(after) +
+         ",\"difference\":" + std::to_string(static_cast<int64_t>(after - before)) + path +
+         ",\"new_path\":null}";
+}
+
+std::vector<std::string> DifferenceOf(const std::map<std::string, Exported>& before,
+                                      const std::map<std::string, Exported>& after) {
+  std::vector<std::string> rows;
+  for (const auto& [path, file] : before) {
+    const auto found = after.find(path);
+    if (found == after.end()) {
+      rows.push_back(Row("vanished", file.size, 0, path));
+    } else if (found->second.size != file.size) {
+      const char* const kind = found->second.size > file.size ? "grew" : "shrank";
+      rows.push_back(Row(kind, file.size, found->second.size, path));
+    } else if (found->second.rest != file.rest) {
+      rows.push_back(Row("rewritten", file.size, file.size, path));
+    }
+  }
+  for (const auto& [path, file] : after) {
+    if (!before.contains(path)) rows.push_back(Row("appeared", 0, file.size, path));
+  }
+  std::sort(rows.begin(), rows.end());
+  return rows;
+}
+
+TEST_F(Dtldiff, IsTheDifferenceOfTwoExports) {
+  size_t changes = 0;
+  for (unsigned seed = 1; seed <= 40; ++seed) {
+    Random random(seed);
+    const ScanKind kind = seed % 2 == 0 ? ScanKind::kNfs : ScanKind::kCifs;
+    Tree tree = RandomTree(random, kind == ScanKind::kNfs ? '/' : '\\');
+    WriteDtl(old_, SpecOf(random, kind, tree));
+    if (seed % 10 != 0) Disturb(random, tree);
+    WriteDtl(new_, SpecOf(random, kind, tree));
+    const std::vector<std::string> expected = DifferenceOf(ExportOf(old_), ExportOf(new_));
+    const int status = expected.empty() ? 0 : 1;
+    changes += expected.size();
+    for (const std::string order : {"--no-moves", "--scan-order"}) {
+      auto rows = Rows({"--format", "ndjson", "--no-moves", order}, status);
+      std::sort(rows.begin(), rows.end());
+      EXPECT_EQ(rows, expected) << seed;
+    }
+  }
+  EXPECT_GT(changes, 500u);
+}
+
+// Scans in which nothing stands where it stood, larger than what directories pair by themselves.
+TEST_F(Dtldiff, OrderOfTheScansDoesNotMatter) {
+  std::vector<RecordSpec> files;
+  for (int i = 0; i < 3000; ++i) files.push_back(File("f" + std::to_string(i), {.size = 5}));
+  std::vector<RecordSpec> before = {DirectoryRecord("/"), DirectoryRecord("/a")}, after = before;
+  before.insert(before.end(), files.begin(), files.end());
+  before.insert(before.end(), {DirectoryRecord("/b"), File("x")});
+  Random random(1);
+  random.Shuffle(files);
+  files[7].size = 6;
+  after.insert(after.begin(), files.begin(), files.begin() + 2000);
+  after.insert(after.begin(), {DirectoryRecord("/b"), File("x"), DirectoryRecord("/a")});
+  after.insert(after.end(), files.begin() + 2000, files.end());
+  Write(before, after);
+  EXPECT_THAT(CsvRows({}), ElementsAre("grew,5,6,1,/r/a/" + files[7].name + ","));
+}
+
+// ---- Kinds and their order
+
+TEST_F(Dtldiff, KindsInTheOrderOfTheirDifference) {
+  const RecordSpec other = {.attributes = 0100600, .accessed = 3, .uid = 4};
+  Write({DirectoryRecord("/d"), File("grew", {.size = 1}), File("shrank", {.size = 9}),
+         File("gone", {.modified = 1, .size = 9}), File("rewritten"), File("type"),
+         LinkRecord("link", "t"), File("metadata"), File("same", {.size = 77})},
+        {DirectoryRecord("/d"), File("grew", {.size = 4}), File("shrank", {.size = 2}),
+         File("rewritten", {.modified = 1}), File("type", {.attributes = 0010644}),
+         LinkRecord("link", "u"), File("metadata", other), File("same", {.size = 77}),
+         File("born", {.size = 7, .inode = 1})});
+  EXPECT_EQ(OutputOf("dtldiff", {"--format", "csv", "--metadata", old_, new_}, 1),
+            "change,bytes_before,bytes_after,difference,path,new_path\n"
+            "vanished,9,0,-9,/r/d/gone,\n"
+            "appeared,0,7,7,/r/d/born,\n"
+            "shrank,9,2,-7,/r/d/shrank,\n"
+            "grew,1,4,3,/r/d/grew,\n"
+            "rewritten,0,0,0,/r/d/link,\n"
+            "changed,0,0,0,/r/d/metadata,\n"
+            "rewritten,0,0,0,/r/d/rewritten,\n"
+            "rewritten,0,0,0,/r/d/type,\n");
+  EXPECT_EQ(OutputOf("dtldiff", {"--only", "shrank,grew,appeared", "--top", "2", old_, new_}, 1),
+            "change    difference      before       after  path\n"
+            "appeared    +7 bytes     0 bytes     7 bytes  /r/d/born\n"
+            "shrank      -7 bytes     9 bytes     2 bytes  /r/d/shrank\n"
+            "… and 1 more\n"
+            "\n"
+            "change            files  difference      before       after\n"
+            "appeared              1    +7 bytes     0 bytes     7 bytes\n"
+            "grew                  1    +3 bytes     1 bytes     4 bytes\n"
+            "shrank                1    -7 bytes     9 bytes     2 bytes\n");
+  EXPECT_EQ(OutputOf("dtldiff", {"--summary", "--format", "csv", old_, new_}, 1),
+            "change,files,bytes_before,bytes_after,difference\nappeared,1,0,7,7\n"
+            "vanished,1,9,0,-9\ngrew,1,1,4,3\nshrank,1,9,2,-7\nrewritten,3,0,0,0\n");
+  EXPECT_THAT(Rows({"--format", "ndjson", "--only", "grew"}),
+              ElementsAre(R"({"change":"grew","bytes_before":1,"bytes_after":4,"difference":3,)"
+                          R"("path":"/r/d/grew","new_path":null})"));
+  EXPECT_EQ(
+      OutputOf("dtldiff",
+               {"--format", "paths0", "--only", "vanished,grew", "--top", "9", old_, new_}, 1),
+      std::string("/r/d/gone\0/r/d/grew\0", 20));
+  // The query looks at the newer file, at the older of those that vanished.
+  EXPECT_THAT(CsvRows({"--where", "size eq 2 [or] size eq 9"}),
+              ElementsAre("vanished,9,0,-9,/r/d/gone,", "shrank,9,2,-7,/r/d/shrank,"));
+  EXPECT_THAT(CsvRows({"--where", "size eq 1"}, 0), IsEmpty());
+  EXPECT_EQ(OutputOf("dtldiff", {"--only", "moved", old_, new_}, 0), "");
+}
+
+TEST_F(Dtldiff, FilesThatMoved) {
+  struct Row {
+    ScanKind kind;
+    std::vector<RecordSpec> before, after;
+    std::vector<std::string> rows;
+  };
+  const auto nfs = ScanKind::kNfs, cifs = ScanKind::kCifs;
+  const RecordSpec one = {.modified = 1, .size = 3, .inode = 5};
+  RecordSpec linked = one, later = one, none = one, created = one;
+  linked.links = 3;
+  later.modified = 2;
+  none.inode = 0;
+  created.created = 8;
+  const auto in = [](const std::string& dir, std::vector<RecordSpec> files) {
+    files.insert(files.begin(), DirectoryRecord(dir));
+    return files;
+  };
+  // clang-format off
+  const Row rows[] = {
+      {nfs, in("/a", {File("x", one)}), in("/b", {File("y", one)}),
+       {"moved,3,3,0,/r/a/x,/r/b/y"}},
+      {nfs, in("/a", {File("x", one)}), in("/a", {File("y", later)}),
+       {"vanished,3,0,-3,/r/a/x,", "appeared,0,3,3,/r/a/y,"}},
+      {nfs, in("/a", {File("x", none)}), in("/a", {File("y", none)}),
+       {"vanished,3,0,-3,/r/a/x,", "appeared,0,3,3,/r/a/y,"}},
+      // Two files of one inode on two devices: nobody knows which is which.
+      {nfs, in("/a", {File("x", one)}), in("/a", {File("y", one), File("z", one)}),
+       {"vanished,3,0,-3,/r/a/x,", "appeared,0,3,3,/r/a/y,", "appeared,0,3,3,/r/a/z,"}},
+      // Names of one file, in the order of their paths.
+      {nfs, in("/a", {File("n", linked), File("m", linked), File("stays", linked)}),
+       in("/b", {File("q", linked), File("o", linked), File("p", linked)}),
+       {"moved,3,3,0,/r/a/m,/r/b/o", "moved,3,3,0,/r/a/n,/r/b/p", "moved,3,3,0,/r/a/stays,/r/b/q"}},
+      {nfs, in("/a", {File("n", linked), File("m", linked), File("stays", linked)}),
+       in("/a", {File("o", linked), File("stays", linked)}),
+       {"vanished,3,0,-3,/r/a/n,", "moved,3,3,0,/r/a/m,/r/a/o"}},
+      {cifs, in("\\a", {File("x", created)}), in("\\b", {File("x", created)}),
+       {"moved,3,3,0,/r\\a\\x,/r\\b\\x"}},
+      {cifs, in("\\a", {File("x", created)}), in("\\b", {File("x", one)}),
+       {"vanished,3,0,-3,/r\\a\\x,", "appeared,0,3,3,/r\\b\\x,"}},
+      {cifs, in("\\a", {File("x", created)}), in("\\b", {File("y", created)}),
+       {"vanished,3,0,-3,/r\\a\\x,", "appeared,0,3,3,/r\\b\\y,"}},
+  };
+  // clang-format on
+  for (const Row& row : rows) {
+    Write(row.before, row.after, row.kind);
+    EXPECT_EQ(CsvRows({}), row.rows);
+  }
+  Write(rows[0].before, rows[0].after);
+  EXPECT_THAT(CsvRows({"--no-moves"}),
+              ElementsAre("vanished,3,0,-3,/r/a/x,", "appeared,0,3,3,/r/b/y,"));
+  EXPECT_EQ(OutputOf("dtldiff", {"--format", "paths0", old_, new_}, 1), std::string("/r/b/y\0", 7));
+  EXPECT_THAT(Rows({}).at(1), testing::EndsWith("  /r/a/x -> /r/b/y"));
+}
+
+// ---- Every way to fail
+
+TEST_F(Dtldiff, TroubleIsTold) {
+  DtlMap map;
+  const std::string bytes = BuildDtl(
+      {.records = {DirectoryRecord("/"), File("x"), File("../y")}, .endMarker = true}, &map);
+  const std::string cut = dir_ / "cut.dtl", cifs = dir_ / "cifs.dtl", whole = dir_ / "whole.dtl";
+  const std::string empty = dir_ / "empty.dtl", text = dir_ / "text";
+  WriteFile(cut, bytes.substr(0, map.records[2]));
+  WriteFile(whole, bytes);
+  WriteFile(text, std::string(500, 'x'));
+  WriteDtl(cifs, {.kind = ScanKind::kCifs, .records = {}});
+  WriteDtl(empty, {.records = {}});
+  const std::string usage = "dtldiff: ";
+  // clang-format off
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
+      {{}, usage + "two scans are needed, the older one first"},
+      {{whole}, usage + "two scans are needed"},
+      {{whole, "-"}, usage + "a scan is a file"},
+      {{"--only", "grew,", whole, whole}, usage + "--only knows no kind "},
+      {{"--format", "ncdu", whole, whole}, usage + "--format is one of text, csv, ndjson, paths0"},
+      {{"--summary", "--format", "paths0", whole, whole}, usage + "--summary does not go with"},
+      {{"--where", "size", whole, whole}, "Syntax error: size"},
+      {{dir_ / "none", whole}, "Unable to open scan detail file '"},
+      {{whole, text}, "'" + text + "' is not a valid Trawlix detail log file\n"},
+      {{whole, cifs}, "'" + whole + "' is a scan of another kind than '" + cifs + "'\n"},
+      {{whole, cut}, "'" + cut + "' breaks off; there is nothing to compare\n"},
+      {{cut, whole}, "'" + cut + "' breaks off; there is nothing to compare\n"},
+      {{"--format", "paths0", "--top", "1", empty, whole}, "left out, its name holds a separator: '"},
+  };
+  // clang-format on
+  for (const auto& [args, problem] : rows) {
+    const RunResult run = RunCompanion("dtldiff", args);
+    EXPECT_EQ(run.status, 2) << problem;
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, StartsWith(problem));
+  }
+  EXPECT_EQ(RunCompanion("dtldiff", {empty, whole}, {.outPath = "/dev/full"}).status, 2);
+  EXPECT_THAT(OutputOf("dtldiff", {"-h"}), StartsWith("usage: dtldiff "));
+  EXPECT_THAT(OutputOf("dtldiff", {"--version"}), StartsWith("dtldiff "));
+}
+
+}  // namespace
+}  // namespace tabulon
