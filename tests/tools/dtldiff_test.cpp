@@ -33,7 +33,10 @@ class Dtldiff : public testing::Test {
   }
   void Write(std::vector<RecordSpec> before, std::vector<RecordSpec> after,
              ScanKind kind = ScanKind::kNfs) {
-    WriteDtl(old_, {.kind = kind, .rootPath = "/r", .records = std::move(before)});
+    WriteDtl(old_, {.kind = kind,
+                    .rootPath = "/r",
+                    .records = std::move(before),
+                    .ids = {{.id = 7, .name = "ann"}}});
     WriteDtl(new_, {.kind = kind, .rootPath = "/r", .records = std::move(after)});
   }
 };

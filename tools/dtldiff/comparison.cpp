@@ -26,7 +26,7 @@ struct NextNames {
   uint64_t positions[kMost];
 
   // Reads them; the reader stands behind them afterwards.
-  void Read(SectionReader& reader, const Seeds& seeds) {
+  void Read(DirFiles& reader, const Seeds& seeds) {
     for (; count < kMost && reader.valid(); reader.Advance()) {
       hashes[count] = seeds.OfText(reader.name());
       positions[count++] = reader.position();
@@ -92,7 +92,7 @@ ScanComparison::ScanComparison(const DiffOptions& options, const QueriedScan& ol
       leftovers_(options, newer.scan.isCifs(), changes) {}
 
 bool ScanComparison::Run() {
-  ScanProgress progress(BytesToRead(older_) + BytesToRead(newer_), -1);
+  ReadProgress progress(BytesToRead(older_) + BytesToRead(newer_), -1);
   const bool whole = Walk(progress);
   progress.Stop();
   if (!whole) return false;
@@ -100,7 +100,7 @@ bool ScanComparison::Run() {
   return true;
 }
 
-bool ScanComparison::Walk(ScanProgress& progress) {
+bool ScanComparison::Walk(ReadProgress& progress) {
   DirWalk oldWalk(older_.scan, seeds_, progress), newWalk(newer_.scan, seeds_, progress);
   DirSection old, now;
   bool moreOld = oldWalk.Next(old), moreNew = newWalk.Next(now);

@@ -44,7 +44,7 @@ class ScanComparison {
   bool Run();
 
  private:
-  bool Walk(ScanProgress& progress);
+  bool Walk(ReadProgress& progress);
   void Step(DirSection& old, DirSection& now, bool& moreOld, bool& moreNew, DirWalk& oldWalk,
             DirWalk& newWalk);
   void CompareDirs(const DirSection& old, const DirSection& now);
@@ -62,7 +62,7 @@ class ScanComparison {
   const QueriedScan& newer_;
   Changes& changes_;
   Seeds seeds_;
-  SectionReader old_, now_;
+  DirFiles old_, now_;
   WaitingDirs waitingOld_, waitingNew_;
   std::vector<FileEntry> restOld_, restNew_;  // of the directories at hand
   Leftovers leftovers_;

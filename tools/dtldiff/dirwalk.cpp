@@ -14,7 +14,7 @@ std::string_view WithoutSeparators(std::string_view path, char separator) {
 
 }  // namespace
 
-DirWalk::DirWalk(const Scan& scan, const Seeds& seeds, ScanProgress& progress)
+DirWalk::DirWalk(const Scan& scan, const Seeds& seeds, ReadProgress& progress)
     : seeds_(seeds),
       separator_(static_cast<char>(scan.pathSep)),
       progress_(progress),
@@ -59,12 +59,12 @@ bool DirWalk::Next(DirSection& section) {
   return false;
 }
 
-SectionReader::SectionReader(const QueriedScan& scan, const Seeds& seeds)
+DirFiles::DirFiles(const QueriedScan& scan, const Seeds& seeds)
     : scan_(scan), seeds_(seeds), reader_(scan.scan) {
   record_.directory = &directory_;
 }
 
-void SectionReader::Start(const DirSection& section) {
+void DirFiles::Start(const DirSection& section) {
   section_ = &section;
   directory_.Assign(section.path.empty() && section.directory != kNoRecord
                         ? std::string_view(scan_.rootText)
@@ -74,23 +74,23 @@ void SectionReader::Start(const DirSection& section) {
   if (valid_ && record_.fields().isDirectory()) Advance();
 }
 
-void SectionReader::Seek(uint64_t position) {
+void DirFiles::Seek(uint64_t position) {
   valid_ = position < section_->end && reader_.Read(position, record_.view);
   if (valid_) name_ = TextOf(record_.view.name);
 }
 
-std::string_view SectionReader::target() const {
+std::string_view DirFiles::target() const {
   return record_.view.hasTarget ? TextOf(record_.view.target) : std::string_view();
 }
 
-bool SectionReader::Passes() {
+bool DirFiles::Passes() {
   if (scan_.filter() == nullptr) return true;
   record_.name.Assign(record_.view.name);
   if (record_.view.hasTarget) record_.target.Assign(record_.view.target);
   return scan_.filter()->Passes(record_);
 }
 
-FileEntry SectionReader::Entry() {
+FileEntry DirFiles::Entry() {
   FileEntry entry =
       EntryOf(record_.view, {section_->directory, position()}, scan_.scan.isCifs(), seeds_);
   entry.path = seeds_.OfFile(section_->digest, name_);

@@ -23,7 +23,7 @@ struct DirSection {
 
 class DirWalk {
  public:
-  DirWalk(const Scan& scan, const Seeds& seeds, ScanProgress& progress);
+  DirWalk(const Scan& scan, const Seeds& seeds, ReadProgress& progress);
 
   // The next directory that has a record, or that of the files in front of all; false at the end.
   bool Next(DirSection& section);
@@ -36,7 +36,7 @@ class DirWalk {
 
   const Seeds& seeds_;
   char separator_;
-  ScanProgress& progress_;
+  ReadProgress& progress_;
   RecordReader reader_;
   RecordBatch batch_;
   uint64_t position_;  // behind the batch
@@ -46,9 +46,9 @@ class DirWalk {
 };
 
 // Reads the files of sections, back and forth.
-class SectionReader {
+class DirFiles {
  public:
-  SectionReader(const QueriedScan& scan, const Seeds& seeds);
+  DirFiles(const QueriedScan& scan, const Seeds& seeds);
 
   // Stands at the first file of the section, which must outlive the use.
   void Start(const DirSection& section);

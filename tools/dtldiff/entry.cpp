@@ -54,7 +54,7 @@ FileEntry EntryOf(const RecordView& view, const FilePlace& place, bool cifs, con
   return entry;
 }
 
-FileState StateOf(const RecordFields& fields, bool cifs) {
+ComparedState StateOf(const RecordFields& fields, bool cifs) {
   return {fields.size(),
           fields.modified(),
           TypeOf(fields.flags(), fields.attributes(), cifs),
@@ -64,14 +64,14 @@ FileState StateOf(const RecordFields& fields, bool cifs) {
           fields.accessed()};
 }
 
-FileState StateOf(const FileEntry& entry, bool cifs) {
+ComparedState StateOf(const FileEntry& entry, bool cifs) {
   return {entry.size,       entry.modified,       TypeOf(entry.flags, entry.attributes, cifs),
           entry.attributes, cifs ? 0 : entry.uid, cifs ? 0 : entry.gid,
           entry.accessed};
 }
 
-std::optional<ChangeKind> ChangeOf(const FileState& before, const FileState& after, bool sameTarget,
-                                   bool metadata) {
+std::optional<ChangeKind> ChangeOf(const ComparedState& before, const ComparedState& after,
+                                   bool sameTarget, bool metadata) {
   if (after.size > before.size) return ChangeKind::kGrew;
   if (after.size < before.size) return ChangeKind::kShrank;
   if (after.modified != before.modified || after.type != before.type || !sameTarget) {

@@ -54,15 +54,15 @@ FileEntry EntryOf(const RecordView& view, const FilePlace& place, bool cifs, con
 // How the two states of a file differ; none: not at all. `sameTarget`: they lead to one target, or
 // neither is a link. `metadata`: look at owner, mode and access time as well. Both have the members
 // of FileEntry as functions or values, through `Get`.
-struct FileState {
+struct ComparedState {
   uint64_t size;
   uint32_t modified, type;
   uint32_t attributes, uid, gid, accessed;
 };
-FileState StateOf(const RecordFields& fields, bool cifs);
-FileState StateOf(const FileEntry& entry, bool cifs);
-std::optional<ChangeKind> ChangeOf(const FileState& before, const FileState& after, bool sameTarget,
-                                   bool metadata);
+ComparedState StateOf(const RecordFields& fields, bool cifs);
+ComparedState StateOf(const FileEntry& entry, bool cifs);
+std::optional<ChangeKind> ChangeOf(const ComparedState& before, const ComparedState& after,
+                                   bool sameTarget, bool metadata);
 
 // Whether the two are surely one file in two places, as far as a scan can tell. REQUIRES: their
 // moveKey is equal.

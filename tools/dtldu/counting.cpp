@@ -8,7 +8,7 @@
 namespace tabulon {
 
 bool CountScan(const QueriedScan& scan, int number, HardLinks* links, DirTree& tree,
-               ScanProgress& progress) {
+               ReadProgress& progress) {
   DirNumber dir = kRootDir;
   DirSums sums;  // of the directory's files met since its record
   const auto keep = [&] {

@@ -11,7 +11,7 @@ namespace tabulon {
 // Adds the files of a scan to sums number `number` of the tree. `links` is null when each name of a
 // file counts. Returns false when the scan breaks off.
 bool CountScan(const QueriedScan& scan, int number, HardLinks* links, DirTree& tree,
-               ScanProgress& progress);
+               ReadProgress& progress);
 
 // Tells that a scan breaks off.
 void TellBreakOff(const QueriedScan& scan);

@@ -63,7 +63,7 @@ int64_t WeightOf(DuOrder order, const RecordFields& fields) {
 // The directory to begin at, and the tree, filled with the scan's directories so that it is known.
 DirNumber FirstDirectory(const QueriedScan& scan, const DuOptions& options, DirTree& tree) {
   if (!options.dir) return kRootDir;
-  ScanProgress silent(0, -1);
+  ReadProgress silent(0, -1);
   WalkFiles(
       scan.scan, nullptr, silent, [&](std::string_view path, uint64_t) { tree.Number(path); },
       [](const RecordBatch&, size_t) {});
@@ -80,7 +80,7 @@ bool IsBelow(const DirTree& tree, DirNumber dir, DirNumber above) {
 }  // namespace
 
 bool ShowFiles(const QueriedScan& scan, const DuOptions& options, DuTable& table,
-               ScanProgress& progress) {
+               ReadProgress& progress) {
   DirTree tree(scan.separator(), 1);
   const DirNumber start = FirstDirectory(scan, options, tree);
   HardLinks links(scan.scan);

@@ -9,6 +9,6 @@ namespace tabulon {
 
 // Writes them, best first, as rows of the table. Returns false when the scan breaks off.
 bool ShowFiles(const QueriedScan& scan, const DuOptions& options, DuTable& table,
-               ScanProgress& progress);
+               ReadProgress& progress);
 
 }  // namespace tabulon

@@ -17,7 +17,7 @@ bool Whole(bool whole, const QueriedScan& scan) {
 }
 
 bool Count(const QueriedScan& scan, const DuOptions& options, int number, DirTree& tree,
-           ScanProgress& progress) {
+           ReadProgress& progress) {
   HardLinks links(scan.scan);
   return CountScan(scan, number, options.linksOnce ? &links : nullptr, tree, progress);
 }
@@ -43,7 +43,7 @@ bool ShowDirectories(const DuOptions& options, const QueriedScan& scan, int rows
   std::optional<QueriedScan> older;
   if (options.older) older.emplace(*options.older, options.where);
   if (older) RequireOneKind(older->scan, older->name, scan.scan, scan.name);
-  ScanProgress progress(BytesToRead(scan) + (older ? BytesToRead(*older) : 0), -1);
+  ReadProgress progress(BytesToRead(scan) + (older ? BytesToRead(*older) : 0), -1);
   DirTree tree(scan.separator(), older ? 2 : 1);
   bool whole = Whole(Count(scan, options, 0, tree, progress), scan);
   if (older) whole = Whole(Count(*older, options, 1, tree, progress), *older) && whole;
@@ -57,7 +57,7 @@ bool ShowDirectories(const DuOptions& options, const QueriedScan& scan, int rows
 }
 
 bool ShowLargest(const DuOptions& options, const QueriedScan& scan, int rows) {
-  ScanProgress progress(BytesToRead(scan), -1);
+  ReadProgress progress(BytesToRead(scan), -1);
   DuTable table(rows, options.format, false, true);
   const bool whole = ShowFiles(scan, options, table, progress);
   table.End(0);
@@ -65,7 +65,7 @@ bool ShowLargest(const DuOptions& options, const QueriedScan& scan, int rows) {
 }
 
 bool ShowTree(const DuOptions& options, const QueriedScan& scan, int rows) {
-  ScanProgress progress(2 * BytesToRead(scan), rows);
+  ReadProgress progress(2 * BytesToRead(scan), rows);
   return Whole(WriteNcdu(scan, options, rows, progress), scan);
 }
 

@@ -77,7 +77,7 @@ class NcduWriter {
     record_.directory = &directory_;
   }
 
-  bool Collect(ScanProgress& progress);
+  bool Collect(ReadProgress& progress);
   void Write();
 
  private:
@@ -118,7 +118,7 @@ void NcduWriter::NotePlace(DirNumber dir, uint64_t position) {
 }
 
 // The pass that finds where the records of each directory stand.
-bool NcduWriter::Collect(ScanProgress& progress) {
+bool NcduWriter::Collect(ReadProgress& progress) {
   DirNumber dir = kRootDir;
   NotePlace(dir, scan_.scan.logRoot.firstRecord);
   const bool whole = WalkFiles(
@@ -266,7 +266,7 @@ void NcduWriter::Field(std::string_view name, uint64_t value) {
 
 }  // namespace
 
-bool WriteNcdu(const QueriedScan& scan, const DuOptions& options, int fd, ScanProgress& progress) {
+bool WriteNcdu(const QueriedScan& scan, const DuOptions& options, int fd, ReadProgress& progress) {
   NcduWriter writer(scan, options, fd);
   const bool whole = writer.Collect(progress);
   writer.Write();

@@ -9,6 +9,6 @@ namespace tabulon {
 
 // Writes the tree with its files to `fd`. Directories have no size of their own there, so that the
 // browsers' sums are dtldu's. Returns false when the scan breaks off.
-bool WriteNcdu(const QueriedScan& scan, const DuOptions& options, int fd, ScanProgress& progress);
+bool WriteNcdu(const QueriedScan& scan, const DuOptions& options, int fd, ReadProgress& progress);
 
 }  // namespace tabulon

@@ -15,7 +15,7 @@ namespace tabulon {
 // offset of what comes next, and file(batch, i) for each record of something else that passes the
 // plan (null: all do), in the order of the scan. Returns false when the scan breaks off.
 template <class Directory, class File>
-bool WalkFiles(const Scan& scan, const FilterPlan* plan, ScanProgress& progress,
+bool WalkFiles(const Scan& scan, const FilterPlan* plan, ReadProgress& progress,
                Directory&& directory, File&& file) {
   RecordReader reader(scan);
   Pass pass(scan);

@@ -112,6 +112,6 @@ void RequireOneKind(const Scan& older, const std::string& olderName, const Scan&
   ErrExit(L"'%s' is a scan of another kind than '%s'\n", olderName, name);
 }
 
-ScanProgress::ScanProgress(uint64_t total, int rows) : line_(TextOf(done_, total, rows)) {}
+ReadProgress::ReadProgress(uint64_t total, int rows) : line_(TextOf(done_, total, rows)) {}
 
 }  // namespace tabulon

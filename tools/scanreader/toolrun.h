@@ -47,10 +47,10 @@ void RequireOneKind(const Scan& older, const std::string& olderName, const Scan&
 
 // Tells on a terminal how far the reading of scans is, with an estimate of the time that is left.
 // Nothing is told while rows go to a terminal, too.
-class ScanProgress {
+class ReadProgress {
  public:
   // `total`: bytes that will be read. `rows`: where rows are written meanwhile; -1: nowhere.
-  ScanProgress(uint64_t total, int rows);
+  ReadProgress(uint64_t total, int rows);
 
   // So many more bytes have been read. Cheap enough for every batch.
   void Add(uint64_t bytes) {
