@@ -11,7 +11,7 @@ using namespace tabulon;
 namespace {
 
 // What zlib inflates of the stream at the start of `bytes`, whole or not.
-std::string Inflated(std::string_view bytes) {
+std::string InflatedByZlib(std::string_view bytes) {
   z_stream zlib{};
   inflateInit(&zlib);
   zlib.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
@@ -38,7 +38,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   WriteFile(from, bytes);
   RunPart([&] {
     decompressFile(from.c_str(), to.c_str());
-    Require(ReadFile(to) == Inflated(bytes));
+    Require(ReadFile(to) == InflatedByZlib(bytes));
     std::filesystem::remove(to);
     Require(compressFile(from.c_str(), to.c_str()) == 0);
     Require(decompressFile(to.c_str(), back.c_str()) == 0);
