@@ -78,9 +78,8 @@ bool BehindEveryKey(Tree& tree, const SearchKey& key) {
   return root.header.count == 0 || CompareWith(tree, key, LastEntry(root).key) > 0;
 }
 
-// Sets the cursor on the key that inner entry `entry` repeats: the last one of the leaf at the
-// right end below. It is gone from there when it was deleted; then the cursor is set behind the
-// leaf's last key.
+// Sets the cursor on the key that inner entry `entry` repeats: the last key of the rightmost leaf
+// below it. If that key was deleted, the cursor is set after the leaf's last key.
 bool SetCursorBelow(Tree& tree, const Entry& entry) {
   const uint32_t number = LeafBelow(tree, entry.child, TreeSide::kRight);
   TreeNode& leaf = TreeNodeAt(tree, number);
@@ -145,8 +144,8 @@ bool _treeSearch(Tree& tree, const SearchKey& key) {
       tree.cursor = {number, bound.index};
       return bound.equal;
     }
-    // A key's slot that was given back and taken again can lower a bound; the last child it is
-    // then.
+    // When a deleted key's slot has been taken by a lower key, the bound of an inner node is lower
+    // too, and no entry may be left for this key; then its place is in the last child.
     const Entry entry = Entries(node)[std::min(bound.index, node.capacity - 1)];
     if (bound.equal) return SetCursorBelow(tree, entry);
     number = entry.child;
@@ -161,7 +160,8 @@ KeyRecord TreeSearch(Tree* tree, const void* key, uint32_t length) {
 
 KeyRecord TreeLowKey(Tree* tree) {
   if (tree == nullptr || tree->root == 0) return {};
-  // One step in front of the leaf, and on from there: a leaf can have lost all its keys.
+  // UINT32_MAX + 1 wraps to 0: TreeNextKey starts at the leaf's first entry, and goes on to the
+  // next leaf when this one has lost all its keys.
   tree->cursor = {LeafBelow(*tree, tree->root, TreeSide::kLeft), UINT32_MAX};
   return TreeNextKey(tree);
 }
@@ -192,7 +192,7 @@ int _keyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB) {
 
 namespace {
 
-// Makes a key node and puts its slots in front of the free chain, in their order.
+// Makes a key node and puts its slots, in their order, at the head of the free chain.
 void AddKeyNode(Tree& tree) {
   const uint32_t number = _getNewNode(tree.keyNodes)->number;
   for (uint32_t slot = 0; slot < tree.keysPerKeyNode; ++slot) {
@@ -226,8 +226,9 @@ TreeNode& NewTreeNode(Tree& tree, int32_t level) {
   return node;
 }
 
-// Puts an entry in front of position `index` of a node with room: the used entries in front of it
-// move one place towards the start of the array.
+// Puts an entry before position `index` of a node with room. The used entries before it move one
+// place towards the start of the array, where the free places are. An appended entry moves all of
+// them: the fan-out bounds the cost.
 void PlaceEntry(TreeNode& node, uint32_t index, const Entry& entry) {
   Entry* entries = Entries(node);
   const uint32_t first = FirstUsed(node);
@@ -250,7 +251,7 @@ uint32_t AddRoot(Tree& tree, int32_t level, const Entry& lower, const Entry& upp
 
 uint32_t InsertEntry(Tree& tree, uint32_t number, uint32_t index, const Entry& entry);
 
-// Enters the node `lower`, split off from the node `upper`, in front of it in the parent.
+// Enters the node `lower`, which was split off from the node `upper`, before it in the parent.
 void EnterInParent(Tree& tree, uint32_t parent, const Entry& lower, uint32_t upper) {
   const TreeNode& node = TreeNodeAt(tree, parent);
   uint32_t index = FirstUsed(node);
@@ -259,8 +260,9 @@ void EnterInParent(Tree& tree, uint32_t parent, const Entry& lower, uint32_t upp
   TreeNodeAt(tree, lower.child).parent = taker;
 }
 
-// Splits a full node: its lower half moves to a new node in front of it on the level, so that the
-// node's own highest key stays what its parent knows. Returns the new node.
+// Splits a full node: its lower half moves to a new node before it on the same level. So the node
+// keeps its highest key, which its parent repeats, and the parent only gets one entry more. Returns
+// the new node.
 uint32_t _splitNode(Tree& tree, uint32_t upper) {
   const int32_t level = TreeNodeAt(tree, upper).level;
   const uint32_t lower = NewTreeNode(tree, level).header.number;
@@ -293,7 +295,7 @@ uint32_t _splitNode(Tree& tree, uint32_t upper) {
   return lower;
 }
 
-// Puts an entry in front of position `index` of a node, which is split first when it is full.
+// Puts an entry before position `index` of a node, which is split first when it is full.
 // Returns the node that took the entry.
 uint32_t InsertEntry(Tree& tree, uint32_t number, uint32_t index, const Entry& entry) {
   if (TreeNodeAt(tree, number).header.count == tree.fanOut) {
@@ -308,12 +310,13 @@ uint32_t InsertEntry(Tree& tree, uint32_t number, uint32_t index, const Entry& e
   return number;
 }
 
-// Appends an entry behind all entries of a level's last node. Returns the node that took it.
+// Appends an entry after all entries of a level's last node. Returns the node that took it.
 //
-// This is the road of every key that stands behind all others, and so of ascending keys. It needs
-// no search: one comparison, one step a level down and one up to set the highest keys of the
-// ancestors. A full node is not split but gets a neighbour, so that the nodes which ascending keys
-// leave behind are full, at the price of a last node a level that may hold a single entry.
+// Every key that comes after all others is added here, and so are ascending keys. That needs no
+// search: one comparison, one step down for each level, and one step up for each to set the highest
+// keys of the ancestors. A full node is not split but gets a neighbour. So ascending keys leave
+// full nodes, where splitting would leave them half empty; the price is that the last node of a
+// level may hold a single entry.
 uint32_t _appendToTree(Tree& tree, uint32_t number, const Entry& entry) {
   TreeNode& node = TreeNodeAt(tree, number);
   const int32_t level = node.level;
@@ -346,8 +349,8 @@ uint32_t _appendToTree(Tree& tree, uint32_t number, const Entry& entry) {
 
 bool TreeAddKey(Tree* tree, const void* key, uint32_t length, const void* extra) {
   if (length > tree->maxKeyBytes) ErrExit(L"Tree key too long\n");
-  // The slot of a key that is refused below is not given back. Kept so; it costs the room of one
-  // record in the key nodes.
+  // When the tree has the key already, this slot is not given back. Kept so; it costs the room of
+  // one record in the key nodes.
   const Entry entry{0, StoreKey(*tree, {key, length}, extra)};
   if (tree->root == 0) {
     TreeNode& leaf = NewTreeNode(*tree, 0);

@@ -12,7 +12,7 @@ namespace tabulon {
 
 struct Tree;
 
-// Negative, zero or positive, as a stands before, at or behind b.
+// Negative when a comes before b, zero when they are equal, positive when a comes after b.
 using TreeCompare = int (*)(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
 using TreeAllocate = void* (*)(size_t size);
 using TreeRelease = void (*)(void* memory);
@@ -25,8 +25,8 @@ struct TreeFreer {
 };
 using TreeHandle = std::unique_ptr<Tree, TreeFreer>;
 
-// A key as it stands in the tree. Valid until the next operation on the tree; a null record stands
-// for "none".
+// A key in the tree's own memory. Valid until the next operation on the tree; a null record means
+// that there is no such key.
 class KeyRecord {
  public:
   // In the record's image, which begins with 8 bytes of link.

@@ -37,6 +37,8 @@ std::vector<std::pair<uint64_t, uint32_t>> ByAge(const NodeTable& table) {
   return order;
 }
 
+// Takes the oldest node from the snapshot `byAge`, and takes a new snapshot when it is used up. One
+// sort serves many evictions, so an access needs no more than a store of the clock.
 uint32_t LeastRecentlyUsed(NodeTable& table) {
   for (;; table.byAge = ByAge(table)) {
     while (!table.byAge.empty()) {
@@ -47,8 +49,8 @@ uint32_t LeastRecentlyUsed(NodeTable& table) {
   }
 }
 
-// Writes the least recently used node to its page and hands out its memory. It is written whether
-// it changed or not: every access may have changed it.
+// Writes the least recently used node to its page and hands out its memory. The node is written
+// even if it has not changed, since accesses do not tell whether they change it.
 NodeHeader* Evict(NodeTable& table) {
   ResidentNode& victim = table.byNumber[LeastRecentlyUsed(table)];
   _flushNode(table, victim.image);

@@ -8,7 +8,7 @@
 //  36  u32  next node of the same level, 0 = none
 //  40  u32  parent node, 0 = this is the root
 //  44  4 bytes without use
-//  48  fan-out x 12: entries. Those in use stand at the END of the array in ascending order.
+//  48  fan-out x 12: entries. Those in use are at the END of the array, in ascending order.
 //
 // Key node (keys per key node x record size + 24 bytes): NodeHeader, then the key records:
 //   0  8 bytes: while the slot is free the next free slot (u32 node, u32 slot), else 0
@@ -19,9 +19,9 @@
 // subtree below it. Any access may move a node out of memory: the code hands node numbers around,
 // and keeps an image only up to the next access to a node of the same kind.
 //
-// The resident nodes of one kind: a bounded table in memory in front of a page file. A node is
-// reached by its number; when it is not resident it takes the place of the node that has gone
-// longest without use, which is written to the page file first.
+// The resident nodes of one kind are in a bounded table in memory; the others are in a page file.
+// Code names a node by its number. A node that is not resident takes the place of the one that has
+// not been used for the longest time, which is written to the page file first.
 //
 // Both kinds of node begin with the same 24 bytes:
 //   0  u32  node number, from 1
@@ -65,8 +65,10 @@ struct NodeTable {
   std::vector<std::unique_ptr<NodeHeader, TreeRelease>> images;  // of the resident nodes
   std::vector<ResidentNode> byNumber;  // every node there is, 16 bytes each; nothing at 0
   uint64_t clock = 0;
-  // Nodes in the order of their last use when it was taken, the oldest at the back. A node used
-  // since then is newer than all of them, so the first one not used since is the oldest of all.
+  // A snapshot of the resident nodes by last use, the oldest at the back. An access to a node does
+  // not touch this list (no linked list is kept in order on the hot path); it only sets lastUse. A
+  // node used since the snapshot is newer than all nodes in it, so the rearmost node that was not
+  // used since then is the oldest of all.
   std::vector<std::pair<uint64_t, uint32_t>> byAge;
 };
 
@@ -91,8 +93,8 @@ std::vector<uint32_t> ResidentNumbers(const NodeTable& table);
 // Writes every resident node to its page, linked by number in the order of use.
 void FlushForSave(NodeTable& table);
 // Makes the nodes `numbers`, and no others, resident from the pages that FlushForSave wrote. False
-// when their links do not fit together. REQUIRES: 0 < numbers < the next number; pages that hold
-// what the table holds.
+// when their links do not fit together. REQUIRES: each number is above 0 and below the next number;
+// the pages hold what the table holds.
 bool FixNodeTable(NodeTable& table, std::span<const uint32_t> numbers);
 
 struct KeySlot {
@@ -187,16 +189,16 @@ inline int CompareWith(Tree& tree, const SearchKey& key, KeySlot stored) {
   return tree.compare(key.bytes, key.length, record + kKeyOffset, length);
 }
 
-// Looks for a key and sets the cursor: on the key, or on the entry in front of which it belongs.
-// A key behind every stored key leaves no cursor.
+// Looks for a key and sets the cursor: on the key, or on the first entry after it. A key that comes
+// after every stored key leaves no cursor.
 bool _treeSearch(Tree& tree, const SearchKey& key);
 
 // The leaf at the left or the right end of the subtree below node `number`.
 enum class TreeSide { kLeft, kRight };
 uint32_t LeafBelow(Tree& tree, uint32_t number, TreeSide side);
 
-// Whether every number in the tree points where it should: levels, chains, parents, key slots. The
-// order of the keys is not looked at. What it accepts, no operation can be led astray by.
+// Whether every number in the tree points where it should: levels, chains, parents, key slots. It
+// does not look at the order of the keys. Every operation is safe on a tree that it accepts.
 bool TreeIsSound(Tree& tree);
 
 }  // namespace tabulon

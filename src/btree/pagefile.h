@@ -1,6 +1,6 @@
 // A page file of a tree: node images at number x page size, in a file that exists as long as the
-// tree does. A descriptor is held only while a page moves, so any number of trees can stand under a
-// small descriptor limit; opening costs less than moving a page does.
+// tree does. A descriptor is held only while a page moves, so any number of trees can exist under a
+// small descriptor limit; opening the file costs less than moving a page.
 #pragma once
 
 #include <cstddef>

@@ -47,8 +47,8 @@ bool TreeDeleteKey(Tree* tree, const void* key, uint32_t length) {
   const KeySlot slot = entries[index].key;
   std::memcpy(RecordAt(*tree, slot), &tree->freeSlot, sizeof(KeySlot));
   tree->freeSlot = slot;
-  // Only the one entry in front moves up, not all of them: a key behind the leaf's second one
-  // gives way to its neighbour's double, and the leaf's first key is lost. Kept so.
+  // Only the one entry before the removed one moves up, not all of them. So a key after the leaf's
+  // second one is replaced by a double of its neighbour, and the leaf's first key is lost. Kept so.
   if (index > 0) entries[index] = entries[index - 1];
   std::memset(static_cast<void*>(entries), kUnusedEntryByte, sizeof(Entry));
   --leaf.header.count;
@@ -81,7 +81,7 @@ struct Place {
   uint32_t parent;
 };
 
-// Checks a node that has not been met before and should stand at `place`, its entries apart.
+// Checks a node that has not been met before and should be at `place`, but not its entries.
 bool NodeFits(Tree& tree, NodeSet& seen, uint32_t number, const Place& place) {
   if (number == 0 || number >= seen.size() || seen[number]) return false;
   seen[number] = true;
@@ -91,8 +91,8 @@ bool NodeFits(Tree& tree, NodeSet& seen, uint32_t number, const Place& place) {
          node.header.count <= node.capacity && (node.level == 0 || node.header.count > 0);
 }
 
-// Checks the level below the one that begins with node `first`: the children are, one behind the
-// other, the chain of that level. Returns its first node, 0 when something does not fit.
+// Checks the level below the one that begins with node `first`: the children, taken in order, must
+// be the chain of that level. Returns its first node, 0 when something does not fit.
 uint32_t LevelBelow(Tree& tree, NodeSet& seen, uint32_t first) {
   uint32_t lowest = 0;
   uint32_t previous = 0;
@@ -124,7 +124,8 @@ bool KeysFit(Tree& tree, const NodeSet& seen) {
   return true;
 }
 
-// A chain that comes back to itself is as long as it likes: deleting a doubled key makes one.
+// A chain that comes back to itself is accepted, since deleting a doubled key makes one; the check
+// ends after as many steps as there are slots.
 bool FreeChainFits(Tree& tree, const NodeSet& seen) {
   KeySlot slot = tree.freeSlot;
   uint64_t left = tree.keyNodes.byNumber.size() * uint64_t{tree.keysPerKeyNode};
@@ -254,8 +255,8 @@ bool WritePages(int fd, PageFile& pages) {
   return true;
 }
 
-// Reads a saved tree piece by piece; a piece that the file has no bytes for is refused before
-// anything is made for it.
+// Reads a saved tree piece by piece. A piece that is longer than the rest of the file is refused
+// before memory is taken for it.
 class SavedReader {
  public:
   SavedReader(int fd, off_t offset) : fd_(fd), at_(offset) {

@@ -9,12 +9,12 @@
 
 namespace tabulon {
 
-// The last key, and the one in front of the cursor; as TreeLowKey and TreeNextKey.
+// The last key, and the one before the cursor; as TreeLowKey and TreeNextKey.
 KeyRecord TreeHighKey(Tree* tree);
 KeyRecord TreePrevKey(Tree* tree);
 // Removes a key; false when it is not there. Exact only for the first and the second key of a
-// leaf: for a key further back the leaf loses its first key instead, and the key in front of the
-// removed one is there twice.
+// leaf: for a later key the leaf loses its first key as well, and the key before the removed one
+// is there twice.
 bool TreeDeleteKey(Tree* tree, const void* key, uint32_t length);
 
 // Appends the whole tree to the file `fd`, which must allow seeking, and returns the offset at
