@@ -20,8 +20,9 @@ uint64_t SizeOfFile(int fd) {
 // Offsets of mappings are multiples of this; all page sizes in use divide it.
 constexpr uint64_t kPage = 2 * 1024 * 1024;
 
-// A mapped page that the system cannot read raises SIGBUS where it is touched. That is only ever
-// while a record is looked at or mapped ahead, so the handler may leave like any other failure.
+// When the system cannot read a mapped page, the access to it raises SIGBUS. The program touches
+// such pages only while it looks at a record or maps ahead, so the handler may end the run like any
+// other failure.
 bool EndRunOnBusErrors() {
   struct sigaction action {};
   action.sa_handler = [](int) { ErrExit(L"Error reading scan detail file\n"); };
@@ -44,6 +45,8 @@ FileWindow::FileWindow(int fd) : fd_(fd), fileSize_(SizeOfFile(fd)) {
   posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 
+// Maps the window at the page of `position`. The old one is given back first, so that the process
+// never holds two; what is mapped again later comes from the system's page cache.
 const unsigned char* FileWindow::Move(uint64_t position, size_t size, size_t& available) {
   if (position >= fileSize_) {
     available = 0;
@@ -86,7 +89,7 @@ bool RecordReader::ReadStream(uint64_t& at, StreamEntry& entry) {
   return true;
 }
 
-// The record has streams or a target, or it may reach beyond the window.
+// For a record that has streams or a target, or that may reach beyond the window: the rare ones.
 bool RecordReader::ReadWhole(uint64_t position, RecordView& view) {
   const size_t fixedSize = layout_->fixedSize;
   size_t available = 0;
@@ -108,7 +111,7 @@ bool RecordReader::ReadWhole(uint64_t position, RecordView& view) {
   StreamEntry entry;
   for (int32_t i = 0; i < view.streamCount; ++i) {
     if (ReadStream(behindStreams, entry)) continue;
-    behindStreams = std::max(behindStreams, window_.fileSize());  // nothing stands behind it
+    behindStreams = std::max(behindStreams, window_.fileSize());  // the file ends among the streams
     break;
   }
   view.next = behindStreams + (view.hasTarget ? targetLength : 0);
@@ -124,7 +127,7 @@ bool RecordReader::ReadWhole(uint64_t position, RecordView& view) {
     view.target = Piece(start, available, static_cast<size_t>(targetOffset), kept);
     return true;
   }
-  // More streams than the window holds stand between the two texts.
+  // Between the name and the target there are more streams than the window holds.
   const unsigned char* start = window_.At(view.position, fixedSize + nameLength, available);
   aside_.assign(start, start + std::min(available, fixedSize + nameLength));
   view.fields = RecordFields(aside_.data(), layout_);
