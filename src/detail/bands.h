@@ -9,8 +9,9 @@
 
 namespace tabulon {
 
-// One distribution. hits[i] holds the files whose place among the limits is i, so that a file
-// touches one counter only; SizeBandCount and DateBandCount turn that into what a band shows.
+// One distribution. hits[i] counts the files whose place among the limits is i. So a file changes
+// one counter only, also where a band shows all files older than its limit; SizeBandCount and
+// DateBandCount add up what a band shows.
 struct BandTable {
   std::vector<uint64_t> limits;  // ascending: sizes in bytes, or times in seconds since 1970
   std::vector<uint32_t> hits;    // one more than limits; each wraps at 32 bits
@@ -27,7 +28,9 @@ extern BandTable cdateBands;  // creation times
 extern BandTable mdateBands;  // modification times
 extern BandTable adateBands;  // access times
 
-// Few limits are counted through without a branch, many are searched.
+// Up to this many limits, the place of a file is found by counting the limits below its value: a
+// comparison with each of them, and no branch. A binary search has fewer comparisons, but each may
+// be a branch that the processor cannot predict; it pays off only for more limits.
 inline constexpr size_t kFewLimits = 16;
 
 // Counts one file in the first band whose limit is at least `size`; none when it is above all.

@@ -1,6 +1,6 @@
 // The domain names of a security section, each with its place in their order. SIDs are ordered by
-// their domains' places: comparing the names again for every pair of SIDs would let a small file
-// with two long names take minutes.
+// these places. Comparing the names again for every pair of SIDs would take minutes on a small file
+// with two long names.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace tabulon {
 // Orders texts by their units with letter case folded; if equal, the shorter first.
 int CompareFolded(std::wstring_view a, std::wstring_view b);
 
-// Kept small: a section can hold a domain in four bytes.
+// Kept small, since a domain can take as little as four bytes of a section.
 struct Domain {
   const wchar_t* text = nullptr;
   uint32_t length = 0;
@@ -25,7 +25,7 @@ struct Domain {
 
 class DomainList {
  public:
-  // Reads the list that `reader` stands at, and sets `count` to the number of domains that it
+  // Reads the list at the position of `reader`, and sets `count` to the number of domains that it
   // claims to have. False when the file ends inside it. Texts live in `pool`.
   bool Load(SectionReader& reader, Pool& pool, uint32_t& count);
   // Domain number `index`, counted from 0; an empty one when the list has no such domain.

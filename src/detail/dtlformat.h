@@ -168,7 +168,7 @@ inline constexpr uint32_t kAttrAnyDirectory = kAttrDirectory | kAttrOtherDirecto
 inline constexpr uint32_t kModeTypeMask = 0xF000;   // file-type bits of a POSIX mode
 inline constexpr uint32_t kModeDirectory = 0x4000;  // S_IFDIR
 
-// Where the fields of a record's fixed part stand, for one scan kind.
+// The offsets of the fields in a record's fixed part, for one scan kind.
 struct RecordLayout {
   uint8_t fixedSize;
   uint8_t attributes, created, accessed, modified, size;

@@ -58,7 +58,7 @@ class Pipe {
   // Bytes of the source that zlib has not used up.
   uint64_t unused() const { return left_ + zlib.avail_in; }
 
-  // Reads the next chunk of the source behind what zlib has used up.
+  // Reads the next chunk of the source, after what zlib has used up.
   bool Fill() {
     const auto size = static_cast<uInt>(std::min<uint64_t>(left_, kBufferSize));
     errno = EIO;  // for a file that has become shorter
@@ -204,7 +204,7 @@ int doCompression(const char* modeText, const char* from, const char* to) {
   if (kept) target.Keep();
   target.Remove();
   source.Reset();
-  errno = errnum;  // behind everything that may change it
+  errno = errnum;  // after everything that may change it
   return whole && kept ? 0 : 1;
 }
 

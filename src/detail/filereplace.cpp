@@ -27,13 +27,13 @@ bool SyncDirectoryOf(const std::string& path) {
   return fsync(fd.get()) == 0 || errno == EINVAL;
 }
 
-// What `path` stands for now; a state like no other when it stands for nothing.
+// The file that `path` leads to now; a state that equals no other when it leads to none.
 FileState StateOf(const std::string& path) {
   struct stat info {};
   return stat(path.c_str(), &info) == 0 ? FileState::Of(info) : FileState{};
 }
 
-// Signals wait while a name may stand for the only copy of somebody else's file.
+// Holds signals back while a name may be the only one of somebody else's file.
 class SignalsWait {
  public:
   SignalsWait() {
@@ -49,9 +49,9 @@ class SignalsWait {
   sigset_t before_;
 };
 
-// Exchanges the names `copy` and `target`, so that what `target` stood for at that moment can be
-// looked at: between a look and a rename somebody else could put a file there, which would be lost.
-// If it is not `expected`, it gets its name back.
+// Exchanges the names `copy` and `target`, and then looks at the file that had the name `target`.
+// (With a look before a rename, a file that somebody else puts there in between would be lost.) A
+// file that is not `expected` gets its name back.
 int Exchange(const std::string& copy, const std::string& target, const FileState& expected) {
   const auto exchange = [&] {
     return renameat2(AT_FDCWD, copy.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE);
@@ -80,10 +80,12 @@ int TakePlaceFromAfar(const TempFile& copy, const std::string& target, const Fil
 }  // namespace
 
 void TakeOwnerAndMode(int fd, const struct stat& like) {
-  // Giving a file away is for the superuser, giving it to one of the own groups is for everybody.
+  // Only the superuser may give a file to another owner; everybody may give it to one of the own
+  // groups.
   const bool given = fchown(fd, like.st_uid, like.st_gid) == 0;
   const bool shared = given || fchown(fd, static_cast<uid_t>(-1), like.st_gid) == 0;
-  // A program must not run with the rights of another owner or group than it did.
+  // Without its owner or group, a program must not keep the bits that make it run with their
+  // rights.
   const mode_t kept = kPermissionBits | (given ? S_ISUID : 0) | (shared ? S_ISGID | S_ISVTX : 0);
   fchmod(fd, like.st_mode & kept);
 }

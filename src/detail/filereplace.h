@@ -9,7 +9,7 @@
 
 namespace tabulon {
 
-// Which file it is, and in what state: of these, a write or a rename changes one.
+// Which file it is, and in what state: a write or a rename changes at least one of these.
 struct FileState {
   dev_t device = 0;
   ino_t inode = 0;
@@ -29,9 +29,9 @@ struct FileState {
 void TakeOwnerAndMode(int fd, const struct stat& like);
 
 // Gives the file `copy`, brought to disk first, the name `target` by one rename, with the owner and
-// mode of `like`. `target` must stand for the file `expected`: another one that has come there
-// stays. On failure `copy` keeps its own name. Returns 0, ESTALE when another file is there, or the
-// number of a system error.
+// mode of `like`. `target` must still be the name of the file `expected`; another file that has
+// come there stays. On failure `copy` keeps its own name. Returns 0, ESTALE when another file is
+// there, or the number of a system error.
 int TakePlace(TempFile& copy, const std::string& target, const FileState& expected,
               const struct stat& like);
 

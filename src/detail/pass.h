@@ -11,7 +11,8 @@
 
 namespace tabulon {
 
-// Numbers of records of a batch, ascending. They need not stand there when all are chosen.
+// Numbers of records of a batch, ascending. When `count` is the size of the batch all are chosen,
+// and `numbers` need not be filled.
 struct ChosenRecords {
   std::array<uint16_t, RecordBatch::kMost> numbers;
   size_t count = 0;
@@ -21,13 +22,14 @@ struct Pass {
   explicit Pass(const Scan& scan) : batch(scan) {}
 
   RecordBatch batch;     // with the record put together last, and its path
-  ChosenRecords chosen;  // for whoever looks at the batch at the moment
+  ChosenRecords chosen;  // by the report that looks at the batch at the moment
 };
 
 // Takes the records of a scan: one call a batch.
 using BatchSink = std::function<void(Pass& pass)>;
 
-// Calls use(number) for each of the chosen records.
+// Calls use(number) for each of the chosen records. A loop over all of them also fetches the next
+// batch (FetchBehind).
 template <class Use>
 void ForEachChosen(const Pass& pass, Use&& use) {
   const RecordBatch& batch = pass.batch;

@@ -5,7 +5,7 @@
 
 namespace tabulon {
 
-// For names that need a closer look.
+// For the names that the quick look cannot decide: long ones, and those that are not ASCII.
 void RecordBatch::NoteName(size_t i, std::string_view stored) {
   if (others_ == otherNames_.size()) otherNames_.emplace_back();
   RecordText& name = otherNames_[others_];
@@ -16,7 +16,8 @@ void RecordBatch::NoteName(size_t i, std::string_view stored) {
   names_.length[i] = static_cast<uint16_t>(ascii.size());
 }
 
-// The fixed part stands in front of the name, and enough can be read from its start.
+// The quick look, without a branch on the name's length. It reads a word before the name, which is
+// in the fixed part, and kReadable bytes from the name's start, which ReadAhead has made sure of.
 inline void RecordBatch::LookAtName(size_t i, const RecordFields& fields) {
   static_assert(std::min(kNfsRecord.fixedSize, kCifsRecord.fixedSize) >= kWordBytes);
   const std::string_view stored = {
@@ -56,7 +57,8 @@ bool RecordBatch::Fill(RecordReader& reader, uint64_t& position, size_t most) {
   return true;
 }
 
-// A batch of one record that has streams or does not stand whole in the window.
+// A batch of one record, which has streams or is not whole in the window. Such records are rare, so
+// they need no fast way.
 bool RecordBatch::FillWhole(RecordReader& reader, uint64_t& position) {
   namesKnown_ = false;
   if (!reader.Read(position, record_.view)) return false;

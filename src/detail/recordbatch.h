@@ -1,6 +1,6 @@
-// The records of a scan as they are handed on: some hundred at a time, in file order, as they stand
-// in the reader's window. Who looks at a field or at the names of all of them does so in a short
-// loop; who needs a record as a whole asks for it.
+// The records of a scan are handed on in batches of some hundred, in file order. Their bytes stay
+// in the reader's window. Code that looks at one field, or at the names, of all records does so in
+// a short loop. Code that needs a record as a whole calls At().
 #pragma once
 
 #include <array>
@@ -17,13 +17,15 @@ namespace tabulon {
 
 class RecordBatch {
  public:
-  static constexpr size_t kMost = 128;  // records; with their bytes they fit the nearest cache
+  // Records at most. At some 80 bytes each, 128 take 10 KiB: they stay in the nearest cache (32 KiB
+  // or more) while one filter or report after the other loops over them.
+  static constexpr size_t kMost = 128;
 
   explicit RecordBatch(const Scan& scan) : layout_(&scan.layout()) {}
   RecordBatch(const RecordBatch&) = delete;
   RecordBatch& operator=(const RecordBatch&) = delete;
 
-  // Takes the reader's next records, at most `most`, from `position` on and moves `position` behind
+  // Takes the reader's next records, at most `most`, from `position` on and moves `position` after
   // them. False at the end of the stream. The batch is valid until the next call on the reader.
   bool Fill(RecordReader& reader, uint64_t& position, size_t most = kMost);
 
@@ -31,17 +33,20 @@ class RecordBatch {
   const RecordLayout& layout() const { return *layout_; }
   // The fixed part of record `i`.
   RecordFields fields(size_t i) const { return {fixed_[i], layout_}; }
-  // Has the processor fetch what stands as far behind record `i` as a batch is long, most likely.
-  // For a loop over all records that has the memory idle; the next batch is there then.
+  // Has the processor fetch the bytes that come one usual batch length after record `i`: most
+  // likely a record of the next batch. For a loop over all records that computes and reads little:
+  // memory is idle meanwhile, and the next batch is in the cache when it is filled.
   void FetchBehind(size_t i) const { __builtin_prefetch(fixed_[i] + kMost * kUsualLength); }
-  // The ASCII forms of the names (AsciiText), column by column.
+  // The ASCII forms of the names (AsciiText), column by column, so that a test of lengths or of
+  // tails loads these alone.
   struct Names {
     std::array<uint8_t, kMost> other;  // not 0: the name has none
     std::array<uint64_t, kMost> tail;
     std::array<uint16_t, kMost> length;
   };
-  // Looks at the names, and orders those of the next batch: looked at while it is filled they cost
-  // less. For who needs most of them.
+  // Looks at the names, and has the next batch do so while it is filled: each name is then looked
+  // at while the walk waits for the next record's bytes, which costs less than a loop of its own.
+  // For code that needs most of the names.
   void WantNames() {
     namesWanted_ = true;
     if (!namesKnown_) LookAtNames();
@@ -51,7 +56,7 @@ class RecordBatch {
   const Names& names() const { return names_; }
   // The ASCII form of a name; empty when it has none.
   std::string_view AsciiName(size_t i) const { return {NameStart(i), names_.length[i]}; }
-  // A name that is not ASCII, decoded at most once a batch.
+  // A name that is not ASCII. It is decoded at most once, when the first report asks for it.
   const RecordText& OtherName(size_t i) const { return otherNames_[names_.other[i] - 1]; }
   // Record `i` as a whole. Valid until the next call.
   const ScanRecord& At(size_t i) {

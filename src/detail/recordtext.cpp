@@ -10,8 +10,9 @@
 namespace tabulon {
 namespace {
 
-// Whether all bytes of a text with this tail are from 1 to 127. Six words, which overlap where
-// there are fewer bytes, cover most texts without a branch for each.
+// Whether all bytes of a text with this tail are from 1 to 127. Six words of eight bytes are always
+// looked at: for a text of 8 to 48 bytes, which most are, no branch depends on the length. In a
+// shorter one of these the words overlap, as none begins after the last eight bytes.
 bool IsPlain(std::string_view bytes, uint64_t tail) {
   constexpr size_t kCovered = 5 * kWordBytes;
   const char* text = bytes.data();
@@ -45,7 +46,7 @@ size_t PlainLength(std::string_view bytes) {
 }  // namespace
 
 AsciiText::AsciiText(std::string_view stored) {
-  // As nearly all texts are stored: ASCII, and one zero byte at the end.
+  // Nearly all texts are stored in this form: ASCII with one zero byte at the end.
   if (!stored.empty() && stored.back() == '\0') {
     text = stored.substr(0, stored.size() - 1);
     tail = TailWord(text);

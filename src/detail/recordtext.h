@@ -1,5 +1,5 @@
-// A text of a record (name, link target, directory path), looked at where it is stored and decoded
-// only when someone needs it. Most names are ASCII and are then used as the bytes they are.
+// A text of a record (name, link target, directory path). It is looked at where it is stored, and
+// decoded only when some code needs it. Most names are ASCII, and are used as the bytes they are.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ namespace tabulon {
 // The ASCII form of a text.
 struct AsciiText {
   AsciiText() = default;
-  // Looks at `stored`, UTF-8 with its terminator counted or not; the text ends at its first zero
+  // Looks at `stored`, UTF-8 whose size may include the terminator; the text ends at its first zero
   // unit.
   explicit AsciiText(std::string_view stored);
   bool known = false;     // every unit of the text is below 128
@@ -23,20 +23,27 @@ struct AsciiText {
   std::string_view text;  // the bytes, where they are stored; empty when it is not known
 };
 
-// Where `kReadable` bytes can be read from the start of a stored text, and a word in front of it,
-// most looks are quicker: the length of the ASCII text, SIZE_MAX for one that needs a closer look.
+// The quick look: the length of the ASCII text, SIZE_MAX for a text that needs the closer look of
+// AsciiText. REQUIRES: `kReadable` bytes can be read from the start of the stored text, and a word
+// before it.
+//
+// Three blocks of 16 bytes are always looked at, whatever the length of the name, and their results
+// are joined to one word: three loads cost less than one wrongly predicted branch on the length.
+// Bytes after the name's end do no harm, since the terminator is found before them.
 inline constexpr size_t kReadable = 3 * kBlockBytes;
 inline size_t PlainLengthInPlace(std::string_view stored) {
   const auto unplain = [&](size_t block) {
     const ByteBlock bytes = ByteBlock::Load(stored.data() + block * kBlockBytes);
     return uint64_t{bytes.Unplain().HighBits()} << (block * kBlockBytes);
   };
-  // The first byte that is no ASCII letter or the like is the zero byte at the end.
+  // The lowest mark is the first byte that is zero or not ASCII. In a plain text it is the zero
+  // byte at the end. The bit at kReadable ends the search when there is no mark.
   const uint64_t marks = unplain(0) | unplain(1) | unplain(2) | uint64_t{1} << kReadable;
   const auto plain = static_cast<size_t>(__builtin_ctzll(marks));
   return plain + 1 == stored.size() && stored.back() == '\0' ? plain : SIZE_MAX;
 }
-// Its tail (TailWord).
+// The tail (TailWord) of such a text: one load, which for a short text begins before it; the bytes
+// before it are masked out.
 inline uint64_t TailInPlace(const char* text, size_t size) {
   const uint64_t word = LoadU64(text + size - kWordBytes);
   return size >= kWordBytes ? word : word & ~(~uint64_t{0} >> (8 * size));
@@ -44,20 +51,21 @@ inline uint64_t TailInPlace(const char* text, size_t size) {
 
 class RecordText {
  public:
-  // Looks at `stored`, UTF-8 with its terminator counted or not; the bytes must outlive the use.
+  // Takes `stored`, UTF-8 whose size may include the terminator; the bytes must outlive the use.
+  // They are looked at only when the form is asked for.
   void Assign(std::string_view stored) {
     stored_ = stored;
     form_ = Form::kUndecided;
     ++version_;
   }
-  // The same for a text that can be looked at in place (PlainLengthInPlace); does so at once.
+  // The same for a text that allows the quick look (PlainLengthInPlace), which is taken at once.
   void AssignInPlace(std::string_view stored) {
     Assign(stored);
     if (const size_t plain = PlainLengthInPlace(stored); plain != SIZE_MAX) {
       SetAscii(stored.substr(0, plain), TailInPlace(stored.data(), plain));
     }
   }
-  // Saves the look at a text whose ASCII form is known.
+  // For a text whose ASCII form the caller knows: it need not be looked at again.
   void SetAscii(std::string_view text, uint64_t tail) {
     form_ = Form::kAscii;
     ascii_.text = text;
@@ -82,14 +90,15 @@ class RecordText {
 
   // Position of the text's last '.', in units from 0; -1 when it has none.
   std::ptrdiff_t LastDot() const {
-    // Most extensions are short.
+    // Most extensions have fewer than eight letters: the last dot is in the tail, and is found by
+    // its highest mark without a loop.
     if (const uint64_t dots = IsAscii() ? MarksOf('.', ascii_.tail) : 0; dots != 0) {
       return static_cast<std::ptrdiff_t>(ascii_.text.size()) - 1 - __builtin_clzll(dots) / 8;
     }
     return FindLastDot();
   }
 
-  // Changes with the text: whoever keeps something made from the text knows by this number whether
+  // Changes with the text: code that keeps something made from the text sees by this number whether
   // it still fits.
   uint64_t version() const { return version_; }
 

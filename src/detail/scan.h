@@ -1,6 +1,6 @@
-// A scan: the open detail file with all that stands in front of its records, and the tables that
-// come with it. It is made whole and only read from then on, so that any number of scans can be
-// open side by side and any number of threads can look at one.
+// A scan: the open detail file, all that comes before its records, and the tables that come with
+// it. It is made whole and only read from then on, so that any number of scans can be open side by
+// side and any number of threads can look at one.
 #pragma once
 
 #include <cstdint>

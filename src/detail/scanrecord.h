@@ -1,4 +1,4 @@
-// What one record of the scan looks like to everyone who is offered it: the filters, the reports.
+// One record of the scan, as filters and reports see it.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,8 @@ struct ScanRecord {
   uint64_t directoryPosition = 0;         // file offset of its record; 0 before the first
 
   const RecordFields& fields() const { return view.fields; }
-  // Directory and name joined, once for all tests on the record. Valid until the record changes.
+  // Directory and name joined; done once for all tests on the record. Valid until the record
+  // changes.
   const PathText& path() const {
     path_.Assign(*directory, name);
     return path_;

@@ -57,7 +57,7 @@ struct IdObjects {
   uint32_t idCount = 0;  // as the section gives it
 };
 
-extern const SidObject dummySidKey;  // "<unknown>": stands for a SID without an entry
+extern const SidObject dummySidKey;  // "<unknown>": shown for a SID without an entry
 
 // Compare functions of the trees; both keys are object references. Account and domain names are
 // compared with their letter case folded, so of two SIDs that differ in it alone a tree keeps the
@@ -67,10 +67,10 @@ int SidDisplayCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengt
 int SidLookupCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
 int IdKeyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
 
-// Plant the trees and fill them from the section of the open file `fd`. A section that the file
-// ends in is loaded up to the last whole entry, quietly; what a length or count says beyond the
-// file is neither believed nor allocated. A SID whose domain index is out of range has an empty
-// domain. A temporary file that cannot be made or written ends the run.
+// Plant the trees and fill them from the section of the open file `fd`. When the file ends inside
+// the section, the whole entries before the end are loaded, without a message. No memory is taken
+// for a length or count that exceeds the file. A SID whose domain index is out of range has an
+// empty domain. A temporary file that cannot be made or written ends the run.
 std::unique_ptr<SecurityObjects> LoadSecurityObjects(int fd, const LogHeader& header);
 std::unique_ptr<IdObjects> LoadIdObjects(int fd, const LogHeader& header);
 
