@@ -1,7 +1,7 @@
 // The duplicate finder: what it makes of a record, and all of its work.
 #include "bench/sample.h"
-#include "reports/dupfinder.h"
-#include "reports/dupkey.h"
+#include "reports/dupcandidates.h"
+#include "reports/duplicates.h"
 
 namespace tabulon {
 namespace {
@@ -25,13 +25,15 @@ BENCHMARK_CAPTURE(KeyOf, digest, [](DupKey& key, const ScanRecord& record) {
 
 void FindDuplicates(benchmark::State& state) {
   Sample& sample = Sample::Use(ScanKind::kNfs);
-  Report report;
+  const Settings settings;
+  ReportDefinition report;
   report.dupFields = kDupDefault;
+  ReportRun run{sample.scan(), settings};
   for (auto _ : state) {
-    NewDuplicateTree(report, sample.scan());
-    sample.ForEachBatch([&](Pass& pass) { CheckDuplicates(report, pass); });
-    DumpDuplicateTree(report);
-    benchmark::DoNotOptimize(report.count);
+    const auto duplicates = MakeDuplicates(report, run);
+    sample.ForEachBatch([&](Pass& pass) { duplicates->Add(pass); });
+    duplicates->Finish();
+    benchmark::DoNotOptimize(duplicates->counts().count);
   }
   ShowTimePerItem(state, sample.size());
 }

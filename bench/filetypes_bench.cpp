@@ -1,18 +1,21 @@
 // Counting records by extension and by owner.
 #include "bench/sample.h"
-#include "reports/filetypes.h"
+#include "reports/report.h"
+#include "reports/reportkinds.h"
 
 namespace tabulon {
 namespace {
 
 void Classify(benchmark::State& state, ScanKind kind, uint32_t type) {
   Sample& sample = Sample::Use(kind);
-  Report report;
-  report.type = type;
+  const Settings settings;
+  ReportDefinition report;
+  report.kind = &KindOf(type);
   report.extLength = 4;
-  const Classifier classify = NewClassifier(report, sample.scan());
+  ReportRun run{sample.scan(), settings};
+  const auto totals = report.kind->make(report, run);
   for (auto _ : state) {
-    sample.ForEachBatch([&](Pass& pass) { classify(report, pass); });
+    sample.ForEachBatch([&](Pass& pass) { totals->Add(pass); });
   }
   ShowTimePerItem(state, sample.size());
 }

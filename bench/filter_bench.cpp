@@ -2,7 +2,6 @@
 #include "base/template.h"
 #include "bench/sample.h"
 #include "query/batchfilter.h"
-#include "query/classlist.h"
 #include "query/parsequery.h"
 
 namespace tabulon {
@@ -10,11 +9,9 @@ namespace {
 
 void Filter(benchmark::State& state, ScanKind kind, const wchar_t* query) {
   Sample& sample = Sample::Use(kind);
-  if (classList.empty()) {
-    classList.push_back({L"office", {{false, L"docx"}, {false, L"xlsx"}, {false, L"pptx"}}});
-    classList.push_back({L"code", {{false, L"c"}, {true, ConvertTemplate(L"h*")}}});
-  }
-  const FilterPlan plan(ParseQuery(query, sample.scan()), sample.scan());
+  const Classes classes{{{L"office", {{false, L"docx"}, {false, L"xlsx"}, {false, L"pptx"}}},
+                         {L"code", {{false, L"c"}, {true, ConvertTemplate(L"h*")}}}}};
+  const FilterPlan plan(ParseQuery(query, sample.scan(), classes), sample.scan());
   for (auto _ : state) {
     sample.ForEachBatch([&](Pass& pass) {
       ChoosePassing(plan, pass);

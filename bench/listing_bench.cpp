@@ -2,34 +2,36 @@
 #include <fcntl.h>
 
 #include "bench/sample.h"
-#include "config/reportdefs.h"
-#include "config/settings.h"
+#include "config/reportfields.h"
 #include "reports/csvcolumns.h"
 #include "reports/linewriter.h"
 
 namespace tabulon {
 namespace {
 
-using LineMaker = void (*)(Report& report, const ListingLine& line, FileTimeFormatter& times,
-                           LineWriter& writer);
+using LineMaker = void (*)(const ReportOutput& output, const ListingLine& line,
+                           FileTimeFormatter& times, LineWriter& writer);
 
-void AddTextLine(Report&, const ListingLine& line, FileTimeFormatter&, LineWriter& writer) {
+void AddTextLine(const ReportOutput&, const ListingLine& line, FileTimeFormatter&,
+                 LineWriter& writer) {
   writer.Add(*line.directoryPrefix).Add(*line.name).EndPiece();
   writer.EndLine();
 }
-void AddCsvLine(Report& report, const ListingLine& line, FileTimeFormatter& times,
+void AddCsvLine(const ReportOutput& output, const ListingLine& line, FileTimeFormatter& times,
                 LineWriter& writer) {
-  FormatCsvLine(report, line, times, writer);
+  FormatCsvLine(output, line, times, writer);
 }
 
 void WriteLines(benchmark::State& state, LineMaker add, TextEncoding encoding) {
   Sample& sample = Sample::Use(ScanKind::kNfs);
-  csvSep = L',';
-  Report report;
+  Settings settings;
+  settings.csvSep = L',';
+  ReportDefinition report;
   report.flags = kFlagFullPath;
   report.fields = {kFieldName, kFieldSize, kFieldMdate, kFieldUid, kFieldMode};
-  report.stream.Attach(open("/dev/null", O_WRONLY), true, encoding, "null");
-  LineWriter writer(report);
+  report.file.stream.Attach(open("/dev/null", O_WRONLY), true, encoding, "null");
+  ReportOutput output(report, settings);
+  LineWriter writer(output);
   FileTimeFormatter times({});
   EncodedText directory = writer.NewText();
   directory.Add(std::string_view("/export/projects/archive/2023/"));
@@ -40,7 +42,7 @@ void WriteLines(benchmark::State& state, LineMaker add, TextEncoding encoding) {
       line.name = &record.name;
       line.size = record.fields().size();
       line.directory = line.directoryPrefix = &directory;
-      add(report, line, times, writer);
+      add(output, line, times, writer);
     });
   }
   ShowTimePerItem(state, sample.size());

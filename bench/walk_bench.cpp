@@ -45,16 +45,18 @@ void WholeScan(benchmark::State& state) {
 }
 BENCHMARK(WholeScan);
 
-// With the files counted in four distributions.
-void ScanBands(benchmark::State& state) {
-  sizeBands.SetLimits({1 << 10, 1 << 14, 1 << 18, 1 << 22, 1 << 26, INT64_MAX});
-  for (BandTable* bands : {&cdateBands, &mdateBands, &adateBands}) {
-    bands->SetLimits({1609459200, 1640995200, 1672531200, 1704067200});
-  }
-  WholeScan(state);
-  ResetBands();
+// Files counted in four distributions.
+void CountInBands(benchmark::State& state) {
+  Sample& sample = Sample::Use(ScanKind::kNfs);
+  DistributionLimits limits;
+  limits.sizeBands = {1 << 10, 1 << 14, 1 << 18, 1 << 22, 1 << 26, INT64_MAX};
+  limits.cdateBands = {1609459200, 1640995200, 1672531200, 1704067200};
+  limits.mdateBands = limits.adateBands = limits.cdateBands;
+  FileCounts counts(limits, 0);
+  for (auto _ : state) sample.ForEachBatch([&](Pass& pass) { counts.Add(pass.batch); });
+  ShowTimePerItem(state, sample.size());
 }
-BENCHMARK(ScanBands);
+BENCHMARK(CountInBands);
 
 }  // namespace
 }  // namespace tabulon

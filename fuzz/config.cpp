@@ -2,14 +2,13 @@
 // the scan kind.
 #include "config/configfile.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <cstdio>
+#include <memory>
 
-#include "config/settings.h"
-#include "driver/reportrunners.h"
 #include "fuzz/samples.h"
 #include "fuzz/target.h"
-#include "reports/matchrecord.h"
+#include "reports/report.h"
+#include "reports/reportkinds.h"
 
 using namespace tabulon;
 
@@ -20,17 +19,19 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const Scan scan = LoadScan(MemoryFile(sample.bytes), "x.dtl", {.qvaTagged = true});
     // The input must not reach the machine's own files: nothing is made in report directories, and
     // the directory that it names is not the first one.
-    qvaFlag = true;
-    reportDir = std::string("/");
-    catList = {L"all"};
-    static const UniqueFd text(open("/tmp", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-    Require(ftruncate(text.get(), 0) == 0 &&
-            pwrite(text.get(), data + 1, size - 1, 0) == static_cast<ssize_t>(size - 1));
-    ProcessConfigFile(("/proc/self/fd/" + std::to_string(text.get())).c_str(), scan);
-    ScanReports(scan);
-    for (Report& report : reportList) {
-      if (report.active != 0) RunReport(report, {scan, "x.dtl", scan.qvaRoot});
-    }
+    Settings options;
+    options.qvaFlag = true;
+    options.reportDir = std::string("/");
+    options.catList = {L"all"};
+    const std::unique_ptr<FILE, int (*)(FILE*)> text(
+        fmemopen(const_cast<uint8_t*>(data + 1), size - 1, "r"), &std::fclose);
+    if (!text) return;  // an empty one
+    Configuration made = ReadConfiguration(text.get(), scan, kReportKinds, options);
+    ReportRun run{scan, made.settings, "x.dtl", scan.qvaRoot};
+    ReportSet reports(made.reportList, run);
+    ScanDetail(scan, [&](Pass& pass) { reports.Add(pass); });
+    reports.Finish();
+    reports.Write(nullptr);
   });
   return 0;
 }

@@ -18,13 +18,13 @@ using namespace tabulon;
 
 namespace {
 
-void Compare(const Filter* filter, const FilterPlan& plan, const Scan& scan, Pass& pass) {
+void Compare(const Query& query, const FilterPlan& plan, const Scan& scan, Pass& pass) {
   RecordBatch& batch = pass.batch;
   ChoosePassing(plan, pass);
   size_t next = 0;  // record
   const auto compare = [&](size_t end, bool isChosen) {
     for (; next < end; ++next) {
-      const bool expected = CheckFilterList(filter, batch.At(next), scan);
+      const bool expected = CheckFilterList(query.head, batch.At(next), scan);
       Require(isChosen == expected);
       Require(plan.Passes(batch.At(next)) == expected);
     }
@@ -39,11 +39,12 @@ void Compare(const Filter* filter, const FilterPlan& plan, const Scan& scan, Pas
 void TryQuery(const Sample& sample, std::string_view text) {
   RunPart([&] {
     const Scan scan = LoadScan(MemoryFile(sample.bytes), "x.dtl", {.security = false});
-    std::wstring query;
-    AppendUtfToWide(query, text);
-    const Filter* const filter = ParseQuery(query, scan);
-    const FilterPlan plan(filter, scan);
-    ScanDetail(scan, [&](Pass& pass) { Compare(filter, plan, scan, pass); });
+    std::wstring wide;
+    AppendUtfToWide(wide, text);
+    const Classes noClasses;
+    const Query query = ParseQuery(wide, scan, noClasses);
+    const FilterPlan plan(query, scan);
+    ScanDetail(scan, [&](Pass& pass) { Compare(query, plan, scan, pass); });
   });
 }
 

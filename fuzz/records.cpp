@@ -1,13 +1,8 @@
 // A record stream, read by the scan and by every kind of report. The first byte chooses the scan
 // kind, the revision and the form of the reports.
-#include "config/reportsetup.h"
-#include "config/settings.h"
-#include "detail/reporttype.h"
-#include "detail/scandetail.h"
-#include "driver/reportrunners.h"
 #include "fuzz/target.h"
-#include "reports/dupfinder.h"
-#include "reports/matchrecord.h"
+#include "reports/report.h"
+#include "reports/reportkinds.h"
 #include "tests/support/dtlbuild.h"
 
 using namespace tabulon;
@@ -41,20 +36,25 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   bytes.append(AsText(data + 1, size - 1));
   RunPart([&] {
     const Scan scan = LoadScan(MemoryFile(bytes), "x.dtl", {});
-    adsFull = (choice & kStreams) != 0;
-    csvSep = L',';
-    fileIncr = 4096;
-    dupLimits = {.runFiles = 20, .gathered = 16, .sorted = 16, .written = 5};
+    Settings settings;
+    settings.adsFull = (choice & kStreams) != 0;
+    settings.csvSep = L',';
+    settings.fileIncr = 4096;
+    std::list<ReportDefinition> definitions;
     for (const uint32_t type : kTypes) {
-      Report& report = reportList.emplace_back();
-      report.type = type;
+      ReportDefinition& report = definitions.emplace_back();
+      report.kind = &KindOf(type);
       report.title = L"title";
       report.format = (choice & kCsv) != 0 ? kFormatCsv : kFormatText;
       report.flags = kFlagTotals | kFlagShowLink;
-      InitializeReportEntry(report, scan);
+      InitializeReportEntry(report, settings, scan);
     }
-    ScanReports(scan);
-    for (Report& report : reportList) RunReport(report, {scan, "x.dtl", scan.qvaRoot});
+    ReportRun run{scan, settings, "x.dtl", scan.qvaRoot};
+    run.dupLimits = {.runFiles = 20, .gathered = 16, .sorted = 16, .written = 5};
+    ReportSet reports(definitions, run);
+    ScanDetail(scan, [&](Pass& pass) { reports.Add(pass); });
+    reports.Finish();
+    reports.Write(nullptr);
   });
   return 0;
 }

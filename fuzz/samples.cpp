@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "base/endian.h"
-#include "config/reportdefs.h"
 #include "detail/reporttype.h"
+#include "reports/reportkinds.h"
 #include "tests/support/dtlbuild.h"
 
 namespace tabulon {
@@ -182,14 +182,14 @@ std::string SampleConfiguration(ScanKind kind) {
       "dateformat=%Y-%m-%d %H:%M:%S\npermissionform=hex\n[classes]\nDocs=doc,txt,*x\n";
   const uint32_t other = kind == ScanKind::kCifs ? kNfsOnly : kCifsOnly;
   int number = 0;
-  for (const ReportDef& type : rptDefs) {
-    if ((type.codeWord & other) != 0) continue;
+  for (const ReportKind& type : kReportKinds) {
+    if ((type.scans & other) != 0) continue;
     text += "[report]\ntype=" + std::string(type.keyword.begin(), type.keyword.end());
     text += number % 2 == 0 ? "\noutput=standard" : "\noutput=csv";
     text += "\nreportfile=r" + std::to_string(number++);
     text += "\ntotals=yes\nextlen=30\nshowlink=yes\n";
     if (number % 3 == 0) text += "pathform=relative\nnameform=fullpath\n";
-    if (type.codeWord == kReportCustom) text += "filter=size gt 5 [or] class is Docs\n";
+    if (type.code == kReportCustom) text += "filter=size gt 5 [or] class is Docs\n";
   }
   text += "[report]\ntype=custom\noutput=csv\nreportfile=all\n";
   return text;

@@ -140,7 +140,7 @@ void Sandbox::BecomeProgram(const std::vector<std::string>& args,
   for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
   if (prepare) prepare();
   CountHeap(shared_->heap, shared_->peakHeap);
-  std::exit(tabulon::Run(argv));
+  std::exit(tabulon::Run(argv, dupLimits));
 }
 
 }  // namespace tabulon

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "reports/report.h"
 #include "tests/support.h"
 
 namespace tabulon {
@@ -44,6 +45,8 @@ class Sandbox {
   // the child looks for leaks at its end, which takes longer than most runs.
   Outcome Run(const std::vector<std::string>& args, const std::function<void()>& prepare = {},
               bool leaks = false);
+
+  DupLimits dupLimits;  // of the runs
 
   const TempDir& dir() const { return dir_; }
   // Empties the directory.

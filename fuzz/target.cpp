@@ -10,33 +10,10 @@
 #include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/memory.h"
-#include "config/configfile.h"
-#include "config/report.h"
-#include "config/settings.h"
-#include "detail/bands.h"
-#include "detail/recordclass.h"
-#include "detail/scandetail.h"
 #include "fuzz/sandbox.h"
-#include "query/classlist.h"
-#include "query/datevalue.h"
 
 namespace tabulon {
 namespace {
-
-void ForgetRun() {
-  reportList.clear();
-  classList.clear();
-  FreeFilters();
-  ResetSettings();
-  ResetBands();
-  configEOF = 0;
-  scanDateRelative = 1;
-  fileIncr = 0;
-  allocSize = 0;
-  maxPath = 1024;
-  maxPathUnits = kPathUtfBytes;
-  isoCodepage = 1;
-}
 
 bool Prepare() {
   std::setlocale(LC_ALL, "C.UTF-8");
@@ -55,7 +32,6 @@ bool Prepare() {
 
 bool RunPart(const std::function<void()>& part) {
   [[maybe_unused]] static const bool prepared = Prepare();
-  ForgetRun();
   try {
     part();
   } catch (const EndOfRun&) {

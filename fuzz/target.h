@@ -18,7 +18,6 @@ inline std::string_view AsText(const uint8_t* data, size_t size) {
 }
 
 // Runs a part of the program, with its logs going nowhere. False when it was ended by a fatal exit.
-// Everything that a run leaves in globals is forgotten before.
 bool RunPart(const std::function<void()>& part);
 
 // A file in memory that holds these bytes, replaced by the next call.

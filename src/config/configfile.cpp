@@ -8,17 +8,12 @@
 #include <string_view>
 
 #include "base/loganderr.h"
-#include "config/classes.h"
+#include "base/template.h"
 #include "config/keywords.h"
 #include "config/parameters.h"
-#include "config/report.h"
 #include "config/reportline.h"
-#include "config/reportsetup.h"
-#include "config/settings.h"
 
 namespace tabulon {
-
-int configEOF = 0;
 
 namespace {
 
@@ -27,21 +22,6 @@ constexpr mode_t kReportDirMode = 0700;
 struct FileCloser {
   void operator()(FILE* file) const { std::fclose(file); }
 };
-
-// Reads bytes up to a line feed (which is dropped), to the length limit or to the end of the file.
-void ReadPhysicalLine(FILE* stream, std::string& line) {
-  line.clear();
-  while (line.size() < kPhysicalLineBytes) {
-    const int byte = getc_unlocked(stream);
-    if (byte == '\n') return;
-    if (byte == EOF) {
-      if (std::ferror(stream) != 0) PosixErrExit(0, L"Cannot read the configuration file\n");
-      configEOF = 1;
-      return;
-    }
-    line.push_back(static_cast<char>(byte));
-  }
-}
 
 // Cuts the comment and the trailing blanks. Whatever is no printable ASCII, tabs included, counts
 // as a blank; 0x7F is kept.
@@ -57,10 +37,10 @@ struct SectionRow;
 
 // Where the reader is in the file.
 struct ConfigReader {
-  const Scan& scan;
+  ConfigContext context;
   const SectionRow* section = nullptr;  // null before the first header
   bool parametersSeen = false;
-  Report* report = nullptr;  // of the current [report] section
+  ReportDefinition* report = nullptr;  // of the current [report] section
 };
 
 struct SectionRow {
@@ -71,31 +51,46 @@ struct SectionRow {
 
 void BeginParameters(ConfigReader& reader) {
   if (reader.parametersSeen) ErrExit(L"Multiple [parameters] sections\n");
-  if (!reportList.empty()) ErrExit(L"[parameters] must precede all [report] sections\n");
+  if (reader.report != nullptr) ErrExit(L"[parameters] must precede all [report] sections\n");
   reader.parametersSeen = true;
 }
 
-void BeginReport(ConfigReader& reader) {
-  reader.report = &reportList.emplace_back();
+void ApplyParameter(ConfigReader& reader, std::wstring_view key, std::wstring_view value) {
+  ParameterLine(key, value, reader.context.made.settings, reader.context.scan);
 }
 
-void BeginClasses(ConfigReader&) {
-  if (!reportList.empty()) ErrExit(L"[classes] must precede all [report] sections\n");
+void BeginReport(ConfigReader& reader) {
+  reader.report = &reader.context.made.reportList.emplace_back();
+}
+
+void ApplyReportLine(ConfigReader& reader, std::wstring_view key, std::wstring_view value) {
+  ReportLine(key, value, *reader.report, reader.context);
+}
+
+void BeginClasses(ConfigReader& reader) {
+  if (reader.report != nullptr) ErrExit(L"[classes] must precede all [report] sections\n");
+}
+
+ClassPattern MakePattern(std::wstring_view item) {
+  if (item.starts_with(L'.')) item.remove_prefix(1);
+  const bool wildcard = item.find_first_of(L"*?") != std::wstring_view::npos;
+  return {wildcard, wildcard ? ConvertTemplate(item) : std::wstring(item)};
+}
+
+// Adds the class of one line, "name = ext,ext,...". Each item is an extension, with or without its
+// dot, or a template with '*' or '?'; blanks around items belong to them, and an empty item stands
+// for names that end in a dot. A name that exists already (letter case ignored) ends the run.
+void ClassLine(ConfigReader& reader, std::wstring_view name, std::wstring_view value) {
+  Classes& classes = reader.context.made.classes;
+  if (classes.Find(name) != nullptr) ErrExit(L"Class '%ls' is defined more than once\n", name);
+  FileClass& made = classes.classList.emplace_back(FileClass{std::wstring(name), {}});
+  ForEachItem(value, [&](std::wstring_view item) { made.patterns.push_back(MakePattern(item)); });
 }
 
 constexpr std::array<SectionRow, 3> kSections = {{
-    {L"[parameters]", BeginParameters,
-     [](ConfigReader& reader, std::wstring_view key, std::wstring_view value) {
-       ParameterLine(key, value, reader.scan);
-     }},
-    {L"[report]", BeginReport,
-     [](ConfigReader& reader, std::wstring_view key, std::wstring_view value) {
-       ReportLine(key, value, *reader.report, reader.scan);
-     }},
-    {L"[classes]", BeginClasses,
-     [](ConfigReader&, std::wstring_view name, std::wstring_view value) {
-       ClassLine(name, value);
-     }},
+    {L"[parameters]", BeginParameters, ApplyParameter},
+    {L"[report]", BeginReport, ApplyReportLine},
+    {L"[classes]", BeginClasses, ClassLine},
 }};
 
 std::wstring_view TrimLeft(std::wstring_view text) {
@@ -120,16 +115,8 @@ void ApplyLine(ConfigReader& reader, std::wstring_view line) {
                         TrimLeft(line.substr(equals + 1)));
 }
 
-void ReadSections(const char* path, const Scan& scan) {
-  const std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "re"));
-  if (!file) PosixErrExit(0, L"Cannot open configuration file '%s'", path);
-  ConfigReader reader{scan};
-  std::wstring line;
-  while (ReadConfigLine(file.get(), line) > 0) ApplyLine(reader, line);
-}
-
 // Makes the report directory when it is missing (the directory alone, not those above it).
-void MakeReportDirectory() {
+void MakeReportDirectory(const std::optional<std::string>& reportDir) {
   if (!reportDir) {
     ConsoleEntry(ErrorConsole(), L"ReportDir is NULL\n");
     return;
@@ -144,22 +131,38 @@ void MakeReportDirectory() {
   }
 }
 
-void CompleteReports(const Scan& scan) {
-  if (reportList.empty()) ErrExit(L"No reports specified in configuration file\n");
-  for (Report& report : reportList) {
-    if (report.active > 0) InitializeReportEntry(report, scan);
-    if (report.active < 0) report.active = 0;
+// Reports that are switched off have been checked line by line, and are not completed.
+void CompleteReports(Configuration& made, const Scan& scan) {
+  if (made.reportList.empty()) ErrExit(L"No reports specified in configuration file\n");
+  made.reportList.remove_if([](const ReportDefinition& report) { return report.active <= 0; });
+  for (ReportDefinition& report : made.reportList) {
+    InitializeReportEntry(report, made.settings, scan);
   }
 }
 
 }  // namespace
 
-size_t ReadConfigLine(FILE* stream, std::wstring& line) {
+// Reads bytes up to a line feed (which is dropped), to the length limit or to the end of the file.
+void ConfigLines::ReadPhysicalLine(std::string& line) {
+  line.clear();
+  while (line.size() < kPhysicalLineBytes) {
+    const int byte = getc_unlocked(stream_);
+    if (byte == '\n') return;
+    if (byte == EOF) {
+      if (std::ferror(stream_) != 0) PosixErrExit(0, L"Cannot read the configuration file\n");
+      configEOF_ = true;
+      return;
+    }
+    line.push_back(static_cast<char>(byte));
+  }
+}
+
+size_t ConfigLines::ReadConfigLine(std::wstring& line) {
   DebugLogEntry(3, L"ReadConfigFile called.\n");
   line.clear();
   std::string bytes;
-  for (size_t empty = 0; configEOF == 0;) {
-    ReadPhysicalLine(stream, bytes);
+  for (size_t empty = 0; !configEOF_;) {
+    ReadPhysicalLine(bytes);
     CleanLine(bytes);
     if (bytes.empty()) {
       // A device that gives zeros for ever looks like this.
@@ -175,13 +178,25 @@ size_t ReadConfigLine(FILE* stream, std::wstring& line) {
   return line.size();
 }
 
-void ProcessConfigFile(const char* path, const Scan& scan) {
-  ReadSections(path, scan);
-  if (csvSep == 0) csvSep = L',';
-  MakeReportDirectory();
-  CompleteReports(scan);
-  ConsoleEntry(Console(), L"ProcessConfigFile DONE\n");
-  Console().Flush();
+Configuration ReadConfiguration(FILE* stream, const Scan& scan, ReportKinds kinds,
+                                const Settings& options) {
+  Configuration made;
+  made.settings = options;
+  ConfigReader reader{{scan, kinds, made}};
+  ConfigLines lines(stream);
+  std::wstring line;
+  while (lines.ReadConfigLine(line) > 0) ApplyLine(reader, line);
+  if (made.settings.csvSep == 0) made.settings.csvSep = L',';
+  MakeReportDirectory(made.settings.reportDir);
+  CompleteReports(made, scan);
+  return made;
+}
+
+Configuration ReadConfiguration(const char* path, const Scan& scan, ReportKinds kinds,
+                                const Settings& options) {
+  const std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "re"));
+  if (!file) PosixErrExit(0, L"Cannot open configuration file '%s'", path);
+  return ReadConfiguration(file.get(), scan, kinds, options);
 }
 
 }  // namespace tabulon

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <string>
 
-#include "detail/scan.h"
+#include "config/reportdefinition.h"
 
 namespace tabulon {
 
@@ -19,17 +19,32 @@ inline constexpr size_t kLogicalLineBytes = 519;
 // Most lines in a row that hold nothing.
 inline constexpr size_t kMostEmptyLines = 100'000;
 
-// Set to 1 at the end of the file; ReadConfigLine then reads no more. Set back by tests only.
-extern int configEOF;
+// The lines of a configuration file.
+class ConfigLines {
+ public:
+  // `stream` must outlive this.
+  explicit ConfigLines(FILE* stream) : stream_(stream) {}
 
-// Reads the next line that holds anything: comments ('#' to the end) and trailing blanks removed,
-// control characters and bytes from 128 up made blanks, lines ending in '_' joined with the next
-// one. Returns its length; 0, with `line` empty, at the end of the file. A line that grows too long
-// or cannot be read ends the run, and so do empty lines that do not end.
-size_t ReadConfigLine(FILE* stream, std::wstring& line);
+  // Reads the next line that holds anything: comments ('#' to the end) and trailing blanks removed,
+  // control characters and bytes from 128 up made blanks, lines ending in '_' joined with the next
+  // one. Returns its length; 0, with `line` empty, at the end of the file. A line that grows too
+  // long or cannot be read ends the run, and so do empty lines that do not end.
+  size_t ReadConfigLine(std::wstring& line);
 
-// Reads and applies the whole file, makes the report directory and completes the active reports of
-// `reportList`. REQUIRES: the command line is parsed.
-void ProcessConfigFile(const char* path, const Scan& scan);
+ private:
+  void ReadPhysicalLine(std::string& line);
+
+  FILE* stream_;
+  bool configEOF_ = false;  // nothing more is read
+};
+
+// Reads the whole file into a configuration that begins with the settings `options`, makes the
+// report directory and completes the active reports; the others are left out. `kinds`: the kinds of
+// reports there are.
+Configuration ReadConfiguration(const char* path, const Scan& scan, ReportKinds kinds,
+                                const Settings& options);
+// The same from an open file.
+Configuration ReadConfiguration(FILE* stream, const Scan& scan, ReportKinds kinds,
+                                const Settings& options);
 
 }  // namespace tabulon

@@ -1,15 +1,13 @@
 #include "config/parameters.h"
 
+#include <algorithm>
 #include <array>
+#include <limits>
+#include <utility>
 
 #include "base/loganderr.h"
 #include "base/numericstring.h"
-#include "config/bandparameters.h"
 #include "config/keywords.h"
-#include "config/report.h"
-#include "config/settings.h"
-#include "detail/recordclass.h"
-#include "detail/scandetail.h"
 #include "query/datevalue.h"
 
 namespace tabulon {
@@ -41,79 +39,140 @@ constexpr Choice<uint32_t> kPathForms[] = {{L"relative", kFlagRelative},
 constexpr Choice<uint32_t> kNameForms[] = {{L"fileindir", kFlagFileInDir},
                                            {L"fullpath", kFlagFullPath}};
 
-void SetTimeBase(std::wstring_view, std::wstring_view value) {
+void SetTimeBase(std::wstring_view, std::wstring_view value, Settings& settings) {
   // "scandate" does not undo an earlier "now". Kept so.
-  if (Choose(kTimeBases, value, L"Invalid timebase value: %ls\n", value)) scanDateRelative = 0;
+  if (Choose(kTimeBases, value, L"Invalid timebase value: %ls\n", value))
+    settings.scanDateRelative = 0;
 }
 
-void SetCsvSeparator(std::wstring_view, std::wstring_view value) {
+void SetCsvSeparator(std::wstring_view, std::wstring_view value, Settings& settings) {
   if (value.size() > 1) ErrExit(L"CSV separator must be a single character\n");
-  if (csvSep != 0) ErrExit(L"Only one CSV separater can be specified\n");
+  if (settings.csvSep != 0) ErrExit(L"Only one CSV separater can be specified\n");
   if (value.empty()) return;
-  csvSep = value[0] == L't' ? L'\t' : value[0];
+  settings.csvSep = value[0] == L't' ? L'\t' : value[0];
 }
 
-void SetMaxPathUnits(std::wstring_view, std::wstring_view value) {
+void SetMaxPathUnits(std::wstring_view, std::wstring_view value, Settings& settings) {
   const PathUnit unit = Choose(kPathUnits, value, L"Invalid maximum path units: %ls\n", value);
-  maxPathUnits = unit.code;
-  SaveString(maxPathUnitName, unit.printedName);
+  settings.maxPathUnits = unit.code;
+  SaveString(settings.maxPathUnitName, unit.printedName);
 }
 
-void SetCodepage(std::wstring_view, std::wstring_view value) {
-  isoCodepage = ValidateCodepage(value);
-  SaveString(isoCodeName, value);
+void SetCodepage(std::wstring_view, std::wstring_view value, Settings& settings) {
+  settings.isoCodepage = ValidateCodepage(value);
+  SaveString(settings.isoCodeName, value);
 }
 
-void SetReportDirectory(std::wstring_view, std::wstring_view value) {
-  if (!reportDir) reportDir.emplace(value.begin(), value.end());  // ASCII, as all of the file
+void SetReportDirectory(std::wstring_view, std::wstring_view value, Settings& settings) {
+  if (!settings.reportDir)
+    settings.reportDir.emplace(value.begin(), value.end());  // ASCII, as all of the file
 }
 
 using Text = std::wstring_view;
 
 struct ParameterRow {
   Text keyword;
-  void (*apply)(Text key, Text value);
+  void (*apply)(Text key, Text value, Settings& settings);
 };
 
 constexpr std::array<ParameterRow, 14> kParameters = {{
-    {L"fileincrement", [](Text key, Text value) { fileIncr = SmallNumericParameter(key, value); }},
+    {L"fileincrement",
+     [](Text key, Text value, Settings& settings) {
+       settings.fileIncr = SmallNumericParameter(key, value);
+     }},
     {L"timebase", SetTimeBase},
     {L"filesizebands", GetFilesizeBands},
-    {L"dateformat", [](Text key, Text value) { SaveDateFormat(key, value, dateFmt); }},
+    {L"dateformat", [](Text key, Text value,
+                       Settings& settings) { SaveDateFormat(key, value, settings.dateFmt); }},
     {L"csvsep", SetCsvSeparator},
-    {L"csvhdrs", [](Text key, Text value) { csvHdrs = ValidateYesNo(key, value); }},
-    {L"maxpathlength", [](Text key, Text value) { maxPath = SmallNumericParameter(key, value); }},
+    {L"csvhdrs", [](Text key, Text value,
+                    Settings& settings) { settings.csvHdrs = ValidateYesNo(key, value); }},
+    {L"maxpathlength",
+     [](Text key, Text value, Settings& settings) {
+       settings.maxPath = SmallNumericParameter(key, value);
+     }},
     {L"maxpathunits", SetMaxPathUnits},
     {L"isocodepage", SetCodepage},
     {L"reportdirectory", SetReportDirectory},
     {L"permissionform",
-     [](Text, Text value) {
-       aclPerms = Choose(kPermissionForms, value, L"Invalid permission display form: %ls\n", value);
+     [](Text, Text value, Settings& settings) {
+       settings.aclPerms =
+           Choose(kPermissionForms, value, L"Invalid permission display form: %ls\n", value);
      }},
     {L"textoutput",
-     [](Text, Text value) {
-       textFormat = Choose(kTextForms, value, L"Invalid text output option: %ls\n", value);
+     [](Text, Text value, Settings& settings) {
+       settings.textFormat = Choose(kTextForms, value, L"Invalid text output option: %ls\n", value);
      }},
     {L"pathform",
-     [](Text, Text value) {
-       pathFormDflt = Choose(kPathForms, value, L"Invalid path form option: %ls\n", value);
+     [](Text, Text value, Settings& settings) {
+       settings.pathFormDflt = Choose(kPathForms, value, L"Invalid path form option: %ls\n", value);
      }},
     {L"nameform",
-     [](Text, Text value) {
-       namesDflt = Choose(kNameForms, value, L"Invalid names form option: %ls\n", value);
+     [](Text, Text value, Settings& settings) {
+       settings.namesDflt = Choose(kNameForms, value, L"Invalid names form option: %ls\n", value);
      }},
 }};
 
+constexpr std::wstring_view kDateBandsSuffix = L"datebands";
+constexpr uint64_t kCatchAllSize = std::numeric_limits<int64_t>::max();
+
+using Limits = DistributionLimits;
+constexpr Choice<BandLimits Limits::*> kDateTables[] = {
+    {L"c", &Limits::cdateBands}, {L"m", &Limits::mdateBands}, {L"a", &Limits::adateBands}};
+
+bool Increases(const BandLimits& limits, uint64_t next) {
+  return limits.empty() || limits.back() < next;
+}
+
 }  // namespace
 
-void ParameterLine(std::wstring_view key, std::wstring_view value, const Scan& scan) {
+void ParameterLine(std::wstring_view key, std::wstring_view value, Settings& settings,
+                   const Scan& scan) {
   if (const ParameterRow* row = FindKeyword(kParameters, key)) {
-    row->apply(key, value);
+    row->apply(key, value, settings);
   } else if (IsDateBandKey(key)) {
-    GetDateBands(key, value, scan);
+    GetDateBands(key, value, settings, scan);
   } else {
     ErrExit(L"Unknown configuration keyword: %ls\n", key);
   }
+}
+
+void GetFilesizeBands(std::wstring_view key, std::wstring_view value, Settings& settings) {
+  BandLimits limits;
+  ForEachItem(value, [&](std::wstring_view item) {
+    const int64_t size = NumericString(item, true);
+    if (size == -1) ErrExit(L"Invalid '%ls' band value: %ls\n", key, item);
+    const auto limit = static_cast<uint64_t>(size);
+    if (!Increases(limits, limit)) {
+      ErrExit(L"Size band values must be strictly increasing: %ls=%ls\n", key, value);
+    }
+    limits.push_back(limit);
+  });
+  // Beside a larger limit the last band stays empty.
+  limits.push_back(std::max(limits.back(), kCatchAllSize));
+  settings.sizeBands = std::move(limits);
+}
+
+bool IsDateBandKey(std::wstring_view key) {
+  return !key.empty() && EqualIgnoringCase(key.substr(1), kDateBandsSuffix);
+}
+
+void GetDateBands(std::wstring_view key, std::wstring_view value, Settings& settings,
+                  const Scan& scan) {
+  const auto table = Choose(kDateTables, key.substr(0, 1),
+                            L"Invalid date band specification: %ls=%ls\n", key, value);
+  const std::time_t base = DateBase(scan, settings.scanDateRelative);
+  BandLimits limits;
+  ForEachItem(value, [&](std::wstring_view item) {
+    int64_t seconds = 0;
+    if (!ConvertDateValue(item, base, seconds)) ErrExit(L"Invalid date band value: %ls\n", item);
+    const auto limit = static_cast<uint64_t>(seconds);
+    if (!Increases(limits, limit)) {
+      ErrExit(L"Date band values must be strictly increasing: %ls=%ls\n", key, value);
+    }
+    limits.push_back(limit);
+  });
+  settings.*table = std::move(limits);
 }
 
 uint32_t SmallNumericParameter(std::wstring_view key, std::wstring_view value) {

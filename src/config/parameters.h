@@ -27,13 +27,15 @@
 #include <string>
 #include <string_view>
 
+#include "config/settings.h"
 #include "detail/scan.h"
 
 namespace tabulon {
 
 // Applies one line of the section. Keywords, and values that are words, in any letter case. A fault
 // ends the run with its message.
-void ParameterLine(std::wstring_view key, std::wstring_view value, const Scan& scan);
+void ParameterLine(std::wstring_view key, std::wstring_view value, Settings& settings,
+                   const Scan& scan);
 
 // A decimal number of at most 4294967294, or with one of the suffixes K M G k m g. Anything else
 // ends the run.
@@ -48,6 +50,18 @@ int ValidateCodepage(std::wstring_view value);
 
 // Stores a copy; returns the length.
 size_t SaveString(std::wstring& target, std::wstring_view value);
+
+// Sets the limits of the size distribution from a comma list of strictly increasing sizes, suffixes
+// allowed, and adds a last band that takes every other size. A fault ends the run.
+void GetFilesizeBands(std::wstring_view key, std::wstring_view value, Settings& settings);
+
+// Whether `key` is some letter followed by "datebands", in any letter case.
+bool IsDateBandKey(std::wstring_view key);
+
+// Sets the limits of the distribution that the key's first letter (c, m or a) names from a comma
+// list of strictly increasing date values. A fault ends the run. REQUIRES: IsDateBandKey(key).
+void GetDateBands(std::wstring_view key, std::wstring_view value, Settings& settings,
+                  const Scan& scan);
 
 // Stores a date format that CheckDateFormat accepts; any other ends the run.
 void SaveDateFormat(std::wstring_view key, std::wstring_view value,

@@ -7,8 +7,7 @@
 #include "base/loganderr.h"
 #include "config/keywords.h"
 #include "config/parameters.h"
-#include "config/reportdefs.h"
-#include "config/settings.h"
+#include "config/reportfields.h"
 #include "query/parsequery.h"
 
 namespace tabulon {
@@ -27,91 +26,69 @@ constexpr Choice<uint32_t> kPathFormWords[] = {{L"relative", kFlagRelative},
                                                {L"absolute", kFlagAbsolute}};
 constexpr Choice<int> kTypeSorts[] = {{L"count", kSortByCount}, {L"size", kSortBySize}};
 
-void SetFlags(Report& report, uint32_t mask, uint32_t flags) {
+void SetFlags(ReportDefinition& report, uint32_t mask, uint32_t flags) {
   report.flags = (report.flags & ~mask) | flags;
 }
 
-void SetYesNoFlag(Report& report, uint32_t flag, Text key, Text value) {
+void SetYesNoFlag(ReportDefinition& report, uint32_t flag, Text key, Text value) {
   SetFlags(report, flag, ValidateYesNo(key, value) != 0 ? flag : 0);
 }
 
-// An element that stands for `list` in parentheses.
-Filter* NewGroup(Filter* list) {
-  Filter* const group = NewFilter();
-  group->sub = list;
-  group->state = kComplete;
-  group->connector = kTestComplete;
-  return group;
-}
-
-// Joins `added` to the report's filter with "[and]". Lists are evaluated from left to right, so
-// both sides must be one value: the new list becomes a group, the old one too unless it begins with
-// one (then every element of it is already joined to what stands before it).
-void AddFilter(Report& report, Filter* added) {
-  if (report.filter == nullptr) {
-    report.filter = added;
-    return;
-  }
-  if (report.filter->sub == nullptr) report.filter = NewGroup(report.filter);
-  Filter* last = report.filter;
-  while (last->next != nullptr) last = last->next;
-  last->connector = kAnd;
-  last->next = NewGroup(added);
-}
-
-void SetFormat(Text key, Text value, Report& report, const Scan&) {
+void SetFormat(Text key, Text value, ReportDefinition& report, const ConfigContext&) {
   report.format = Choose(kFormats, value, L"Invalid keyword value: %ls = %ls\n", key, value);
 }
 
-void SetFields(Text, Text value, Report& report, const Scan&) {
+void SetFields(Text, Text value, ReportDefinition& report, const ConfigContext&) {
   report.fields =
-      report.type == kReportSummary ? ValidateSummaryFields(value) : ValidateFieldList(value);
+      report.type() == kReportSummary ? ValidateSummaryFields(value) : ValidateFieldList(value);
 }
 
-void AddFilterLine(Text, Text value, Report& report, const Scan& scan) {
-  AddFilter(report, ParseQuery(value, scan));
+void AddFilterLine(Text, Text value, ReportDefinition& report, const ConfigContext& context) {
+  const Configuration& made = context.made;
+  report.filter.And(ParseQuery(value, context.scan, made.classes, made.settings.scanDateRelative));
 }
 
-void SetNameForm(Text key, Text value, Report& report, const Scan&) {
+void SetNameForm(Text key, Text value, ReportDefinition& report, const ConfigContext&) {
   SetFlags(report, kNameForms,
            Choose(kNameFormWords, value, L"Invalid keyword value: %ls = %ls\n", key, value));
 }
 
-void SetPathForm(Text key, Text value, Report& report, const Scan&) {
+void SetPathForm(Text key, Text value, ReportDefinition& report, const ConfigContext&) {
   SetFlags(report, kPathForms,
            Choose(kPathFormWords, value, L"Invalid keyword value:  %ls = %ls\n", key, value));
 }
 
-void SetReportFile(Text, Text value, Report& report, const Scan&) {
-  SaveString(report.reportFile, value);
-  report.hasReportFile = true;
+void SetReportFile(Text, Text value, ReportDefinition& report, const ConfigContext&) {
+  SaveString(report.reportFile.emplace(), value);
 }
 
-void SetTypeSort(Text key, Text value, Report& report, const Scan&) {
+void SetTypeSort(Text key, Text value, ReportDefinition& report, const ConfigContext&) {
   report.typeSort = Choose(kTypeSorts, value, L"Invalid keyword value: %ls = %ls\n", key, value);
 }
 
 struct ReportKeyword {
   Text keyword;
-  void (*apply)(Text key, Text value, Report& report, const Scan& scan);
+  void (*apply)(Text key, Text value, ReportDefinition& report, const ConfigContext& context);
   bool exactCase = false;
 };
 
 constexpr std::array<ReportKeyword, 20> kReportKeywords = {{
-    {L"type", [](Text, Text value, Report& report,
-                 const Scan& scan) { ValidateReportType(value, report, scan); }},
+    {L"type", [](Text, Text value, ReportDefinition& report,
+                 const ConfigContext& context) { ValidateReportType(value, report, context); }},
     {L"inactive",
-     [](Text key, Text value, Report& report, const Scan&) {
+     [](Text key, Text value, ReportDefinition& report, const ConfigContext&) {
        if (ValidateYesNo(key, value) != 0) report.active = -1;
      }},
     {L"category",
-     [](Text, Text value, Report& report, const Scan&) { CheckCategoryList(value, report); }},
-    {L"title",
-     [](Text, Text value, Report& report, const Scan&) { SaveString(report.title, value); }},
-    {L"qvatag", [](Text, Text value, Report& report,
-                   const Scan&) { SaveString(report.qvaTag.emplace(), value); }},
-    {L"totaltag", [](Text, Text value, Report& report,
-                     const Scan&) { SaveString(report.totalTag.emplace(), value); }},
+     [](Text, Text value, ReportDefinition& report, const ConfigContext& context) {
+       CheckCategoryList(value, report, context.made.settings.catList);
+     }},
+    {L"title", [](Text, Text value, ReportDefinition& report,
+                  const ConfigContext&) { SaveString(report.title, value); }},
+    {L"qvatag", [](Text, Text value, ReportDefinition& report,
+                   const ConfigContext&) { SaveString(report.qvaTag.emplace(), value); }},
+    {L"totaltag", [](Text, Text value, ReportDefinition& report,
+                     const ConfigContext&) { SaveString(report.totalTag.emplace(), value); }},
     {L"output", SetFormat},
     {L"format", SetFormat},
     {L"fields", SetFields},
@@ -119,50 +96,52 @@ constexpr std::array<ReportKeyword, 20> kReportKeywords = {{
     {L"select", AddFilterLine},
     {L"nameform", SetNameForm},
     {L"pathform", SetPathForm},
-    {L"showsids", [](Text key, Text value, Report& report,
-                     const Scan&) { SetYesNoFlag(report, kFlagShowSids, key, value); }},
-    {L"totals", [](Text key, Text value, Report& report,
-                   const Scan&) { SetYesNoFlag(report, kFlagTotals, key, value); }},
+    {L"showsids", [](Text key, Text value, ReportDefinition& report,
+                     const ConfigContext&) { SetYesNoFlag(report, kFlagShowSids, key, value); }},
+    {L"totals", [](Text key, Text value, ReportDefinition& report,
+                   const ConfigContext&) { SetYesNoFlag(report, kFlagTotals, key, value); }},
     // The one keyword that is not known in capitals. Kept so.
     {L"showlink",
-     [](Text key, Text value, Report& report, const Scan&) {
+     [](Text key, Text value, ReportDefinition& report, const ConfigContext&) {
        SetYesNoFlag(report, kFlagShowLink, key, value);
      },
      true},
     {L"reportfile", SetReportFile},
-    {L"dupcheck", [](Text, Text value, Report& report,
-                     const Scan&) { report.dupFields |= ValidateDupFields(value); }},
-    {L"extlen", [](Text key, Text value, Report& report,
-                   const Scan&) { report.extLength = SmallNumericParameter(key, value); }},
+    {L"dupcheck", [](Text, Text value, ReportDefinition& report,
+                     const ConfigContext&) { report.dupFields |= ValidateDupFields(value); }},
+    {L"extlen", [](Text key, Text value, ReportDefinition& report,
+                   const ConfigContext&) { report.extLength = SmallNumericParameter(key, value); }},
     {L"typesort", SetTypeSort},
 }};
 
 }  // namespace
 
-void ReportLine(std::wstring_view key, std::wstring_view value, Report& report, const Scan& scan) {
+void ReportLine(std::wstring_view key, std::wstring_view value, ReportDefinition& report,
+                const ConfigContext& context) {
   const ReportKeyword* const row = FindKeyword(kReportKeywords, key);
-  if (report.type == 0 && row != &kReportKeywords.front()) {
+  if (report.kind == nullptr && row != &kReportKeywords.front()) {
     ErrExit(L"The first line of a report section must be type=<report-type>\n");
   }
   if (row == nullptr || (row->exactCase && row->keyword != key)) {
     ErrExit(L"Invalid report definition keyword: %ls\n", key);
   }
-  row->apply(key, value, report, scan);
+  row->apply(key, value, report, context);
 }
 
-void ValidateReportType(std::wstring_view value, Report& report, const Scan& scan) {
-  if (report.type != 0) ErrExit(L"Only one 'type=<report-type>' allowed in report section\n");
-  const ReportDef* const def = FindReportType(value);
-  if (def == nullptr) ErrExit(L"Unknown report type: %ls\n", value);
-  constexpr uint32_t kScanBits = kCifsOnly | kNfsOnly;
-  report.type = def->codeWord & ~kScanBits;
-  report.flags |= def->codeWord & kScanBits;
+void ValidateReportType(std::wstring_view value, ReportDefinition& report,
+                        const ConfigContext& context) {
+  if (report.kind != nullptr) ErrExit(L"Only one 'type=<report-type>' allowed in report section\n");
+  report.kind = FindKeyword(context.kinds, value);
+  if (report.kind == nullptr) ErrExit(L"Unknown report type: %ls\n", value);
   SaveString(report.typeName, value);
-  report.title = def->title.empty() ? def->makeTitle() : std::wstring(def->title);
-  if (report.type == kReportSummary || report.type == kReportSidUse) {
-    MoveToListHead(report, report.type == kReportSidUse);
+  const ReportKind& kind = *report.kind;
+  report.title =
+      kind.makeTitle != nullptr ? kind.makeTitle(context.made.settings) : std::wstring(kind.title);
+  if (kind.code == kReportSummary || kind.code == kReportSidUse) {
+    MoveToListHead(context.made.reportList, report, kind.code == kReportSidUse);
   }
-  if (report.type == kReportSubdirCount && (scan.logHdr.revision & kRevisionSubdirCounts) == 0) {
+  const uint32_t revision = context.scan.logHdr.revision;
+  if (kind.code == kReportSubdirCount && (revision & kRevisionSubdirCounts) == 0) {
     ErrExit(
         L"This dtl does not support subdirectory counts. Please remove subdircount report type "
         L"from "
@@ -170,16 +149,18 @@ void ValidateReportType(std::wstring_view value, Report& report, const Scan& sca
   }
 }
 
-void MoveToListHead(const Report& report, bool behindSummary) {
+void MoveToListHead(std::list<ReportDefinition>& reportList, const ReportDefinition& report,
+                    bool behindSummary) {
   auto place = reportList.begin();
-  if (behindSummary && place->type == kReportSummary) ++place;
+  if (behindSummary && place->type() == kReportSummary) ++place;
   // Looked for from the back: a report that is being read stands there.
   const auto found = std::find_if(reportList.rbegin(), reportList.rend(),
-                                  [&](const Report& entry) { return &entry == &report; });
+                                  [&](const ReportDefinition& entry) { return &entry == &report; });
   reportList.splice(place, reportList, std::prev(found.base()));
 }
 
-void CheckCategoryList(std::wstring_view value, Report& report) {
+void CheckCategoryList(std::wstring_view value, ReportDefinition& report,
+                       const std::list<std::wstring>& catList) {
   if (report.active < 0) return;
   bool selected = false;
   for (const std::wstring& wanted : catList) {

@@ -4,29 +4,40 @@
 
 #include <string_view>
 
-#include "config/report.h"
+#include "config/reportdefinition.h"
 #include "detail/scan.h"
 
 namespace tabulon {
+
+// What a section of the configuration is read into, and by.
+struct ConfigContext {
+  const Scan& scan;
+  ReportKinds kinds;
+  Configuration& made;
+};
 
 // Applies one line. Keywords are known in any letter case, but "showlink" in small letters only
 // (kept so); so are values that are words, but those of "fields". A keyword that is given again
 // replaces what it set before, except "filter" and "select" (a record must pass every line),
 // "dupcheck" (checks add up), "inactive=no" (no effect) and "category" (can only switch off). A
-// fault ends the run. REQUIRES: `report` is in reportList.
-void ReportLine(std::wstring_view key, std::wstring_view value, Report& report, const Scan& scan);
+// fault ends the run. REQUIRES: `report` is in the list of `context`.
+void ReportLine(std::wstring_view key, std::wstring_view value, ReportDefinition& report,
+                const ConfigContext& context);
 
-// Sets the report's type, scan restriction and default title. A summary goes to the head of
-// reportList, a SID use report to the head or right behind the summary that stands there. A second
-// type and an unknown one end the run, as does a type that the detail file has no figures for.
-void ValidateReportType(std::wstring_view value, Report& report, const Scan& scan);
+// Sets the report's kind and default title. A summary goes to the head of the list, a SID use
+// report to the head or right behind the summary that stands there. A second type and an unknown
+// one end the run, as does a type that the detail file has no figures for.
+void ValidateReportType(std::wstring_view value, ReportDefinition& report,
+                        const ConfigContext& context);
 
-// Moves the report to the head of reportList; with `behindSummary` to the place behind the first
+// Moves the report to the head of the list; with `behindSummary` to the place behind the first
 // entry when that is a summary. References to reports stay good.
-void MoveToListHead(const Report& report, bool behindSummary);
+void MoveToListHead(std::list<ReportDefinition>& reportList, const ReportDefinition& report,
+                    bool behindSummary);
 
-// Switches the report off unless the command line selected all categories or one of the comma list
-// `value`. A report that is inactive already stays as it is.
-void CheckCategoryList(std::wstring_view value, Report& report);
+// Switches the report off unless all categories were selected or one of the comma list `value`. A
+// report that is inactive already stays as it is.
+void CheckCategoryList(std::wstring_view value, ReportDefinition& report,
+                       const std::list<std::wstring>& catList);
 
 }  // namespace tabulon

@@ -1,22 +1,26 @@
 #include "detail/bands.h"
 
+#include <functional>
 #include <numeric>
-#include <utility>
 
 namespace tabulon {
+namespace {
 
-BandTable sizeBands;
-BandTable cdateBands;
-BandTable mdateBands;
-BandTable adateBands;
-
-void BandTable::SetLimits(std::vector<uint64_t> values) {
-  limits = std::move(values);
-  hits.assign(limits.size() + 1, 0);
+// Counts the times of the files in a distribution, if there is one.
+template <uint32_t (RecordFields::*time)() const>
+void CountTimes(std::span<const RecordFields> files, BandTable& bands) {
+  if (bands.empty()) return;
+  for (const RecordFields& file : files) UpdateDateBands((file.*time)(), bands);
 }
 
-uint32_t SizeBandCount(size_t index) {
-  return sizeBands.hits[index];
+void AddHits(std::span<uint32_t> to, std::span<const uint32_t> from) {
+  std::ranges::transform(to, from, to.begin(), std::plus());
+}
+
+}  // namespace
+
+uint32_t SizeBandCount(const BandTable& bands, size_t index) {
+  return bands.hits[index];
 }
 
 uint32_t DateBandCount(const BandTable& bands, size_t index) {
@@ -24,8 +28,45 @@ uint32_t DateBandCount(const BandTable& bands, size_t index) {
   return std::accumulate(bands.hits.begin(), end, uint32_t{0});
 }
 
-void ResetBands() {
-  for (BandTable* bands : {&sizeBands, &cdateBands, &mdateBands, &adateBands}) *bands = {};
+FileCounts::FileCounts(const DistributionLimits& limits, uint32_t fileIncr)
+    : fileIncr_(fileIncr),
+      sizeBands_(limits.sizeBands),
+      dateBands_({BandTable(limits.cdateBands), BandTable(limits.mdateBands),
+                  BandTable(limits.adateBands)}) {}
+
+bool FileCounts::wanted() const {
+  return fileIncr_ > 0 || !sizeBands_.empty() ||
+         !std::ranges::all_of(dateBands_, &BandTable::empty);
+}
+
+// First the batch's files are gathered without a branch: each record is written to the next place,
+// and only a file moves the place on. Then each distribution has a short loop of its own over them.
+void FileCounts::Add(const RecordBatch& batch) {
+  std::array<RecordFields, RecordBatch::kMost> fields;
+  size_t count = 0;
+  for (size_t i = 0; i < batch.size(); ++i) {
+    const RecordFields record = batch.fields(i);
+    fields[count] = record;
+    count += (record.attributes() & kAttrAnyDirectory) == 0 ? 1 : 0;
+  }
+  const std::span<const RecordFields> files = std::span(fields).first(count);
+  if (fileIncr_ > 0) {
+    for (const RecordFields& file : files) allocSize_ += AllocatedSize(file.size(), fileIncr_);
+  }
+  if (!sizeBands_.empty()) {
+    for (const RecordFields& file : files) UpdateSizeBands(file.size(), sizeBands_);
+  }
+  CountTimes<&RecordFields::created>(files, dateBands_[0]);
+  CountTimes<&RecordFields::modified>(files, dateBands_[1]);
+  CountTimes<&RecordFields::accessed>(files, dateBands_[2]);
+}
+
+void FileCounts::Merge(const FileCounts& other) {
+  allocSize_ += other.allocSize_;
+  AddHits(sizeBands_.hits, other.sizeBands_.hits);
+  for (size_t i = 0; i < dateBands_.size(); ++i) {
+    AddHits(dateBands_[i].hits, other.dateBands_[i].hits);
+  }
 }
 
 }  // namespace tabulon

@@ -1,32 +1,39 @@
-// Size and date distributions: how many files fall below each limit. The tables get their limits
-// from the configuration, are counted by the scan and printed by the summary.
+// Size and date distributions: how many files fall below each limit. The limits come from the
+// configuration, the hits from the scan; the summary prints them.
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
+
+#include "detail/recordbatch.h"
 
 namespace tabulon {
 
-// One distribution. hits[i] counts the files whose place among the limits is i. So a file changes
-// one counter only, also where a band shows all files older than its limit; SizeBandCount and
-// DateBandCount add up what a band shows.
-struct BandTable {
-  std::vector<uint64_t> limits;  // ascending: sizes in bytes, or times in seconds since 1970
-  std::vector<uint32_t> hits;    // one more than limits; each wraps at 32 bits
+// Ascending: sizes in bytes, or times in seconds since 1970.
+using BandLimits = std::vector<uint64_t>;
 
-  void SetLimits(std::vector<uint64_t> values);
-  bool empty() const { return limits.empty(); }
-  size_t count() const { return limits.size(); }
+// The limits of all distributions; no limits = no such distribution.
+struct DistributionLimits {
+  BandLimits sizeBands;   // the last limit is 2^63 - 1 at least, so that every file is counted
+  BandLimits cdateBands;  // creation times
+  BandLimits mdateBands;  // modification times
+  BandLimits adateBands;  // access times
 };
 
-// Set by the configuration's band lines; empty = no such distribution.
-extern BandTable sizeBands;   // the last limit is 2^63 - 1 at least, so that every file is
-                              // counted
-extern BandTable cdateBands;  // creation times
-extern BandTable mdateBands;  // modification times
-extern BandTable adateBands;  // access times
+// The hits of one distribution. hits[i] counts the files whose place among the limits is i. So a
+// file changes one counter only, also where a band shows all files older than its limit;
+// SizeBandCount and DateBandCount add up what a band shows.
+struct BandTable {
+  explicit BandTable(const BandLimits& given) : limits(given), hits(given.size() + 1) {}
+  bool empty() const { return limits.empty(); }
+
+  std::span<const uint64_t> limits;  // which must outlive this
+  std::vector<uint32_t> hits;        // one more than limits; each wraps at 32 bits
+};
 
 // Up to this many limits, the place of a file is found by counting the limits below its value: a
 // comparison with each of them, and no branch. A binary search has fewer comparisons, but each may
@@ -34,8 +41,8 @@ extern BandTable adateBands;  // access times
 inline constexpr size_t kFewLimits = 16;
 
 // Counts one file in the first band whose limit is at least `size`; none when it is above all.
-inline void UpdateSizeBands(uint64_t size) {
-  const std::vector<uint64_t>& limits = sizeBands.limits;
+inline void UpdateSizeBands(uint64_t size, BandTable& bands) {
+  const std::span<const uint64_t> limits = bands.limits;
   size_t place = 0;
   if (limits.size() <= kFewLimits) {
     for (const uint64_t limit : limits) place += limit < size ? 1 : 0;
@@ -43,12 +50,12 @@ inline void UpdateSizeBands(uint64_t size) {
     place =
         static_cast<size_t>(std::lower_bound(limits.begin(), limits.end(), size) - limits.begin());
   }
-  ++sizeBands.hits[place];
+  ++bands.hits[place];
 }
 
 // Counts one file in every band whose limit is later than `time`.
 inline void UpdateDateBands(uint32_t time, BandTable& bands) {
-  const std::vector<uint64_t>& limits = bands.limits;
+  const std::span<const uint64_t> limits = bands.limits;
   size_t place = 0;
   if (limits.size() <= kFewLimits) {
     for (const uint64_t limit : limits) place += limit <= time ? 1 : 0;
@@ -60,10 +67,37 @@ inline void UpdateDateBands(uint32_t time, BandTable& bands) {
 }
 
 // Files counted by size band `index`, and files older than date limit `index`.
-uint32_t SizeBandCount(size_t index);
+uint32_t SizeBandCount(const BandTable& bands, size_t index);
 uint32_t DateBandCount(const BandTable& bands, size_t index);
 
-// Forgets all distributions.
-void ResetBands();
+// `size` rounded up to a multiple of `fileIncr`, the allocation unit in bytes; 0 when there is none
+// (`fileIncr` is 0). Wraps at 64 bits.
+inline uint64_t AllocatedSize(uint64_t size, uint32_t fileIncr) {
+  return fileIncr > 0 ? (size + fileIncr - 1) / fileIncr * fileIncr : 0;
+}
+
+// What is counted for every file of a scan: the distributions and the allocated total.
+class FileCounts {
+ public:
+  // The limits must outlive this.
+  FileCounts(const DistributionLimits& limits, uint32_t fileIncr);
+
+  // Whether there is anything to count; most runs ask for nothing.
+  bool wanted() const;
+  void Add(const RecordBatch& batch);
+  // Adds the counts of another part of the scan. REQUIRES: the same limits.
+  void Merge(const FileCounts& other);
+
+  uint64_t allocSize() const { return allocSize_; }  // sum of the files' allocated sizes
+  const BandTable& sizeBands() const { return sizeBands_; }
+  // By creation, modification and access time.
+  const std::array<BandTable, 3>& dateBands() const { return dateBands_; }
+
+ private:
+  uint32_t fileIncr_;
+  uint64_t allocSize_ = 0;
+  BandTable sizeBands_;
+  std::array<BandTable, 3> dateBands_;
+};
 
 }  // namespace tabulon

@@ -7,13 +7,8 @@
 #include "base/unitcode.h"
 #include "base/utf.h"
 #include "detail/asciimap.h"
-#include "detail/reporttype.h"
 
 namespace tabulon {
-
-uint32_t maxPath = 1024;
-int maxPathUnits = kPathUtfBytes;
-int isoCodepage = 1;
 
 namespace {
 
@@ -36,10 +31,11 @@ TextSize Measure(std::wstring_view text) {
   return {text.size(), WChrUtfLen(text) - 1, text.ends_with(L'\\')};
 }
 
-bool LongerThanLimit(const TextSize& directory, const TextSize& name) {
+bool LongerThanLimit(const TextSize& directory, const TextSize& name, const NameLimits& limits) {
+  const uint32_t maxPath = limits.maxPath;
   const size_t separator = directory.endsInBackslash ? 0 : 1;
   const size_t characters = directory.characters + separator + name.characters;
-  switch (maxPathUnits) {
+  switch (limits.maxPathUnits) {
     case kPathCharacters:
       return characters > maxPath;
     case kPathWideBytes:
@@ -58,83 +54,28 @@ bool IsShortName(std::basic_string_view<Char> name) {
          stem[7] >= Char{'0'} && stem[7] <= Char{'9'};
 }
 
-// The tests; `mask` is the bits that the row of the report type asks for.
-bool HasFlag(const ScanRecord& record, uint32_t mask) {
-  return (record.fields().flags() & mask) != 0;
-}
-bool HasAttribute(const ScanRecord& record, uint32_t mask) {
-  return (record.fields().attributes() & mask) != 0;
-}
-bool HasLongPath(const ScanRecord& record, uint32_t) {
-  const auto measure = [](auto text) { return Measure(text); };
-  return LongerThanLimit(record.directory->Visit(measure), record.name.Visit(measure));
-}
-bool HasShortName(const ScanRecord& record, uint32_t) {
-  return record.name.Visit([](auto name) { return IsShortName(name); });
-}
-bool NeedsUtf(const ScanRecord& record, uint32_t) {
-  return !record.name.IsAscii() && UtfRequired(isoCodepage, record.name.Wide());
-}
-
-// What a report type selects, and on which kinds of scan.
-struct Selection {
-  uint32_t type;
-  bool (*test)(const ScanRecord& record, uint32_t mask);  // null: none is needed
-  uint32_t mask;
-  bool cifs;
-  bool nfs;
-};
-
-constexpr Selection kSelections[] = {
-    {kReportCompressed, HasAttribute, kAttrCompressed, true, false},
-    {kReportOffline, HasAttribute, kAttrOffline, true, false},
-    {kReportEncrypted, HasAttribute, kAttrEncrypted, true, false},
-    {kReportNoOwner, HasFlag, kRecordNoOwner, true, false},
-    {kReportOrphanOwner, HasFlag, kRecordOrphanOwner, true, false},
-    {kReportNoGroup, HasFlag, kRecordNoGroup, true, false},
-    {kReportOrphanGroup, HasFlag, kRecordOrphanGroup, true, false},
-    {kReportOrphanInAcl, HasFlag, kRecordOrphanInAcl, true, false},
-    {kReportAdsFiles, HasFlag, kRecordHasStreams, true, false},
-    {kReportLongPaths, HasLongPath, 0, true, true},
-    {kReportUtfRequired, NeedsUtf, 0, true, false},
-    {kReportNameConflict, HasShortName, 0, true, false},
-    {kReportCustom, nullptr, 0, true, true},
-    {kReportSymlinks, HasFlag, kRecordSymlink, true, true},
-    {kReportNfsStubs, HasFlag, kRecordNfsStub, false, true},
-    {kReportMountPoints, HasFlag, kRecordMountPoint, true, true},
-    {kReportJunctionPoints, HasFlag, kRecordJunction, true, true},
-    {kReportSubdirCount, nullptr, 0, true, true},
-};
-
-// The row of each listing type, found by the type's bits above the low byte; -1 = no row.
-constexpr size_t kTypeSlots = (kReportSubdirCount >> 8) + 1;
-constexpr std::array<int8_t, kTypeSlots> kSelectionOfType = [] {
-  std::array<int8_t, kTypeSlots> rows{};
-  rows.fill(-1);
-  for (size_t i = 0; i < std::size(kSelections); ++i) {
-    rows[kSelections[i].type >> 8] = static_cast<int8_t>(i);
-  }
-  return rows;
-}();
-static_assert(std::ranges::all_of(kSelections,
-                                  [](const Selection& row) { return (row.type & 0xFF) == 0; }));
-
-const Selection* SelectionOf(uint32_t type) {
-  if ((type & kNotRecordList) != 0 || (type >> 8) >= kTypeSlots) return nullptr;
-  const int row = kSelectionOfType[type >> 8];
-  return row < 0 ? nullptr : &kSelections[row];
-}
-
 }  // namespace
 
-RecordSelector SelectorOf(uint32_t type, const Scan& scan) {
-  const Selection* selection = SelectionOf(type);
-  if (selection == nullptr || !(scan.isCifs() ? selection->cifs : selection->nfs)) return {};
-  return {false, type == kReportSubdirCount, selection->test, selection->mask};
+bool HasFlag(const ScanRecord& record, uint32_t mask, const NameLimits&) {
+  return (record.fields().flags() & mask) != 0;
+}
+bool HasAttribute(const ScanRecord& record, uint32_t mask, const NameLimits&) {
+  return (record.fields().attributes() & mask) != 0;
+}
+bool HasLongPath(const ScanRecord& record, uint32_t, const NameLimits& limits) {
+  const auto measure = [](auto text) { return Measure(text); };
+  return LongerThanLimit(record.directory->Visit(measure), record.name.Visit(measure), limits);
+}
+bool HasShortName(const ScanRecord& record, uint32_t, const NameLimits&) {
+  return record.name.Visit([](auto name) { return IsShortName(name); });
+}
+bool NeedsUtf(const ScanRecord& record, uint32_t, const NameLimits& limits) {
+  return !record.name.IsAscii() && UtfRequired(limits.isoCodepage, record.name.Wide());
 }
 
-bool CheckPathLength(std::wstring_view directory, std::wstring_view name) {
-  return LongerThanLimit(Measure(directory), Measure(name));
+bool CheckPathLength(std::wstring_view directory, std::wstring_view name,
+                     const NameLimits& limits) {
+  return LongerThanLimit(Measure(directory), Measure(name), limits);
 }
 
 bool ConflictName(std::wstring_view name) {

@@ -1,4 +1,4 @@
-// Tests that a listing report's type makes on a record before its filter is asked.
+// Tests that a kind of listing makes on a record beside its filter.
 #pragma once
 
 #include <cstdint>
@@ -11,29 +11,37 @@ namespace tabulon {
 // Units in which a path's length is counted.
 enum MaxPathUnits { kPathCharacters = 1, kPathWideBytes = 2, kPathUtfBytes = 3 };
 
-// Set by the configuration.
-extern uint32_t maxPath;  // longest path that is not reported, in units (default 1024)
-extern int maxPathUnits;  // MaxPathUnits (default kPathUtfBytes)
-extern int isoCodepage;   // part number of ISO 8859 (default 1)
+// What paths and names are held against.
+struct NameLimits {
+  uint32_t maxPath = 1024;           // longest path that is not reported, in units
+  int maxPathUnits = kPathUtfBytes;  // MaxPathUnits
+  int isoCodepage = 1;               // part number of ISO 8859
+};
 
-// What a report type asks of a record on the scan at hand, looked up once for all records.
+// A test of a record. `mask` is the bits that it asks for, if it asks for bits.
+using RecordTest = bool (*)(const ScanRecord& record, uint32_t mask, const NameLimits& limits);
+bool HasFlag(const ScanRecord& record, uint32_t mask, const NameLimits&);
+bool HasAttribute(const ScanRecord& record, uint32_t mask, const NameLimits&);
+bool HasLongPath(const ScanRecord& record, uint32_t, const NameLimits& limits);
+bool HasShortName(const ScanRecord& record, uint32_t, const NameLimits&);
+bool NeedsUtf(const ScanRecord& record, uint32_t, const NameLimits& limits);
+
+// What a kind of listing selects, its filter aside.
 struct RecordSelector {
-  bool never = true;         // the type selects nothing here
-  bool directories = false;  // directories are asked for (the subdirectory counts), else files
-  bool (*test)(const ScanRecord& record, uint32_t mask) = nullptr;  // null: all of them
+  RecordTest test = nullptr;  // null: all of them
   uint32_t mask = 0;
+  bool directories = false;  // directories are asked for (the subdirectory counts), else files
+  bool cifsOnly = false;     // nothing is selected on NFS scans
 
-  bool SelectsEveryFile() const { return !never && !directories && test == nullptr; }
-  bool Selects(const ScanRecord& record) const {
-    return !never && record.fields().isDirectory() == directories &&
-           (test == nullptr || test(record, mask));
+  bool Selects(const ScanRecord& record, const NameLimits& limits) const {
+    return record.fields().isDirectory() == directories &&
+           (test == nullptr || test(record, mask, limits));
   }
 };
-RecordSelector SelectorOf(uint32_t type, const Scan& scan);
 
 // Whether directory path and name together are longer than maxPath. One separator is counted
 // between them unless the path ends in a backslash (on NFS scans too).
-bool CheckPathLength(std::wstring_view directory, std::wstring_view name);
+bool CheckPathLength(std::wstring_view directory, std::wstring_view name, const NameLimits& limits);
 // Whether a name has the form of a generated short name, such as PROGRA~1.TXT.
 bool ConflictName(std::wstring_view name);
 // Whether a name holds a unit that ISO 8859 part `codepage` lacks. Units below 256 never count.

@@ -1,19 +1,10 @@
 #include "detail/scandetail.h"
 
-#include <array>
 #include <ctime>
-#include <span>
 
 #include "base/loganderr.h"
-#include "detail/bands.h"
-#include "detail/recordreader.h"
 
 namespace tabulon {
-
-uint32_t fileIncr = 0;
-uint64_t allocSize = 0;
-bool progressFlag = false;
-
 namespace {
 
 constexpr int kRecordsPerMark = 1000;
@@ -45,50 +36,18 @@ class Progress {
   std::time_t since_ = std::time(nullptr);
 };
 
-// Counts every file of the scan; most runs ask for none of it. First the batch's files are gathered
-// without a branch: each record is written to the next place, and only a file moves the place on.
-// Then each distribution has a short loop of its own over them.
-void CountFiles(const RecordBatch& batch) {
-  std::array<RecordFields, RecordBatch::kMost> fields;
-  size_t count = 0;
-  for (size_t i = 0; i < batch.size(); ++i) {
-    const RecordFields record = batch.fields(i);
-    fields[count] = record;
-    count += (record.attributes() & kAttrAnyDirectory) == 0 ? 1 : 0;
-  }
-  const std::span<const RecordFields> files = std::span(fields).first(count);
-  if (fileIncr > 0) {
-    for (const RecordFields& file : files) allocSize += AllocatedSize(file.size());
-  }
-  if (!sizeBands.empty()) {
-    for (const RecordFields& file : files) UpdateSizeBands(file.size());
-  }
-  if (!cdateBands.empty()) {
-    for (const RecordFields& file : files) UpdateDateBands(file.created(), cdateBands);
-  }
-  if (!mdateBands.empty()) {
-    for (const RecordFields& file : files) UpdateDateBands(file.modified(), mdateBands);
-  }
-  if (!adateBands.empty()) {
-    for (const RecordFields& file : files) UpdateDateBands(file.accessed(), adateBands);
-  }
-}
-
 }  // namespace
 
-PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, size_t most) {
+PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, const PassOptions& options) {
   RecordReader reader(scan);
   Pass pass(scan);
-  const bool counts = fileIncr > 0 || !sizeBands.empty() || !cdateBands.empty() ||
-                      !mdateBands.empty() || !adateBands.empty();
   Progress progress;
   PassEnd end;
   uint64_t position = scan.logRoot.firstRecord;
-  while (pass.batch.Fill(reader, position, most)) {
-    if (counts) CountFiles(pass.batch);
+  while (pass.batch.Fill(reader, position, options.most)) {
     sink(pass);
     end.records += pass.batch.size();
-    if (progressFlag) progress.Count(pass.batch.size());
+    if (options.progressFlag) progress.Count(pass.batch.size());
   }
   end.atEndMarker = reader.atEndMarker();
   return end;

@@ -10,9 +10,7 @@
 
 #include "base/format.h"
 #include "base/loganderr.h"
-#include "config/reportpath.h"
-#include "config/settings.h"
-#include "reports/reportwriter.h"
+#include "config/reportdefinition.h"
 
 namespace tabulon {
 namespace {
@@ -55,23 +53,23 @@ int OpenOutput(const std::wstring& name, const std::optional<std::string>& path)
 
 }  // namespace
 
-std::wstring CreateQvaFile(const Scan& scan) {
+std::wstring CreateQvaFile(const Scan& scan, const Settings& settings, TextStream& output) {
   const std::wstring qvaRoot = ShownRoot(scan);
   std::wstring name =
       Formatted(L"%ls_%ls_%ls", scan.tagStr, scan.fsysHost, RootNamePart(qvaRoot, scan.pathSep));
   if (name.size() > kLongestName) name.resize(kLongestName);
-  const auto [path, bytes] = InReportDir(name);
-  const bool unicode = textFormat == kTextUnicode;
+  const auto [path, bytes] = InReportDir(settings, name);
+  const bool unicode = settings.textFormat == kTextUnicode;
   const int fd = OpenOutput(name, bytes);
   if (fd < 0) PosixErrExit(0, L"Unable to create QVA output file '%ls'\n", path);
-  qvaOutput.Attach(fd, true, unicode ? TextEncoding::kUcs2Le : TextEncoding::kLocale, *bytes);
+  output.Attach(fd, true, unicode ? TextEncoding::kUcs2Le : TextEncoding::kLocale, *bytes);
   LogEntry(L"QVA output written to: %ls\n", path);
   const LogRoot& root = scan.logRoot;
-  qvaOutput.Write(Formatted(L"%ls|%ls|%ls|%s|%ls|%u|%llu|%llu|%llu|%u|%u", scan.tagStr,
-                            scan.fsysHost, qvaRoot, scan.isCifs() ? "CIFS" : "NFS", scan.srvrName,
-                            scan.logHdr.scanTime, root.volumeCapacity, root.availableSpace,
-                            root.totalFileSize, root.directories, root.files));
-  qvaOutput.Write(unicode ? L"\r\n" : L"\n");
+  output.Write(Formatted(L"%ls|%ls|%ls|%s|%ls|%u|%llu|%llu|%llu|%u|%u", scan.tagStr, scan.fsysHost,
+                         qvaRoot, scan.isCifs() ? "CIFS" : "NFS", scan.srvrName,
+                         scan.logHdr.scanTime, root.volumeCapacity, root.availableSpace,
+                         root.totalFileSize, root.directories, root.files));
+  output.Write(unicode ? L"\r\n" : L"\n");
   return qvaRoot;
 }
 

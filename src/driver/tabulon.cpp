@@ -3,6 +3,8 @@
 #include <csignal>
 #include <ctime>
 #include <cwchar>
+#include <list>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -15,22 +17,16 @@
 #include "base/utf.h"
 #include "base/utils.h"
 #include "config/configfile.h"
-#include "config/report.h"
-#include "config/reportsetup.h"
-#include "config/settings.h"
 #include "detail/detailfile.h"
 #include "detail/scan.h"
 #include "detail/scandetail.h"
 #include "driver/cmdopts.h"
 #include "driver/parsecommand.h"
 #include "driver/qvafile.h"
-#include "driver/reportrunners.h"
 #include "driver/testtemplate.h"
 #include "query/parsequery.h"
-#include "reports/listing.h"
-#include "reports/matchrecord.h"
-#include "reports/reportwriter.h"
-#include "reports/summary.h"
+#include "reports/report.h"
+#include "reports/reportkinds.h"
 
 namespace tabulon {
 namespace {
@@ -58,12 +54,6 @@ TempPlace PlaceTempFiles(const CmdOptions& cmdOpts) {
   };
   if (cmdOpts[kOptTempDir].Given()) MkdirRecursive(cmdOpts[kOptTempDir].value);
   return TempPlace(text(kOptTempDir), text(kOptTempId));
-}
-
-void ApplySwitches(const CmdOptions& cmdOpts) {
-  dbgFlag = cmdOpts[kOptDebugFlag].Given();
-  qvaFlag = cmdOpts[kOptQva].Given();
-  progressFlag = cmdOpts[kOptProgress].Given();
 }
 
 std::string DtlNameOf(const CmdOptions& cmdOpts) {
@@ -109,30 +99,35 @@ void TellScanTime() {
   ConsoleEntry(ErrorConsole(), L"Scan time: %ls.\n", time);
 }
 
-void ApplyReportOptions(const CmdOptions& cmdOpts) {
-  if (cmdOpts[kOptRdir].Given()) reportDir = cmdOpts[kOptRdir].value;
-  adsFull = cmdOpts[kOptAdsFull].Given();
+// "all" stands in front of the categories, whatever its place on the command line.
+std::list<std::wstring> CollectCategories(const CmdOptions& cmdOpts) {
+  std::list<std::wstring> catList;
+  for (const CmdOccurrence& category : cmdOpts[kOptCat].list) {
+    std::wstring name = Widened(category.value);
+    catList.insert(EqualIgnoringCase(name, L"all") ? catList.begin() : catList.end(), name);
+  }
+  return catList;
+}
+
+// What the command line sets; the configuration adds to it.
+Settings SettingsOf(const CmdOptions& cmdOpts) {
+  Settings settings;
+  settings.dbgFlag = cmdOpts[kOptDebugFlag].Given();
+  settings.qvaFlag = cmdOpts[kOptQva].Given();
+  settings.progressFlag = cmdOpts[kOptProgress].Given();
+  settings.adsFull = cmdOpts[kOptAdsFull].Given();
+  if (cmdOpts[kOptRdir].Given()) settings.reportDir = cmdOpts[kOptRdir].value;
+  settings.catList = CollectCategories(cmdOpts);
+  return settings;
 }
 
 // The detail file is open, checked, and its tables are loaded.
-DetailInput OpenDetail(const CmdOptions& cmdOpts) {
+DetailInput OpenDetail(const CmdOptions& cmdOpts, const Settings& settings) {
   const std::string name = DtlNameOf(cmdOpts);
   DetailInput input{OpenDtlFile(name.c_str(), "rb"), {}};
-  input.scan =
-      LoadScan(input.file.Plain(), name.c_str(), {.adsFull = adsFull, .qvaTagged = qvaFlag});
+  input.scan = LoadScan(input.file.Plain(), name.c_str(),
+                        {.adsFull = settings.adsFull, .qvaTagged = settings.qvaFlag});
   return input;
-}
-
-// "all" stands in front of the categories, whatever its place on the command line.
-void CollectCategories(const CmdOptions& cmdOpts) {
-  for (const CmdOccurrence& category : cmdOpts[kOptCat].list) {
-    std::wstring name = Widened(category.value);
-    if (EqualIgnoringCase(name, L"all")) {
-      catList.push_front(std::move(name));
-    } else {
-      catList.push_back(std::move(name));
-    }
-  }
 }
 
 // Gives back what the detail file's use took.
@@ -157,24 +152,34 @@ void TellBreakOff(const DetailInput& input, const PassEnd& end) {
 }
 
 // The summary alone, from the header and the root block: no record is read.
-void RunDefaultSummary(DetailInput& input) {
+void RunDefaultSummary(const Settings& settings, DetailInput& input) {
   DebugLogEntry(4, L"Doing Summary Report.\n");
-  Report report;
-  SummaryReport(report, {input.scan, input.file.name, input.scan.qvaRoot});
+  ReportDefinition report;
+  report.kind = &KindOf(kReportSummary);
+  ReportRun run{input.scan, settings, input.file.name, input.scan.qvaRoot};
+  ReportOutput output(report, settings);
+  report.kind->make(report, run)->Write(output);
   CleanUp(input);
 }
 
 // Every report of the configuration file, in one pass.
-void RunConfiguration(const CmdOptions& cmdOpts, DetailInput& input) {
+void RunConfiguration(const char* path, const Settings& options, const DupLimits& dupLimits,
+                      DetailInput& input) {
   // Whoever stops reading the list log shall not cost anyone a report file.
   std::signal(SIGPIPE, SIG_IGN);
   const Scan& scan = input.scan;
-  ProcessConfigFile(cmdOpts[kOptCfg].value, scan);
-  const std::wstring qvaRoot = qvaFlag ? CreateQvaFile(scan) : scan.qvaRoot;
-  const PassEnd end = ScanReports(scan);
-  for (Report& report : reportList) {
-    if (report.active != 0) RunReport(report, {scan, input.file.name, qvaRoot});
-  }
+  Configuration configuration = ReadConfiguration(path, scan, kReportKinds, options);
+  const Settings& settings = configuration.settings;
+  ReportRun run{scan, settings, input.file.name, scan.qvaRoot, dupLimits};
+  ReportSet reports(configuration.reportList, run);
+  ConsoleEntry(Console(), L"ProcessConfigFile DONE\n");
+  Console().Flush();
+  TextStream qvaOutput;
+  if (settings.qvaFlag) run.qvaRoot = CreateQvaFile(scan, settings, qvaOutput);
+  const PassEnd end = ScanDetail(
+      scan, [&](Pass& pass) { reports.Add(pass); }, PassOptionsOf(settings));
+  reports.Finish();
+  reports.Write(settings.qvaFlag ? &qvaOutput : nullptr);
   if (qvaOutput.IsOpen() && qvaOutput.Close() != 0) {
     ReportWriteError(qvaOutput.name(), qvaOutput.error());
   }
@@ -183,29 +188,33 @@ void RunConfiguration(const CmdOptions& cmdOpts, DetailInput& input) {
 }
 
 // One listing of what the query selects, to the list log.
-void RunQuery(const CmdOptions& cmdOpts, DetailInput& input) {
+void RunQuery(const CmdOptions& cmdOpts, const Settings& settings, DetailInput& input) {
   const CmdOptionIndex option = cmdOpts[kOptQuery].Given() ? kOptQuery : kOptQueryFull;
+  const Scan& scan = input.scan;
+  const Classes noClasses;
   std::wstring query;
   AppendUtfToWide(query, cmdOpts[option].value);
-  Filter* filter = ParseQuery(query, input.scan);
-  Report& report = reportList.emplace_back();
-  report.type = kReportCustom;
-  report.filter = filter;
+  ReportDefinition report;
+  report.kind = &KindOf(kReportCustom);
+  report.filter = ParseQuery(query, scan, noClasses);
   report.title = L"none";
   report.flags = kFlagShowLink;
   if (cmdOpts[kOptQueryFull].Given()) report.flags |= kFlagFullPath;
-  InitializeReportEntry(report, input.scan);
-  const PassEnd end = ScanReports(input.scan);
-  DisplayReport(report, input.scan);
-  CloseReport(report);
+  InitializeReportEntry(report, settings, scan);
+  ReportRun run{scan, settings, input.file.name, scan.qvaRoot};
+  const std::unique_ptr<ReportAccumulator> listing = report.kind->make(report, run);
+  const PassEnd end = ScanDetail(
+      scan, [&](Pass& pass) { listing->Add(pass); }, PassOptionsOf(settings));
+  ReportOutput output(report, settings);
+  listing->Write(output);
   TellBreakOff(input, end);
   CloseDebugLogFile();
   KeepInflated(input.file);
   // The descriptors' file stays on disk here, unlike on the other roads. Kept so.
-  if (input.scan.security) input.scan.security->sdTempFile.Keep();
+  if (scan.security) scan.security->sdTempFile.Keep();
 }
 
-int RealMain(std::span<char*> arguments) {
+int RealMain(std::span<char*> arguments, const DupLimits& dupLimits) {
   ChooseLocale();
   EndRunWhenMemoryIsExhausted();
   // A file that reaches the size limit is told like a full disk.
@@ -217,19 +226,17 @@ int RealMain(std::span<char*> arguments) {
     TestTemplate();
     return 0;
   }
-  ApplySwitches(cmdOpts);
   OpenLogs(cmdOpts);
   TellScanTime();
-  ApplyReportOptions(cmdOpts);
-  DetailInput input = OpenDetail(cmdOpts);
-  CollectCategories(cmdOpts);
+  const Settings settings = SettingsOf(cmdOpts);
+  DetailInput input = OpenDetail(cmdOpts, settings);
   // Exactly one road.
   if (cmdOpts[kOptQuery].Given() || cmdOpts[kOptQueryFull].Given()) {
-    RunQuery(cmdOpts, input);
+    RunQuery(cmdOpts, settings, input);
   } else if (cmdOpts[kOptCfg].Given()) {
-    RunConfiguration(cmdOpts, input);
+    RunConfiguration(cmdOpts[kOptCfg].value, settings, dupLimits, input);
   } else {
-    RunDefaultSummary(input);
+    RunDefaultSummary(settings, input);
   }
   // The list and error logs end last: they tell of output that could not be written.
   return CloseLogErrFiles() ? 0 : 1;
@@ -237,12 +244,12 @@ int RealMain(std::span<char*> arguments) {
 
 }  // namespace
 
-int Run(std::span<char*> arguments) {
+int Run(std::span<char*> arguments, const DupLimits& dupLimits) {
   const bool held = HoldStandardDescriptors();
   Logs logs;
   try {
     if (!held) PosixErrExit(0, L"The closed standard streams cannot be replaced\n");
-    return RealMain(arguments);
+    return RealMain(arguments, dupLimits);
   } catch (const EndOfRun& end) {
     return end.status;
   }

@@ -10,8 +10,6 @@
 
 namespace tabulon {
 
-int scanDateRelative = 1;
-
 namespace {
 
 constexpr uint64_t kDaySeconds = 86'400;
@@ -84,9 +82,7 @@ bool Interval(wchar_t letter, uint64_t count, const std::tm& base, uint64_t& sec
   }
 }
 
-bool RelativeDate(wchar_t letter, uint64_t count, const Scan& scan, int64_t& result) {
-  const std::time_t baseTime =
-      scanDateRelative == 1 ? std::time_t{scan.logHdr.scanTime} : time(nullptr);
+bool RelativeDate(wchar_t letter, uint64_t count, std::time_t baseTime, int64_t& result) {
   std::tm base;
   if (localtime_r(&baseTime, &base) == nullptr) return false;
   uint64_t interval = 0;
@@ -144,11 +140,15 @@ bool ReadTimeOfDay(std::wstring_view text, std::tm& when) {
 
 }  // namespace
 
-bool ConvertDateValue(std::wstring_view text, const Scan& scan, int64_t& result) {
+std::time_t DateBase(const Scan& scan, int scanDateRelative) {
+  return scanDateRelative == 1 ? std::time_t{scan.logHdr.scanTime} : std::time(nullptr);
+}
+
+bool ConvertDateValue(std::wstring_view text, std::time_t baseTime, int64_t& result) {
   std::wstring_view unit = text;
   const uint64_t count = TakeCount(unit);
   if (unit.empty()) return ConvertNumericDateValue(text, result);
-  return unit.size() == 1 && RelativeDate(unit[0], count, scan, result);
+  return unit.size() == 1 && RelativeDate(unit[0], count, baseTime, result);
 }
 
 bool ConvertNumericDateValue(std::wstring_view text, int64_t& result) {

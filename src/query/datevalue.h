@@ -4,21 +4,22 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <string_view>
 
 #include "detail/scan.h"
 
 namespace tabulon {
 
-// 1: relative dates count back from the scan time of the detail file; 0: from the current time.
-// Set by the configuration's "timebase".
-extern int scanDateRelative;
+// What relative dates count back from: with `scanDateRelative` 1 the scan time of the detail file,
+// with 0 the current time.
+std::time_t DateBase(const Scan& scan, int scanDateRelative);
 
 // Converts a date value; returns true and stores seconds, or false when the text is no date.
 // A relative value counts whole days, weeks of 7 days, calendar months before the base month, or
 // years of 365 days back from local midnight of the base day; the number in front of the letter
 // (none: 0) wraps at 64 bits.
-bool ConvertDateValue(std::wstring_view text, const Scan& scan, int64_t& result);
+bool ConvertDateValue(std::wstring_view text, std::time_t base, int64_t& result);
 // The absolute forms alone: years 1970 to 2037; a missing time of day is midnight.
 bool ConvertNumericDateValue(std::wstring_view text, int64_t& result);
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/template.h"
-#include "query/classlist.h"
+#include "query/classes.h"
 
 namespace tabulon {
 

@@ -7,7 +7,7 @@
 
 #include "detail/scan.h"
 #include "detail/scanrecord.h"
-#include "query/filter.h"
+#include "query/query.h"
 
 namespace tabulon {
 

@@ -195,9 +195,9 @@ OpenList Arranged(const Filter& list, int32_t onTrue, int32_t onFalse) {
 
 // Steps are made from the last to the first, so that each is made when its followers are there.
 // Groups are kept in a list of their own: their depth is the query's to choose.
-FilterPlan::FilterPlan(const Filter* list, const Scan& scan) {
-  if (list == nullptr) return;
-  std::vector<OpenList> open = {Arranged(*list, kAccept, kReject)};
+FilterPlan::FilterPlan(const Query& query, const Scan& scan) {
+  if (query.head == nullptr) return;
+  std::vector<OpenList> open = {Arranged(*query.head, kAccept, kReject)};
   while (true) {
     if (open.back().parts.empty()) {
       open.pop_back();

@@ -13,7 +13,7 @@
 #include "detail/scan.h"
 #include "detail/scanrecord.h"
 #include "query/extensionset.h"
-#include "query/filter.h"
+#include "query/query.h"
 #include "query/valuerange.h"
 
 namespace tabulon {
@@ -50,8 +50,8 @@ class FilterPlan {
 
   // An empty plan passes every record.
   FilterPlan() = default;
-  // The plan of a list (null: the empty plan) for the records of a scan. The list must outlive it.
-  FilterPlan(const Filter* list, const Scan& scan);
+  // The plan of a query for the records of a scan. It keeps nothing of the query.
+  FilterPlan(const Query& query, const Scan& scan);
 
   // Whether the record passes: what CheckFilterList says.
   bool Passes(const ScanRecord& record) const { return PassesFrom(start_, record); }

@@ -14,62 +14,65 @@
 namespace tabulon {
 namespace {
 
-void ConvertSize(Filter& element, const Scan&) {
+void ConvertSize(Filter& element, const QueryContext& context) {
   const int64_t size = NumericString(element.text, true);
-  if (size == -1) InvalidQuery(L"invalid filesize value: %ls", element.text);
+  if (size == -1) context.tokenizer.InvalidQuery(L"invalid filesize value: %ls", element.text);
   element.number = static_cast<uint64_t>(size);
 }
 
-void ConvertDate(Filter& element, const Scan& scan) {
-  if (!ConvertDateValue(element.text, scan, element.dateValue)) {
-    InvalidQuery(L"Invalid date value: %ls", element.text);
+void ConvertDate(Filter& element, const QueryContext& context) {
+  if (!ConvertDateValue(element.text, DateBase(context.scan, context.scanDateRelative),
+                        element.dateValue)) {
+    context.tokenizer.InvalidQuery(L"Invalid date value: %ls", element.text);
   }
 }
 
-void ConvertNumber(Filter& element, const Scan&) {
+void ConvertNumber(Filter& element, const QueryContext& context) {
   const wchar_t* end = nullptr;
   element.number = wcstoul64(element.text.c_str(), &end);
-  if (*end != L'\0') InvalidQuery(L"Invalid numeric value: %ls", element.text);
+  if (*end != L'\0') context.tokenizer.InvalidQuery(L"Invalid numeric value: %ls", element.text);
 }
 
-void ConvertAttributes(Filter& element, const Scan&) {
+void ConvertAttributes(Filter& element, const QueryContext& context) {
   for (const wchar_t typed : element.text) {
     const auto capital = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(typed)));
     const auto row = std::ranges::find(attrTbl, capital, &BitLetter::letter);
-    if (row == attrTbl.end()) InvalidQuery(L"Invalid attribute letter: %c", typed);
+    if (row == attrTbl.end())
+      context.tokenizer.InvalidQuery(L"Invalid attribute letter: %c", typed);
     element.number |= row->bit;
   }
 }
 
-void ConvertType(Filter& element, const Scan&) {
+void ConvertType(Filter& element, const QueryContext& context) {
   if (EqualIgnoringCase(element.text, L"file")) {
     element.number = kTypeFile;
   } else if (EqualIgnoringCase(element.text, L"dir")) {
     element.number = kTypeDirectory;
   } else {
-    InvalidQuery(L"Invalid type value: %ls", element.text);
+    context.tokenizer.InvalidQuery(L"Invalid type value: %ls", element.text);
   }
 }
 
-void ConvertClass(Filter& element, const Scan&) {
-  element.fileClass = FindClass(element.text);
-  if (element.fileClass == nullptr) InvalidQuery(L"Class not defined: %ls", element.text);
+void ConvertClass(Filter& element, const QueryContext& context) {
+  element.fileClass = context.classes.Find(element.text);
+  if (element.fileClass == nullptr)
+    context.tokenizer.InvalidQuery(L"Class not defined: %ls", element.text);
 }
 
-void ConvertAccount(Filter& element, const Scan& scan) {
+void ConvertAccount(Filter& element, const QueryContext& context) {
   const std::wstring_view value = element.text;
   const size_t backslash = value.find(L'\\');
-  if (backslash == value.npos) InvalidQuery(L"missing domain name: %ls", value);
+  if (backslash == value.npos) context.tokenizer.InvalidQuery(L"missing domain name: %ls", value);
   element.sid =
-      FindSid(scan.security.get(), value.substr(0, backslash), value.substr(backslash + 1));
+      FindSid(context.scan.security.get(), value.substr(0, backslash), value.substr(backslash + 1));
   if (element.sid == nullptr) LogEntry(L"Unknown domain\\account: %ls\n", value);
 }
 
-void ConvertTemplateValue(Filter& element, const Scan&) {
+void ConvertTemplateValue(Filter& element, const QueryContext&) {
   element.pattern = ConvertTemplate(element.text);
 }
 
-void KeepText(Filter&, const Scan&) {}
+void KeepText(Filter&, const QueryContext&) {}
 
 constexpr uint32_t kEquality = kOpEq | kOpNe;
 constexpr uint32_t kOrder = kEquality | kOpLe | kOpLt | kOpGe | kOpGt;

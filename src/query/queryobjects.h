@@ -7,7 +7,8 @@
 #include <string_view>
 
 #include "detail/scan.h"
-#include "query/filter.h"
+#include "query/query.h"
+#include "query/tokenizer.h"
 
 namespace tabulon {
 
@@ -28,13 +29,21 @@ inline constexpr uint32_t kOpSince = 0x1000;
 inline constexpr uint32_t kOpIncludes = 0x2000;
 inline constexpr uint32_t kOpExcludes = 0x4000;
 
+// What the parts of a query are understood by.
+struct QueryContext {
+  const Tokenizer& tokenizer;  // tells faults
+  const Scan& scan;
+  const Classes& classes;
+  int scanDateRelative;
+};
+
 struct FilterObject {
   std::wstring_view keyword;
   uint32_t code;       // object code, with kCifsOnly or kNfsOnly where it applies
   uint32_t operators;  // operator bits that the object accepts
   // Turns a value into what the tests need and keeps it in `element`, whose `text` is the value.
   // A value that does not fit ends the run with its message.
-  void (*convert)(Filter& element, const Scan& scan);
+  void (*convert)(Filter& element, const QueryContext& context);
 };
 extern const std::array<FilterObject, 22> filterObjects;
 constexpr uint32_t ObjectCode(const FilterObject& row) {

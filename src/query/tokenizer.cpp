@@ -6,17 +6,6 @@
 
 namespace tabulon {
 
-std::wstring query;
-const wchar_t* queryPtr = query.c_str();
-int qStrPos = 0;
-ScanState scanState = kWhiteScan;
-ParseState parseState = kNoToken;
-std::array<wchar_t, kTokenLimit + 1> tokenBuff;
-size_t tokenIndx = 0;
-wchar_t quoteChar = 0;
-bool openParen = false;
-bool closeParen = false;
-
 namespace {
 
 constexpr size_t kMessageLimit = 511;  // characters of a message
@@ -50,95 +39,84 @@ CharClass ClassOf(wchar_t unit) {
   return code < charSet.size() ? charSet[code] : kTokenChar;
 }
 
-ScanState Append(wchar_t unit, ScanState next) {
-  if (tokenIndx == kTokenLimit) InvalidQuery(L"token too long");
-  tokenBuff[tokenIndx++] = unit;
+ScanState Append(Tokenizer& at, wchar_t unit, ScanState next) {
+  if (at.tokenIndx == kTokenLimit) at.InvalidQuery(L"token too long");
+  at.tokenBuff[at.tokenIndx++] = unit;
   return next;
 }
 
-ScanState EndToken() {
-  parseState = kTokenComplete;
-  quoteChar = 0;
+ScanState EndToken(Tokenizer& at) {
+  at.parseState = kTokenComplete;
+  at.quoteChar = 0;
   return kWhiteScan;
 }
 
-ScanState WhiteScan(wchar_t unit, CharClass unitClass) {
+ScanState WhiteScan(Tokenizer& at, wchar_t unit, CharClass unitClass) {
   switch (unitClass) {
     case kWhite:
       return kWhiteScan;
     case kOpenParen:
-      openParen = true;
+      at.openParen = true;
       return kWhiteScan;
     case kCloseParen:
-      closeParen = true;
+      at.closeParen = true;
       return kWhiteScan;
     case kDoubleQuote:
     case kSingleQuote:
-      quoteChar = unit;
-      parseState = kInToken;
+      at.quoteChar = unit;
+      at.parseState = kInToken;
       return kQuoteScan;
     default:
-      parseState = kInToken;
-      return Append(unit, kTokenScan);
+      at.parseState = kInToken;
+      return Append(at, unit, kTokenScan);
   }
 }
 
-ScanState TokenScan(wchar_t unit, CharClass unitClass) {
+ScanState TokenScan(Tokenizer& at, wchar_t unit, CharClass unitClass) {
   switch (unitClass) {
     case kWhite:
-      return EndToken();
+      return EndToken(at);
     case kOpenParen:
-      openParen = true;
-      return EndToken();
+      at.openParen = true;
+      return EndToken(at);
     case kCloseParen:
-      closeParen = true;
-      return EndToken();
+      at.closeParen = true;
+      return EndToken(at);
     default:
-      return Append(unit, kTokenScan);
+      return Append(at, unit, kTokenScan);
   }
 }
 
 // Reserved for an escape character, which the language does not have.
-ScanState EscapeScan(wchar_t, CharClass) {
+ScanState EscapeScan(Tokenizer&, wchar_t, CharClass) {
   return kWhiteScan;
 }
 
-ScanState QuoteScan(wchar_t unit, CharClass) {
-  if (unit == quoteChar) return EndToken();
-  if (unit == L'\n') InvalidQuery(L"NEWLINE in quoted string");
-  return Append(unit, kQuoteScan);
+ScanState QuoteScan(Tokenizer& at, wchar_t unit, CharClass) {
+  if (unit == at.quoteChar) return EndToken(at);
+  if (unit == L'\n') at.InvalidQuery(L"NEWLINE in quoted string");
+  return Append(at, unit, kQuoteScan);
 }
 
-using ScanStateProc = ScanState (*)(wchar_t unit, CharClass unitClass);
+using ScanStateProc = ScanState (*)(Tokenizer& at, wchar_t unit, CharClass unitClass);
 constexpr std::array<ScanStateProc, 4> scanStateProc = {WhiteScan, TokenScan, EscapeScan,
                                                         QuoteScan};  // by ScanState
 
 }  // namespace
 
-void StartQuery(std::wstring_view text) {
-  query = text.substr(0, text.find(L'\0'));
-  queryPtr = query.c_str();
-  qStrPos = 0;
-  scanState = kWhiteScan;
-  quoteChar = 0;
-  ClearToken();
-}
-
-void ScanCharacter() {
+void Tokenizer::ScanCharacter() {
   const wchar_t unit = *queryPtr++;
   ++qStrPos;
   openParen = closeParen = false;
-  scanState = scanStateProc[scanState](unit, ClassOf(unit));
+  scanState = scanStateProc[scanState](*this, unit, ClassOf(unit));
 }
 
-void ClearToken() {
+void Tokenizer::ClearToken() {
   tokenIndx = 0;
   parseState = kNoToken;
 }
 
-namespace query_internal {
-
-void Fail(std::wstring_view format, std::span<const FormatArg> args) {
+void Tokenizer::Fail(std::wstring_view format, std::span<const FormatArg> args) const {
   std::wstring message;
   AppendFormatted(message, format, args);
   if (message.size() > kMessageLimit) message.resize(kMessageLimit);
@@ -146,5 +124,4 @@ void Fail(std::wstring_view format, std::span<const FormatArg> args) {
   ErrExit(L"   in position %d - %ls\n", qStrPos, message);
 }
 
-}  // namespace query_internal
 }  // namespace tabulon

@@ -1,7 +1,7 @@
 #include "query/valuerange.h"
 
-#include "query/filter.h"
 #include "query/filtereval.h"
+#include "query/query.h"
 
 namespace tabulon {
 namespace {

@@ -2,17 +2,16 @@
 
 #include <span>
 
-#include "config/reportdefs.h"
-#include "config/settings.h"
+#include "config/reportfields.h"
 #include "detail/attributes.h"
-#include "reports/reportdir.h"
 
 namespace tabulon {
 namespace {
 
 // Everything that writing one field needs.
 struct CsvRow {
-  const Report& report;
+  const ReportDefinition& report;
+  wchar_t csvSep;
   const ListingLine& line;
   FileTimeFormatter& times;
   LineWriter& out;
@@ -20,8 +19,8 @@ struct CsvRow {
 
 void AddName(CsvRow& row) {
   if (!ShowsFullPaths(row.report)) {
-    row.out.Add('F').Add(csvSep);
-  } else if (row.report.type == kReportSubdirCount) {
+    row.out.Add('F').Add(row.csvSep);
+  } else if (row.report.type() == kReportSubdirCount) {
     row.out.Add(*row.line.directory);  // its records are the directories themselves
     return;
   } else {
@@ -119,7 +118,9 @@ const CsvColumn* FindColumn(char code) {
 
 }  // namespace
 
-void FormatCsvColHdrs(const Report& report, LineWriter& writer) {
+void FormatCsvColHdrs(const ReportOutput& output, LineWriter& writer) {
+  const ReportDefinition& report = output.report();
+  const wchar_t csvSep = output.settings().csvSep;
   for (const char code : report.fields) {
     if (code == kFieldName) {
       if (ShowsFullPaths(report)) {
@@ -137,9 +138,11 @@ void FormatCsvColHdrs(const Report& report, LineWriter& writer) {
   writer.EndLine();
 }
 
-void FormatCsvLine(const Report& report, const ListingLine& line, FileTimeFormatter& times,
+void FormatCsvLine(const ReportOutput& output, const ListingLine& line, FileTimeFormatter& times,
                    LineWriter& writer) {
-  CsvRow row{report, line, times, writer};
+  const ReportDefinition& report = output.report();
+  const wchar_t csvSep = output.settings().csvSep;
+  CsvRow row{report, csvSep, line, times, writer};
   for (const char code : report.fields) {
     if (code == kFieldName) {
       AddName(row);

@@ -1,7 +1,6 @@
 // The columns of CSV listings: header and value of each field.
 #pragma once
 
-#include "config/report.h"
 #include "detail/recordreader.h"
 #include "detail/recordtext.h"
 #include "reports/linewriter.h"
@@ -22,8 +21,8 @@ struct ListingLine {
 };
 
 // Writes the header row, the row of one line.
-void FormatCsvColHdrs(const Report& report, LineWriter& writer);
-void FormatCsvLine(const Report& report, const ListingLine& line, FileTimeFormatter& times,
+void FormatCsvColHdrs(const ReportOutput& output, LineWriter& writer);
+void FormatCsvLine(const ReportOutput& output, const ListingLine& line, FileTimeFormatter& times,
                    LineWriter& writer);
 
 }  // namespace tabulon

@@ -3,23 +3,45 @@
 // seen more than once are read again and given a digest.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "base/hugearray.h"
 #include "base/tempfile.h"
 #include "detail/scanrecord.h"
-#include "reports/dupkey.h"
+#include "reports/report.h"
 
 namespace tabulon {
 
-// How much the duplicate finder takes in at a time; tests set it lower. Defaults: runs of 5,000,000
-// files, 48 MiB of gathered entries, and in the sorted stores 192, 96 and 96 MiB.
-struct DupLimits {
-  uint32_t runFiles = 5'000'000;      // files of one run: groups are counted run by run
-  size_t gathered = size_t{4} << 20;  // entries gathered in memory
-  size_t sorted = size_t{4} << 20;    // candidates, groups and members, each, held in memory
-  size_t written = size_t{2} << 20;   // members of groups whose records are read at a time
+// An MD5 digest (RFC 1321) as two numbers, so that their order is the order of its bytes.
+struct Digest {
+  uint64_t high = 0;  // first eight bytes, big-endian
+  uint64_t low = 0;
+  auto operator<=>(const Digest&) const = default;
+};
+
+class DupKey {
+ public:
+  // `fields`: kDup... bits (config/report.h). The size is part of every key.
+  explicit DupKey(uint32_t fields) : fields_(fields) {}
+
+  // A cheap 64-bit hash of the key: equal keys have equal fingerprints.
+  uint64_t Fingerprint(const RecordFields& record, const RecordText& name);
+  // The digest of the key's check buffer: size, then times of 8 bytes each (modified, created),
+  // then the name and the extension with its '.', four bytes a character, as far as they are
+  // chosen.
+  Digest Md5(const RecordFields& record, const RecordText& name);
+
+ private:
+  uint64_t MixText(uint64_t hash, const RecordText& name, size_t from);
+  void AppendText(const RecordText& name, size_t from);
+
+  uint32_t fields_;
+  std::vector<unsigned char> buffer_;  // kept between records
+  std::string narrowed_;
 };
 
 // Which fingerprints have been seen once, which more often. Marks are made with a short delay, so
@@ -39,6 +61,8 @@ class SeenTable {
   }
   // Makes the marks that are still waiting.
   void Finish();
+  // Adds the marks of another part of the same scan.
+  void Merge(SeenTable& other);
   bool SeenAgain(uint32_t slot) const {
     return (words_[slot / kPerWord] >> (slot % kPerWord * 2) & kAgain) != 0;
   }
@@ -85,6 +109,9 @@ class DupCandidates {
 
   // Gathers one file of the scan; returns true when the run before it was full.
   bool Gather(const ScanRecord& record);
+  // Takes over what another finder gathered of the next part of the scan. REQUIRES: the same fields
+  // and limits.
+  void Merge(DupCandidates& later);
   // Reads the candidates again, in file order, and hands each to `take`.
   void ForEach(const std::function<void(const Candidate&)>& take);
 
@@ -102,6 +129,8 @@ class DupCandidates {
 
   void Push(uint64_t position, uint32_t slot);
   void Spill();
+  template <class Use>
+  void TakeEntries(Use use);
   class Reader;
 
   const Scan& scan_;

@@ -3,15 +3,62 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "base/hugearray.h"
 #include "base/sortedspool.h"
 #include "base/tempfile.h"
 #include "reports/dupcandidates.h"
-#include "reports/dupdebugfiles.h"
 
 namespace tabulon {
+
+// The duplicate finder's files in the form that -z keeps in the working directory: one file of
+// sorted records a run ("duptemp<n>.tmp"), and the groups of all runs together ("dupmerge.tmp").
+//
+// clang-format off
+// Every record has 56 bytes:
+//   0   digest (16)
+//   16  u32 sequence number within the group and run
+//   20  zero (4)
+//   24  u64 file size
+//   32  u64 record position
+//   40  u64 directory position
+//   48  u32 counter
+//         in a run's file, at sequence 0: the further files of the group in that run
+//         in the merged file, at the first record of a group: the records of the group
+//   52  zero (4)
+// clang-format on
+// A run's file ends with 56 bytes of 0xFF.
+
+class DupDebugFiles {
+ public:
+  // `keptFiles` numbers the files of runs, over all reports of the program's run.
+  explicit DupDebugFiles(int& keptFiles) : keptFiles_(keptFiles) {}
+
+  // Makes the file of a run that has ended and tells its name on standard output.
+  void NewRun();
+  // Adds the files of one group in one run, in the order that `sequence` gives.
+  void AddRun(std::span<const Candidate> files, std::span<const uint32_t> sequence);
+  // The group added last had `count` files in all runs; a lone file is no group.
+  void EndGroup(uint32_t count);
+  // Ends all files.
+  void Finish();
+
+ private:
+  struct Output {
+    TempFile file;
+    std::vector<unsigned char> pending;
+  };
+  void OpenMerged();
+  void Append(Output& output, std::span<const unsigned char> bytes);
+  void Write(Output& output);
+
+  int& keptFiles_;
+  std::vector<Output> runs_;
+  Output merged_;
+  std::vector<unsigned char> group_;  // records of the current group for the merged file
+};
 
 // A file of a group.
 struct DupMember {
@@ -77,7 +124,8 @@ class DupGroups {
  public:
   // `files`: where the runs and groups are also written in the form that is kept; null for none.
   // `limit`: candidates, groups and members, each, held in memory.
-  DupGroups(DupDebugFiles* files, size_t limit);
+  // `fileIncr`: the allocation unit.
+  DupGroups(DupDebugFiles* files, size_t limit, uint32_t fileIncr);
 
   void Add(const Candidate& candidate) { candidates_.Add(candidate); }
   // Ends the adding: makes the groups and counts.
@@ -94,6 +142,7 @@ class DupGroups {
   void AddMember(const Candidate& candidate);
 
   DupDebugFiles* files_;
+  uint32_t fileIncr_;
   SortedSpool<Candidate, CandidateOrder> candidates_;
   SortedSpool<DupGroup, DupGroupOrder> groups_;
   DupMembers members_;

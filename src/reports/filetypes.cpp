@@ -5,6 +5,7 @@
 #include <compare>
 #include <deque>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -13,9 +14,7 @@
 #include "base/unitcode.h"
 #include "btree/btree.h"
 #include "detail/domainlist.h"
-#include "detail/scandetail.h"
 #include "query/batchfilter.h"
-#include "reports/reportwriter.h"
 #include "reports/totals.h"
 
 namespace tabulon {
@@ -95,10 +94,12 @@ class EntryFront {
   size_t held_ = 0;
 };
 
-struct TypeWork : ReportWork {
-  TypeWork(const Report& report, const Scan& scan);
+// The tallies of one report, and the ways to find one by its key.
+struct TypeWork {
+  TypeWork(const ReportDefinition& report, const Scan& scan);
 
-  size_t longest;  // extension that is counted, with its '.'
+  size_t longest;    // extension that is counted, with its '.'
+  bool byExtension;  // else by ID
   std::deque<TypeEntry> entries;
   TypeEntry uncounted;  // takes what records without a key would count
   TreeHandle tree;      // of the entries, by their keys
@@ -263,87 +264,125 @@ class IdFinder {
   EntryFront::Lookup front_;
 };
 
-template <class Finder>
-void Classify(Report& report, Pass& pass) {
-  RecordBatch& batch = pass.batch;
-  ChoosePassing(report.plan, pass);
-  if (pass.chosen.count == 0) return;  // nobody needs the names
-  Finder find(static_cast<TypeWork&>(*report.work), batch);
-  const size_t sizeOffset = batch.layout().size;
-  ForEachChosen(pass, [&](size_t i) {
-    TypeEntry* entry = find(i);
-    const uint64_t size = LoadU64(batch.fields(i).bytes() + sizeOffset);
-    ++entry->count;
-    entry->totalBytes += size;
-    entry->allocatedBytes += AllocatedSize(size);
-  });
-}
-
-void ClassifyNothing(Report&, Pass&) {}
-
-// How each type groups. Totals by owner count nothing.
-constexpr std::array<std::pair<uint32_t, Classifier>, 4> kGroupings = {{
-    {kReportFiletypes, Classify<ExtensionFinder>},
-    {kReportOwnerTotals, ClassifyNothing},
-    {kReportUidTotals, Classify<IdFinder<&RecordLayout::uid>>},
-    {kReportGidTotals, Classify<IdFinder<&RecordLayout::gid>>},
-}};
-
-TypeWork::TypeWork(const Report& report, const Scan& scan)
+TypeWork::TypeWork(const ReportDefinition& report, const Scan& scan)
     : longest(size_t{report.extLength} + 1),
-      tree(PlantTypeTree(report.type == kReportFiletypes, scan.isCifs())),
+      byExtension(report.type() == kReportFiletypes),
+      tree(PlantTypeTree(byExtension, scan.isCifs())),
       foldCase(scan.isCifs()),
       packs(!foldCase || FoldsAsciiPlainly()) {}
 
 struct SortKey {
-  Report* report;
+  const SortOrder* order;
   TypeEntry* entry;
 };
 static_assert(sizeof(SortKey) == 16);
 
-// The tree of the report's entries in printing order; `width` becomes the length of the longest
-// name.
-TreeHandle SortEntries(Report& report, size_t& width) {
+// The tree of the entries in printing order; `width` becomes the length of the longest name.
+TreeHandle SortEntries(const TypeWork& work, const SortOrder& order, size_t& width) {
   TreeHandle sorted = TreePlant({.fanOut = 512,
                                  .treeMemory = -513,
                                  .keysPerKeyNode = 512,
                                  .maxKeyBytes = sizeof(SortKey),
                                  .keyMemory = 10'000'000,
                                  .compare = SortKeyCompare});
-  Tree* const tree = static_cast<TypeWork&>(*report.work).tree.get();
+  Tree* const tree = work.tree.get();
   for (KeyRecord record = TreeLowKey(tree); record; record = TreeNextKey(tree)) {
-    const SortKey key{&report, LoadLittle<TypeEntry*>(record.extra())};
+    const SortKey key{&order, LoadLittle<TypeEntry*>(record.extra())};
     width = std::max(width, key.entry->name.size());
     TreeAddKey(sorted.get(), &key, sizeof key, nullptr);
   }
   return sorted;
 }
 
-}  // namespace
-
-Classifier NewClassifier(Report& report, const Scan& scan) {
-  report.work = std::make_unique<TypeWork>(report, scan);
-  const auto row =
-      std::ranges::find(kGroupings, report.type, &decltype(kGroupings)::value_type::first);
-  return row != kGroupings.end() ? row->second : ClassifyNothing;
+// Adds the tallies of a later part. Of two spellings the earlier one stays.
+void MergeEntries(TypeWork& work, const TypeWork& later) {
+  Tree* const tree = later.tree.get();
+  for (KeyRecord record = TreeLowKey(tree); record; record = TreeNextKey(tree)) {
+    const TypeEntry& from = *LoadLittle<TypeEntry*>(record.extra());
+    TypeEntry* const to = work.byExtension ? ExtensionInTree(work, from.name)
+                                           : IdInTree(work, LoadLittle<uint32_t>(record.key()));
+    to->count += from.count;
+    to->totalBytes += from.totalBytes;
+    to->allocatedBytes += from.allocatedBytes;
+  }
 }
 
-void FiletypeReport(Report& report) {
+// Finds nothing: totals by owner.
+struct NoFinder {};
+
+// The totals that Finder finds entries for.
+template <class Finder>
+class TypeTotals : public ReportAccumulator {
+ public:
+  TypeTotals(const ReportDefinition& report, const ReportRun& run)
+      : report_(report), fileIncr_(run.settings.fileIncr), work_(report, run.scan) {}
+
+  bool wantsRecords() const override { return !std::is_same_v<Finder, NoFinder>; }
+  void Add(Pass& pass) override {
+    if constexpr (!std::is_same_v<Finder, NoFinder>) Classify(pass);
+  }
+  void Merge(ReportAccumulator& later) override {
+    MergeEntries(work_, static_cast<TypeTotals&>(later).work_);
+  }
+  void Write(ReportOutput& output) override;
+
+ private:
+  void Classify(Pass& pass);
+
+  const ReportDefinition& report_;
+  uint32_t fileIncr_;
+  TypeWork work_;
+};
+
+template <class Finder>
+void TypeTotals<Finder>::Classify(Pass& pass) {
+  RecordBatch& batch = pass.batch;
+  ChoosePassing(report_.plan, pass);
+  if (pass.chosen.count == 0) return;  // nobody needs the names
+  Finder find(work_, batch);
+  const size_t sizeOffset = batch.layout().size;
+  const uint32_t fileIncr = fileIncr_;  // nothing that is written meanwhile can change it
+  ForEachChosen(pass, [&](size_t i) {
+    TypeEntry* entry = find(i);
+    const uint64_t size = LoadU64(batch.fields(i).bytes() + sizeOffset);
+    ++entry->count;
+    entry->totalBytes += size;
+    entry->allocatedBytes += AllocatedSize(size, fileIncr);
+  });
+}
+
+template <class Finder>
+void TypeTotals<Finder>::Write(ReportOutput& output) {
+  const SortOrder order{report_.typeSort == kSortByCount, fileIncr_ > 0};
   size_t width = 0;
-  const TreeHandle sorted = SortEntries(report, width);
-  DisplayReportFile(report);
-  if (report.format != kFormatCsv) {
-    ReportEntry(report, L"\n---- %ls ----\n\n", report.title);
+  const TreeHandle sorted = SortEntries(work_, order, width);
+  DisplayReportFile(output);
+  if (report_.format != kFormatCsv) {
+    ReportEntry(output, L"\n---- %ls ----\n\n", report_.title);
   }
   for (KeyRecord record = TreeLowKey(sorted.get()); record; record = TreeNextKey(sorted.get())) {
     const TypeEntry& entry = *LoadLittle<SortKey>(record.key()).entry;
-    WriteTally(report, width,
+    WriteTally(output, width,
                {.name = entry.name,
                 .count = entry.count,
                 .totalBytes = entry.totalBytes,
                 .allocatedBytes = entry.allocatedBytes});
   }
-  report.work.reset();
+}
+
+}  // namespace
+
+std::unique_ptr<ReportAccumulator> MakeFileTypes(const ReportDefinition& report, ReportRun& run) {
+  return std::make_unique<TypeTotals<ExtensionFinder>>(report, run);
+}
+std::unique_ptr<ReportAccumulator> MakeOwnerTotals(const ReportDefinition& report, ReportRun& run) {
+  return std::make_unique<TypeTotals<NoFinder>>(report, run);
+}
+std::unique_ptr<ReportAccumulator> MakeUidTotals(const ReportDefinition& report, ReportRun& run) {
+  return std::make_unique<TypeTotals<IdFinder<&RecordLayout::uid>>>(report, run);
+}
+std::unique_ptr<ReportAccumulator> MakeGidTotals(const ReportDefinition& report, ReportRun& run) {
+  return std::make_unique<TypeTotals<IdFinder<&RecordLayout::gid>>>(report, run);
 }
 
 int SortKeyCompare(const void* a, uint32_t, const void* b, uint32_t) {
@@ -351,14 +390,14 @@ int SortKeyCompare(const void* a, uint32_t, const void* b, uint32_t) {
   const auto keyB = LoadLittle<SortKey>(b);
   const TypeEntry& entryA = *keyA.entry;
   const TypeEntry& entryB = *keyB.entry;
-  const auto size = [](const TypeEntry& e) {
-    return fileIncr > 0 ? e.allocatedBytes : e.totalBytes;
+  const SortOrder& order = *keyA.order;
+  const auto size = [&](const TypeEntry& e) {
+    return order.byAllocated ? e.allocatedBytes : e.totalBytes;
   };
   const std::strong_ordering byCount = entryB.count <=> entryA.count;
   const std::strong_ordering bySize = size(entryB) <=> size(entryA);
-  const bool countFirst = keyA.report->typeSort == kSortByCount;
-  const std::strong_ordering first = countFirst ? byCount : bySize;
-  const std::strong_ordering second = countFirst ? bySize : byCount;
+  const std::strong_ordering first = order.countFirst ? byCount : bySize;
+  const std::strong_ordering second = order.countFirst ? bySize : byCount;
   if (std::is_neq(first)) return std::is_lt(first) ? -1 : 1;
   if (std::is_neq(second)) return std::is_lt(second) ? -1 : 1;
   // As far as they are printed: up to a zero unit.

@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "config/report.h"
-#include "detail/pass.h"
+#include "reports/report.h"
 
 namespace tabulon {
 
@@ -18,18 +17,20 @@ struct TypeEntry {
   std::wstring name;  // extension as the first file spelled it, or the ID
 };
 
-// Counts each record, file or directory, under its key when it passes the report's filter and has
-// one.
-using Classifier = void (*)(Report& report, Pass& pass);
+// Reports that count each record, file or directory, under its key when it passes the filter and
+// has one, and write the tallies in the chosen order. Totals by owner count nothing.
+std::unique_ptr<ReportAccumulator> MakeFileTypes(const ReportDefinition& report, ReportRun& run);
+std::unique_ptr<ReportAccumulator> MakeOwnerTotals(const ReportDefinition& report, ReportRun& run);
+std::unique_ptr<ReportAccumulator> MakeUidTotals(const ReportDefinition& report, ReportRun& run);
+std::unique_ptr<ReportAccumulator> MakeGidTotals(const ReportDefinition& report, ReportRun& run);
 
-// Gives a grouping report its tallies, before the scan, and returns what counts for its type.
-Classifier NewClassifier(Report& report, const Scan& scan);
+// By what the tallies of a report are sorted.
+struct SortOrder {
+  bool countFirst;   // by count, else by size
+  bool byAllocated;  // the size is the allocated one
+};
 
-// Writes the tallies of a grouping report in the chosen order and frees them. REQUIRES: it has
-// tallies.
-void FiletypeReport(Report& report);
-
-// The order of the sort keys (report reference, type entry reference): by count or by size
+// The order of the sort keys (order, type entry): by count or by size
 // (allocated size when there is an allocation unit), larger first; then by the other of the two;
 // then by name.
 int SortKeyCompare(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);

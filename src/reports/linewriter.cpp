@@ -3,8 +3,6 @@
 #include <charconv>
 
 #include "base/localebytes.h"
-#include "config/settings.h"
-#include "reports/reportwriter.h"
 
 namespace tabulon {
 namespace {
@@ -49,11 +47,11 @@ void EncodedText::Clear() {
   StringObjectSet(wide_, {});
 }
 
-LineWriter::LineWriter(Report& report)
-    : report_(report),
-      out_(ReportStream(report)),
-      direct_(textFormat == kTextStandard && out_.encoding() == TextEncoding::kLocale &&
-              !out_.IsTerminal()),
+LineWriter::LineWriter(ReportOutput& output)
+    : output_(output),
+      out_(output.stream()),
+      direct_(output.settings().textFormat == kTextStandard &&
+              out_.encoding() == TextEncoding::kLocale && !out_.IsTerminal()),
       masked_(out_.IsTerminal()) {}
 
 EncodedText LineWriter::NewText() const {
@@ -126,7 +124,7 @@ void LineWriter::EndLine() {
 }
 
 void LineWriter::WritePieceOut() {
-  WritePiece(report_, piece_);
+  output_.WritePiece(piece_);
   piece_.clear();
 }
 
@@ -135,6 +133,26 @@ void LineWriter::AddMasked(Text text) {
   const size_t start = piece_.size();
   piece_.append(text.begin(), text.end());
   if (masked_) MaskControls(piece_, start);
+}
+
+ShownDirectory ShowDirectory(const ReportDefinition& report, const Scan& scan,
+                             const RecordText& name) {
+  if ((report.flags & kFlagRelative) != 0) return {false, 0};
+  const size_t length = name.Visit([](auto text) { return text.size(); });
+  if (length == 1) return {true, 1};  // the root itself
+  // A root that ends in a separator takes the place of the name's leading one.
+  const bool rootHasSeparator = scan.diskLtrRoot || scan.rootPath.size() == 1;
+  return {true, rootHasSeparator && length > 0 ? size_t{1} : 0};
+}
+
+void WriteDirectoryHeading(const ReportOutput& output, LineWriter& writer,
+                           const EncodedText& path) {
+  if (output.report().format == kFormatCsv) {
+    writer.Add('D').Add(output.settings().csvSep).Add(path);
+  } else {
+    writer.Add(std::string_view("In directory: ")).Add(path);
+  }
+  writer.EndLine();
 }
 
 }  // namespace tabulon

@@ -1,6 +1,7 @@
 // Assembles the lines of listings piece by piece. Plain text is encoded straight into one line of
 // bytes; unicode output and terminals take the way of ReportEntry, a call a piece, which cuts,
-// doubles line feeds and masks control characters. Both ways write the same text.
+// doubles line feeds and masks control characters. Both ways write the same text. At the end stands
+// the directory that a report's lines are in, as the report shows it.
 #pragma once
 
 #include <cstdint>
@@ -8,8 +9,9 @@
 #include <string_view>
 
 #include "base/stringobj.h"
-#include "config/report.h"
 #include "detail/recordtext.h"
+#include "detail/scan.h"
+#include "reports/reportwriter.h"
 
 namespace tabulon {
 
@@ -17,8 +19,8 @@ class EncodedText;
 
 class LineWriter {
  public:
-  // For the destination that `report` has now.
-  explicit LineWriter(Report& report);
+  // For the destination that `output` has now.
+  explicit LineWriter(ReportOutput& output);
   // An empty text in the form that the lines take.
   EncodedText NewText() const;
 
@@ -43,7 +45,7 @@ class LineWriter {
   template <class Text>
   void AddMasked(Text text);
 
-  Report& report_;
+  ReportOutput& output_;
   TextStream& out_;
   bool direct_;  // encoded into the stream's buffer; else collected in piece_
   bool masked_;  // control characters of names show as '?'
@@ -67,5 +69,38 @@ class EncodedText {
   std::string bytes_;
   StringObject wide_;
 };
+
+// How a directory's stored path is shown: behind the root path or not, and without so many of its
+// first units.
+struct ShownDirectory {
+  bool withRoot;
+  size_t dropped;
+};
+ShownDirectory ShowDirectory(const ReportDefinition& report, const Scan& scan,
+                             const RecordText& name);
+
+// Adds the path of the directory named `name` to a line or a text: behind the root path in the
+// "absolute" path form, as it is in the "relative" one. Returns the path's last unit; 0 when it is
+// empty. `root`: the root path.
+template <class Out>
+wchar_t AddDirectory(const ReportDefinition& report, const Scan& scan, const EncodedText& root,
+                     const RecordText& name, Out& out) {
+  const ShownDirectory shown = ShowDirectory(report, scan, name);
+  if (shown.withRoot) out.Add(root);
+  const wchar_t rootEnd = shown.withRoot && !scan.rootPath.empty() ? scan.rootPath.back() : L'\0';
+  return name.Visit([&](auto path) {
+    path.remove_prefix(shown.dropped);
+    out.Add(path);
+    return path.empty() ? rootEnd : static_cast<wchar_t>(path.back());
+  });
+}
+
+// Whether full paths are shown; otherwise names stand below directory headings.
+inline bool ShowsFullPaths(const ReportDefinition& report) {
+  return (report.flags & kFlagFullPath) != 0;
+}
+
+// Writes the heading of a directory below which names stand.
+void WriteDirectoryHeading(const ReportOutput& output, LineWriter& writer, const EncodedText& path);
 
 }  // namespace tabulon

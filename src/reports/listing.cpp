@@ -1,16 +1,15 @@
 #include "reports/listing.h"
 
 #include <array>
+#include <cerrno>
 #include <string>
 
+#include "base/loganderr.h"
+#include "base/spoolfile.h"
 #include "base/utils.h"
-#include "config/settings.h"
-#include "detail/recordreader.h"
+#include "query/batchfilter.h"
 #include "reports/csvcolumns.h"
 #include "reports/linewriter.h"
-#include "reports/matchrecord.h"
-#include "reports/reportdir.h"
-#include "reports/reportwriter.h"
 
 namespace tabulon {
 namespace {
@@ -20,13 +19,14 @@ constexpr size_t kLookAhead = 8;
 
 // One listing while it is written. Records and their directories are read again, in ascending
 // order but for a step back from a window's start to the directory of its first records.
-class Listing {
+class ListingWriter {
  public:
-  Listing(Report& report, const Scan& scan)
-      : report_(report),
+  ListingWriter(ReportOutput& output, const Scan& scan)
+      : output_(output),
+        report_(output.report()),
         scan_(scan),
-        writer_(report),
-        times_(dateFmt),
+        writer_(output),
+        times_(output.settings().dateFmt),
         records_(scan),
         root_(writer_.NewText()),
         directory_(writer_.NewText()),
@@ -37,9 +37,9 @@ class Listing {
 
   void WriteTitle() {
     if (report_.format == kFormatCsv) {
-      if (csvHdrs != 0) FormatCsvColHdrs(report_, writer_);
+      if (output_.settings().csvHdrs != 0) FormatCsvColHdrs(output_, writer_);
     } else if (!EqualIgnoringCase(report_.title, L"none")) {
-      ReportEntry(report_, L"\n---- %ls ----\n\n", report_.title);
+      ReportEntry(output_, L"\n---- %ls ----\n\n", report_.title);
     }
   }
 
@@ -48,7 +48,7 @@ class Listing {
   void WriteRecord(const PositionPair& pair) {
     if (pair.directory != directoryPosition_) UpdateDirPath(pair.directory);
     if (!records_.Read(pair.record, view_)) return;
-    if (view_.streamCount > 0 && adsFull) {
+    if (view_.streamCount > 0 && output_.settings().adsFull) {
       // Reading the streams moves the window, so the texts are kept aside.
       name_.AssignCopy(view_.name);
       target_.AssignCopy(view_.target);
@@ -60,7 +60,7 @@ class Listing {
       target_.Assign(view_.target);
     }
     WriteLine({}, view_.fields.size(), 0);
-    if (adsFull) WriteStreams();
+    if (output_.settings().adsFull) WriteStreams();
   }
 
  private:
@@ -76,7 +76,7 @@ class Listing {
     const wchar_t last = AddDirectory(report_, scan_, root_, name_, directory_);
     prefix_.Add(directory_);
     if (last != scan_.pathSep) prefix_.Add(scan_.pathSep);
-    if (!ShowsFullPaths(report_)) WriteDirectoryHeading(report_, writer_, directory_);
+    if (!ShowsFullPaths(report_)) WriteDirectoryHeading(output_, writer_, directory_);
   }
 
   void WriteStreams() {
@@ -99,7 +99,7 @@ class Listing {
                               .directory = &directory_,
                               .directoryPrefix = &prefix_};
     if (report_.format == kFormatCsv) {
-      FormatCsvLine(report_, line, times_, writer_);
+      FormatCsvLine(output_, line, times_, writer_);
     } else {
       OutputToReport(line);
     }
@@ -119,7 +119,8 @@ class Listing {
     writer_.EndLine();
   }
 
-  Report& report_;
+  ReportOutput& output_;
+  const ReportDefinition& report_;
   const Scan& scan_;
   LineWriter writer_;
   FileTimeFormatter times_;
@@ -134,28 +135,89 @@ class Listing {
   uint64_t directoryPosition_ = 0;  // files before the first directory have no heading
 };
 
-}  // namespace
+// The records that a listing selects, by their positions.
+class Listing : public ReportAccumulator {
+ public:
+  Listing(const ReportDefinition& report, const ReportRun& run)
+      : report_(report), run_(run), selector_(report.kind->selects) {
+    CreatePositionFile(positions_);
+  }
 
-void DisplayReport(Report& report, const Scan& scan) {
-  DisplayReportFile(report);
-  Listing listing(report, scan);
-  listing.WriteTitle();
-  if (!report.positions.IsOpen()) return;
-  report.positions.Rewind();
+  bool wantsRecords() const override { return run_.scan.isCifs() || !selector_.cifsOnly; }
+  void Add(Pass& pass) override;
+  void Merge(ReportAccumulator& later) override;
+  void Write(ReportOutput& output) override;
+
+ private:
+  void Note(const ScanRecord& record);
+
+  const ReportDefinition& report_;
+  const ReportRun& run_;
+  RecordSelector selector_;
+  SpoolFile positions_;
+};
+
+void Listing::Add(Pass& pass) {
+  ChoosePassing(report_.plan, pass);
+  ForEachChosen(pass, [&](size_t i) {
+    const ScanRecord& record = pass.batch.At(i);
+    if (selector_.Selects(record, run_.settings)) Note(record);
+  });
+}
+
+void Listing::Note(const ScanRecord& record) {
+  if (report_.format != kFormatNone && positions_.IsOpen()) {
+    const PositionPair pair = {record.view.position, record.directoryPosition};
+    positions_.Append(&pair, sizeof pair);
+  }
+  const uint64_t size = record.fields().size();
+  ++counts_.count;
+  counts_.totalBytes += size;
+  counts_.allocatedBytes += AllocatedSize(size, run_.settings.fileIncr);
+}
+
+void Listing::Merge(ReportAccumulator& later) {
+  MergeCounts(later);
+  SpoolFile& from = static_cast<Listing&>(later).positions_;
+  if (!from.IsOpen() || !positions_.IsOpen()) return;
+  from.Rewind();
+  for (PositionPair pair; from.Read(&pair, sizeof pair);) positions_.Append(&pair, sizeof pair);
+  from.Remove();
+}
+
+void Listing::Write(ReportOutput& output) {
+  DisplayReportFile(output);
+  ListingWriter writer(output, run_.scan);
+  writer.WriteTitle();
+  if (!positions_.IsOpen()) return;
+  positions_.Rewind();
   // A few positions are known ahead of the one that is written.
   std::array<PositionPair, kLookAhead> ahead;
   size_t taken = 0;
   size_t written = 0;
   while (true) {
     PositionPair& slot = ahead[taken % kLookAhead];
-    const bool more = report.positions.Read(&slot, sizeof slot);
+    const bool more = positions_.Read(&slot, sizeof slot);
     if (more) {
-      listing.Prefetch(slot);
+      writer.Prefetch(slot);
       if (++taken - written < kLookAhead) continue;
     }
     if (written == taken) return;
-    listing.WriteRecord(ahead[written++ % kLookAhead]);
+    writer.WriteRecord(ahead[written++ % kLookAhead]);
   }
+}
+
+}  // namespace
+
+void CreatePositionFile(SpoolFile& positions) {
+  if (positions.Create("tabulon.tmp")) return;
+  const int errnum = errno;
+  LogEntry(L"Cannot open tmp file %s\n", positions.path());
+  ReportWriteError(positions.path(), errnum);
+}
+
+std::unique_ptr<ReportAccumulator> MakeListing(const ReportDefinition& report, ReportRun& run) {
+  return std::make_unique<Listing>(report, run);
 }
 
 }  // namespace tabulon

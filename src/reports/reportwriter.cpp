@@ -7,11 +7,8 @@
 #include <string>
 
 #include "base/loganderr.h"
-#include "config/settings.h"
 
 namespace tabulon {
-
-TextStream qvaOutput;
 
 namespace {
 
@@ -29,48 +26,46 @@ constexpr off_t kUnicodeMark = 2;
 
 }  // namespace
 
-TextStream& ReportStream(Report& report) {
-  if (qvaOutput.IsOpen()) return qvaOutput;
-  return report.stream.IsOpen() ? report.stream : *CurrentLogs().logFile;
+TextStream& ReportOutput::stream() {
+  if (qvaOutput_ != nullptr) return *qvaOutput_;
+  return report_.file.stream.IsOpen() ? report_.file.stream : *CurrentLogs().logFile;
 }
 
-void report_internal::Entry(Report& report, std::wstring_view format,
-                            std::span<const FormatArg> args) {
-  static std::wstring text;  // kept, so that a line costs no allocation
-  text.clear();
-  AppendFormatted(text, format, args, ReportStream(report).IsTerminal());
-  WritePiece(report, text);
+void ReportOutput::Entry(std::wstring_view format, std::span<const FormatArg> args) {
+  text_.clear();
+  AppendFormatted(text_, format, args, stream().IsTerminal());
+  WritePiece(text_);
 }
 
-void WritePiece(Report& report, std::wstring& text) {
-  if (textFormat == kTextUnicode) {
+void ReportOutput::WritePiece(std::wstring& text) {
+  if (settings_.textFormat == kTextUnicode) {
     if (text.size() > kLongestPiece) text.resize(kLongestPiece);
     DoubleLineFeeds(text);
   }
-  ReportStream(report).Write(text);
+  stream().Write(text);
 }
 
-void DisplayReportFile(const Report& report) {
-  if (!report.stream.IsOpen()) return;
-  ConsoleEntry(ErrorConsole(), L"Path = %ls\n", report.reportPath);
-  LogEntry(L"Report '%ls' written to %ls\n", report.title, report.reportPath);
+void DisplayReportFile(ReportOutput& output) {
+  const ReportFile& file = output.file();
+  if (!file.stream.IsOpen()) return;
+  ConsoleEntry(ErrorConsole(), L"Path = %ls\n", file.reportPath);
+  LogEntry(L"Report '%ls' written to %ls\n", output.report().title, file.reportPath);
 }
 
-void OpenReportFile(Report& report) {
-  if (report.reportPathNarrow.empty() || report.stream.IsOpen()) return;
-  const bool unicode = textFormat == kTextUnicode;
-  const int fd = open(report.reportPathNarrow.c_str(), O_WRONLY | O_CLOEXEC);
-  if (fd < 0) PosixErrExit(0, L"Unable to create report file '%ls'\n", report.reportPath);
-  report.stream.Attach(fd, true, unicode ? TextEncoding::kUtf16Le : TextEncoding::kLocale,
-                       report.reportPathNarrow);
+void OpenReportFile(ReportOutput& output) {
+  ReportFile& file = output.file();
+  if (file.reportPathNarrow.empty() || file.stream.IsOpen()) return;
+  const bool unicode = output.settings().textFormat == kTextUnicode;
+  const int fd = open(file.reportPathNarrow.c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd < 0) PosixErrExit(0, L"Unable to create report file '%ls'\n", file.reportPath);
+  file.stream.Attach(fd, true, unicode ? TextEncoding::kUtf16Le : TextEncoding::kLocale,
+                     file.reportPathNarrow);
   if (unicode) lseek(fd, kUnicodeMark, SEEK_SET);
 }
 
-void CloseReport(Report& report) {
-  if (report.stream.IsOpen() && report.stream.Close() != 0) {
-    ReportWriteError(report.stream.name(), report.stream.error());
-  }
-  report.positions.Remove();
+void CloseReport(ReportOutput& output) {
+  TextStream& stream = output.file().stream;
+  if (stream.IsOpen() && stream.Close() != 0) ReportWriteError(stream.name(), stream.error());
 }
 
 }  // namespace tabulon

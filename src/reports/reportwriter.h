@@ -2,43 +2,68 @@
 // the list log.
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "base/format.h"
 #include "base/textstream.h"
-#include "config/report.h"
+#include "config/reportdefinition.h"
 
 namespace tabulon {
 
-// The QVA output file that all reports of a -qva run share; closed = none.
-extern TextStream qvaOutput;
+// A name with what was counted for it.
+struct Tally {
+  std::wstring_view name;
+  uint64_t count = 0;
+  uint64_t totalBytes = 0;
+  uint64_t allocatedBytes = 0;
+};
 
-// Where the text of `report` goes.
-TextStream& ReportStream(Report& report);
+// One report on its way out.
+class ReportOutput {
+ public:
+  // `qvaOutput`: the QVA output file that all reports of a -qva run share; null: none. `tallies`:
+  // those of the run's reports that asked for totals. All must outlive this.
+  ReportOutput(ReportDefinition& report, const Settings& settings, TextStream* qvaOutput = nullptr,
+               std::span<const Tally> tallies = {})
+      : report_(report), settings_(settings), qvaOutput_(qvaOutput), tallies_(tallies) {}
 
-namespace report_internal {
-void Entry(Report& report, std::wstring_view format, std::span<const FormatArg> args);
-}
+  const ReportDefinition& report() const { return report_; }
+  const Settings& settings() const { return settings_; }
+  ReportFile& file() { return report_.file; }
+  bool isQva() const { return qvaOutput_ != nullptr; }
+  std::span<const Tally> tallies() const { return tallies_; }
+  // Where the text goes now.
+  TextStream& stream();
 
-// Formats one piece of text and writes it to the report's destination. In unicode text output a
-// piece is cut to 511 characters, then every line feed becomes carriage return + line feed.
+  // Formats one piece of text and writes it. In unicode text output a piece is cut to 511
+  // characters, then every line feed becomes carriage return + line feed.
+  void Entry(std::wstring_view format, std::span<const FormatArg> args);
+  // Writes one assembled piece by the same rules; `text` is used up.
+  void WritePiece(std::wstring& text);
+
+ private:
+  ReportDefinition& report_;
+  const Settings& settings_;
+  TextStream* qvaOutput_;
+  std::span<const Tally> tallies_;
+  std::wstring text_;  // kept, so that a line costs no allocation
+};
+
 template <class... A>
-void ReportEntry(Report& report, WideFormat<A...> format, const A&... args) {
-  WithArgs([&](auto packed) { report_internal::Entry(report, format.text, packed); }, args...);
+void ReportEntry(ReportOutput& output, WideFormat<A...> format, const A&... args) {
+  WithArgs([&](auto packed) { output.Entry(format.text, packed); }, args...);
 }
-
-// Writes one assembled piece by the same rules; `text` is used up.
-void WritePiece(Report& report, std::wstring& text);
 
 // Announces the report's file on standard error and the list log; nothing for a report without
 // one.
-void DisplayReportFile(const Report& report);
+void DisplayReportFile(ReportOutput& output);
 
 // Opens the file that the configuration made for the report, for writing; nothing when it has none.
-void OpenReportFile(Report& report);
-// Ends a report: closes its file (a failed write is told and counts against the run's status) and
-// removes its position file.
-void CloseReport(Report& report);
+void OpenReportFile(ReportOutput& output);
+// Closes the report's file; a failed write is told and counts against the run's status.
+void CloseReport(ReportOutput& output);
 
 }  // namespace tabulon

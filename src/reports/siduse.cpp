@@ -6,8 +6,6 @@
 #include <string_view>
 
 #include "base/endian.h"
-#include "config/settings.h"
-#include "reports/reportwriter.h"
 
 namespace tabulon {
 namespace {
@@ -53,28 +51,29 @@ std::wstring AccountText(const SidObject& sid) {
 // Textual SIDs are never produced; this stands in their column.
 constexpr std::wstring_view kNoSidString = L"SidString Not Available";
 
-bool ShowsSidString(const Report& report, const SidObject& sid) {
+bool ShowsSidString(const ReportDefinition& report, const SidObject& sid) {
   return (report.flags & kFlagShowSids) != 0 && sid.type != kClassUnmapped;
 }
 
-void WriteTextRow(Report& report, const SidObject& sid) {
+void WriteTextRow(ReportOutput& output, const SidObject& sid) {
   const std::wstring account = AccountText(sid);
-  if (ShowsSidString(report, sid)) {
-    ReportEntry(report, L"  (%d/%d) [%ls] [%ls]\n", sid.firstCount, sid.secondCount, account,
+  if (ShowsSidString(output.report(), sid)) {
+    ReportEntry(output, L"  (%d/%d) [%ls] [%ls]\n", sid.firstCount, sid.secondCount, account,
                 kNoSidString);
   } else {
-    ReportEntry(report, L"  (%d/%d) [%ls]\n", sid.firstCount, sid.secondCount, account);
+    ReportEntry(output, L"  (%d/%d) [%ls]\n", sid.firstCount, sid.secondCount, account);
   }
 }
 
-void WriteCsvRow(Report& report, const SidObject& sid) {
+void WriteCsvRow(ReportOutput& output, const SidObject& sid) {
+  const wchar_t csvSep = output.settings().csvSep;
   const std::wstring account = AccountText(sid);
   const std::wstring_view description = ClassDescription(sid.type);
-  if (ShowsSidString(report, sid)) {
-    ReportEntry(report, L"%ls%c%ls%c%d%c%d%c%ls\n", description, csvSep, account, csvSep,
+  if (ShowsSidString(output.report(), sid)) {
+    ReportEntry(output, L"%ls%c%ls%c%d%c%d%c%ls\n", description, csvSep, account, csvSep,
                 sid.firstCount, csvSep, sid.secondCount, csvSep, kNoSidString);
   } else {
-    ReportEntry(report, L"%ls%c%ls%c%d%c%d\n", description, csvSep, account, csvSep, sid.firstCount,
+    ReportEntry(output, L"%ls%c%ls%c%d%c%d\n", description, csvSep, account, csvSep, sid.firstCount,
                 csvSep, sid.secondCount);
   }
 }
@@ -85,20 +84,34 @@ struct DisplayKey {
 };
 static_assert(sizeof(DisplayKey) == 8);
 
-void WriteHeading(Report& report) {
-  if (report.format != kFormatCsv) {
-    ReportEntry(report, L"---- %ls\n\n", report.title);
-  } else if (csvHdrs != 0) {
-    ReportEntry(report, L"Class%cDomain\\Account%cUse count%cOwner count\n", csvSep, csvSep,
+void WriteHeading(ReportOutput& output) {
+  const wchar_t csvSep = output.settings().csvSep;
+  if (output.report().format != kFormatCsv) {
+    ReportEntry(output, L"---- %ls\n\n", output.report().title);
+  } else if (output.settings().csvHdrs != 0) {
+    ReportEntry(output, L"Class%cDomain\\Account%cUse count%cOwner count\n", csvSep, csvSep,
                 csvSep);
   }
 }
 
+class SidUse : public ReportAccumulator {
+ public:
+  explicit SidUse(const Scan& scan) : scan_(scan) {}
+  void Write(ReportOutput& output) override { DisplaySidUse(output, scan_); }
+
+ private:
+  const Scan& scan_;
+};
+
 }  // namespace
 
-void DisplaySidUse(Report& report, const Scan& scan) {
-  DisplayReportFile(report);
-  WriteHeading(report);
+std::unique_ptr<ReportAccumulator> MakeSidUse(const ReportDefinition&, ReportRun& run) {
+  return std::make_unique<SidUse>(run.scan);
+}
+
+void DisplaySidUse(ReportOutput& output, const Scan& scan) {
+  DisplayReportFile(output);
+  WriteHeading(output);
   if (scan.security == nullptr) return;
   Tree* const tree = scan.security->sidDisplayTree.get();
 
@@ -106,13 +119,13 @@ void DisplaySidUse(Report& report, const Scan& scan) {
   for (KeyRecord record = TreeLowKey(tree); record; record = TreeNextKey(tree)) {
     const SidObject* sid = LoadLittle<DisplayKey>(record.key()).sid;
     if (sid->firstCount == 0) continue;
-    if (report.format == kFormatCsv) {
-      WriteCsvRow(report, *sid);
+    if (output.report().format == kFormatCsv) {
+      WriteCsvRow(output, *sid);
     } else {
       if (written == nullptr || written->type != sid->type) {
-        ReportEntry(report, L"%ls\n", ClassDescription(sid->type));
+        ReportEntry(output, L"%ls\n", ClassDescription(sid->type));
       }
-      WriteTextRow(report, *sid);
+      WriteTextRow(output, *sid);
     }
     written = sid;
   }

@@ -2,12 +2,13 @@
 // and as a file's owner.
 #pragma once
 
-#include "config/report.h"
-#include "detail/scan.h"
+#include "reports/report.h"
 
 namespace tabulon {
 
+std::unique_ptr<ReportAccumulator> MakeSidUse(const ReportDefinition& report, ReportRun& run);
+
 // Writes the report from the tree of SIDs in display order.
-void DisplaySidUse(Report& report, const Scan& scan);
+void DisplaySidUse(ReportOutput& output, const Scan& scan);
 
 }  // namespace tabulon

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "base/format.h"
-#include "config/settings.h"
 #include "detail/attributes.h"
 
 namespace tabulon {
@@ -59,7 +58,7 @@ std::wstring_view EditValueMetric(uint64_t value, ValueText& buffer) {
                                   unit->name, ValueStr(value, whole, L',')));
 }
 
-std::wstring_view FormatPerms(uint32_t mask, ValueText& buffer) {
+std::wstring_view FormatPerms(uint32_t mask, int aclPerms, ValueText& buffer) {
   if (aclPerms == kSimpleForm) return BitLetters(kSimplePerms, mask, buffer);
   if (aclPerms == kStandardForm) return BitLetters(kStandardPerms, mask, buffer);
   return CopyTo(buffer, Formatted(L"0x%08X", mask));

@@ -12,7 +12,7 @@ namespace tabulon {
 // EditValue with decimal units, rounded up: "5.000mb (5,000,000)".
 std::wstring_view EditValueMetric(uint64_t value, ValueText& buffer);
 
-// A Windows access mask in the form that the configuration's "permissionform" chose.
-std::wstring_view FormatPerms(uint32_t mask, ValueText& buffer);
+// A Windows access mask in the form `aclPerms` (1 simple, 2 standard, 3 hex).
+std::wstring_view FormatPerms(uint32_t mask, int aclPerms, ValueText& buffer);
 
 }  // namespace tabulon

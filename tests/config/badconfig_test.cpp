@@ -74,15 +74,14 @@ using BadConfig = ConfigTest;
 TEST_F(BadConfig, Lines) {
   const std::map<std::string, std::string> sections = {
       {"P:", "[parameters]\n"}, {"R:", "[report]\n"}, {"C:", "[report]\ntype=custom\n"}};
+  settings_.reportDir = directory();
   scan_.logHdr.scanTime = 1'400'000'000;
   for (const BadText& row : kBadTexts) {
-    ForgetConfiguration();
-    reportDir = directory();
     scan_.rootType = row.kind;
     std::string text = row.text;
     const auto section = sections.find(text.substr(0, 2));
     if (section != sections.end()) text.replace(0, 2, section->second);
-    EXPECT_FATAL(ProcessConfigFile(File(text).c_str(), scan_), row.message) << row.text;
+    EXPECT_FATAL(Read(text), row.message) << row.text;
   }
 }
 
@@ -101,8 +100,8 @@ TEST_F(BadConfig, Files) {
   };
   // clang-format on
   for (const auto& row : rows) {
-    reportDir = row.reportDir;
-    EXPECT_FATAL(ProcessConfigFile(row.config.c_str(), scan_), row.message);
+    settings_.reportDir = row.reportDir;
+    EXPECT_FATAL(ReadPath(row.config), row.message);
   }
 }
 

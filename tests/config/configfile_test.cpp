@@ -15,12 +15,12 @@ using namespace std::string_literals;
 class ConfigFile : public ConfigTest {
  protected:
   std::vector<std::wstring> Lines(std::string_view bytes) {
-    configEOF = 0;
     const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(File(bytes).c_str(), "r"),
                                                      &std::fclose);
     std::vector<std::wstring> lines;
     std::wstring line;
-    while (const size_t length = ReadConfigLine(file.get(), line)) {
+    ConfigLines reader(file.get());
+    while (const size_t length = reader.ReadConfigLine(line)) {
       EXPECT_EQ(length, line.size());
       lines.push_back(line);
     }
@@ -64,31 +64,33 @@ TEST_F(ConfigFile, JoinedLineHasALimit) {
 }
 
 TEST_F(ConfigFile, SectionsSplitKeysAndValues) {
-  Read(
+  const Configuration made = Read(
       "[CLASSES]\nTwo Words =doc,.TXT,, rtf\n=htm?\n[Parameters]\n  DateFormat\t=   %Y = %m  \n"
       "[classes]\nlater=x\n[Report]\ntype=custom\ntitle = a = b\n[report]\nTYPE = symlinks\n");
-  ASSERT_EQ(classList.size(), 3U);
-  EXPECT_EQ(classList.front().name, L"Two Words");
+  ASSERT_EQ(made.classes.classList.size(), 3U);
+  EXPECT_EQ(made.classes.classList.front().name, L"Two Words");
   std::vector<std::wstring> patterns;
-  for (const ClassPattern& pattern : classList.front().patterns) patterns.push_back(pattern.text);
+  for (const ClassPattern& pattern : made.classes.classList.front().patterns)
+    patterns.push_back(pattern.text);
   EXPECT_THAT(patterns, ElementsAre(L"doc", L"TXT", L"", L" rtf"));
-  const FileClass* nameless = FindClass(L"");
+  const FileClass* nameless = made.classes.Find(L"");
   ASSERT_NE(nameless, nullptr);
   EXPECT_TRUE(nameless->patterns[0].wildcard);
   EXPECT_EQ(nameless->patterns[0].text, L"htm\x1");
-  EXPECT_EQ(dateFmt, L"%Y = %m");
-  ASSERT_EQ(reportList.size(), 2U);
-  EXPECT_EQ(reportList.front().title, L"a = b");
+  EXPECT_EQ(made.settings.dateFmt, L"%Y = %m");
+  ASSERT_EQ(made.reportList.size(), 2U);
+  EXPECT_EQ(made.reportList.front().title, L"a = b");
 }
 
 TEST_F(ConfigFile, ParametersThatNoReportShows) {
-  ParameterLine(L"timebase", L"NOW", scan_);
-  ParameterLine(L"timebase", L"scandate", scan_);
-  EXPECT_EQ(scanDateRelative, 0U) << "now stays now";
-  for (const wchar_t* units : {L"utfbytes", L"bytes"}) ParameterLine(L"maxpathunits", units, scan_);
-  EXPECT_EQ(maxPathUnits, kPathWideBytes);
-  ParameterLine(L"permissionform", L"Hex", scan_);
-  EXPECT_EQ(aclPerms, 3U);
+  ParameterLine(L"timebase", L"NOW", settings_, scan_);
+  ParameterLine(L"timebase", L"scandate", settings_, scan_);
+  EXPECT_EQ(settings_.scanDateRelative, 0U) << "now stays now";
+  for (const wchar_t* units : {L"utfbytes", L"bytes"})
+    ParameterLine(L"maxpathunits", units, settings_, scan_);
+  EXPECT_EQ(settings_.maxPathUnits, kPathWideBytes);
+  ParameterLine(L"permissionform", L"Hex", settings_, scan_);
+  EXPECT_EQ(settings_.aclPerms, 3U);
   EXPECT_EQ(LargeNumericParameter(L"k", L"5G"), 5368709120U);
   EXPECT_FATAL(LargeNumericParameter(L"k", L"5GB"), "Invalid numeric argument: k=5GB\n");
 }

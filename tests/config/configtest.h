@@ -1,5 +1,5 @@
-// What the configuration's tests share: every setting at its default before each test, and a
-// configuration file made from text.
+// What the configuration's tests share: a configuration file made from text, and what it is read
+// with.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -12,14 +12,8 @@
 
 #include "base/format.h"
 #include "config/configfile.h"
-#include "config/report.h"
-#include "config/settings.h"
-#include "detail/bands.h"
-#include "detail/recordclass.h"
-#include "detail/scandetail.h"
-#include "query/classlist.h"
-#include "query/datevalue.h"
-#include "query/filter.h"
+#include "query/parsequery.h"
+#include "reports/reportkinds.h"
 #include "support.h"
 #include "tests/ending.h"
 #include "tests/support/openscan.h"
@@ -28,28 +22,14 @@ namespace tabulon {
 
 class ConfigTest : public ::testing::Test {
  protected:
-  ConfigTest() { ForgetConfiguration(); }
-  ~ConfigTest() override { ForgetConfiguration(); }
-
-  static void ForgetConfiguration() {
-    reportList.clear();
-    classList.clear();
-    FreeFilters();
-    ResetSettings();
-    ResetBands();
-    configEOF = 0;
-    scanDateRelative = 1;
-    fileIncr = 0;
-    maxPath = 1024;
-    maxPathUnits = kPathUtfBytes;
-    isoCodepage = 1;
+  // Reads a configuration of this text; the report directory is `directory()` unless the text or a
+  // setting names one.
+  Configuration Read(std::string_view text) {
+    if (!settings_.reportDir) settings_.reportDir = directory() + "/reports";
+    return ReadPath(File(text));
   }
-
-  // Reads a configuration of this text; the report directory is `directory()` unless the text or an
-  // earlier setting names one.
-  void Read(std::string_view text) {
-    if (!reportDir) reportDir = directory() + "/reports";
-    ProcessConfigFile(File(text).c_str(), scan_);
+  Configuration ReadPath(const std::string& path) {
+    return ReadConfiguration(path.c_str(), scan_, kReportKinds, settings_);
   }
   // The path of a configuration file of this text.
   std::string File(std::string_view text) const {
@@ -62,6 +42,7 @@ class ConfigTest : public ::testing::Test {
   static std::wstring Wide(std::string_view ascii) { return {ascii.begin(), ascii.end()}; }
 
   Scan scan_ = ScanOfKind(kRootNfs);
+  Settings settings_;
 
  private:
   TempDir dir_;

@@ -5,24 +5,14 @@
 #include <string>
 
 #include "detail/bands.h"
-#include "detail/reporttype.h"
 #include "query/testrecord.h"
 
 namespace tabulon {
 namespace {
 
-class RecordClassTest : public testing::Test {
- protected:
-  ~RecordClassTest() override {
-    maxPath = 1024;
-    maxPathUnits = kPathUtfBytes;
-    isoCodepage = 1;
-  }
-};
-
 // The limit in the row is the length that the path has: it is not long at that limit, and long at
 // one less.
-TEST_F(RecordClassTest, PathLengths) {
+TEST(RecordClass, PathLengths) {
   // clang-format off
   const struct { const char *directory, *name; uint32_t characters, bytes, utfBytes; } rows[] = {
       {"C:\\", "n", 4, 16, 5}, {"/a/b", "name", 9, 36, 10}, {"", "name", 5, 20, 6},
@@ -38,17 +28,16 @@ TEST_F(RecordClassTest, PathLengths) {
     for (const auto& [units, length] : {std::pair{kPathCharacters, row.characters},
                                         {kPathWideBytes, row.bytes},
                                         {kPathUtfBytes, row.utfBytes}}) {
-      maxPathUnits = units;
       for (const uint32_t limit : {length, length - 1}) {
-        maxPath = limit;
-        EXPECT_EQ(SelectorOf(kReportLongPaths, scan).Selects(*record), limit < length)
+        const NameLimits limits{.maxPath = limit, .maxPathUnits = units};
+        EXPECT_EQ(HasLongPath(*record, 0, limits), limit < length)
             << row.directory << " " << row.name << " " << units;
       }
     }
   }
 }
 
-TEST_F(RecordClassTest, GeneratedShortNames) {
+TEST(RecordClass, GeneratedShortNames) {
   for (const auto* name : {L"PROGRA~1", L"PROGRA~1.", L"PROGRA~9.TXT", L"a.b.cd~0.x",
                            L"\x100\x100\x100\x100\x100\x100~1"}) {
     EXPECT_TRUE(ConflictName(name)) << name;
@@ -59,7 +48,7 @@ TEST_F(RecordClassTest, GeneratedShortNames) {
   }
 }
 
-TEST_F(RecordClassTest, NamesThatACodePageHolds) {
+TEST(RecordClass, NamesThatACodePageHolds) {
   // clang-format off
   const struct { int codepage; std::wstring name; bool required; } rows[] = {
       {1, L"\x20AC", true}, {15, L"\x20AC", false}, {15, L"\xE20AC", true},  // as a name is held
@@ -75,21 +64,19 @@ TEST_F(RecordClassTest, NamesThatACodePageHolds) {
 
 TEST(Bands, ManyLimitsCountAsFewDo) {
   for (const size_t limits : {size_t{3}, kFewLimits, kFewLimits + 1}) {
-    std::vector<uint64_t> values;
+    BandLimits values;
     for (size_t i = 1; i <= limits; ++i) values.push_back(10 * i);
-    sizeBands.SetLimits(values);
-    mdateBands.SetLimits(values);
+    BandTable sizeBands(values), mdateBands(values);
     for (const uint32_t value : {0U, 5U, 10U, 11U, 20U, 29U, 30U}) {
-      UpdateSizeBands(value);
+      UpdateSizeBands(value, sizeBands);
       UpdateDateBands(value, mdateBands);
     }
     const uint32_t sizes[] = {3, 2, 2}, dates[] = {2, 4, 6};
     for (size_t i = 0; i < 3; ++i) {
-      EXPECT_EQ(SizeBandCount(i), sizes[i]) << limits;
+      EXPECT_EQ(SizeBandCount(sizeBands, i), sizes[i]) << limits;
       EXPECT_EQ(DateBandCount(mdateBands, i), dates[i]) << limits;
     }
   }
-  ResetBands();
 }
 
 }  // namespace

@@ -13,7 +13,6 @@
 #include "fuzz/faults.h"
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
-#include "reports/dupfinder.h"
 #include "tests/support/dtlbuild.h"
 
 namespace tabulon {
@@ -98,12 +97,8 @@ class Faults : public testing::TestWithParam<Road> {
     box_.Clear();
     WriteFile(box_.dir() / "c.cfg", SampleConfiguration(GetParam().kind));
     WriteFile(box_.dir() / "x.dtl", stored_);
-    return box_.Run(args_, [&] {
-      dupLimits.gathered = 100;
-      dupLimits.sorted = 100;
-      dupLimits.runFiles = 500;
-      ArmFault(fault, calls_.get());
-    });
+    box_.dupLimits = {.runFiles = 500, .gathered = 100, .sorted = 100};
+    return box_.Run(args_, [&] { ArmFault(fault, calls_.get()); });
   }
 
   // Contents of every file of the run's directory.
@@ -248,10 +243,8 @@ TEST(FaultMessages, ComeFromTheCallsTheyAreAbout) {
       box.Clear();
       WriteFile(box.dir() / "x.dtl", row.compressed ? CompressDtl(plain) : plain);
       WriteFile(box.dir() / "d.cfg", "[report]\ntype=duplicates\nreportfile=d\n");
-      const Outcome run = box.Run(args, [&] {
-        dupLimits = row.limits;
-        ArmFault(fault, calls.get());
-      });
+      box.dupLimits = row.limits;
+      const Outcome run = box.Run(args, [&] { ArmFault(fault, calls.get()); });
       reached = *calls.get() >= fault.n;
       found += run.status == 1 && testing::Value(run.err, testing::ContainsRegex(row.message));
     }

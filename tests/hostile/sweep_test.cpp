@@ -11,7 +11,6 @@
 #include "base/endian.h"
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
-#include "reports/dupfinder.h"
 #include "tools/scanwriter/littlebytes.h"
 
 namespace tabulon {
@@ -61,10 +60,8 @@ class Sweep : public testing::TestWithParam<size_t> {
   Outcome Run(const std::string& bytes, const Road& road) {
     WriteFile(box_.dir() / "x.dtl", bytes);
     const bool leaks = ++runs_ % 16 == 0;
-    const auto spillEarly = [] {
-      dupLimits = {.runFiles = 10, .gathered = 8, .sorted = 8, .written = 3};
-    };
-    return box_.Run(road.args, spillEarly, leaks);
+    box_.dupLimits = {.runFiles = 10, .gathered = 8, .sorted = 8, .written = 3};
+    return box_.Run(road.args, {}, leaks);
   }
 
   void ExpectNothingLeft() {

@@ -12,10 +12,7 @@ namespace {
 
 class DateValueTest : public testing::Test {
  protected:
-  void TearDown() override {
-    scanDateRelative = 1;
-    SetZone("UTC");
-  }
+  void TearDown() override { SetZone("UTC"); }
   static void SetZone(const char* zone) {
     setenv("TZ", zone, 1);
     tzset();
@@ -107,14 +104,16 @@ TEST_F(DateValueTest, CountsBackFromTheScan) {
     SetZone(row.zone);
     Scan scan;
     scan.logHdr.scanTime = static_cast<uint32_t>(At(row.scanTime));
-    Check(row, [&](auto text, int64_t& result) { return ConvertDateValue(text, scan, result); });
+    Check(row, [&](auto text, int64_t& result) {
+      return ConvertDateValue(text, DateBase(scan, 1), result);
+    });
   }
 }
 
 TEST_F(DateValueTest, TakesAbsoluteDates) {
   for (const DateRow& row : kAbsoluteDates) {
     SetZone(row.zone);
-    Check(row, [](auto text, int64_t& result) { return ConvertDateValue(text, Scan(), result); });
+    Check(row, [](auto text, int64_t& result) { return ConvertDateValue(text, 0, result); });
     Check(row, ConvertNumericDateValue);
   }
   // Only a direct call gets here with other characters than digits: "xx" counts as -1.
@@ -123,10 +122,9 @@ TEST_F(DateValueTest, TakesAbsoluteDates) {
 
 TEST_F(DateValueTest, CountsBackFromNow) {
   SetZone(kUtc);
-  scanDateRelative = 0;
   int64_t today = 0;
   int64_t before = std::time(nullptr);
-  ASSERT_TRUE(ConvertDateValue(L"0d", Scan(), today));
+  ASSERT_TRUE(ConvertDateValue(L"0d", DateBase(Scan(), 0), today));
   const int64_t after = std::time(nullptr);
   EXPECT_LE(before - before % 86'400, today);
   EXPECT_GE(after - after % 86'400, today);

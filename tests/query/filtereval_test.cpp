@@ -31,20 +31,17 @@ class FilterTest : public testing::Test {
  protected:
   void SetUp() override {
     OpenLogErrFiles(0, nullptr, nullptr);
-    classList.push_back({L"docs",
-                         {{false, L"doc"},
-                          {false, L"Md"},
-                          {false, L"document"},  // the longest that is packed
-                          {false, L"xmarkdown"},
-                          {true, ConvertTemplate(L"htm?")},
-                          {true, ConvertTemplate(L"x*")}}});
-    classList.push_back({L"none", {}});
-    classList.push_back({L"dots", {{false, L""}, {false, L"\xE9t\xE9"}}});
+    classes_.classList.push_back({L"docs",
+                                  {{false, L"doc"},
+                                   {false, L"Md"},
+                                   {false, L"document"},  // the longest that is packed
+                                   {false, L"xmarkdown"},
+                                   {true, ConvertTemplate(L"htm?")},
+                                   {true, ConvertTemplate(L"x*")}}});
+    classes_.classList.push_back({L"none", {}});
+    classes_.classList.push_back({L"dots", {{false, L""}, {false, L"\xE9t\xE9"}}});
   }
-  void TearDown() override {
-    classList.clear();
-    FreeFilters();
-  }
+  Classes classes_;
   const Scan nfs_ = ScanOfKind(kRootNfs);
 };
 
@@ -133,10 +130,10 @@ TEST_F(FilterTest, TestsRecords) {
   for (const Evaluation& row : kEvaluations) {
     SCOPED_TRACE(std::string(row.query) + " on " + row.directory + " " + row.record.name);
     const Scan scan = ScanOfKind(row.kind);
-    const Filter* list = ParseQuery(Wide(row.query), scan);
+    const Query query = ParseQuery(Wide(row.query), scan, classes_);
     const TestRecord record(scan, row.directory, row.record);
-    EXPECT_EQ(CheckFilterList(list, *record, scan), row.passes);
-    EXPECT_EQ(FilterPlan(list, scan).Passes(*record), row.passes);
+    EXPECT_EQ(CheckFilterList(query.head, *record, scan), row.passes);
+    EXPECT_EQ(FilterPlan(query, scan).Passes(*record), row.passes);
   }
 }
 
@@ -148,14 +145,15 @@ TEST_F(FilterTest, CutsLongPaths) {
       const std::string directory(length, 'd');
       std::wstring path = Wide(directory + "\\" + name);
       if (path.size() > 511) path.resize(511);
-      const std::array<const Filter*, 3> lists = {
-          ParseQuery(L"path is " + path.substr(0, 255), nfs_), ParseQuery(L"path matches *x", nfs_),
-          ParseQuery(L"path matches *d", nfs_)};
+      const std::array<Query, 3> lists = {
+          ParseQuery(L"path is " + path.substr(0, 255), nfs_, classes_),
+          ParseQuery(L"path matches *x", nfs_, classes_),
+          ParseQuery(L"path matches *d", nfs_, classes_)};
       const std::array<bool, 3> expected = {path.size() <= 255, path.back() == L'x',
                                             path.back() == L'd'};
       const TestRecord record(nfs_, directory, {.name = name});
       for (size_t i = 0; i < lists.size(); ++i) {
-        EXPECT_EQ(CheckFilterList(lists[i], *record, nfs_), expected[i]) << length << name;
+        EXPECT_EQ(CheckFilterList(lists[i].head, *record, nfs_), expected[i]) << length << name;
         EXPECT_EQ(FilterPlan(lists[i], nfs_).Passes(*record), expected[i]) << length << name;
       }
     }
@@ -166,7 +164,7 @@ TEST_F(FilterTest, CutsLongPaths) {
 // equality.
 TEST_F(FilterTest, TestsThatNoRecordNeeds) {
   EXPECT_TRUE(CheckFilterList(nullptr, *TestRecord(nfs_, "/d", {.name = "x"}), nfs_));
-  EXPECT_TRUE(FilterPlan(nullptr, nfs_).Passes(*TestRecord(nfs_, "/d", {.name = "x"})));
+  EXPECT_TRUE(FilterPlan(Query(), nfs_).Passes(*TestRecord(nfs_, "/d", {.name = "x"})));
   Filter element;
   element.object = kObjAnyDate;
   element.comparison = kGreater;
@@ -259,12 +257,12 @@ TEST_F(FilterTest, PlansAgreeWithPlainWalk) {
     ForEachBatch(spec, [&](Pass& pass) {
       RecordBatch& batch = pass.batch;
       for (const std::string& text : texts) {
-        const Filter* list = ParseQuery(Wide(text), scan);
-        const FilterPlan plan(list, scan);
+        const Query query = ParseQuery(Wide(text), scan, classes_);
+        const FilterPlan plan(query, scan);
         ChoosePassing(plan, pass);
         std::vector<size_t> expected, found;
         for (size_t i = 0; i < batch.size(); ++i) {
-          const bool passes = CheckFilterList(list, batch.At(i), scan);
+          const bool passes = CheckFilterList(query.head, batch.At(i), scan);
           ++seen[passes ? 1 : 0];
           if (passes) expected.push_back(i);
           ASSERT_EQ(plan.Passes(batch.At(i)), passes) << text;

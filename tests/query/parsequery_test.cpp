@@ -69,12 +69,9 @@ class ParseQueryTest : public testing::Test {
  protected:
   void SetUp() override {
     OpenLogErrFiles(0, nullptr, nullptr);
-    classList.push_back({L"Docs", {{false, L"doc"}, {true, ConvertTemplate(L"htm?")}}});
+    classes_.classList.push_back({L"Docs", {{false, L"doc"}, {true, ConvertTemplate(L"htm?")}}});
   }
-  void TearDown() override {
-    classList.clear();
-    FreeFilters();
-  }
+  Classes classes_;
 };
 
 struct GoodQuery {
@@ -119,7 +116,7 @@ constexpr GoodQuery kGoodQueries[] = {
 TEST_F(ParseQueryTest, Compiles) {
   for (const GoodQuery& row : kGoodQueries) {
     SCOPED_TRACE(row.text);
-    EXPECT_EQ(Dump(ParseQuery(Wide(row.text), ScanOfKind(row.kind))), row.compiled);
+    EXPECT_EQ(Dump(ParseQuery(Wide(row.text), ScanOfKind(row.kind), classes_).head), row.compiled);
   }
 }
 
@@ -174,7 +171,7 @@ void ExpectFault(const std::string& text, int position, const std::string& messa
   SCOPED_TRACE(text.substr(0, 80));
   const std::string expected = "Syntax error: " + text + "\n   in position " +
                                std::to_string(position) + " - " + message + "\n";
-  EXPECT_ENDS(ParseQuery(Wide(text), ScanOfKind(kind)), 1, expected);
+  EXPECT_ENDS(ParseQuery(Wide(text), ScanOfKind(kind), Classes()), 1, expected);
 }
 
 TEST_F(ParseQueryTest, RefusesWithMessageAndPosition) {
@@ -185,7 +182,7 @@ TEST_F(ParseQueryTest, RefusesWithMessageAndPosition) {
 
 TEST_F(ParseQueryTest, LimitsTokensAndMessages) {
   const std::string longest(255, 'x');
-  EXPECT_EQ(Dump(ParseQuery(Wide("name is " + longest), ScanOfKind(kRootNfs))),
+  EXPECT_EQ(Dump(ParseQuery(Wide("name is " + longest), ScanOfKind(kRootNfs), classes_).head),
             "name = " + longest);
   ExpectFault("name is " + longest + "xx", 264, "token too long");
   ExpectFault("name is '" + longest + "('", 265, "token too long");
@@ -195,7 +192,9 @@ TEST_F(ParseQueryTest, LimitsTokensAndMessages) {
 // Units above 255 and below 0 are token characters like any other.
 TEST_F(ParseQueryTest, TakesEveryUnitOfWideText) {
   const std::wstring name = {L'\x80', L'\xA0', L'\x20AC', L'\xE20AC', wchar_t{-1}, wchar_t{-224}};
-  const Filter* list = ParseQuery(L"name is " + name + L" [and] size gt 0", ScanOfKind(kRootNfs));
+  const Query query =
+      ParseQuery(L"name is " + name + L" [and] size gt 0", ScanOfKind(kRootNfs), classes_);
+  const Filter* list = query.head;
   EXPECT_EQ(list->pattern, name);
   EXPECT_EQ(Dump(list->next), "size > 0");
 }

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "base/loganderr.h"
-#include "config/report.h"
+#include "base/textstream.h"
 
 namespace tabulon {
 

@@ -15,15 +15,12 @@
 #include "base/loganderr.h"
 #include "base/sortedspool.h"
 #include "btree/btree.h"
-#include "config/reportsetup.h"
-#include "config/settings.h"
 #include "detail/scandetail.h"
 #include "query/parsequery.h"
 #include "reports/capture.h"
-#include "reports/dupfinder.h"
 #include "reports/dupgroups.h"
-#include "reports/dupreport.h"
-#include "reports/matchrecord.h"
+#include "reports/report.h"
+#include "reports/reportkinds.h"
 #include "support.h"
 #include "tests/support/dtlbuild.h"
 #include "tests/support/openscan.h"
@@ -119,35 +116,46 @@ struct Model {
 class Duplicates : public testing::Test {
  protected:
   void SetUp() override { setenv("TZ", "UTC", 1); }
-  void TearDown() override {
-    reportList.clear();
-    dupLimits = {};
-    ResetSettings();
-  }
 
-  Report& AddReport(uint32_t fields) {
-    Report& report = reportList.emplace_back();
-    report.type = kReportDuplicates;
+  ReportDefinition& AddReport(uint32_t fields) {
+    ReportDefinition& report = reports_.emplace_back();
+    report.kind = &KindOf(kReportDuplicates);
     report.title = L"Twins";
     report.dupFields = fields;
     return report;
   }
+  void ScanReports(ReportSet& set, const Scan& scan) {
+    ScanDetail(
+        scan, [&](Pass& pass) { set.Add(pass); }, PassOptionsOf(settings_));
+    set.Finish();
+  }
   // The report's text on a scan of these records.
   std::string Run(const ScanSpec& spec, uint32_t fields) {
     const Scan scan = OpenInMemory(BuildDtl(spec));
-    Report& report = AddReport(fields);
-    InitializeReportEntry(report, scan);
-    dateFmt = L"%n";
-    ScanReports(scan);
-    count_ = report.count;
-    bytes_ = report.totalBytes;
-    AttachToMemory(report.stream);
-    DuplicateReport(report, scan);
-    return Written(report.stream);
+    reports_.clear();
+    ReportDefinition& report = AddReport(fields);
+    InitializeReportEntry(report, settings_, scan);
+    settings_.dateFmt = L"%n";
+    ReportRun run{.scan = scan, .settings = settings_, .dupLimits = limits_, .keptFiles = kept_};
+    const auto duplicates = report.kind->make(report, run);
+    ScanDetail(
+        scan, [&](Pass& pass) { duplicates->Add(pass); }, PassOptionsOf(settings_));
+    duplicates->Finish();
+    kept_ = run.keptFiles;
+    count_ = duplicates->counts().count;
+    bytes_ = duplicates->counts().totalBytes;
+    AttachToMemory(report.file.stream);
+    ReportOutput output(report, settings_);
+    duplicates->Write(output);
+    return Written(report.file.stream);
   }
 
   TempDir dir_;
   TempPlace place_{dir_.path()};
+  Settings settings_;
+  DupLimits limits_;
+  std::list<ReportDefinition> reports_;
+  int kept_ = 0;
   int32_t count_ = 0;
   uint64_t bytes_ = 0;
 };
@@ -182,8 +190,7 @@ TEST_F(Duplicates, FindsWhatTheModelFinds) {
   for (const uint32_t fields : fieldSets) {
     for (const DupLimits& limit : limits) {
       SCOPED_TRACE(testing::Message() << "fields " << fields << ", run " << limit.runFiles);
-      dupLimits = limit;
-      reportList.clear();
+      limits_ = limit;
       Model model{fields, limit.runFiles};
       // In a run's byte order of sequence numbers, 256 stands right behind 0.
       const ScanSpec scan = RandomScan(random, model, fields == kDupSize ? 1000 : 200);
@@ -263,8 +270,8 @@ TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   const TempDir work;
   const std::string before = std::filesystem::current_path();
   std::filesystem::current_path(work.path());
-  dbgFlag = true;
-  dupLimits.runFiles = 4;
+  settings_.dbgFlag = true;
+  limits_.runFiles = 4;
   std::mt19937 random(3);
   Model model{kDupSize, 4};
   ScanSpec alone = RandomScan(random, model, 9);
@@ -278,22 +285,23 @@ TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   spec.records.resize(501, FileRecord("a", {.size = 1}));
   spec.records.resize(1501, FileRecord("b", {.size = 2}));
   const Scan scan = OpenInMemory(BuildDtl(spec));
-  reportList.clear();
-  AddReport(kDupSize).filter = ParseQuery(L"size eq 2", scan);
+  reports_.clear();
+  AddReport(kDupSize).filter = ParseQuery(L"size eq 2", scan, Classes());
   AddReport(kDupSize);
-  for (Report& report : reportList) InitializeReportEntry(report, scan);
-  dupLimits.runFiles = 600;
-  progressFlag = true;
+  for (ReportDefinition& report : reports_) InitializeReportEntry(report, settings_, scan);
+  settings_.progressFlag = true;
+  ReportRun run{.scan = scan, .settings = settings_, .keptFiles = kept_};
+  run.dupLimits.runFiles = 600;
+  ReportSet set(reports_, run);
   Console().Flush();
   testing::internal::CaptureStdout();
-  ScanReports(scan);
+  ScanReports(set, scan);
   Console().Flush();
   const auto told = [](const char* number) {
     return std::string("new dup temp file: duptemp") + number + ".tmp\n";
   };
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             told("3") + "*" + told("4") + told("5") + told("6") + told("7"));
-  progressFlag = false;
   std::filesystem::current_path(before);
   const std::pair<const char*, size_t> filled[] = {{"duptemp3.tmp", 600},
                                                    {"duptemp4.tmp", 600},

@@ -14,8 +14,7 @@
 
 #include "batches.h"
 #include "capture.h"
-#include "config/settings.h"
-#include "detail/scandetail.h"
+#include "reports/reportkinds.h"
 
 namespace tabulon {
 namespace {
@@ -33,20 +32,17 @@ class FileTypes : public testing::Test {
     ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
     Start(kRootNfs, kReportFiletypes);
   }
-  void TearDown() override {
-    fileIncr = 0;
-    ResetSettings();
-  }
 
-  void Start(int kind, uint32_t type, uint32_t extLength = 4) {
+  void Start(int kind, uint32_t type, uint32_t extLength = 4, int typeSort = kSortBySize) {
     kind_ = kind;
-    csvSep = L',';
-    report_ = std::make_unique<Report>();
-    report_->type = type;
+    scan_ = ScanOfKind(kind);
+    settings_.csvSep = L',';
+    report_ = std::make_unique<ReportDefinition>();
+    report_->kind = &KindOf(type);
     report_->format = kFormatCsv;
-    report_->typeSort = kSortBySize;
+    report_->typeSort = typeSort;
     report_->extLength = extLength;
-    classify_ = NewClassifier(*report_, ScanOfKind(kind));
+    totals_ = report_->kind->make(*report_, run_);
   }
 
   void Classify(const std::vector<File>& files) {
@@ -55,21 +51,24 @@ class FileTypes : public testing::Test {
       scan.records.push_back(
           FileRecord(file.name, {.size = file.size, .uid = file.uid, .gid = file.gid}));
     }
-    ForEachBatch(scan, [&](Pass& pass) { classify_(*report_, pass); });
+    ForEachBatch(scan, [&](Pass& pass) { totals_->Add(pass); });
   }
 
   // The text of the report, after classifying these files too.
   std::string Text(const std::vector<File>& files = {}) {
     Classify(files);
     CapturedLog log;
-    FiletypeReport(*report_);
-    EXPECT_EQ(report_->work, nullptr);
+    ReportOutput output(*report_, settings_);
+    totals_->Write(output);
     return log.text();
   }
 
   int kind_ = kRootNfs;
-  std::unique_ptr<Report> report_;
-  Classifier classify_ = nullptr;
+  Scan scan_;
+  Settings settings_;
+  ReportRun run_{scan_, settings_};
+  std::unique_ptr<ReportDefinition> report_;
+  std::unique_ptr<ReportAccumulator> totals_;
 };
 
 TEST_F(FileTypes, TakesTheLastExtensionOfLimitedLength) {
@@ -100,8 +99,8 @@ TEST_F(FileTypes, SortsAndPrintsAsAsked) {
   const std::vector<File> files = {{"a.few", 3000}, {"a.many", 10}, {"b.many", 20}, {"a.b", 30},
                                    {"a.tie", 30},   {"c.many", 1},  {"x.two", 15},  {"y.two", 15}};
   EXPECT_EQ(Text(files), ".few,1,3000\n.many,3,31\n.two,2,30\n.b,1,30\n.tie,1,30\n");
+  settings_.fileIncr = 4096;
   Start(kRootNfs, kReportFiletypes);
-  fileIncr = 4096;
   EXPECT_EQ(Text(files),
             ".many,3,31,12288\n.two,2,30,8192\n.b,1,30,4096\n.few,1,3000,4096\n.tie,1,30,4096\n");
 }

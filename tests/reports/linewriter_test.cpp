@@ -6,7 +6,6 @@
 #include <clocale>
 #include <random>
 
-#include "config/settings.h"
 #include "reports/capture.h"
 #include "reports/reportwriter.h"
 
@@ -18,10 +17,11 @@ TEST(LineWriter, WritesWhatFormattedTextWrites) {
   const std::string alphabet("ab./\\ \x01\x7F\x80\xC3\xA9\xE2\x82\xAC\xF0\x9F", 15);
   for (const char* locale : {"C", "C.UTF-8"}) {
     ASSERT_NE(std::setlocale(LC_CTYPE, locale), nullptr);
-    Report direct;
-    Report plain;
-    AttachToMemory(direct.stream);
-    AttachToMemory(plain.stream);
+    const Settings settings;
+    ReportDefinition directReport, plainReport;
+    AttachToMemory(directReport.file.stream);
+    AttachToMemory(plainReport.file.stream);
+    ReportOutput direct(directReport, settings), plain(plainReport, settings);
     LineWriter writer(direct);
     for (int i = 0; i < 5000; ++i) {
       std::string stored;
@@ -41,7 +41,7 @@ TEST(LineWriter, WritesWhatFormattedTextWrites) {
       ReportEntry(plain, L"%ls%ls  =>  ;%llu,%lld\n", prefix, name.Wide(), number,
                   -static_cast<int64_t>(i));
     }
-    ASSERT_EQ(Written(direct.stream), Written(plain.stream)) << locale;
+    ASSERT_EQ(Written(direct.stream()), Written(plain.stream())) << locale;
   }
   std::setlocale(LC_CTYPE, "C");
 }

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <random>
 
-#include "config/settings.h"
 #include "reports/valuerest.h"
 
 namespace tabulon {
@@ -56,9 +55,7 @@ TEST(EditValue, PrintsBothForms) {
 
 TEST(Letters, StandInTableOrder) {
   ValueText buffer;
-  aclPerms = 2;
-  EXPECT_EQ(FormatPerms(0xD0023, buffer), L"opdrwx");
-  ResetSettings();
+  EXPECT_EQ(FormatPerms(0xD0023, 2, buffer), L"opdrwx");
 }
 
 TEST(FormatFileTime, PrintsLocalTimes) {

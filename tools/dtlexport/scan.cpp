@@ -15,7 +15,7 @@ uint64_t EndOfShard(const Scan& scan, uint32_t index, uint32_t count) {
 }  // namespace
 
 ScanWalk::ScanWalk(const Scan& scan, const ExportChoice& choice)
-    : plan_(choice.filter, scan),
+    : plan_(choice.query, scan),
       directories_(choice.directories),
       reader_(scan),
       position_(scan.logRoot.firstRecord) {

@@ -19,15 +19,15 @@ struct Shard {
 };
 
 struct ExportChoice {
-  const Filter* filter = nullptr;  // null: every record
-  bool directories = false;        // directories as well as files
+  Query query;               // an empty one: every record
+  bool directories = false;  // directories as well as files
   Shard shard;
 };
 
 // The records that are chosen. Keeps one record and its directory, and allocates nothing for each.
 class ScanWalk {
  public:
-  // The scan and the filter must outlive the walk.
+  // The scan must outlive the walk.
   ScanWalk(const Scan& scan, const ExportChoice& choice);
 
   // The next record; null at the end. Valid until the next call.

@@ -45,11 +45,11 @@ Scan OpenScan(const std::string& name, bool forQueries) {
   return LoadScan(std::move(file), name.c_str(), {.security = forQueries});
 }
 
-const Filter* ParseWhere(const std::optional<std::string>& where, const Scan& scan) {
-  if (!where) return nullptr;
+Query ParseWhere(const std::optional<std::string>& where, const Scan& scan) {
+  if (!where) return {};
   std::wstring query;
   AppendUtfToWide(query, *where);
-  return ParseQuery(query, scan);
+  return ParseQuery(query, scan, Classes());
 }
 
 }  // namespace tabulon

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "detail/scan.h"
-#include "query/filter.h"
+#include "query/query.h"
 
 namespace tabulon {
 
@@ -14,7 +14,7 @@ namespace tabulon {
 // failure ends the run.
 Scan OpenScan(const std::string& name, bool forQueries);
 
-// The filter of --where; null without one. A fault in the query ends the run.
-const Filter* ParseWhere(const std::optional<std::string>& where, const Scan& scan);
+// The query of --where; an empty one without. A fault in the query ends the run.
+Query ParseWhere(const std::optional<std::string>& where, const Scan& scan);
 
 }  // namespace tabulon

@@ -7,12 +7,10 @@
 //     /export/vol1/old/media\film.iso
 #pragma once
 
-#include "config/report.h"
-#include "detail/scan.h"
+#include "reports/report.h"
 
 namespace tabulon {
 
-// Writes the groups that the finder has made.
-void DuplicateReport(Report& report, const Scan& scan);
+std::unique_ptr<ReportAccumulator> MakeDuplicates(const ReportDefinition& report, ReportRun& run);
 
 }  // namespace tabulon

@@ -1,26 +1,28 @@
-#include "reports/dupreport.h"
+#include "reports/duplicates.h"
 
 #include <algorithm>
-#include <string>
+#include <memory>
 #include <string_view>
 #include <vector>
 
 #include "base/hugearray.h"
 #include "base/prefetch.h"
-#include "config/settings.h"
+#include "base/spoolfile.h"
 #include "detail/recordreader.h"
-#include "reports/dupfinder.h"
+#include "query/batchfilter.h"
+#include "reports/dupcandidates.h"
+#include "reports/dupgroups.h"
 #include "reports/linewriter.h"
-#include "reports/reportdir.h"
-#include "reports/reportwriter.h"
+#include "reports/listing.h"
 #include "reports/valueformat.h"
 
 namespace tabulon {
 namespace {
 
-// Groups are written in batches of dupLimits.written members or about so many bytes of text: within
-// a batch the records are read in file order, whatever the order of the groups, so that the file is
-// passed over once a batch and memory stays bounded. A large group is spread over several batches.
+// Groups are written in batches of DupLimits::written members or about so many bytes of text:
+// within a batch the records are read in file order, whatever the order of the groups, so that the
+// file is passed over once a batch and memory stays bounded. A large group is spread over several
+// batches.
 constexpr uint64_t kBatchText = uint64_t{96} << 20;
 
 // Members of a group that are looked at before the batch is known to hold them.
@@ -41,8 +43,8 @@ struct GroupPart {
 // A batch: parts of groups, their members, and what the members' records say.
 class Batch {
  public:
-  explicit Batch(const Scan& scan)
-      : records_(scan), entries_(dupLimits.written), text_(kTextRoom) {}
+  Batch(const Scan& scan, size_t most)
+      : most_(most), records_(scan), entries_(most), text_(kTextRoom) {}
 
   // A text that the batch keeps: its ASCII form where there is one, else as it is stored. A stored
   // name has 16 bits of length.
@@ -60,11 +62,11 @@ class Batch {
     uint32_t modified = 0;
   };
 
-  bool full() const { return members_.size() >= dupLimits.written || textLength_ >= kBatchText; }
+  bool full() const { return members_.size() >= most_ || textLength_ >= kBatchText; }
   // Adds members of the group from number `first` on; returns how many. REQUIRES: !full().
   uint32_t Add(DupGroups& groups, const DupGroup& group, uint32_t first) {
     const size_t at = members_.size();
-    const size_t room = std::min(dupLimits.written - at, kPartMembers);
+    const size_t room = std::min(most_ - at, kPartMembers);
     groups.members().Read(group.first + first, std::min<size_t>(group.count - first, room),
                           members_);
     size_t end = at;
@@ -119,6 +121,7 @@ class Batch {
   void ReadRecord(const Place& place);
   Text KeepName(const RecordView& view);
 
+  size_t most_;  // members
   RecordReader records_;
   std::vector<GroupPart> parts_;
   std::vector<DupMember> members_;
@@ -185,8 +188,13 @@ void Batch::ReadRecord(const Place& from) {
 
 class Writer {
  public:
-  Writer(Report& report, const Scan& scan)
-      : report_(report), scan_(scan), writer_(report), times_(dateFmt), root_(writer_.NewText()) {
+  Writer(ReportOutput& output, const Scan& scan)
+      : output_(output),
+        report_(output.report()),
+        scan_(scan),
+        writer_(output),
+        times_(output.settings().dateFmt),
+        root_(writer_.NewText()) {
     root_.Add(scan.rootPath);
   }
 
@@ -194,7 +202,7 @@ class Writer {
     batch.ReadRecords();
     size_t member = 0;
     for (const GroupPart& part : batch.parts()) {
-      if (!qvaOutput.IsOpen()) {
+      if (!output_.isQva()) {
         WritePart(batch, part, member);
       } else if (part.begins()) {
         WriteQvaLine(batch, part.group, batch.entry(member));
@@ -207,7 +215,7 @@ class Writer {
  private:
   void WriteQvaLine(const Batch& batch, const DupGroup& group, const Batch::Entry& first) {
     batch.Assign(name_, first.name);
-    ReportEntry(report_, L"%ls|%llu|%u|%u|%u|%u\n", name_.Wide(), group.size, group.count,
+    ReportEntry(output_, L"%ls|%llu|%u|%u|%u|%u\n", name_.Wide(), group.size, group.count,
                 first.created, first.accessed, first.modified);
   }
 
@@ -245,7 +253,8 @@ class Writer {
     writer_.Add(name_).EndLine();
   }
 
-  Report& report_;
+  ReportOutput& output_;
+  const ReportDefinition& report_;
   const Scan& scan_;
   LineWriter writer_;
   FileTimeFormatter times_;
@@ -254,24 +263,80 @@ class Writer {
   RecordText name_;
 };
 
-}  // namespace
+class Duplicates : public ReportAccumulator {
+ public:
+  Duplicates(const ReportDefinition& report, ReportRun& run)
+      : report_(report),
+        run_(run),
+        files_(run.settings.dbgFlag ? std::make_unique<DupDebugFiles>(run.keptFiles) : nullptr),
+        candidates_(run.scan, report.dupFields, run.dupLimits, run.settings.dbgFlag),
+        groups_(files_.get(), run.dupLimits.sorted, run.settings.fileIncr) {
+    CreatePositionFile(positions_);
+  }
 
-void DuplicateReport(Report& report, const Scan& scan) {
-  DisplayReportFile(report);
+  bool wantsRecords() const override { return true; }
+  void Add(Pass& pass) override;
+  // REQUIRES: no -z, which tells of runs while they fill.
+  void Merge(ReportAccumulator& later) override {
+    candidates_.Merge(static_cast<Duplicates&>(later).candidates_);
+  }
+  void Finish() override;
+  void Write(ReportOutput& output) override;
+
+ private:
+  const ReportDefinition& report_;
+  const ReportRun& run_;
+  SpoolFile positions_;  // as a listing has it, and nothing in it: where no temporary file can be
+                         // made, this report tells so, too. Kept so.
+  std::unique_ptr<DupDebugFiles> files_;  // with -z only
+  DupCandidates candidates_;
+  DupGroups groups_;
+};
+
+// Directories and records that the filter rejects are left out.
+void Duplicates::Add(Pass& pass) {
+  RecordBatch& batch = pass.batch;
+  ChoosePassing(report_.plan, pass);
+  LookAtNamesFor(pass);
+  ForEachChosen(pass, [&](size_t i) {
+    if ((batch.fields(i).attributes() & kAttrDirectory) != 0) return;
+    const bool runWasFull = candidates_.Gather(batch.At(i));
+    if (runWasFull && files_) files_->NewRun();
+  });
+}
+
+// Makes the groups and counts the duplicates.
+void Duplicates::Finish() {
+  if (files_) files_->NewRun();  // of the files since, even if there are none
+  candidates_.ForEach([&](const Candidate& file) { groups_.Add(file); });
+  groups_.Finish();
+  if (files_) files_->Finish();
+  const DupTotals& totals = groups_.totals();
+  counts_.count += static_cast<int32_t>(totals.files);
+  counts_.totalBytes += totals.bytes;
+  counts_.allocatedBytes += totals.allocated;
+}
+
+void Duplicates::Write(ReportOutput& output) {
+  DisplayReportFile(output);
   // A title of "none" is printed as it is here.
-  if (!qvaOutput.IsOpen()) ReportEntry(report, L"\n---- %ls ----\n\n", report.title);
-  DupGroups& groups = static_cast<DupFinder&>(*report.work).groups;
-  Writer writer(report, scan);
-  Batch batch(scan);
+  if (!output.isQva()) ReportEntry(output, L"\n---- %ls ----\n\n", report_.title);
+  Writer writer(output, run_.scan);
+  Batch batch(run_.scan, run_.dupLimits.written);
   DupGroup group;
-  while (groups.Next(group)) {
+  while (groups_.Next(group)) {
     for (uint32_t done = 0; done < group.count;) {
-      done += batch.Add(groups, group, done);
+      done += batch.Add(groups_, group, done);
       if (batch.full()) writer.WriteBatch(batch);
     }
   }
   writer.WriteBatch(batch);
-  report.work.reset();
+}
+
+}  // namespace
+
+std::unique_ptr<ReportAccumulator> MakeDuplicates(const ReportDefinition& report, ReportRun& run) {
+  return std::make_unique<Duplicates>(report, run);
 }
 
 }  // namespace tabulon

@@ -18,10 +18,12 @@ struct FileClass {
   std::vector<ClassPattern> patterns;
 };
 
-// In definition order. The references of compiled filters into it stay good: nothing is removed.
-extern std::list<FileClass> classList;
+struct Classes {
+  // In definition order. Queries look at them; nothing is removed.
+  std::list<FileClass> classList;
 
-// The class of that name, letter case ignored; null when there is none.
-const FileClass* FindClass(std::wstring_view name);
+  // The class of that name, letter case ignored; null when there is none.
+  const FileClass* Find(std::wstring_view name) const;
+};
 
 }  // namespace tabulon

@@ -3,11 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <list>
 #include <string>
 #include <string_view>
 
 #include "detail/securityobjects.h"
-#include "query/classlist.h"
+#include "query/classes.h"
 
 namespace tabulon {
 
@@ -60,7 +61,7 @@ enum ElementState { kWantObject = 1, kWantOperator = 2, kWantValue = 3, kComplet
 inline constexpr uint64_t kTypeFile = 1;
 inline constexpr uint64_t kTypeDirectory = 2;
 
-// One element. All elements live in one pool until the program ends; the pointers only look.
+// One element. The pointers only look: the query owns all elements.
 struct Filter {
   Filter* next = nullptr;                // following element of the same list
   Filter* sub = nullptr;                 // head of the list of a parenthesised group
@@ -77,9 +78,15 @@ struct Filter {
   uint32_t operatorMask = 0;  // operators that the object accepts
 };
 
-// A new element of the pool, waiting for an object.
-Filter* NewFilter();
-// Forgets every element. REQUIRES: no list is used any more.
-void FreeFilters();
+// A compiled query. What its elements refer to (classes, accounts) must outlive it.
+struct Query {
+  std::list<Filter> elements;  // of all groups; they stay where they are when a query is moved
+  Filter* head = nullptr;      // of the outermost list; null: every record passes
+
+  // A new element, waiting for an object.
+  Filter* Add() { return &elements.emplace_back(); }
+  // Joins `other` to this query: a record must pass both.
+  void And(Query other);
+};
 
 }  // namespace tabulon

@@ -1,5 +1,5 @@
-// The words of the [report] sections that name report types and fields, with their codes. One table
-// each, in the order in which they are searched.
+// The words of the [report] sections that name fields, with their codes. One table each, in the
+// order in which they are searched.
 #pragma once
 
 #include <array>
@@ -8,56 +8,10 @@
 #include <string>
 #include <string_view>
 
-#include "config/report.h"
+#include "config/reportdefinition.h"
 #include "detail/scan.h"
-#include "query/filter.h"
 
 namespace tabulon {
-
-// A report type. Bits 31 and 30 of the code word (kCifsOnly, kNfsOnly) tell the scans it is for,
-// the rest is its ReportType.
-struct ReportDef {
-  std::wstring_view keyword;
-  uint32_t codeWord;
-  std::wstring_view title;                // default title
-  std::wstring (*makeTitle)() = nullptr;  // makes it, when it shows a parameter's value
-};
-
-// The default titles that show a parameter's value as it stands when the report is read.
-std::wstring LongPathsTitle();
-std::wstring UtfRequiredTitle();
-
-inline constexpr std::array<ReportDef, 26> rptDefs = {{
-    {L"summary", kReportSummary, L"Audit summary"},
-    {L"siduse", kReportSidUse | kCifsOnly, L"SID use totals"},
-    {L"compressed", kReportCompressed | kCifsOnly, L"Compressed files"},
-    {L"offline", kReportOffline, L"Offline files"},
-    {L"encrypted", kReportEncrypted | kCifsOnly, L"Encrypted files"},
-    {L"noowner", kReportNoOwner | kCifsOnly, L"Files with no owner SID"},
-    {L"orphanowner", kReportOrphanOwner | kCifsOnly, L"Files with orphan owner SIDs"},
-    {L"nogroup", kReportNoGroup | kCifsOnly, L"Files with no group SID"},
-    {L"orphangroup", kReportOrphanGroup | kCifsOnly, L"Files with orphan group SIDs"},
-    {L"orphaninacl", kReportOrphanInAcl | kCifsOnly, L"Files with orphan SIDs in ACL"},
-    {L"adsfiles", kReportAdsFiles | kCifsOnly, L"Files with Alternate Data Stream"},
-    {L"longpaths", kReportLongPaths, {}, LongPathsTitle},
-    {L"utfrequired", kReportUtfRequired | kCifsOnly, {}, UtfRequiredTitle},
-    {L"nameconflict", kReportNameConflict, L"Files with potential long/short name conflicts"},
-    {L"custom", kReportCustom, L"Custom file report"},
-    {L"duplicates", kReportDuplicates, L"Duplicate file report"},
-    {L"totals", kReportTotals, L"Report totals"},
-    {L"symlinks", kReportSymlinks, L"Symbolic links"},
-    {L"mountpoints", kReportMountPoints | kCifsOnly, L"Mount point links"},
-    {L"junctionpoints", kReportJunctionPoints | kCifsOnly, L"Junction point links"},
-    {L"filetypes", kReportFiletypes, L"File type totals"},
-    {L"ownertotals", kReportOwnerTotals | kCifsOnly, L"Totals by owner"},
-    {L"uidtotals", kReportUidTotals | kNfsOnly, L"Totals by UID"},
-    {L"gidtotals", kReportGidTotals | kNfsOnly, L"Totals by GID"},
-    {L"nfsstubs", kReportNfsStubs | kNfsOnly, L"NFS stub files"},
-    {L"subdircount", kReportSubdirCount, L"Subdirectory Counts"},
-}};
-
-// The type of that keyword, letter case ignored; null when there is none.
-const ReportDef* FindReportType(std::wstring_view keyword);
 
 // Codes of the detail fields of CSV lines.
 enum FieldCode : uint8_t {
@@ -163,6 +117,6 @@ uint32_t ValidateDupFields(std::wstring_view value);
 
 // Ends the run at the first field of the report that the scan's kind does not have; takes the
 // scan restrictions off the others. REQUIRES: the fields are detail or summary fields as validated.
-void CheckFieldTypes(Report& report, const Scan& scan);
+void CheckFieldTypes(ReportDefinition& report, const Scan& scan);
 
 }  // namespace tabulon

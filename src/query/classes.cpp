@@ -1,4 +1,4 @@
-#include "query/classlist.h"
+#include "query/classes.h"
 
 #include <algorithm>
 
@@ -6,9 +6,7 @@
 
 namespace tabulon {
 
-std::list<FileClass> classList;
-
-const FileClass* FindClass(std::wstring_view name) {
+const FileClass* Classes::Find(std::wstring_view name) const {
   const auto found = std::ranges::find_if(
       classList, [&](const FileClass& each) { return EqualIgnoringCase(each.name, name); });
   return found != classList.end() ? &*found : nullptr;

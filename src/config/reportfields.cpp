@@ -1,11 +1,9 @@
-#include "config/reportdefs.h"
+#include "config/reportfields.h"
 
 #include <algorithm>
 
 #include "base/loganderr.h"
 #include "config/keywords.h"
-#include "config/settings.h"
-#include "detail/recordclass.h"
 
 namespace tabulon {
 namespace {
@@ -21,32 +19,16 @@ constexpr bool RowsAreUnique(const Rows& rows, Code code) {
   return true;
 }
 
-constexpr auto kTypeOf = [](const ReportDef& row) {
-  return row.codeWord & ~(kCifsOnly | kNfsOnly);
-};
 constexpr auto kFieldOf = [](const FieldDef& row) { return row.code & kFieldCodeMask; };
 
-static_assert(RowsAreUnique(rptDefs, kTypeOf));
 static_assert(RowsAreUnique(fldDefs, kFieldOf));
 static_assert(RowsAreUnique(smryDefs, kFieldOf));
 static_assert(RowsAreUnique(dupFlds, kFieldOf));
 // An array that is longer than its rows would end in rows without a keyword.
-static_assert(!rptDefs.back().keyword.empty() && !fldDefs.back().keyword.empty() &&
-              !smryDefs.back().keyword.empty() && !dupFlds.back().keyword.empty());
+static_assert(!fldDefs.back().keyword.empty() && !smryDefs.back().keyword.empty() &&
+              !dupFlds.back().keyword.empty());
 
 }  // namespace
-
-std::wstring LongPathsTitle() {
-  return Formatted(L"Files with pathnames exceeding %d %ls", maxPath, maxPathUnitName);
-}
-
-std::wstring UtfRequiredTitle() {
-  return Formatted(L"Files with names requiring UTF-8 based on codepage %ls", isoCodeName);
-}
-
-const ReportDef* FindReportType(std::wstring_view keyword) {
-  return FindKeyword(rptDefs, keyword);
-}
 
 std::string ValidateFieldList(std::wstring_view value) {
   std::string codes(1, char{kFieldName});
@@ -78,7 +60,7 @@ uint32_t ValidateDupFields(std::wstring_view value) {
   return bits;
 }
 
-void CheckFieldTypes(Report& report, const Scan& scan) {
+void CheckFieldTypes(ReportDefinition& report, const Scan& scan) {
   const bool nfs = !scan.isCifs();
   const uint8_t refused = nfs ? kFieldCifsOnly : kFieldNfsOnly;
   for (char& byte : report.fields) {

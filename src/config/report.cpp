@@ -1,7 +1,0 @@
-#include "config/report.h"
-
-namespace tabulon {
-
-std::list<Report> reportList;
-
-}  // namespace tabulon

@@ -1,0 +1,98 @@
+// The reports of a run at work. Each is an accumulator: it takes the records of a scan, or of a
+// part of it, batch by batch, and writes its text in the end.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/reportdefinition.h"
+#include "detail/scandetail.h"
+#include "reports/reportwriter.h"
+
+namespace tabulon {
+
+// How much the duplicate finder takes in at a time; tests set it lower. Defaults: runs of 5,000,000
+// files, 48 MiB of gathered entries, and in the sorted stores 192, 96 and 96 MiB.
+struct DupLimits {
+  uint32_t runFiles = 5'000'000;      // files of one run: groups are counted run by run
+  size_t gathered = size_t{4} << 20;  // entries gathered in memory
+  size_t sorted = size_t{4} << 20;    // candidates, groups and members, each, held in memory
+  size_t written = size_t{2} << 20;   // members of groups whose records are read at a time
+};
+
+// What the reports of a run share. It must outlive them.
+struct ReportRun {
+  const Scan& scan;
+  const Settings& settings;
+  std::string_view dtlName = {};  // the detail file's name in the locale's encoding
+  std::wstring qvaRoot = {};      // the root as the QVA output shows it
+  DupLimits dupLimits = {};
+  int keptFiles = 0;  // files of duplicates that -z has kept so far, over all reports
+};
+
+// What a report counts.
+struct ReportCounts {
+  int32_t count = 0;            // matching records
+  uint64_t totalBytes = 0;      // sum of their sizes
+  uint64_t allocatedBytes = 0;  // sum of their allocated sizes
+};
+
+class ReportAccumulator {
+ public:
+  virtual ~ReportAccumulator() = default;
+
+  // Whether the report looks at records. Add is called only if so.
+  virtual bool wantsRecords() const { return false; }
+  // Takes the next batch. It chooses records of its own in `pass`, whatever has been chosen there.
+  virtual void Add(Pass&) {}
+  // Takes over what `later` has gathered. Both were fed neighbouring parts of one scan, `later` the
+  // part right after. The outcome is that of one accumulator that saw both. REQUIRES: `later` was
+  // made by the same maker from the same definition; it is used up.
+  virtual void Merge(ReportAccumulator&) {}
+  // Called once, after the last Add or Merge and before any report of the run is written.
+  virtual void Finish() {}
+  // Writes the report.
+  virtual void Write(ReportOutput& output) = 0;
+
+  const ReportCounts& counts() const { return counts_; }
+
+ protected:
+  void MergeCounts(const ReportAccumulator& later);
+
+  ReportCounts counts_;
+};
+
+// All reports of a run, as they take the records of a scan or of a part of it.
+class ReportSet {
+ public:
+  // Definitions and run must outlive the set.
+  ReportSet(std::list<ReportDefinition>& reportList, ReportRun& run);
+
+  void Add(Pass& pass);
+  void Merge(ReportSet& later);
+  void Finish();
+  // Writes every report to its end: its QVA tag line, its text, and the closing of its file. What a
+  // report has gathered goes when it is written. `qvaOutput`: the file that all of them share in a
+  // -qva run; null: none.
+  void Write(TextStream* qvaOutput);
+
+ private:
+  struct Member {
+    ReportDefinition* report;
+    std::unique_ptr<ReportAccumulator> accumulator;
+  };
+  std::vector<Tally> Tallies() const;
+
+  ReportRun& run_;
+  std::vector<Member> members_;
+  std::vector<ReportAccumulator*> watching_;  // those that look at records
+};
+
+// How the scan is read for the reports of a run.
+PassOptions PassOptionsOf(const Settings& settings);
+
+}  // namespace tabulon

@@ -1,0 +1,173 @@
+// Reports as accumulators: those that took a scan in parts and were merged write what one that saw
+// everything writes.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <clocale>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "base/loganderr.h"
+#include "base/tempfile.h"
+#include "detail/scandetail.h"
+#include "query/parsequery.h"
+#include "reports/capture.h"
+#include "reports/report.h"
+#include "reports/reportkinds.h"
+#include "support.h"
+#include "tests/ending.h"
+#include "tests/support/dtlbuild.h"
+#include "tests/support/openscan.h"
+
+namespace tabulon {
+namespace {
+
+std::mt19937 random(15);
+
+template <class Row>
+Row Pick(std::initializer_list<Row> rows) {
+  return rows.begin()[random() % rows.size()];
+}
+
+RecordSpec RandomFile() {
+  RecordSpec file = FileRecord(
+      std::string(Pick({"a", "B", "PROGRA~1", "caf\xC3\xA9", "x\xE2\x82\xAC"})) +
+          Pick({"", ".txt", ".TXT", ".Doc", ".\xC3\xA9", ".x1", ".y1"}),
+      {.flags = Pick({0U, 0U, kRecordSymlink, kRecordNoOwner, kRecordNfsStub, kRecordMountPoint}),
+       .attributes = Pick({0U, 0100644U, kAttrOffline, kAttrCompressed}),
+       .created = 1600000000 + static_cast<uint32_t>(random() % 3) * 86400,
+       .modified = 1700000000 + static_cast<uint32_t>(random() % 3) * 86400,
+       .size = Pick({0UL, 10UL, 5000UL, 1UL << 40}),
+       .uid = static_cast<uint32_t>(random() % 50),
+       .gid = static_cast<uint32_t>(random() % 3)});
+  if ((file.flags & kRecordHasTarget) != 0) file.target = "there";
+  return file;
+}
+
+ScanSpec RandomScan(ScanKind kind) {
+  ScanSpec scan{.kind = kind, .revision = 8 | kRevisionSubdirCounts, .rootPath = "/r"};
+  for (int i = 0; i < 600; ++i) {
+    scan.records.push_back(random() % 9 == 0 ? DirectoryRecord("/d" + std::to_string(random() % 20))
+                                             : RandomFile());
+  }
+  return scan;
+}
+
+// A report of every kind that the scan has, as text or CSV, some with a filter.
+std::list<ReportDefinition> EveryReport(const Scan& scan, const Settings& settings) {
+  std::list<ReportDefinition> reports;
+  for (const ReportKind& kind : kReportKinds) {
+    if ((kind.scans & (scan.isCifs() ? kNfsOnly : kCifsOnly)) != 0) continue;
+    for (const int format : {kFormatText, kFormatCsv, kFormatNone}) {
+      ReportDefinition& report = reports.emplace_back();
+      report.kind = &kind;
+      report.title = kind.keyword;
+      report.format = format;
+      report.flags = kFlagTotals;
+      if (format == kFormatCsv) {
+        report.filter = ParseQuery(L"name matches *t* [or] size gt 0", scan, Classes());
+      }
+      InitializeReportEntry(report, settings, scan);
+    }
+  }
+  return reports;
+}
+
+class Merging : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::setlocale(LC_ALL, "C.UTF-8");
+    settings_.csvSep = L',';
+    settings_.fileIncr = 512;
+    settings_.maxPath = 12;
+    settings_.sizeBands = {0, 100, 1 << 20, INT64_MAX};
+    settings_.cdateBands = settings_.mdateBands = {1600050000, 1700090000, 1800000000};
+  }
+
+  // The texts of all reports on a scan that `parts` sets of them took in turn, one part each.
+  std::vector<std::string> Texts(const Scan& scan, size_t parts) {
+    std::list<ReportDefinition> reports = EveryReport(scan, settings_);
+    ReportRun run{scan, settings_, "x.dtl", L"/r"};
+    run.dupLimits = {.runFiles = 100, .gathered = 40, .sorted = 16, .written = 5};
+    std::vector<std::unique_ptr<ReportSet>> sets;
+    for (size_t i = 0; i < parts; ++i) sets.push_back(std::make_unique<ReportSet>(reports, run));
+    std::vector<size_t> cuts;  // the records before which the next part begins, some parts empty
+    for (size_t i = 1; i < parts; ++i) cuts.push_back(random() % 600);
+    std::ranges::sort(cuts);
+    size_t record = 0;
+    size_t part = 0;
+    const auto take = [&](Pass& pass) {
+      while (part < cuts.size() && cuts[part] <= record) ++part;
+      sets[part]->Add(pass);
+      record += pass.batch.size();
+    };
+    ScanDetail(scan, take, {.most = 1 + random() % 40});
+    // In any grouping, as long as neighbours are merged.
+    while (sets.size() > 1) {
+      const size_t at = random() % (sets.size() - 1);
+      sets[at]->Merge(*sets[at + 1]);
+      sets.erase(sets.begin() + static_cast<std::ptrdiff_t>(at) + 1);
+    }
+    sets.front()->Finish();
+    return Written(reports, *sets.front());
+  }
+
+  static std::vector<std::string> Written(std::list<ReportDefinition>& reports, ReportSet& set) {
+    std::vector<UniqueFd> files;
+    for (ReportDefinition& report : reports) {
+      files.emplace_back(memfd_create("report", 0));
+      report.file.stream.Attach(dup(files.back().get()), true, TextEncoding::kLocale, "report");
+    }
+    set.Write(nullptr);
+    std::vector<std::string> texts;
+    for (const UniqueFd& file : files) {
+      std::string text(static_cast<size_t>(lseek(file.get(), 0, SEEK_END)), '\0');
+      pread(file.get(), text.data(), text.size(), 0);
+      texts.push_back(std::move(text));
+    }
+    return texts;
+  }
+
+  CapturedLog log_;
+  Settings settings_;
+};
+
+TEST_F(Merging, GivesTheOutputOfTheWhole) {
+  for (const ScanKind kind : {ScanKind::kNfs, ScanKind::kCifs}) {
+    const Scan scan = OpenInMemory(BuildDtl(RandomScan(kind)));
+    const std::vector<std::string> whole = Texts(scan, 1);
+    size_t bytes = 0;
+    for (const std::string& text : whole) bytes += text.size();
+    ASSERT_GT(bytes, 100'000U);
+    for (size_t parts = 2; parts <= 9; ++parts) {
+      for (int i = 0; i < 3; ++i) ASSERT_EQ(Texts(scan, parts), whole) << parts;
+    }
+  }
+}
+
+TEST(Listing, GoesOnWithoutAPositionFile) {
+  const TempDir dir;
+  const Scan scan = OpenInMemory(BuildDtl({.records = {FileRecord("a"), FileRecord("b")}}));
+  const Settings settings;
+  ReportDefinition report;
+  report.kind = &KindOf(kReportCustom);
+  ReportRun run{scan, settings};
+  const auto list = [&] {
+    const TempPlace place("/proc");
+    Logs logs;
+    OpenLogErrFiles(0, (dir / "list").c_str(), nullptr);
+    const auto listing = report.kind->make(report, run);
+    ScanDetail(scan, [&](Pass& pass) { listing->Add(pass); });
+    EXPECT_EQ(listing->counts().count, 2);
+    ReportOutput output(report, settings);
+    listing->Write(output);
+    CloseLogErrFiles();
+  };
+  EXPECT_ENDS(list(), 0,
+              testing::MatchesRegex("Error writing '/proc/tabul[^\n]*'\n  .p2. No such file.*\n"));
+  EXPECT_THAT(ReadFile(dir / "list"), testing::StartsWith("Cannot open tmp file /proc/tabul"));
+}
+
+}  // namespace
+}  // namespace tabulon
