@@ -20,6 +20,7 @@ namespace tabulon {
 // A file that has to go, and its place on the list of them.
 struct TempFile::Live {
   std::string path;
+  bool bySignalOnly = false;  // goes with a signal alone
   Live* previous = nullptr;
   Live* next = nullptr;
 };
@@ -71,9 +72,23 @@ class ListLock {
   sigset_t before_;
 };
 
+// Async-signal-safe.
+void RemoveLiveFiles(bool bySignal) {
+  const ListLock lock;
+  for (const TempFile::Live* file = liveFiles.first; file != nullptr; file = file->next) {
+    if (bySignal || !file->bySignalOnly) unlink(file->path.c_str());
+  }
+}
+
+// The list is held.
+void TakeOffList(const TempFile::Live& file) {
+  (file.previous != nullptr ? file.previous->next : liveFiles.first) = file.next;
+  if (file.next != nullptr) file.next->previous = file.previous;
+}
+
 // Removes the files and lets the signal do what it does. Async-signal-safe.
 void EndBySignal(int signal) {
-  RemoveTempFilesNow();
+  RemoveLiveFiles(true);
   std::signal(signal, SIG_DFL);
   raise(signal);
 }
@@ -129,10 +144,7 @@ void RemoveTempFilesOnSignals() {
 }
 
 void RemoveTempFilesNow() {
-  const ListLock lock;
-  for (const TempFile::Live* file = liveFiles.first; file != nullptr; file = file->next) {
-    unlink(file->path.c_str());
-  }
+  RemoveLiveFiles(false);
 }
 
 std::string DefinedTempName(const char* name) {
@@ -151,8 +163,7 @@ std::string DefinedTempName(const char* name) {
 void TempFile::Forget::operator()(Live* file) const {
   {
     const ListLock lock;
-    (file->previous != nullptr ? file->previous->next : liveFiles.first) = file->next;
-    if (file->next != nullptr) file->next->previous = file->previous;
+    TakeOffList(*file);
   }
   delete file;
 }
@@ -208,6 +219,8 @@ TempFile TempFile::Create(const char* name, mode_t mode) {
     file = CreateExclusive(std::move(path), mode);
     if (!file.valid() && errno != EEXIST) return file;
   }
+  // The process mask may deny the owner what Reopen needs.
+  if (file.valid()) fchmod(file.fd(), mode);
   return file;
 }
 
@@ -254,12 +267,30 @@ void TempFile::Keep() {
 
 void TempFile::RemoveAtEnd() {
   if (!live_) Note([] { return true; });
+  live_->bySignalOnly = false;
+}
+
+void TempFile::KeepUnlessSignalled() {
+  RemoveAtEnd();
+  live_->bySignalOnly = true;
+}
+
+bool TempFile::Replace(TempFile& other) {
+  {
+    const ListLock lock;
+    if (rename(path_.c_str(), other.path_.c_str()) != 0) return false;
+    for (const TempFile* file : {this, &other}) {
+      if (file->live_) TakeOffList(*file->live_);
+    }
+  }
+  for (TempFile* file : {this, &other}) delete file->live_.release();
+  return true;
 }
 
 void TempFile::Remove() {
   fd_.Reset();
   if (!live_) return;
-  unlink(path_.c_str());
+  if (!live_->bySignalOnly) unlink(path_.c_str());
   live_.reset();
 }
 

@@ -75,6 +75,12 @@ class TempFile {
   void Keep();
   // Takes back Keep: the file goes with its owner, or with the process. REQUIRES: valid().
   void RemoveAtEnd();
+  // The file stays when its owner goes and at a fatal exit; a signal that ends the process removes
+  // it. REQUIRES: the file has been made.
+  void KeepUnlessSignalled();
+  // Gives the file the name of `other`, which is no more then; both are kept from there on, and no
+  // signal comes in between. False with errno set; nothing has changed then.
+  bool Replace(TempFile& other);
   // Closes and removes the file.
   void Remove();
 

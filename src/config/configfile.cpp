@@ -131,10 +131,23 @@ void MakeReportDirectory(const std::optional<std::string>& reportDir) {
   }
 }
 
+// No report may overwrite another one, nor what the run reads and logs.
+void RefuseSameReportFiles(const Configuration& made) {
+  if (made.settings.qvaFlag) return;  // they are not written
+  UsedFiles files = made.settings.usedFiles;
+  for (const ReportDefinition& report : made.reportList) {
+    if (!report.reportFile) continue;
+    const std::optional<std::string> path = InReportDir(made.settings, *report.reportFile).bytes;
+    if (path) files.push_back({FileUse::kWritten, L"report file", *path});
+  }
+  RefuseSameFiles(files);
+}
+
 // Reports that are switched off have been checked line by line, and are not completed.
 void CompleteReports(Configuration& made, const Scan& scan) {
   if (made.reportList.empty()) ErrExit(L"No reports specified in configuration file\n");
   made.reportList.remove_if([](const ReportDefinition& report) { return report.active <= 0; });
+  RefuseSameReportFiles(made);
   for (ReportDefinition& report : made.reportList) {
     InitializeReportEntry(report, made.settings, scan);
   }

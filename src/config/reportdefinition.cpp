@@ -1,22 +1,13 @@
 #include "config/reportdefinition.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <cstdlib>
 
-#include "base/fileio.h"
 #include "base/format.h"
 #include "base/loganderr.h"
-#include "base/uniquefd.h"
 #include "config/reportfields.h"
 
 namespace tabulon {
 namespace {
-
-constexpr mode_t kReportFileMode = 0666;
-constexpr char kByteOrderMark[] = {'\xFF', '\xFE'};
 
 constexpr uint32_t kDefaultExtLength = 4;
 
@@ -46,22 +37,10 @@ void SetDefaults(ReportDefinition& report, const Settings& settings) {
 
 void CreateReportFile(ReportDefinition& report, const Settings& settings) {
   const auto [shown, path] = InReportDir(settings, *report.reportFile);
-  UniqueFd file;
-  if (path) {
-    file = UniqueFd(open(path->c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kReportFileMode));
+  if (!path || !report.file.output.Prepare(*path)) {
+    PosixErrExit(0, L"Unable to create report file '%ls'\n", shown);
   }
-  if (!file.valid()) PosixErrExit(0, L"Unable to create report file '%ls'\n", shown);
   report.file.reportPath = shown;
-  report.file.reportPathNarrow = *path;
-  const bool unicode = settings.textFormat == kTextUnicode;
-  if (unicode && !WriteFully(file.get(), kByteOrderMark, sizeof kByteOrderMark)) {
-    ReportWriteError(*path, errno);
-  }
-  struct stat made {};
-  if (fstat(file.get(), &made) != 0 || !S_ISREG(made.st_mode)) {
-    report.file.stream.Attach(file.Release(), true,
-                              unicode ? TextEncoding::kUtf16Le : TextEncoding::kLocale, *path);
-  }
 }
 
 void SetUpDuplicates(ReportDefinition& report) {

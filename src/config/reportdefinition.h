@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/asidefile.h"
 #include "base/textstream.h"
 #include "config/settings.h"
 #include "detail/reporttype.h"
@@ -57,11 +58,9 @@ using ReportKinds = std::span<const ReportKind>;
 
 // The file of a report.
 struct ReportFile {
-  std::wstring reportPath;       // as it is announced; set when the file has been made
-  std::string reportPathNarrow;  // as it is opened, in the locale's encoding; empty: no file
-  TextStream stream;             // closed, but while the report is written. Only what is no regular
-                                 // file (a pipe, a terminal) stays open, since a second opening
-                                 // could mean something else
+  std::wstring reportPath;  // as it is announced; set when the file has been made
+  AsideFile output;         // its path, in the locale's encoding, is empty when there is no file
+  TextStream stream;        // closed, but while the report is written
 };
 
 struct ReportDefinition {
@@ -99,8 +98,8 @@ struct Configuration {
 // file and its plan. A type or field that the scan's kind does not have, and a report file that
 // cannot be made, end the run.
 //
-// Any number of reports fit under a small descriptor limit: a report file is made (and emptied)
-// here and closed again, to be opened when the report is written.
+// Any number of reports fit under a small descriptor limit: a report file is made, or
+// found fit for writing, and closed again, to be opened when the report is written.
 void InitializeReportEntry(ReportDefinition& report, const Settings& settings, const Scan& scan);
 
 // Where report files go: what the command line names is opened by the bytes that were given, the

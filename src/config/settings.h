@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "base/usedfiles.h"
 #include "detail/bands.h"
 #include "detail/recordclass.h"
 
@@ -29,6 +30,7 @@ struct Settings : NameLimits, DistributionLimits {
   bool adsFull = false;             // -adsfull: list alternate data streams as lines of their own
   bool progressFlag = false;        // -p: progress marks on standard output
   std::list<std::wstring> catList;  // -cat: selected report categories; "all" stands first
+  UsedFiles usedFiles;              // the scan, the configuration and the logs
 
   // From [parameters] lines (reportDir from -rdir first).
   std::optional<std::string> reportDir;  // directory of the report files, in the bytes that were

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "base/format.h"
 #include "base/localebytes.h"
@@ -110,8 +111,9 @@ std::list<std::wstring> CollectCategories(const CmdOptions& cmdOpts) {
 }
 
 // What the command line sets; the configuration adds to it.
-Settings SettingsOf(const CmdOptions& cmdOpts) {
+Settings SettingsOf(const CmdOptions& cmdOpts, UsedFiles usedFiles) {
   Settings settings;
+  settings.usedFiles = std::move(usedFiles);
   settings.dbgFlag = cmdOpts[kOptDebugFlag].Given();
   settings.qvaFlag = cmdOpts[kOptQva].Given();
   settings.progressFlag = cmdOpts[kOptProgress].Given();
@@ -174,15 +176,15 @@ void RunConfiguration(const char* path, const Settings& options, const DupLimits
   ReportSet reports(configuration.reportList, run);
   ConsoleEntry(Console(), L"ProcessConfigFile DONE\n");
   Console().Flush();
+  AsideFile qvaFile;
   TextStream qvaOutput;
-  if (settings.qvaFlag) run.qvaRoot = CreateQvaFile(scan, settings, qvaOutput);
+  if (settings.qvaFlag) run.qvaRoot = CreateQvaFile(scan, settings, qvaFile, qvaOutput);
   const PassEnd end = ScanDetail(
       scan, [&](Pass& pass) { reports.Add(pass); }, PassOptionsOf(settings));
   reports.Finish();
   reports.Write(settings.qvaFlag ? &qvaOutput : nullptr);
-  if (qvaOutput.IsOpen() && qvaOutput.Close() != 0) {
-    ReportWriteError(qvaOutput.name(), qvaOutput.error());
-  }
+  const int error = qvaOutput.IsOpen() ? qvaFile.Close(qvaOutput) : 0;
+  if (error != 0) ReportWriteError(qvaFile.path(), error);
   TellBreakOff(input, end);
   CleanUp(input);
 }
@@ -226,9 +228,9 @@ int RealMain(std::span<char*> arguments, const DupLimits& dupLimits) {
     TestTemplate();
     return 0;
   }
-  OpenLogs(cmdOpts);
+  UsedFiles usedFiles = OpenLogs(cmdOpts);
   TellScanTime();
-  const Settings settings = SettingsOf(cmdOpts);
+  const Settings settings = SettingsOf(cmdOpts, std::move(usedFiles));
   DetailInput input = OpenDetail(cmdOpts, settings);
   // Exactly one road.
   if (cmdOpts[kOptQuery].Given() || cmdOpts[kOptQueryFull].Given()) {

@@ -1,9 +1,5 @@
 #include "reports/reportwriter.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <string>
 
 #include "base/loganderr.h"
@@ -21,8 +17,7 @@ void DoubleLineFeeds(std::wstring& text) {
   }
 }
 
-// Behind what the configuration has written: a byte-order mark in unicode output, else nothing.
-constexpr off_t kUnicodeMark = 2;
+constexpr std::string_view kByteOrderMark = "\xFF\xFE";
 
 }  // namespace
 
@@ -54,18 +49,19 @@ void DisplayReportFile(ReportOutput& output) {
 
 void OpenReportFile(ReportOutput& output) {
   ReportFile& file = output.file();
-  if (file.reportPathNarrow.empty() || file.stream.IsOpen()) return;
+  if (file.output.path().empty()) return;
   const bool unicode = output.settings().textFormat == kTextUnicode;
-  const int fd = open(file.reportPathNarrow.c_str(), O_WRONLY | O_CLOEXEC);
-  if (fd < 0) PosixErrExit(0, L"Unable to create report file '%ls'\n", file.reportPath);
-  file.stream.Attach(fd, true, unicode ? TextEncoding::kUtf16Le : TextEncoding::kLocale,
-                     file.reportPathNarrow);
-  if (unicode) lseek(fd, kUnicodeMark, SEEK_SET);
+  if (!file.output.Open(file.stream, unicode ? TextEncoding::kUtf16Le : TextEncoding::kLocale)) {
+    PosixErrExit(0, L"Unable to create report file '%ls'\n", file.reportPath);
+  }
+  if (unicode) file.stream.WriteBytes(kByteOrderMark);
 }
 
 void CloseReport(ReportOutput& output) {
-  TextStream& stream = output.file().stream;
-  if (stream.IsOpen() && stream.Close() != 0) ReportWriteError(stream.name(), stream.error());
+  ReportFile& file = output.file();
+  if (!file.stream.IsOpen()) return;
+  const int error = file.output.Close(file.stream);
+  if (error != 0) ReportWriteError(file.output.path(), error);
 }
 
 }  // namespace tabulon

@@ -63,7 +63,8 @@ void DisplayReportFile(ReportOutput& output);
 
 // Opens the file that the configuration made for the report, for writing; nothing when it has none.
 void OpenReportFile(ReportOutput& output);
-// Closes the report's file; a failed write is told and counts against the run's status.
+// Closes the report's file and puts it in the place of the one before. If that fails, or a write
+// did, it is told and counts against the run's status.
 void CloseReport(ReportOutput& output);
 
 }  // namespace tabulon

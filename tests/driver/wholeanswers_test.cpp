@@ -128,6 +128,101 @@ TEST_F(WholeAnswers, LogsSpareTheFilesOfTheRun) {
   EXPECT_EQ(Run("-l /dev/null -e /dev/null").status, 0);
 }
 
+// The same for what the configuration names, and for the QVA file.
+TEST_F(WholeAnswers, ReportsSpareTheFilesOfTheRun) {
+  const std::string custom = "type=custom;reportfile=";
+  ScanSpec tagged = ThreeFiles();
+  tagged.tag = PaddedTag("T");
+  tagged.flags = kHeaderQvaTagged;
+  tagged.host = "h";
+  WriteDtl(dir_ / "x.dtl", tagged);
+  WriteFile(dir_ / "r", "of yesterday");
+  std::filesystem::create_directory(dir_ / "d");
+  std::filesystem::create_symlink("r", dir_ / "soft");
+  const auto entries = dir_.Entries();
+  const std::string scan = ReadFile(dir_ / "x.dtl");
+  // clang-format off
+  const struct { std::string sections; const char* arguments; const char* told; } rows[] = {
+      {custom + "x.dtl", "", "scan 'x.dtl' and report file 'x.dtl' are one file\n"},
+      {custom + "c", "", "configuration 'c' and report file 'c' are one file\n"},
+      {custom + "r\n[report]\n" + custom + "soft", "",
+       "report file 'r' and report file 'soft' are one file\n"},
+      {custom + "new\n[report]\n" + custom + "d/../new", "",
+       "report file 'new' and report file 'd/../new' are one file\n"},
+      {custom + "soft", "-rdir . -e new -l r", "list log 'r' and report file './soft' are one file\n"},
+      {"type=totals", "-qva -l T_h_srv", "list log 'T_h_srv' and QVA output file 'T_h_srv' are one file\n"},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
+    WriteFile(dir_ / "c", Section(row.sections));
+    const RunResult run = Run(std::string("-cfg c ") + row.arguments);
+    EXPECT_EQ(run.status, 1) << row.told;
+    EXPECT_THAT(run.err, EndsWith(row.told));
+    EXPECT_EQ(ReadFile(dir_ / "x.dtl"), scan);
+    EXPECT_EQ(ReadFile(dir_ / "c"), Section(row.sections));
+    if (row.arguments[0] == '\0') {
+      EXPECT_EQ(ReadFile(dir_ / "r"), "of yesterday");
+      EXPECT_EQ(dir_.Entries(), entries);
+    }
+  }
+  // Reports that are not written spare everything.
+  WriteFile(dir_ / "c", Section(custom + "c") + Section(custom + "c;inactive=yes"));
+  EXPECT_EQ(Run("-qva -cfg c").status, 0);
+}
+
+TEST_F(WholeAnswers, OnlyQvaFilesAreReplacedByOne) {
+  ScanSpec tagged = ThreeFiles();
+  tagged.tag = PaddedTag("T|\u00E9");
+  tagged.flags = kHeaderQvaTagged;
+  tagged.host = "h";
+  WriteDtl(dir_ / "x.dtl", tagged);
+  const std::string name = dir_ / "T|\u00E9_h_srv", plain = Section("type=totals");
+  WriteFile(dir_ / "c", "[parameters]\ntextoutput=unicode\n" + plain);
+  EXPECT_EQ(Run("-qva -cfg c").status, 0);
+  WriteFile(dir_ / "c", plain);
+  EXPECT_EQ(Run("-qva -cfg c").status, 0) << "over one in UTF-16";
+  EXPECT_EQ(Run("-qva -cfg c").status, 0);
+  for (const char* text :
+       {"letter", "T|h|/srv|NFS|filer|1|2|3|4|5|x\n", "a|b|c|d|e|1|2|3|4|5|6\n"}) {
+    WriteFile(name, text);
+    const RunResult run = Run("-qva -cfg c");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(WithoutScanTime(run.err),
+              "ReportDir is NULL\n'T|\u00E9_h_srv' is no QVA output file, and stays\n");
+    EXPECT_EQ(ReadFile(name), text);
+  }
+  WriteFile(name, "");
+  EXPECT_EQ(Run("-qva -cfg c").status, 0);
+}
+
+// A report that cannot be written whole, or that a fault keeps from being written.
+TEST_F(WholeAnswers, ReportsOfYesterdayOutliveAFailure) {
+  ScanSpec many = ThreeFiles();
+  many.records.resize(2000, FileRecord(std::string(60, 'f')));
+  WriteDtl(dir_ / "x.dtl", many);
+  for (const char* name : {"r", "second"}) WriteFile(dir_ / name, "of yesterday");
+  const std::string first = ReadFile(dir_ / "c");
+  // clang-format off
+  const struct { std::string config; const char* words; const char* told; } rows[] = {
+      {first, "ulimit -f 128; trap '' XFSZ; ", "Error writing 'r'\n  (p27) "},
+      {first + Section("type=custom;reportfile=none/x"), "", "Unable to create report file 'none/x'\n  (p2) "},
+      {Section("type=duplicates;reportfile=r") + Section("type=totals;reportfile=second"), "",
+       "Unable to create temporary file 'dupmerge.tmp'"},
+  };
+  // clang-format on
+  std::filesystem::create_directory(dir_ / "dupmerge.tmp");
+  for (const auto& row : rows) {
+    WriteFile(dir_ / "c", row.config);
+    const RunResult run = Run("-z -tempdir /tmp -cfg c", row.words);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr(row.told));
+    EXPECT_EQ(ReadFile(dir_ / "r") + ReadFile(dir_ / "second"), "of yesterdayof yesterday");
+  }
+  WriteFile(dir_ / "c", first);
+  EXPECT_EQ(Run("-cfg c", "umask 0277; ").status, 0);
+  EXPECT_THAT(ReadFile(dir_ / "r"), StartsWith("/srv/a\n"));
+}
+
 // Errors go to both logs, so that they are there twice.
 TEST_F(WholeAnswers, BothLogsMayBeOneFile) {
   std::filesystem::create_symlink("log", dir_ / "same");
