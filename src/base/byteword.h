@@ -15,19 +15,21 @@ inline constexpr uint64_t kEveryByte = 0x0101010101010101;
 inline constexpr uint64_t kHighBits = 0x80 * kEveryByte;
 inline constexpr uint64_t kLowBits = 0x7F * kEveryByte;
 
-// The high bit of each byte of `word` that equals `ascii`. Exact for words of ASCII bytes.
+// The high bit of each byte of `word` that equals `ascii`: only such a byte is zero after the
+// exclusive or, and adding 0x7F to it does not reach the high bit. Exact for words of ASCII bytes.
 constexpr uint64_t MarksOf(char ascii, uint64_t word) {
   const uint64_t same = kEveryByte * static_cast<unsigned char>(ascii);
   return ~((word ^ same) + kLowBits) & kHighBits;
 }
 
-// The high bit of each byte of `word` that is zero or no ASCII; marks above the lowest one may be
-// wrong.
+// The high bit of each byte of `word` that is zero or not ASCII. Only the lowest mark is reliable:
+// the subtraction borrows from the bytes above a zero byte.
 constexpr uint64_t MarksOfUnplain(uint64_t word) {
   return ((word - kEveryByte) | word) & kHighBits;
 }
 
-// The last eight bytes of a text, the last one highest; zero bytes stand in front of a shorter one.
+// The last eight bytes of a text, the last one highest; zero bytes precede a shorter text. Tests
+// for an ending (".jpg") and the search for the last dot need only this word.
 inline uint64_t TailWord(std::string_view text) {
   const size_t size = text.size();
   const char* bytes = text.data();
@@ -39,8 +41,9 @@ inline uint64_t TailWord(std::string_view text) {
   return word;
 }
 
-// Lower-cases eight ASCII characters together: bit 7 of each sum tells whether the byte reaches the
-// letter, and a quarter of it is the difference between the cases.
+// Lower-cases eight ASCII characters together. The high bit of each sum tells whether the byte is
+// at least 'A', and whether it is beyond 'Z'. Where only the first holds, that bit (0x80), shifted
+// right by two, is the difference between the cases (0x20).
 constexpr uint64_t LowerWord(uint64_t word) {
   const uint64_t fromA = word + kEveryByte * (0x80 - 'A');
   const uint64_t behindZ = word + kEveryByte * (0x80 - ('Z' + 1));

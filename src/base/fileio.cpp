@@ -7,7 +7,8 @@
 namespace tabulon {
 namespace {
 
-// Repeats `step(done)`, one system call, until `size` bytes are through, it returns 0 or it fails.
+// Repeats `step(done)`, one system call, until `size` bytes have been moved, it returns 0 or it
+// fails.
 template <class Step>
 ssize_t Repeat(size_t size, Step step) {
   size_t done = 0;
@@ -21,7 +22,8 @@ ssize_t Repeat(size_t size, Step step) {
   return static_cast<ssize_t>(done);
 }
 
-// Whether all is through; what stopped early without an error counts as `shortError`.
+// Whether all bytes have been moved; a transfer that stopped early without an error counts as
+// `shortError`.
 bool Whole(ssize_t done, size_t size, int shortError) {
   if (done >= 0 && static_cast<size_t>(done) < size) errno = shortError;
   return done >= 0 && static_cast<size_t>(done) == size;

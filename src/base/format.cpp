@@ -11,7 +11,7 @@ namespace {
 struct CodeRange {
   int32_t first, last;
 };
-// What does something to a terminal or to the reading order.
+// Characters that control a terminal or change the reading order.
 // clang-format off
 constexpr CodeRange kHarmful[] = {
     {0x00, 0x1F}, {0x7F, 0x9F},  // C0, DEL, C1

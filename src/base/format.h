@@ -66,7 +66,7 @@ struct Conversion {
   wchar_t letter = 0;  // d i u X c s
 };
 
-// Parses the conversion that starts behind the '%' at text[at - 1]; moves `at` behind it.
+// Parses the conversion that starts after the '%' at text[at - 1]; moves `at` after it.
 constexpr Conversion ParseConversion(std::wstring_view text, size_t& at) {
   Conversion c;
   for (; at < text.size() && (text[at] == L'-' || text[at] == L'0'); ++at) {

@@ -10,7 +10,7 @@ void* ReserveMemory(size_t size) {
   void* memory = mmap(nullptr, size > 0 ? size : 1, PROT_READ | PROT_WRITE,
                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) ErrExit(L"Insufficient memory\n");
-  madvise(memory, size, MADV_HUGEPAGE);  // a wish; the array works without
+  madvise(memory, size, MADV_HUGEPAGE);  // may fail; the array works without large pages
   return memory;
 }
 

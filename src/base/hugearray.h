@@ -1,6 +1,7 @@
-// A growing array of plain values in memory that is reserved at once and taken from the system only
-// as far as it is used: no copying while it grows, and large pages where the system has them (fresh
-// small pages cost more than the work on millions of entries).
+// A growing array of plain values. Its address space is reserved at once, its memory is taken from
+// the system only as far as it is used. So nothing is copied while it grows, and the system can use
+// large pages (2 MiB): faulting in a new small page every 4 KiB costs more than the work on
+// millions of entries.
 #pragma once
 
 #include <cstddef>

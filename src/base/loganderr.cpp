@@ -19,8 +19,8 @@ constexpr mode_t kLogMode = 0666;   // before the process mask
 constexpr size_t kStampBytes = 13;  // "YYMMDD.hhmmss"
 constexpr size_t kDebugStampSize = 48;
 
-// The one pointer to the logs of the run: a fatal exit can come from any depth, and handing the
-// logs to whatever may fail would put them into every signature.
+// The one pointer to the logs of the run: a fatal exit can come from any depth, and without the
+// pointer every function that may fail would take the logs as an argument.
 constinit Logs* currentLogs = nullptr;
 
 std::string TimeStamp(std::time_t time) {
@@ -76,7 +76,7 @@ void FlushOutput(Logs& logs) {
   throw EndOfRun{status};
 }
 
-// Writes around the streams' buffers, which may not have been made yet.
+// Writes directly, not through the streams: their buffers may not exist yet.
 void PutMemoryError(int fd, const wchar_t* label) {
   const auto put = [&](std::string_view bytes) { WriteFully(fd, bytes.data(), bytes.size()); };
   put("Insufficient memory");

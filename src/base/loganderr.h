@@ -59,17 +59,17 @@ inline TextStream& ErrorConsole() {
 }
 
 // Expands every "%d" or "%D" of a file name to the local date and time, "YYMMDD.hhmmss". The letter
-// of the token is kept behind the stamp ("list%d.txt" gives "list261115.101809d.txt"), and the
+// of the token is kept after the stamp ("list%d.txt" gives "list261115.101809d.txt"), and the
 // year 2000 prints as "100": both on purpose.
 std::string MakeFilename(std::string_view pattern);
 
 // The C library's text for a system error number, each byte one unit, sign-extended.
 std::wstring PosixErrMsg(int errnum);
 
-// Opens list and error log; null stands for standard output and standard error. Both may be one
-// file. Failure ends the run.
+// Opens list and error log; null means standard output and standard error. Both may be one file.
+// Failure ends the run.
 void OpenLogErrFiles(int useLock, const char* logName, const char* errName);
-// Opens the debug log for appending; null stands for standard output. Failure ends the run.
+// Opens the debug log for appending; null means standard output. Failure ends the run.
 void OpenDebugLogFile(int useLock, const char* name);
 // Flushes and closes both logs. A list log that could not be written whole is told on the error log
 // first, an error log on standard error. Returns false when either, or standard error, has lost
@@ -147,7 +147,7 @@ template <class... A>
   __builtin_unreachable();
 }
 
-// With the system error's line behind the message; `errnum` 0 = errno at the call.
+// The message is followed by the line of the system error; `errnum` 0 = errno at the call.
 template <class... A>
 [[noreturn]] void PosixErrExit(int errnum, WideFormat<A...> format, const A&... args) {
   WithArgs([&](auto packed) { log_internal::PosixExit(errnum, format.text, packed); }, args...);

@@ -3,7 +3,7 @@
 
 namespace tabulon {
 
-// Has the processor fetch the start of what stands at `at`: two cache lines, which hold most
+// Has the processor fetch the start of the record or text at `at`: two cache lines, which hold most
 // records and paths. Any address will do; where nothing is mapped, nothing is fetched.
 inline void PrefetchStart(const void* at) {
   constexpr int kCacheLine = 64;

@@ -25,7 +25,7 @@ namespace log_internal {
 void PosixError(int errnum, std::wstring_view format, Args args);
 }
 
-// LogErr with the line "  (p<number>) <text>" of the system error behind it. `errnum` 0 = errno.
+// LogErr, followed by the line "  (p<number>) <text>" of the system error. `errnum` 0 = errno.
 // Under locking it destroys the log lock; later entries are not serialised. On purpose.
 template <class... A>
 void LogPosixErr(int errnum, WideFormat<A...> format, const A&... args) {

@@ -17,8 +17,11 @@ namespace tabulon {
 
 // `Order` gives the order: `static bool Less(const T&, const T&)`, and
 // `static uint32_t Bucket(const T&)`, a number below kSortBuckets that never falls from one entry
-// to the next in that order (a constant will do). Many entries are spread over the buckets first,
-// and each bucket is then sorted where it fits the processor's caches.
+// to the next in that order (a constant will do).
+//
+// Many entries are first counted by bucket, then copied to their buckets, then each bucket is
+// sorted: two plain passes over all entries, and sorting that stays within the processor's caches.
+// Sorting millions of entries as a whole would pass over memory until its parts fit the caches.
 inline constexpr uint32_t kSortBuckets = 4096;
 
 template <class T, class Order>
@@ -57,7 +60,7 @@ class SortedSpool {
     file_.Remove();
   }
 
-  // Reads the next entry in order; false behind the last one.
+  // Reads the next entry in order; false after the last one.
   bool Next(T& entry) {
     if (runs_.empty()) {
       if (read_ == entries_.size()) return false;

@@ -17,7 +17,7 @@
 
 namespace tabulon {
 
-// A file that has to go, and its place on the list of them.
+// A file that has to be removed at the end of the run, and its place on the list of them.
 struct TempFile::Live {
   std::string path;
   bool bySignalOnly = false;  // goes with a signal alone
@@ -36,22 +36,24 @@ constexpr size_t kRandomBytes = 6;
 constexpr std::string_view kNameLetters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 
-// The signals by which users, schedulers, limits and readers that go away end a run.
+// The signals that end a run: from users, from schedulers, at limits, and when the reader of a pipe
+// goes away.
 constexpr std::array<int, 9> kEndingSignals = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE, SIGALRM,
                                                SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU};
 
-// The one pointer to the run's place: trees, spools and tables deep down make temporary files.
+// The one pointer to the run's temporary directory: trees, spools and tables make temporary files
+// at any depth.
 constinit const TempPlace* currentPlace = nullptr;
 
-// The files that have to go, for the handler of the ending signals, to which nothing can be handed.
+// The files that have to be removed. Global, because a signal handler has no argument for it.
 struct LiveFiles {
   std::atomic_flag busy;  // a thread changes or reads the list
   TempFile::Live* first = nullptr;
 };
 constinit LiveFiles liveFiles;
 
-// Holds the list. The ending signals wait in this thread meanwhile; their handler in another one
-// waits for the list.
+// Holds the list. Meanwhile the ending signals are blocked in this thread, and their handler in
+// another thread waits until the list is free.
 class ListLock {
  public:
   ListLock() {
@@ -105,7 +107,7 @@ std::string TempDirectory() {
   const char* const candidates[] = {
       secure_getenv("TMPDIR"), chosenByRun ? currentPlace->tempDir->c_str() : nullptr, P_tmpdir};
   const auto* const chosen = std::ranges::find_if(candidates, IsDirectory);
-  errno = ENOENT;  // for the case that none is
+  errno = ENOENT;  // if none is a directory
   if (chosen == std::end(candidates)) return {};
   std::string directory = *chosen;
   while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
@@ -168,8 +170,8 @@ void TempFile::Forget::operator()(Live* file) const {
   delete file;
 }
 
-// Puts the file on the list when `make` made it. The memory is taken before: a run that ends for
-// want of it must not leave the file.
+// Puts the file on the list when `make` made it. The memory for that is taken before: a run that
+// ends because there is none must not leave the file.
 template <class Make>
 void TempFile::Note(Make make) {
   std::unique_ptr<Live> file(new Live{path_});

@@ -68,8 +68,8 @@ class TempFile {
 
   // Closes the file, which stays on disk until it is removed. Returns close's result.
   int Close() { return fd_.Reset(); }
-  // Opens it again after Close; false with errno set when that fails or when the name no longer
-  // stands for the file that was made.
+  // Opens it again after Close; false with errno set when that fails or when the name now belongs
+  // to another file than the one that was made.
   bool Reopen();
   // The file stays when its owner goes.
   void Keep();

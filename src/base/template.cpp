@@ -17,7 +17,7 @@ constexpr bool IsRun(wchar_t unit) {
   return unit == kWildName || unit == kWildPath;
 }
 
-// One typed unit, or two with a quote, to one coded unit; moves `at` behind them.
+// One typed unit, or two with a quote, to one coded unit; moves `at` after them.
 wchar_t CodeUnit(std::wstring_view typed, size_t& at) {
   constexpr std::wstring_view kQuotable = L"*?'~";
   const wchar_t unit = typed[at++];
@@ -81,7 +81,7 @@ class CompiledTemplate::Matcher {
       return t.bareTail_ && !t.last_ && size + 1 == t.prefix_.length && EndsBare(t.prefix_, 0);
     }
     size_t at = t.prefix_.length;
-    size_t restStart = 0;  // behind the unit that the wildcard before had to find
+    size_t restStart = 0;  // after the first unit of the segment found last
     for (const Segment& segment : t.inner_) {
       const size_t found = Find(segment, at);
       if (found == kNone) return false;
@@ -112,7 +112,8 @@ class CompiledTemplate::Matcher {
     return text_.find(static_cast<Char>(pattern_.separator_), at) != text_.npos;
   }
 
-  // Compares from the end: names differ more often in the last letter of ".txt" than in the dot.
+  // Compares from the end: in ".txt", the first letter to differ is more often the last one than
+  // the dot.
   bool StandsAt(size_t start, size_t length, size_t at) const {
     if (length > text_.size() - at) return false;
     const wchar_t* units = pattern_.units_.data() + start;
@@ -147,7 +148,7 @@ class CompiledTemplate::Matcher {
     return Find(s, component - s.length) != kNone;
   }
 
-  // The first place at or behind `at` where the segment stands; kNone when there is none.
+  // The first place from `at` on where the text holds the segment; kNone when there is none.
   size_t Find(const Segment& s, size_t at) const {
     if (s.length > text_.size() - at) return kNone;
     const size_t behind = text_.size() - s.length + 1;
@@ -161,7 +162,9 @@ class CompiledTemplate::Matcher {
     return kNone;
   }
 
-  // Find, eight places at a time. The last word is taken from the end.
+  // Find, eight places at a time: Likely marks those where the first and the last unit fit, and
+  // only these are compared whole. The last word is the one that ends with the last place, and its
+  // marks below `at`, which are known already, are shifted out.
   size_t FindByWords(const Segment& s, size_t at, size_t behind) const {
     const size_t lastWord = behind - kWordBytes;
     while (at < behind) {
@@ -175,8 +178,8 @@ class CompiledTemplate::Matcher {
     return kNone;
   }
 
-  // The high bit of each byte: whether the segment's first and last unit stand right when it is
-  // laid at that byte of the word at `from`. Exact because ASCII bytes have no high bit.
+  // The high bit of each byte tells whether the segment's first and last unit fit when the segment
+  // begins at that byte of the word at `from`. Exact because ASCII bytes have no high bit.
   uint64_t Likely(const Segment& s, size_t from) const {
     const auto differs = [&](const Word& unit, size_t at) {
       const uint64_t word = LoadU64(reinterpret_cast<const char*>(text_.data()) + at);
@@ -223,7 +226,7 @@ CompiledTemplate::CompiledTemplate(std::wstring_view coded, bool backslash)
   ChooseNeedle();
 }
 
-// The first segment behind a wildcard that every matching text holds whole.
+// Chooses the first segment after a wildcard that every matching text holds whole.
 void CompiledTemplate::ChooseNeedle() {
   const Segment* segment = nullptr;
   if (!inner_.empty()) {

@@ -16,7 +16,7 @@
 
 namespace tabulon {
 
-// The units that stand for the wildcards in a coded template.
+// The units that a coded template has in place of the wildcards.
 inline constexpr wchar_t kWildOne = 1;   // '?'
 inline constexpr wchar_t kWildName = 2;  // '*'
 inline constexpr wchar_t kWildPath = 3;  // '~'
@@ -29,20 +29,26 @@ std::wstring ConvertTemplate(std::wstring_view typed);
 // used. A test costs at most text x template and allocates nothing.
 //
 // The wildcards of a template part it into segments of literals and '?'. The rules for them:
-//  - A wildcard in front of a segment crosses separators, whatever its kind: the segment may stand
-//    anywhere behind the one before. Only at the end does '*' refuse a separator.
-//  - A '?' inside or behind a run of wildcards asks for nothing.
-//  - A literal right behind a wildcard is compared as typed with the lower-cased text, so a capital
+//  - A wildcard before a segment crosses separators, whatever its kind: the segment may be anywhere
+//    after the previous one. Only at the end of the template does '*' refuse a separator.
+//  - A '?' inside or after a run of wildcards requires no character.
+//  - A literal right after a wildcard is compared as typed with the lower-cased text, so a capital
 //    there matches nothing. Kept so.
 //  - A template that ends in separator and '~' also takes the text that stops before that separator
-//    ("dir/~" takes "dir"). When a wildcard stands in front of that separator ("*/~"), the text
-//    needs no separator at all; '*' there refuses a text that ends in one which is already used up.
+//    ("dir/~" takes "dir"). When there is a wildcard before that separator ("*/~"), the text needs
+//    no separator at all; '*' there refuses a text that ends in one which is already used up.
+//
+// Most texts do not match, and most of those are refused by their first or last eight bytes: one
+// load, two logical operations and a comparison for each end (Word). For a template without fixed
+// ends, the first and last unit of one segment are looked for in all places at once (Needle). Only
+// what passes is compared unit by unit (Matcher).
 class CompiledTemplate {
  public:
   CompiledTemplate() : CompiledTemplate(std::wstring_view(), false) {}
   CompiledTemplate(std::wstring_view coded, bool backslash);
 
-  // What eight ASCII bytes have to be, byte by byte: text | caseBits == bytes, where care is set.
+  // What eight ASCII bytes have to be: where `care` has 0xFF, text | caseBits must equal `bytes`. A
+  // case bit is 0x20 for a letter, so that both cases fit; bytes without care may be anything.
   struct Word {
     uint64_t caseBits = 0;
     uint64_t bytes = 0;
@@ -59,7 +65,8 @@ class CompiledTemplate {
  private:
   enum class End { kLiteral, kSuffix, kName, kPath };
 
-  // A segment between wildcards, looked for by its first and its last unit alone.
+  // A segment between wildcards, looked for by its first and its last unit alone: a place where
+  // both fit is rare enough.
   struct Needle {
     size_t length = 0;                        // 0: there is none
     std::array<char, kBlockBytes> firstCase;  // sixteen times the unit's caseBits
@@ -68,11 +75,11 @@ class CompiledTemplate {
     std::array<char, kBlockBytes> last;
     bool IsMissing(std::string_view ascii) const;
   };
-  // A stretch of units_ that stands in the text in one piece.
+  // A stretch of units_ that a matching text holds in one piece.
   struct Segment {
     size_t start = 0;
     size_t length = 0;
-    // Behind a wildcard: the first unit and the last as every byte of a word.
+    // After a wildcard: a word that has the first unit as each of its bytes, and one for the last.
     Word first;
     Word last;
   };
@@ -83,7 +90,7 @@ class CompiledTemplate {
   Word WordOf(size_t start, size_t length, size_t firstByte) const;
   Word RepeatedUnit(wchar_t unit) const;
   void ChooseNeedle();
-  // False for most of the texts that do not match; a few words of the text tell.
+  // False for most of the texts that do not match, after a look at a few words of the text.
   bool MayMatch(std::string_view ascii) const {
     if (ascii.size() < kWordBytes) return true;
     return head_.Fits(LoadU64(ascii.data())) && tail_.Fits(TailWord(ascii)) &&
@@ -91,23 +98,23 @@ class CompiledTemplate {
   }
   bool MatchAscii(std::string_view ascii) const;
 
-  std::wstring units_;           // folded, but for the first unit of a segment behind a wildcard
-  Segment prefix_;               // stands at the start; may be empty
-  std::vector<Segment> inner_;   // each at its first place behind the one before
+  std::wstring units_;           // folded, but for the first unit of a segment after a wildcard
+  Segment prefix_;               // at the start; may be empty
+  std::vector<Segment> inner_;   // each at its first place after the previous one
   std::optional<Segment> last_;  // with a wildcard at the end: the segment before it
-  Segment suffix_;               // stands at the end, with End::kSuffix
+  Segment suffix_;               // at the end, with End::kSuffix
   Word head_;                    // of the first eight bytes of a match
   Word tail_;                    // of the last eight
   Needle needle_;                // what most texts lack
   End end_ = End::kLiteral;
   bool bareTail_ = false;        // ends in separator and a lone '~'
-  bool nameBeforeLast_ = false;  // the wildcard in front of last_ is '*'
+  bool nameBeforeLast_ = false;  // the wildcard before last_ is '*'
   size_t shortest_ = 0;          // units that a matching text has at least
   wchar_t separator_;
 };
 
-// Most texts are short and hold nothing like the needle: told from four overlapping words, without
-// a branch for each.
+// Most texts are short and lack the needle. Four words of eight places are always compared, and
+// their results joined: one branch for the whole text. In a short text the words overlap.
 inline bool CompiledTemplate::Needle::IsMissing(std::string_view ascii) const {
   if (ascii.size() < length + kWordBytes - 1) return false;
   const size_t lastWord = ascii.size() - (length + kWordBytes - 1);

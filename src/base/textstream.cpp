@@ -150,7 +150,7 @@ int TextStream::Close() {
   if (owned_ && close(fd_) != 0 && error_ == 0) error_ = errno;
   fd_ = -1;
   atOnce_ = 0;
-  buffer_.reset();  // thousands of reports stay in memory behind their closed streams
+  buffer_.reset();  // thousands of reports stay in memory after their streams are closed
   return error_;
 }
 

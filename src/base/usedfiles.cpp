@@ -24,7 +24,7 @@ struct FileId {
   auto operator<=>(const FileId&) const = default;
 };
 
-// Where a file would be made that is opened by this name: links may lead on from it.
+// The place where a file would be made that is opened by this name, which may be a link.
 fs::path Made(fs::path path) {
   std::error_code error;
   for (int i = 0; i < kMostLinks; ++i) {

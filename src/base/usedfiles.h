@@ -26,7 +26,7 @@ using UsedFiles = std::vector<UsedFile>;
 // by device and inode, those that are not by their directory's and their name.
 void RefuseSameFiles(const UsedFiles& files);
 
-// Whether two open descriptors stand for one regular file.
+// Whether two open descriptors refer to the same regular file.
 bool IsSameFile(int a, int b);
 
 }  // namespace tabulon

@@ -4,8 +4,8 @@
 // depend on the exact values below, so every oddity is kept:
 //  - a three-byte sequence keeps the marker bits of its lead byte: U+20AC is held as 0xE20AC;
 //  - stray continuation bytes and four-byte leads are taken as leads of three-byte sequences;
-//  - a zero byte inside a sequence is consumed as data where a text's length is known; where a zero
-//    byte ends it, nothing behind that is read, and a sequence that it cuts is filled with zeros;
+//  - in a text of known length a zero byte inside a sequence is data; in a zero-terminated text
+//    nothing after the zero byte is read, and a sequence that it cuts is filled with zeros;
 //  - wide text is encoded with three bytes from 0x400 on (UTF-8 proper begins at 0x800).
 #pragma once
 
@@ -18,8 +18,8 @@
 
 namespace tabulon {
 
-// Decodes the sequence that starts at bytes[at] and moves `at` behind it. Bytes behind `size` read
-// as zero, so a cut sequence never reaches past its text. REQUIRES: at < size.
+// Decodes the sequence that starts at bytes[at] and moves `at` after it. Bytes from `size` on count
+// as zero, so a cut sequence never reads beyond its text. REQUIRES: at < size.
 inline wchar_t DecodeUtfUnit(const unsigned char* bytes, size_t size, size_t& at) {
   const auto byteAt = [&](size_t i) -> uint32_t { return i < size ? bytes[i] : 0; };
   const uint32_t lead = bytes[at];
