@@ -18,7 +18,7 @@ namespace {
 Fault fault;
 volatile uint64_t* calls = nullptr;  // null = nothing is armed
 
-// Whether the mishap comes at this call, which counts when it is of the fault's kind.
+// Whether the fault hits this call. Counts the call when it is of the fault's kind.
 bool ComesNow(uint32_t call) {
   if (calls == nullptr || (fault.calls & call) == 0) return false;
   *calls = *calls + 1;

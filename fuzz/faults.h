@@ -1,6 +1,6 @@
 // Makes chosen system calls and allocations of this process go wrong. The calls are caught at link
-// time (--wrap), so that the sanitizers stay in use; nothing is caught that the C library does on
-// its own account.
+// time (--wrap), so that the sanitizers stay in use. Calls that the C library makes itself are not
+// caught.
 #pragma once
 
 #include <cstdint>
@@ -21,8 +21,8 @@ enum class Mishap {
   kFails,         // with `errnum`; a close or an unlink is done all the same
   kShort,         // a read or write moves half of what it was asked for (one byte at least)
   kLeavesHole,    // write leaves a hole in the file instead: offsets grow, the disk does not fill
-  kKilledBefore,  // `errnum` is a signal, raised in front of the call
-  kKilledAfter,   // or behind it
+  kKilledBefore,  // `errnum` is a signal, raised before the call
+  kKilledAfter,   // or after it
 };
 
 struct Fault {

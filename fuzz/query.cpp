@@ -1,6 +1,6 @@
 // A query, whose plan, walked and made on batches, must agree with the plain walk on every record
-// of a sound scan; or, behind a first byte with its second bit set, a template and a text on a line
-// each, whose match must agree with plain recursion. The first bit chooses the scan kind.
+// of a sound scan. The first bit of the first byte chooses the scan kind. With its second bit set,
+// the rest is a template and a text, on a line each, whose match must agree with plain recursion.
 #include <algorithm>
 #include <cwchar>
 

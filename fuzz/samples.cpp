@@ -14,7 +14,7 @@ namespace {
 constexpr uint32_t kNow = 1'700'000'000;
 constexpr uint32_t kDay = 86'400;
 
-// Lengths in the sections are multiples of four, so that all their numbers stand on a grid.
+// Lengths in the sections are multiples of four, so that all their numbers have aligned offsets.
 constexpr size_t kGrid = 4;
 
 std::vector<RecordSpec> CommonRecords(char separator) {

@@ -11,7 +11,7 @@
 
 namespace tabulon {
 
-// A number in a scan file that tells a length, a count, an offset or what else stands there.
+// A number in a scan file: a length, a count, an offset or a mark.
 struct Field {
   size_t at;
   size_t width;  // bytes: 2 or 4

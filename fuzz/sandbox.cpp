@@ -22,7 +22,7 @@ extern "C" {
 
 const char* __asan_default_options();
 const char* __ubsan_default_options();
-// What is freed is kept back in small amounts only: fork copies the tables of all that memory.
+// Lets the sanitizer keep only little of the freed memory, as fork copies the tables of all of it.
 const char* __asan_default_options() {
   return "exitcode=99:quarantine_size_mb=8";
 }
@@ -125,7 +125,7 @@ Outcome Sandbox::Run(const std::vector<std::string>& args, const std::function<v
 
 void Sandbox::BecomeProgram(const std::vector<std::string>& args,
                             const std::function<void()>& prepare, bool leaks) {
-  // Runs behind the program's own exit handlers and in front of the search for leaks.
+  // Runs after the program's own exit handlers and before the search for leaks.
   const bool checksLeaks = __lsan_do_leak_check != nullptr;
   if (checksLeaks && !leaks) on_exit([](int status, void*) { _exit(status); }, nullptr);
   const rlimit limit{kSecondsAtMost, kSecondsAtMost};

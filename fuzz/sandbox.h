@@ -23,7 +23,7 @@ struct Outcome {
 
   // 0 or 1, not killed, and no message where one is due. Sanitizer reports exit with kReported.
   bool Clean() const { return status == 0 || (status == 1 && HasMessage()); }
-  // Anything on the error stream behind the line that every run begins with.
+  // Anything on the error stream after the line that every run begins with.
   bool HasMessage() const;
 };
 

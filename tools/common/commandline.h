@@ -24,7 +24,7 @@ int ShowVersion(const Companion& companion);  // "mkdtl 2.2.0"
 // Tells what is wrong and where help is, on standard error. Returns kExitUsage.
 int UsageError(const Companion& companion, std::string_view problem, std::string_view what = "");
 
-// Whether an argument stands for standard output. No file of that name is ever made: "./-" names
+// Whether an argument means standard output. No file of that name is ever made: "./-" names
 // one.
 inline bool IsStandardOutput(std::string_view argument) {
   return argument == "-";

@@ -16,8 +16,8 @@ size_t CommonLength(std::string_view a, std::string_view b) {
                              a.begin());
 }
 
-// Takes the next part off the front of `path`, from `at` on, which it moves behind it. Empty parts
-// are passed over; the result is empty at the end.
+// Returns the next part of `path` from `at` on, and moves `at` after it. Skips empty parts; the
+// result is empty at the end.
 std::string_view NextPart(std::string_view path, char separator, size_t& at) {
   while (at < path.size() && path[at] == separator) ++at;
   const size_t end = std::min(path.find(separator, at), path.size());

@@ -18,8 +18,8 @@ using DirNumber = uint32_t;
 inline constexpr DirNumber kRootDir = 0;
 inline constexpr DirNumber kNoDir = IndexTable::kNone;
 
-// What stands in a directory. `bytes`, `files` and `newest` are those of its own files while a scan
-// is counted, and of all below it after DirTree::AddUp. Bytes end at kMostBytes.
+// The sums of a directory. `bytes`, `files` and `newest` are those of its own files while a scan is
+// counted, and of all files below it after DirTree::AddUp. Bytes end at kMostBytes.
 struct DirSums {
   uint64_t bytes = 0;
   uint64_t own = 0;  // of the files that are in it itself; after AddUp
@@ -27,7 +27,7 @@ struct DirSums {
   uint32_t newest = 0;  // last modification
 };
 
-// Sums of sizes that no disk has go no further, so that differences are numbers as well.
+// Sums of bytes end here, far above any disk, so that the difference of two fits a signed number.
 inline constexpr uint64_t kMostBytes = INT64_MAX;
 inline uint64_t AddBytes(uint64_t sum, uint64_t more) {
   return more > kMostBytes - sum ? kMostBytes : sum + more;
@@ -49,7 +49,7 @@ class DirTree {
   std::string_view name(DirNumber dir) const { return {dirs_[dir].name, dirs_[dir].nameLength}; }
   unsigned depth(DirNumber dir) const { return dirs_[dir].depth; }
   char separator() const { return separator_; }
-  // Sets `path` to `root` and the path of the directory behind it.
+  // Sets `path` to `root` followed by the path of the directory.
   void PathOf(DirNumber dir, std::string_view root, std::string& path) const;
 
   // Sums of one scan; those of the newer one have number 0.
@@ -58,7 +58,7 @@ class DirTree {
     return sums_[static_cast<size_t>(scan)][dir];
   }
   int scans() const { return static_cast<int>(sums_.size()); }
-  // Adds what stands in each directory to those above. To be called once, when all is counted.
+  // Adds the sums of each directory to those above it. To be called once, when all is counted.
   void AddUp();
 
  private:
@@ -70,7 +70,7 @@ class DirTree {
   };
   // A part of the path met last.
   struct Part {
-    size_t end;  // offset behind it
+    size_t end;  // offset after it
     DirNumber dir;
   };
 
@@ -88,7 +88,7 @@ class DirTree {
   std::vector<std::unique_ptr<char[]>> names_;
   size_t nameRoom_ = 0;  // bytes left in the last block of names
   char* nameAt_ = nullptr;
-  std::string last_;  // path met last: most begin like the one before
+  std::string last_;  // path met last: most paths begin like the one before them
   std::vector<Part> parts_;
 };
 

@@ -10,8 +10,8 @@
 
 namespace tabulon {
 
-// A file that has several names. A scan keeps the low 32 bits of the inode's number and no device,
-// so names belong to one file when all of this is equal.
+// A file that has several names. A scan has only the low 32 bits of the inode's number, and no
+// device. So names are taken to belong to one file when all of these fields are equal.
 struct LinkedFile {
   uint64_t size;
   uint32_t inode, modified, mode, uid, gid;

@@ -23,7 +23,8 @@ bool Before(int64_t weightA, std::string_view pathA, const BestFile& b) {
   return weightA != b.weight ? weightA > b.weight : pathA < b.path;
 }
 
-// The best files met so far, in a heap whose top is the worst of them.
+// The best files met so far, in a heap whose top is the worst of them: most files are refused by
+// one comparison with it.
 class BestFiles {
  public:
   explicit BestFiles(uint64_t most) : most_(most) {}

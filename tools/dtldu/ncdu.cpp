@@ -16,14 +16,14 @@ namespace {
 constexpr uint64_t kAllocationUnit = 4096;
 constexpr uint32_t kModeTypeFile = 0x8000;  // S_IFREG
 
-// Where the records of a directory stand. A sound scan has them in one place.
+// Where the records of a directory are. A sound scan has them in one place.
 struct RecordPlace {
   uint64_t position;
   uint32_t next;  // the next place of this directory; kNone: the last
 };
 constexpr uint32_t kNone = IndexTable::kNone;
 
-// What the writing needs of a directory beside its sums.
+// What is needed to write a directory, beside its sums.
 struct Links {
   uint32_t firstPlace = kNone, lastPlace = kNone;
   DirNumber firstChild = kNoDir, lastChild = kNoDir, nextSibling = kNoDir;
@@ -117,7 +117,7 @@ void NcduWriter::NotePlace(DirNumber dir, uint64_t position) {
   links.lastPlace = place;
 }
 
-// The pass that finds where the records of each directory stand.
+// The pass that finds where the records of each directory are.
 bool NcduWriter::Collect(ReadProgress& progress) {
   DirNumber dir = kRootDir;
   NotePlace(dir, scan_.scan.logRoot.firstRecord);
@@ -190,8 +190,8 @@ void NcduWriter::Open(DirNumber dir, std::string_view name) {
   if (!open) Directory(name, nullptr);
 }
 
-// The records of one place: that of the directory, unless the files before the first one are meant,
-// and those up to the next directory.
+// The records of one place: the directory's own record (the files before the first directory have
+// none) and those up to the next directory.
 void NcduWriter::WritePlace(uint64_t position, bool& open, std::string_view name) {
   for (bool first = true; reader_.Read(position, record_.view); first = false) {
     const RecordFields& fields = record_.fields();

@@ -160,7 +160,7 @@ void WriteScanned(const ExportRow& row, RowWriter& out) {
   out.Time(row.scan().logHdr.scanTime);
 }
 
-// In the order of rows without a choice of fields. A text's `_bytes` come right behind it when
+// In the order of the columns when no fields are named. A text's `_bytes` come right after it when
 // NDJSON adds them.
 using F = RecordFields;
 constexpr ExportField kFields[] = {

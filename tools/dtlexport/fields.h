@@ -40,7 +40,7 @@ class ExportColumns {
  private:
   struct Column {
     const ExportField* field;
-    std::string key;  // what stands in front of the value
+    std::string key;  // what precedes the value
   };
   void Add(ExportFormat format, const ExportField& field);
 

@@ -1,5 +1,5 @@
 // Paths for other programs to open, in the bytes that the scan stores. A scan is a file like any
-// other: what stands in it must not lead those programs out of the tree that was scanned.
+// other: its paths must not lead those programs out of the tree that was scanned.
 #pragma once
 
 #include <cstdint>
@@ -21,12 +21,12 @@ struct ScanPath {
 
 class PathFinder {
  public:
-  // `root` stands in front of all paths. It must outlive the finder.
+  // `root` is put before all paths. It must outlive the finder.
   PathFinder(const Scan& scan, std::string_view root)
       : separator_(static_cast<char>(scan.pathSep)), root_(root) {}
 
   // The path of a record and the stored path of the directory that it is in, or that it is. Valid
-  // until the next call. Once for a directory, not for each file in it, its path is put together.
+  // until the next call. The path of a directory is put together once, not for each file in it.
   ScanPath Find(const ScanRecord& record, std::string_view directory);
 
  private:

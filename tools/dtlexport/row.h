@@ -1,4 +1,5 @@
-// One record as a row sees it: its directory and its name apart, escaped once for all columns.
+// One record for the columns of a row: its directory and its name apart, each escaped once for all
+// columns.
 #pragma once
 
 #include <string>
@@ -11,14 +12,14 @@ namespace tabulon {
 
 // The directory part of a path.
 struct ExportDirectory {
-  std::string stored;  // path, with a separator behind it: what stands in front of a name
+  std::string stored;  // path with a separator after it, as it precedes a name
   size_t length = 0;   // of the path alone
   ExportText path;
   ExportText prefix;
 
   std::string_view pathBytes() const { return std::string_view(stored).substr(0, length); }
-  // Takes the path of a directory, as its record has it, behind `root` (which may be empty), and
-  // gives it a separator unless it ends in one.
+  // Takes `root` (which may be empty) followed by the path of a directory as its record has it, and
+  // adds a separator unless the path ends in one.
   void Assign(ExportFormat format, char separator, std::string_view root,
               std::string_view directory);
   // Takes an empty path that nothing is put in front of: that of the root's parent.
@@ -27,7 +28,7 @@ struct ExportDirectory {
 
 class ExportRow {
  public:
-  // `root` stands in front of all paths; records have them from the root of the scan.
+  // `root` is put before all paths, since records have them from the root of the scan.
   // `withTarget`: some column shows link targets. Scan and texts must outlive the row.
   ExportRow(const Scan& scan, const ScanTexts& texts, ExportFormat format, std::string_view root,
             bool withTarget)

@@ -25,7 +25,7 @@ ScanWalk::ScanWalk(const Scan& scan, const ExportChoice& choice)
   record_.directory = &directory_;
 }
 
-// Records before the shard's first are passed over: the directory that it is in is among them.
+// Reads and skips the records before the shard's first one, since its directory is among them.
 const ScanRecord* ScanWalk::Next() {
   while (position_ < end_) {
     if (!reader_.Read(position_, record_.view)) {

@@ -1,5 +1,5 @@
-// Texts that are the same for many rows: names of users and groups, and what stands for the scan as
-// a whole.
+// Texts that are the same for many rows: names of users and groups, and the fields of the scan as a
+// whole.
 #pragma once
 
 #include <cstdint>

@@ -16,7 +16,7 @@ constexpr uint32_t kDay = 86400;
 constexpr uint32_t kEmptyPerMille = 15;
 
 // Log-normal: median 8 KiB, each standard deviation a factor of 12. The logarithm is a fixed-point
-// number with 16 bits behind the point; between two powers of two the size grows in a straight
+// number with 16 bits after the point; between two powers of two the size grows in a straight
 // line, which needs no floating point.
 uint64_t DrawSize(Random& random) {
   constexpr int64_t kMedianLog2 = 13 << 16;

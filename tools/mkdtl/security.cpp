@@ -22,7 +22,7 @@ constexpr uint64_t kNtAuthority = 5;
 constexpr uint32_t kGroups = 20;
 
 // Accounts of the fixed part of the table: beside the domain's users and groups, at least one of
-// every other type. `parts` are the sub-authorities behind those of the account's domain.
+// every other type. `parts` are the sub-authorities after those of the account's domain.
 struct FixedAccount {
   const char* name;
   Domain domain;

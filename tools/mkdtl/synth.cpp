@@ -107,7 +107,7 @@ class SynthScan {
     if (!isNfs_) security_.emplace(random_);
   }
 
-  // `made` counts the records for others who look on.
+  // `made` counts the records; other threads may read it meanwhile.
   void Run(std::atomic<uint64_t>& made) {
     AddDirectory();
     while (remaining_ > 0 && writer_.good()) {

@@ -18,15 +18,16 @@ constexpr uint64_t Has(uint64_t word, unsigned char byte) {
   return (difference - kEveryByte) & ~difference & kHighBits;
 }
 
-// Not 0 when a byte of the word means something in either format, or is no printable ASCII.
+// Not 0 when a byte of the word has a meaning in either format, or is not printable ASCII.
 constexpr uint64_t Special(uint64_t word) {
   const uint64_t control = (word - kEveryByte * 0x20) & ~word;
   return ((word | control) & kHighBits) | Has(word, '"') | Has(word, ',') | Has(word, '\\') |
          Has(word, 0x7F);
 }
 
-// Whether the text stands for itself in both formats. Eight bytes are looked at together; the last
-// eight overlap what was looked at before.
+// Whether both formats show the text as it is, without escapes. Eight bytes are looked at together;
+// the last eight overlap those before, so that no loop over single bytes is needed. Nearly all
+// names pass and are copied as a whole.
 bool IsPlain(std::string_view text) {
   constexpr size_t kWord = sizeof(uint64_t);
   if (text.size() < kWord) {
@@ -49,7 +50,7 @@ void EscapeCsvByte(char byte, ExportText& out) {
 
 void EscapeJsonByte(char byte, ExportText& out) {
   constexpr char kHex[] = "0123456789abcdef";
-  constexpr std::string_view kLetters = "\"\"\\\\\bb\ff\nn\rr\tt";  // byte, letter behind '\'
+  constexpr std::string_view kLetters = "\"\"\\\\\bb\ff\nn\rr\tt";  // byte, letter after '\'
   for (size_t i = 0; i < kLetters.size(); i += 2) {
     if (kLetters[i] != byte) continue;
     out.own += '\\';

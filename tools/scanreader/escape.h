@@ -12,8 +12,8 @@ enum class ExportFormat { kCsv, kNdjson, kPaths0 };
 // A text in the form of CSV or NDJSON, without the quotes around it.
 struct ExportText {
   std::string_view escaped;
-  bool quoted = false;  // in CSV it has to stand in quotes
-  bool valid = true;    // what was stored is UTF-8; else each byte that is not stands as U+FFFD
+  bool quoted = false;  // CSV needs quotes around it
+  bool valid = true;    // the stored text is UTF-8; else U+FFFD replaces each byte that is not
   std::string own;      // memory of `escaped` when that is not what was stored
 
   ExportText() = default;

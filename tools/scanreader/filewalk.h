@@ -25,7 +25,7 @@ bool WalkFiles(const Scan& scan, const FilterPlan* plan, ReadProgress& progress,
     progress.Add(position - before);
     if (plan != nullptr) ChoosePassing(*plan, pass);
     const bool all = plan == nullptr || pass.chosen.count == batch.size();
-    size_t next = 0;  // of the chosen ones
+    size_t next = 0;  // index of the next chosen record
     for (size_t i = 0; i < batch.size(); ++i) {
       batch.FetchBehind(i);
       const bool chosen = all || (next < pass.chosen.count && pass.chosen.numbers[next] == i);

@@ -1,4 +1,4 @@
-// A hash table of numbers that stand for entries kept elsewhere: eight bytes a place.
+// A hash table of the numbers of entries that are kept elsewhere: eight bytes a place.
 #pragma once
 
 #include <cstddef>

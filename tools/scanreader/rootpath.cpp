@@ -4,7 +4,7 @@ namespace tabulon {
 namespace {
 
 void AppendUtf(std::string& text, uint32_t code) {
-  constexpr unsigned char kLeads[] = {0, 0xC0, 0xE0, 0xF0};  // by number of bytes behind
+  constexpr unsigned char kLeads[] = {0, 0xC0, 0xE0, 0xF0};  // by number of bytes that follow
   int behind = code < 0x80 ? 0 : code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
   text += static_cast<char>(kLeads[behind] | code >> 6 * behind);
   while (behind-- > 0) text += static_cast<char>(0x80 | (code >> 6 * behind & 0x3F));

@@ -1,4 +1,4 @@
-// The root of a scan, and paths behind it.
+// The root of a scan, and paths below it.
 #pragma once
 
 #include <string>

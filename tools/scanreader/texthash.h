@@ -1,6 +1,5 @@
-// Hashes of texts for tables in memory. They begin with a random number, so that nobody can make up
-// a scan whose names fall on one place; they differ from run to run, and nothing that is written
-// depends on them.
+// Hashes of texts for tables in memory. They begin with a random number, so that nobody can make a
+// scan whose names all have one hash. They differ from run to run; no output depends on them.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +20,7 @@ inline uint64_t MixWords(uint64_t a, uint64_t b) {
   return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
 }
 
-// The hash of a text behind what `seed` stands for.
+// The hash of a text; `seed` is the hash of what precedes it.
 inline uint64_t HashText(uint64_t seed, std::string_view text) {
   constexpr size_t kWord = sizeof(uint64_t);
   uint64_t hash = MixWords(seed, text.size());

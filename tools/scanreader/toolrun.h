@@ -32,13 +32,13 @@ std::string ScanArgument(const Companion& companion, const char* argument);
 uint64_t NumberArgument(const Companion& companion, const char* option, std::string_view text);
 
 // A descriptor of their own for the rows. What the program's modules say on standard output goes to
-// standard error from here on: it must not stand among the rows.
+// standard error from here on: it must not come among the rows.
 int TakeStandardOutput(const Companion& companion);
 // Closes it. A failure ends the run like one of writing.
 void CloseRows(int rows);
 
-// File offset behind the records as far as it can be told without reading them: that of the section
-// behind them, or the end of the file. No more than an assumption.
+// File offset after the records, estimated without reading them: that of the section after them, or
+// the end of the file.
 uint64_t AssumedRecordsEnd(const Scan& scan);
 
 // Ends the run when two scans are not of one kind. The names are for the message.

@@ -20,7 +20,7 @@ void RowWriter::BeginRow() {
   if (format_ == ExportFormat::kNdjson) Put('{');
 }
 
-// Each value has a comma behind it: the last one's makes room for what ends the row.
+// Each value is followed by a comma; the last one is replaced by what ends the row.
 void RowWriter::EndRow() {
   DropLast(',');
   if (format_ == ExportFormat::kNdjson) Put('}');

@@ -1,5 +1,5 @@
 // Rows on their way to a descriptor: values in the form of the format, in a buffer that is written
-// when it has filled up. A row always stands in the buffer as a whole.
+// when it is full. A row is whole in the buffer before it is written.
 //
 //   CSV      a header row, then values between commas (RFC 4180, with LF or CR LF)
 //   NDJSON   one JSON object a line (RFC 8259)
@@ -25,7 +25,7 @@ class RowWriter : private OutputBuffer {
 
   // A row is BeginRow, then for each value Key and one of the value functions, then EndRow.
   void BeginRow();
-  // What stands in front of a value: in NDJSON its escaped name with quotes and colon, in CSV "".
+  // What precedes a value: in NDJSON its escaped name with quotes and colon, in CSV "".
   void Key(std::string_view key) {
     if (!key.empty()) Raw(key);
   }

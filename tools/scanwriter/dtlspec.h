@@ -80,7 +80,7 @@ struct ScanSpec {
   uint32_t orphanedAsOwner = 0;
 
   std::vector<RecordSpec> records = {};  // BuildDtl writes these; a DtlWriter gets its own by Add
-  std::string rawRecords = {};           // bytes put behind the records as they are
+  std::string rawRecords = {};           // bytes put after the records as they are
   bool endMarker = true;
   bool terminateNames = true;  // names and targets are stored with a zero byte, counted
 

@@ -39,7 +39,7 @@ std::string HeaderBlock(const LogHeader& header) {
   return block;
 }
 
-// The root block behind a header of zeros, so that the file offsets of its fields hold.
+// The root block after a header of zeros, so that the file offsets of its fields hold.
 std::string RootBlock(const LogRoot& root) {
   std::string block(kHeaderSize + kRootSize, '\0');
   Store64(block, dtl_at::kTotalFileSize, root.totalFileSize);

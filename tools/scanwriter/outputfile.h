@@ -41,7 +41,7 @@ class OutputFile : public DtlSink {
   // Removes the temporary file, if there is one.
   void Discard() { file_.Remove(); }
 
-  // The file behind it, open for reading and writing until Commit or Discard.
+  // The file that takes the bytes, open for reading and writing until Commit or Discard.
   int fd() const { return file_.fd(); }
   // Appends the files that are here for the result only: the temporary one, and the one that will
   // be replaced.

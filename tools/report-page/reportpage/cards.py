@@ -33,7 +33,7 @@ def band_card(ident, name, bands):
 
 
 def remainder(ranking, whole):
-    """Table lines for what is not listed: rows behind the longest table, files in no row at all."""
+    """Table lines for what is not listed: rows beyond the longest table, files in no row at all."""
     rest = Row("", ranking.files - sum(row.files for row in ranking.top),
                ranking.size - sum(row.size for row in ranking.top))
     if ranking.rows > len(ranking.top):

@@ -11,7 +11,7 @@ from reportpage.sources import SOURCES, typed_command
 KINDS = {"NFS": "Unix filesystem", "CIFS": "Windows share or disk"}
 SUMMARY_LINES = 200  # more than a summary has
 
-# Nothing may be fetched or run, even if a name from a report came to stand as markup.
+# Nothing may be fetched or run, even if a name from a report got into the page as markup.
 PAGE = """<!DOCTYPE html>
 <html lang="en">
 <head>

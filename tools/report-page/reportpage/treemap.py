@@ -84,7 +84,7 @@ def rectangle(place, box, root, style):
 
 
 def rectangles(places, whole, box, root, style):
-    """Directories, the largest first, as far as they can be seen; a strip stands for the rest."""
+    """Directories, the largest first, as far as they can be seen; a strip shows the rest."""
     scale = box.width * box.height
     areas = [ratio(place.size, whole) * scale for place in places]
     drawn = [area for area in areas if area >= LEAST * NOMINAL_WIDTH * HEIGHT]
