@@ -23,8 +23,8 @@ struct FileCloser {
   void operator()(FILE* file) const { std::fclose(file); }
 };
 
-// Cuts the comment and the trailing blanks. Whatever is no printable ASCII, tabs included, counts
-// as a blank; 0x7F is kept.
+// Cuts the comment and the trailing blanks. A byte that is not printable ASCII, a tab as well,
+// counts as a blank; 0x7F is kept.
 void CleanLine(std::string& line) {
   line.resize(std::min(line.size(), line.find('#')));
   for (char& byte : line) {
@@ -78,8 +78,8 @@ ClassPattern MakePattern(std::wstring_view item) {
 }
 
 // Adds the class of one line, "name = ext,ext,...". Each item is an extension, with or without its
-// dot, or a template with '*' or '?'; blanks around items belong to them, and an empty item stands
-// for names that end in a dot. A name that exists already (letter case ignored) ends the run.
+// dot, or a template with '*' or '?'; blanks around items belong to them, and an empty item means
+// names that end in a dot. A name that exists already (letter case ignored) ends the run.
 void ClassLine(ConfigReader& reader, std::wstring_view name, std::wstring_view value) {
   Classes& classes = reader.context.made.classes;
   if (classes.Find(name) != nullptr) ErrExit(L"Class '%ls' is defined more than once\n", name);

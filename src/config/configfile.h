@@ -1,6 +1,6 @@
 // The configuration file: a text file of "[parameters]", "[classes]" and "[report]" sections that
-// tells which reports to make and how. This module reads its lines and hands them to the sections'
-// own rooms; every fault ends the run with its message, before any record is scanned.
+// tells which reports to make and how. This module reads its lines and hands each to the module of
+// its section. Every fault ends the run with its message, before any record is scanned.
 #pragma once
 
 #include <cstddef>

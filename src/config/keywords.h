@@ -28,14 +28,14 @@ constexpr auto FindKeywordExactly(const Rows& rows, std::wstring_view keyword)
   return nullptr;
 }
 
-// A word that a keyword accepts as its value, and what it stands for.
+// A word that a keyword accepts as its value, and its meaning.
 template <class T>
 struct Choice {
   std::wstring_view keyword;
   T value;
 };
 
-// What `value` stands for, letter case ignored. A word that is no choice ends the run with `error`,
+// The meaning of `value`, letter case ignored. A word that is no choice ends the run with `error`,
 // filled with `args`.
 template <class Choices, class... Args>
 auto Choose(const Choices& choices, std::wstring_view value, WideFormat<Args...> error,

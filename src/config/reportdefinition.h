@@ -42,8 +42,8 @@ struct ReportDefinition;
 struct ReportRun;         // what the reports of a run share
 class ReportAccumulator;  // what a report gathers and writes
 
-// A kind of report. The configuration reads the words; what makes a report of the kind is for
-// those who hand the table in.
+// A kind of report. The configuration reads only its words; the code that passes the table in knows
+// what makes a report of the kind.
 struct ReportKind {
   std::wstring_view keyword;
   uint32_t code;                // ReportType
@@ -77,8 +77,8 @@ struct ReportDefinition {
   std::optional<std::wstring> qvaTag;
   std::optional<std::wstring> reportFile;  // relative to the report directory
   uint32_t dupFields = 0;                  // kDup... bits
-  uint32_t extLength = 0;     // longest extension counted, in characters behind the '.'
-  int typeSort = kSortUnset;  // TypeSort
+  uint32_t extLength = 0;                  // longest extension counted, in characters after the '.'
+  int typeSort = kSortUnset;               // TypeSort
   ReportFile file;
 
   // Its ReportType; 0 until "type" is given.

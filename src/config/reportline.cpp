@@ -153,7 +153,7 @@ void MoveToListHead(std::list<ReportDefinition>& reportList, const ReportDefinit
                     bool behindSummary) {
   auto place = reportList.begin();
   if (behindSummary && place->type() == kReportSummary) ++place;
-  // Looked for from the back: a report that is being read stands there.
+  // The search goes from the back, where a report that is being read is.
   const auto found = std::find_if(reportList.rbegin(), reportList.rend(),
                                   [&](const ReportDefinition& entry) { return &entry == &report; });
   reportList.splice(place, reportList, std::prev(found.base()));

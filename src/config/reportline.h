@@ -9,7 +9,7 @@
 
 namespace tabulon {
 
-// What a section of the configuration is read into, and by.
+// What is needed to read a section of the configuration, and what it is read into.
 struct ConfigContext {
   const Scan& scan;
   ReportKinds kinds;
@@ -25,13 +25,13 @@ void ReportLine(std::wstring_view key, std::wstring_view value, ReportDefinition
                 const ConfigContext& context);
 
 // Sets the report's kind and default title. A summary goes to the head of the list, a SID use
-// report to the head or right behind the summary that stands there. A second type and an unknown
-// one end the run, as does a type that the detail file has no figures for.
+// report to the head or right after the summary that is there. A second type and an unknown one end
+// the run, as does a type that the detail file has no figures for.
 void ValidateReportType(std::wstring_view value, ReportDefinition& report,
                         const ConfigContext& context);
 
-// Moves the report to the head of the list; with `behindSummary` to the place behind the first
-// entry when that is a summary. References to reports stay good.
+// Moves the report to the head of the list; with `behindSummary` to the place after the first entry
+// when that is a summary. References to reports stay valid.
 void MoveToListHead(std::list<ReportDefinition>& reportList, const ReportDefinition& report,
                     bool behindSummary);
 

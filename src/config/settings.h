@@ -29,7 +29,7 @@ struct Settings : NameLimits, DistributionLimits {
                                     // working directory
   bool adsFull = false;             // -adsfull: list alternate data streams as lines of their own
   bool progressFlag = false;        // -p: progress marks on standard output
-  std::list<std::wstring> catList;  // -cat: selected report categories; "all" stands first
+  std::list<std::wstring> catList;  // -cat: selected report categories; "all" comes first
   UsedFiles usedFiles;              // the scan, the configuration and the logs
 
   // From [parameters] lines (reportDir from -rdir first).

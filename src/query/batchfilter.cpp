@@ -6,8 +6,9 @@
 namespace tabulon {
 namespace {
 
-// Chooses those of the numbers number(0), number(1) ... number(count - 1) that pass. Without a
-// branch on the result, as it is hard to foresee.
+// Chooses those of the numbers number(0), number(1) ... number(count - 1) that pass. There is no
+// branch on the result, which the processor could not predict: each number is written to the next
+// place, and only one that passes moves the place on.
 template <class Number, class Passes>
 void ChooseIf(ChosenRecords& chosen, size_t count, Number&& number, Passes&& passes) {
   uint16_t* const numbers = chosen.numbers.data();
@@ -49,7 +50,8 @@ void NarrowByFields(std::span<const PlanStep> tests, const RecordBatch& batch,
 
 void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chosen) {
   const RecordBatch::Names& names = batch.names();
-  // The last letters turn most names away.
+  // The last letters refuse most names, in a loop that loads only the column of tails. What is left
+  // is matched whole.
   const CompiledTemplate::Word tail = test.pattern->tail();
   if (test.expected && tail.care != 0) {
     Narrow(batch, chosen,
@@ -65,7 +67,8 @@ void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chose
 }  // namespace
 
 bool LookAtNamesFor(Pass& pass) {
-  constexpr size_t kFew = 4;  // one in so many
+  // When fewer than one record in four is chosen, looking at all names costs more than it spares.
+  constexpr size_t kFew = 4;
   if (pass.chosen.count * kFew >= pass.batch.size()) pass.batch.WantNames();
   return pass.batch.namesKnown();
 }

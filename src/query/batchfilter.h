@@ -1,5 +1,6 @@
-// A filter at work on a batch of records: each of its tests is made in one loop for all the records
-// that the tests before have left.
+// A filter at work on a batch of records: each test is one loop over the records that passed the
+// tests before it. So a test of a number is a short loop with all it needs in registers, and
+// without a branch that depends on the record.
 #pragma once
 
 #include "detail/pass.h"
@@ -7,8 +8,8 @@
 
 namespace tabulon {
 
-// Looks at the names of the whole batch when that is worth while for the chosen ones' sake. Returns
-// whether the names are known.
+// Looks at the names of the whole batch when enough of its records are chosen. Returns whether the
+// names are known.
 bool LookAtNamesFor(Pass& pass);
 
 // Chooses the records of the batch that pass the plan.

@@ -130,7 +130,7 @@ bool ReadDay(std::wstring_view text, std::tm& when) {
   return Between(day, 1, static_cast<int>(length));
 }
 
-// What is no number counts as -1 and carries to the unit before. Kept so.
+// Two characters that are no number count as -1, which carries to the unit before. Kept so.
 bool ReadTimeOfDay(std::wstring_view text, std::tm& when) {
   when.tm_hour = TwoDigits(text, 8);
   when.tm_min = TwoDigits(text, 10);

@@ -17,8 +17,8 @@ std::time_t DateBase(const Scan& scan, int scanDateRelative);
 
 // Converts a date value; returns true and stores seconds, or false when the text is no date.
 // A relative value counts whole days, weeks of 7 days, calendar months before the base month, or
-// years of 365 days back from local midnight of the base day; the number in front of the letter
-// (none: 0) wraps at 64 bits.
+// years of 365 days back from local midnight of the base day; the number before the letter (none:
+// 0) wraps at 64 bits.
 bool ConvertDateValue(std::wstring_view text, std::time_t base, int64_t& result);
 // The absolute forms alone: years 1970 to 2037; a missing time of day is midnight.
 bool ConvertNumericDateValue(std::wstring_view text, int64_t& result);

@@ -11,7 +11,8 @@ namespace {
 
 constexpr size_t kPackedUnits = sizeof(uint64_t);
 
-// Up to eight ASCII units as the bytes of one number. No unit is 0, so no two texts look alike.
+// Up to eight ASCII units as the bytes of one number, so that a comparison of texts is one of
+// numbers. No unit is 0, so different texts give different numbers.
 template <class Units, class Fold>
 uint64_t Pack(const Units& units, Fold&& fold) {
   uint64_t packed = 0;
@@ -19,7 +20,8 @@ uint64_t Pack(const Units& units, Fold&& fold) {
   return packed;
 }
 
-// Not so in a Turkish locale, where 'I' becomes a dotless i.
+// Whether lower-casing an ASCII unit gives an ASCII unit. Not so in a Turkish locale, where 'I'
+// becomes a dotless i.
 bool FoldsWithinAscii() {
   for (wchar_t unit = 0; unit < 0x80; ++unit) {
     if (!IsAsciiUnit(FoldCase()(unit))) return false;

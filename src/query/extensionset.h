@@ -16,7 +16,7 @@ class ExtensionSet {
   // `ignoreCase`: plain patterns ignore letter case (templates always do).
   ExtensionSet(const FileClass& fileClass, bool ignoreCase);
 
-  // Whether a pattern of the class takes the extension (the text behind the last dot of a name).
+  // Whether a pattern of the class takes the extension (the text after the last dot of a name).
   bool Contains(std::string_view ascii) const;
   bool Contains(std::wstring_view extension) const;
 

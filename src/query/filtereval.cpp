@@ -88,7 +88,7 @@ constexpr std::array<ObjectTest, 12> kObjectTests = {{
 }};
 
 bool CheckElement(const Filter* element, const ScanRecord& record, const Scan& scan) {
-  // Brackets around one element are no level of their own, so any number of them is harmless.
+  // Brackets around one element do not count as a level, so any number of them is harmless.
   while (element->sub != nullptr && element->sub->next == nullptr) element = element->sub;
   return element->sub != nullptr ? CheckFilterList(element->sub, record, scan)
                                  : CheckFilter(*element, record, scan);

@@ -11,8 +11,8 @@
 
 namespace tabulon {
 
-// Whether the record passes the list: each value is joined to the result so far by the connector in
-// front of it, without precedence. A null list passes every record.
+// Whether the record passes the list: each value is joined to the result so far by the connector
+// before it, without precedence. A null list passes every record.
 bool CheckFilterList(const Filter* list, const ScanRecord& record, const Scan& scan);
 // The value of one element that is no group. Objects without a test (alternate streams, security)
 // give false.

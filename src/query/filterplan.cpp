@@ -34,8 +34,8 @@ bool ClassTest(const PlanStep& step, const ScanRecord& record) {
   return member == step.expected;
 }
 
-// What has no row below: the objects without a test (alternate streams, security), and those that
-// the records of the scan do not have.
+// For objects that have no row below: those without a test (alternate streams, security), and those
+// that the records of the scan do not have.
 bool NoTest(const PlanStep&, const ScanRecord&) {
   return false;
 }
@@ -48,7 +48,7 @@ enum Cost : uint64_t {
   kTemplateCost = 10,
   kClassCost = 16,
   kPathCost = 24,
-  kGroupCost = 32,  // of a group inside a group, which nobody looks into
+  kGroupCost = 32,  // of a group inside a group; its elements are not looked at
 };
 
 void PrepareNumber(PlanStep& step, const Filter& element, const Scan&) {
@@ -157,18 +157,18 @@ uint64_t PartCost(const Filter& part) {
 // An element of a list that is being laid out.
 struct Part {
   const Filter* element;
-  bool orBefore;  // joined to what stands before it by "[or]"; of no meaning for the first
+  bool orBefore;  // joined to what precedes it by "[or]"; without meaning for the first
   uint64_t cost;
 };
 
-// A list that is being laid out from its end: where its next element from there has to go on.
+// A list that is being laid out from its end: the steps at which its next element goes on.
 struct OpenList {
   std::vector<Part> parts;  // still to be done; the last one comes next
   int32_t onTrue;
   int32_t onFalse;
 
-  // The last part begins at step `entry` now: what stands before goes there unless its own value
-  // settles the part's.
+  // The last part begins at step `entry` now: the part before it goes there, unless its own value
+  // decides the result of both.
   void Placed(int32_t entry) {
     (parts.back().orBefore ? onFalse : onTrue) = entry;
     parts.pop_back();
@@ -193,8 +193,8 @@ OpenList Arranged(const Filter& list, int32_t onTrue, int32_t onFalse) {
 
 }  // namespace
 
-// Steps are made from the last to the first, so that each is made when its followers are there.
-// Groups are kept in a list of their own: their depth is the query's to choose.
+// Steps are made from the last to the first, so that the steps that follow a step exist when it is
+// made. Groups are kept in a list, not on the call stack: a query may nest them to any depth.
 FilterPlan::FilterPlan(const Query& query, const Scan& scan) {
   if (query.head == nullptr) return;
   std::vector<OpenList> open = {Arranged(*query.head, kAccept, kReject)};
@@ -258,7 +258,7 @@ FilterPlan::Gate FilterPlan::GateAt(int32_t step) const {
     const bool isGate = first.test == NameTest && first.onFalse == kReject;
     return isGate ? Gate{tests.first(1), first.onTrue} : Gate{};
   }
-  // A row of tests, each for those that the one before rejects.
+  // A row of tests: each is made for the records that the previous one rejects.
   for (size_t i = 0; i < tests.size(); ++i) {
     if (tests[i].test != nullptr || tests[i].onTrue != first.onTrue) break;
     if (tests[i].onFalse == kReject) return {tests.first(i + 1), first.onTrue};

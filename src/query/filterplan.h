@@ -1,6 +1,8 @@
-// A filter list laid out for speed: a row of tests, each of which says where to go on when it holds
-// and when it fails. Tests change nothing, so what cannot alter the result is skipped, and in lists
-// of one connector only the cheap tests stand before the dear ones.
+// A filter list laid out for speed: a row of tests, each of which names the next step when it holds
+// and when it fails. Tests have no side effects. So a test that cannot change the result is
+// skipped, and in a list with only one kind of connector the cheap tests come before the dear ones.
+// A test of a number costs about a nanosecond, one of a path twenty and more: most records are
+// settled by the cheap ones.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +31,7 @@ struct PlanStep {
   size_t fieldOffset = 0;
   uint64_t fieldMask = 0;
   ValueRange range;
-  bool expected = true;  // what the template or class has to say
+  bool expected = true;  // the answer of the template or class with which the test holds
   const CompiledTemplate* pattern = nullptr;
   const ExtensionSet* extensions = nullptr;
 
@@ -56,15 +58,15 @@ class FilterPlan {
   // Whether the record passes: what CheckFilterList says.
   bool Passes(const ScanRecord& record) const { return PassesFrom(start_, record); }
 
-  // Tests of which one must hold for a record that has come to a step: either tests of fields, or a
-  // single one of the name. Without any, the plan has to be walked from there.
+  // For a record at a given step: tests of which at least one must hold. They are tests of fields,
+  // or one test of the name. If there are none, the plan has to be walked record by record.
   struct Gate {
     std::span<const PlanStep> tests;
-    int32_t next = kAccept;  // where a record goes on for which one of them holds
+    int32_t next = kAccept;  // the step of a record for which one of them holds
   };
   Gate GateAt(int32_t step) const;
   int32_t start() const { return start_; }
-  // Whether a record passes that has come to a step.
+  // Whether a record that has reached a step passes.
   bool PassesFrom(int32_t step, const ScanRecord& record) const;
 
  private:
@@ -78,8 +80,8 @@ class FilterPlan {
 };
 
 inline bool FilterPlan::PassesFrom(int32_t step, const ScanRecord& record) const {
-  // Branches on every result, which most filters make easy to foresee; a chosen step number would
-  // have to be waited for.
+  // A branch on every result. With most filters the processor predicts it and goes on with the next
+  // test at once; it would have to wait for a step number that is computed from the result.
   while (step >= 0) {
     const PlanStep& test = steps_[static_cast<size_t>(step)];
     if (test.Holds(record)) {

@@ -41,7 +41,7 @@ inline constexpr uint32_t kObjSdirCount = 0x80000;
 inline constexpr uint32_t kCifsOnly = 0x80000000;
 inline constexpr uint32_t kNfsOnly = 0x40000000;
 
-// Comparison codes; the record's value stands on the left.
+// Comparison codes; the record's value is on the left.
 enum Comparison : uint32_t {
   kGreater = 1,
   kGreaterOrEqual = 2,

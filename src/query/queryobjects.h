@@ -29,7 +29,7 @@ inline constexpr uint32_t kOpSince = 0x1000;
 inline constexpr uint32_t kOpIncludes = 0x2000;
 inline constexpr uint32_t kOpExcludes = 0x4000;
 
-// What the parts of a query are understood by.
+// What is needed to understand the parts of a query.
 struct QueryContext {
   const Tokenizer& tokenizer;  // tells faults
   const Scan& scan;

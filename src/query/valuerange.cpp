@@ -12,7 +12,8 @@ constexpr ValueRange kNoTime = {kHalf, 0};  // far from every 32-bit time
 
 }  // namespace
 
-// Half of the numbers are below any number and half above: the order is that of the difference.
+// Values are ordered by the sign of their difference, so half of all numbers are below any number,
+// and half are above it.
 ValueRange RangeOf(uint32_t comparison, uint64_t number) {
   switch (comparison) {
     case kGreater:

@@ -80,8 +80,7 @@ void AddSubdirCount(CsvRow& row) {
   row.out.AddNumber(row.line.fields.modified());
 }
 
-// A column by field code. The first field of a line stands without a separator in front, every
-// other one with it.
+// A column by field code. Each field of a line but the first has a separator before it.
 struct CsvColumn {
   FieldCode code;
   std::wstring_view header;    // empty: the column has no header

@@ -1,7 +1,7 @@
 #include "reports/dupcandidates.h"
 
-// The one-shot digest is what is wanted here; the library would rather see its general interface,
-// which costs several times the digest of so short a buffer.
+// The library declares its one-shot digest deprecated in favour of a general interface, whose
+// set-up costs several times the digest of so short a buffer.
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <openssl/md5.h>
 
@@ -27,7 +27,8 @@ constexpr uint64_t kMixTime = 0xD6E8FEB86659FD93;
 constexpr uint64_t kMixText = 0xA0761D6478BD642F;
 constexpr uint64_t kMixEnd = 0xE7037ED1A0B428DB;
 
-// Both halves of the 128-bit product folded together: every bit of the input moves every bit.
+// Both halves of the 128-bit product, folded together: every bit of the input affects every bit of
+// the result, for one multiplication.
 uint64_t Mix(uint64_t a, uint64_t b) {
   __extension__ using Wide = unsigned __int128;
   const Wide product = static_cast<Wide>(a) * b;
@@ -48,7 +49,8 @@ uint64_t LoadBigEndian(const unsigned char* bytes) {
   return __builtin_bswap64(LoadU64(bytes));
 }
 
-// Eight marks a file keep chance hits near one in eight even when every file is alone.
+// With eight marks (two bytes) for each file, about one file in eight gets a mark that another file
+// has by chance, and is read again for nothing.
 constexpr uint64_t kMarksPerFile = 8;
 constexpr uint64_t kFewestMarks = uint64_t{1} << 16;
 constexpr uint64_t kMostMarks = uint64_t{1} << 30;  // 256 MiB of marks
@@ -81,7 +83,7 @@ uint64_t DupKey::Fingerprint(const RecordFields& record, const RecordText& name)
 
 uint64_t DupKey::MixText(uint64_t hash, const RecordText& name, size_t from) {
   if (name.IsAscii()) return MixBytes(hash, name.Ascii().substr(from));
-  // An ASCII extension hashes alike whatever the rest of the name holds.
+  // An ASCII extension gets the same hash whether the rest of the name is ASCII or not.
   const std::wstring_view text = name.Wide().substr(from);
   narrowed_.clear();
   for (const wchar_t unit : text) {
@@ -183,7 +185,8 @@ void DupCandidates::Spill() {
   entries_.Clear();
 }
 
-// Reads the entries in the order in which they were gathered, in blocks, and lets go of them.
+// Reads the entries in the order in which they were gathered, in blocks, and gives back their
+// memory.
 template <class Use>
 void DupCandidates::TakeEntries(Use use) {
   std::vector<Entry> block(std::min<uint64_t>(spilled_, kEntriesAtOnce));
@@ -211,8 +214,8 @@ void DupCandidates::Merge(DupCandidates& later) {
   if (later.files_ > 0) directory_ = later.directory_;
 }
 
-// Turns entries back into candidates, in file order. A few are known ahead of the one that is read,
-// so that their records are on their way.
+// Turns entries back into candidates, in file order. Some entries are kept waiting before they are
+// read: the processor fetches their records meanwhile.
 class DupCandidates::Reader {
  public:
   Reader(DupCandidates& owner, const std::function<void(const Candidate&)>& take)

@@ -1,6 +1,7 @@
-// The files that may be duplicates, gathered in two steps: the scan leaves a few bytes for every
-// file and a mark in a table of fingerprints seen; afterwards only the files whose fingerprint was
-// seen more than once are read again and given a digest.
+// The files that may be duplicates, found in two steps. During the scan every file leaves a few
+// bytes, and a mark of two bits for its fingerprint in a table. After it, only the files whose
+// fingerprint was seen more than once are read again and given a digest. So a file that is alone
+// costs no digest and no second look, and no memory but these few bytes.
 #pragma once
 
 #include <compare>
@@ -44,9 +45,10 @@ class DupKey {
   std::string narrowed_;
 };
 
-// Which fingerprints have been seen once, which more often. Marks are made with a short delay, so
-// that the memory they touch is on its way when they are made. Two files that fall on one mark by
-// chance count as seen twice: the digest tells them apart.
+// Which fingerprints have been seen once, which more often. The table is larger than the caches, so
+// nearly every mark would wait for memory. Therefore the memory of a mark is fetched at once, and
+// the mark is made some files later, when it has arrived. Two files that get one mark by chance
+// count as seen twice: the digest tells them apart.
 class SeenTable {
  public:
   // For about `files` files.

@@ -149,9 +149,9 @@ void DupGroups::Finish() {
   groups_.Finish();
 }
 
-// Within a run the files of a group carry sequence numbers 0, 1, 2 ... in file order, and stand in
-// the byte order of the stored (little-endian) numbers: 256 comes right behind 0. Kept so: it shows
-// in groups of more than 256 files.
+// Within a run the files of a group have sequence numbers 0, 1, 2 ... in file order, and are
+// ordered by the bytes of the stored (little-endian) numbers: 256 comes right after 0. Kept so: it
+// shows in groups of more than 256 files.
 void DupGroups::EndRun() {
   if (run_.empty()) return;
   std::vector<uint32_t> sequence(run_.size());

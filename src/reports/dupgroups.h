@@ -88,7 +88,7 @@ class DupMembers {
 // A group of files that agree in size and check fields.
 struct DupGroup {
   uint64_t size;   // of each file, bytes
-  uint64_t first;  // index of its first member; groups stand in ascending order of their digests
+  uint64_t first;  // index of its first member; groups are in ascending order of their digests
   uint32_t count;  // files
   uint32_t unused;
 };
@@ -132,7 +132,7 @@ class DupGroups {
   void Finish();
   const DupTotals& totals() const { return totals_; }
 
-  // The next group in the report's order; false behind the last one.
+  // The next group in the report's order; false after the last one.
   bool Next(DupGroup& group) { return groups_.Next(group); }
   DupMembers& members() { return members_; }
 

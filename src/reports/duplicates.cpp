@@ -19,10 +19,10 @@
 namespace tabulon {
 namespace {
 
-// Groups are written in batches of DupLimits::written members or about so many bytes of text:
-// within a batch the records are read in file order, whatever the order of the groups, so that the
-// file is passed over once a batch and memory stays bounded. A large group is spread over several
-// batches.
+// Groups are written in batches of DupLimits::written members or about so many bytes of text.
+// Within a batch the records are read in file order, whatever the order of the groups. So the file
+// is passed over once for each batch, not once for each group, and memory stays bounded. A large
+// group is spread over several batches.
 constexpr uint64_t kBatchText = uint64_t{96} << 20;
 
 // Members of a group that are looked at before the batch is known to hold them.
@@ -93,7 +93,7 @@ class Batch {
   void Assign(RecordText& to, const Text& text) const {
     const std::string_view bytes = {text_.begin() + text.at, text.length};
     to.Assign(bytes);
-    // The tail serves extensions, of which none is asked for.
+    // The tail is only used to find extensions, and no code asks for those here.
     if (text.isAscii) to.SetAscii(bytes, 0);
   }
   // Has the processor fetch what a member some places ahead needs.
@@ -105,12 +105,12 @@ class Batch {
   }
 
  private:
-  // The texts are what was counted, unless someone changes the scan file meanwhile: then some may
-  // stay away.
+  // The texts have the lengths that were counted, unless someone changes the scan file meanwhile;
+  // then some may be left out.
   static constexpr size_t kTextRoom = kBatchText + (size_t{1} << 20);
   static_assert(kTextRoom <= UINT32_MAX);
 
-  // Where a member and its directory stand in the file.
+  // Where a member and its directory are in the file.
   struct Place {
     uint64_t position;
     uint64_t directory;
@@ -286,7 +286,7 @@ class Duplicates : public ReportAccumulator {
  private:
   const ReportDefinition& report_;
   const ReportRun& run_;
-  SpoolFile positions_;  // as a listing has it, and nothing in it: where no temporary file can be
+  SpoolFile positions_;  // as a listing has it, but always empty: where no temporary file can be
                          // made, this report tells so, too. Kept so.
   std::unique_ptr<DupDebugFiles> files_;  // with -z only
   DupCandidates candidates_;

@@ -20,10 +20,11 @@
 namespace tabulon {
 namespace {
 
-// Finds entries by 64-bit keys ahead of the report's tree: an open-addressing hash table, very
-// sparse while it is small, so that nearly every key stands where it is looked for first. A key is
-// looked for in a few neighbouring places only; one that finds no room there is not held, and its
-// records take the way through the tree.
+// Finds entries by 64-bit keys without a search in the report's tree: an open-addressing hash
+// table. While it is small it is very sparse, so that nearly every key is at the first place that
+// is looked at: one multiplication, one load, one branch that is nearly always predicted. Only a
+// few neighbouring places are tried; a key that finds no room there is not held, and its records go
+// to the tree.
 class EntryFront {
   struct Slot {
     uint64_t key = 0;
@@ -33,7 +34,8 @@ class EntryFront {
  public:
   EntryFront() { Resize(kFirstBits); }
 
-  // What finds keys until the next Add: loops keep a copy, which nothing they write can change.
+  // Finds keys until the next Add. A loop keeps a copy of its own: the compiler then knows that
+  // nothing it writes changes the table's address, and keeps it in a register.
   class Lookup {
    public:
     explicit Lookup(const EntryFront& front) : slots_(front.slots_.data()), shift_(front.shift_) {}
@@ -180,8 +182,8 @@ uint64_t PackedExtension(const TypeWork& work, std::wstring_view extension) {
   return work.foldCase ? LowerWord(key) : key;
 }
 
-// The entry under which a record counts: made when the record is the first, the one of nobody when
-// the record does not count. For any record, whether or not the front can know it.
+// The entry under which a record counts, made for its first record; `uncounted` when the record
+// does not count. For any record, whether or not the front can know its key.
 [[gnu::noinline]] TypeEntry* FindAnyExtension(TypeWork& work, RecordBatch& batch, size_t i) {
   const RecordText& name = batch.names().other[i] != 0 ? batch.OtherName(i) : batch.At(i).name;
   const std::ptrdiff_t dot = name.LastDot();
@@ -220,7 +222,7 @@ class ExtensionFinder {
     const uint64_t tail = names.tail[i];
     const uint64_t dots = MarksOf('.', tail);
     const auto behindDot = static_cast<size_t>(__builtin_clzll(dots | 1));
-    // No extension: nothing behind the '.' (the difference wraps), or nothing in front of it.
+    // No extension: nothing after the '.' (the difference wraps), or nothing before it.
     if (dots != 0 && behindDot - 8 < mostBits_ && behindDot != 8 * size_t{names.length[i]} - 8) {
       uint64_t key = tail >> (kWordBits - 8 - behindDot);
       if (folds_) key = LowerWord(key);
@@ -239,7 +241,7 @@ class ExtensionFinder {
   EntryFront::Lookup front_;
   bool folds_;
   bool packsAll_;    // an ASCII name whose extension cannot be packed does not count
-  size_t mostBits_;  // behind the '.' of what the front knows
+  size_t mostBits_;  // after the '.', of the extensions that the front knows
 };
 
 // Finds the entry under which a record counts by its user or group ID.
@@ -338,10 +340,10 @@ template <class Finder>
 void TypeTotals<Finder>::Classify(Pass& pass) {
   RecordBatch& batch = pass.batch;
   ChoosePassing(report_.plan, pass);
-  if (pass.chosen.count == 0) return;  // nobody needs the names
+  if (pass.chosen.count == 0) return;  // the names are not needed
   Finder find(work_, batch);
   const size_t sizeOffset = batch.layout().size;
-  const uint32_t fileIncr = fileIncr_;  // nothing that is written meanwhile can change it
+  const uint32_t fileIncr = fileIncr_;  // a copy stays in a register while entries are written
   ForEachChosen(pass, [&](size_t i) {
     TypeEntry* entry = find(i);
     const uint64_t size = LoadU64(batch.fields(i).bytes() + sizeOffset);

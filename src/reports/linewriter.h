@@ -1,7 +1,7 @@
-// Assembles the lines of listings piece by piece. Plain text is encoded straight into one line of
-// bytes; unicode output and terminals take the way of ReportEntry, a call a piece, which cuts,
-// doubles line feeds and masks control characters. Both ways write the same text. At the end stands
-// the directory that a report's lines are in, as the report shows it.
+// Assembles the lines of listings piece by piece. Plain text is encoded straight into the stream's
+// buffer, without a copy in between. Unicode output and terminals use ReportEntry, one call for
+// each piece, which cuts it, doubles line feeds and masks control characters. Both ways write the
+// same text. ShownDirectory and the functions after it show the directory that lines belong to.
 #pragma once
 
 #include <cstdint>
@@ -70,7 +70,7 @@ class EncodedText {
   StringObject wide_;
 };
 
-// How a directory's stored path is shown: behind the root path or not, and without so many of its
+// How a directory's stored path is shown: after the root path or not, and without so many of its
 // first units.
 struct ShownDirectory {
   bool withRoot;
@@ -79,7 +79,7 @@ struct ShownDirectory {
 ShownDirectory ShowDirectory(const ReportDefinition& report, const Scan& scan,
                              const RecordText& name);
 
-// Adds the path of the directory named `name` to a line or a text: behind the root path in the
+// Adds the path of the directory named `name` to a line or a text: after the root path in the
 // "absolute" path form, as it is in the "relative" one. Returns the path's last unit; 0 when it is
 // empty. `root`: the root path.
 template <class Out>
@@ -95,12 +95,12 @@ wchar_t AddDirectory(const ReportDefinition& report, const Scan& scan, const Enc
   });
 }
 
-// Whether full paths are shown; otherwise names stand below directory headings.
+// Whether full paths are shown; otherwise names are listed below directory headings.
 inline bool ShowsFullPaths(const ReportDefinition& report) {
   return (report.flags & kFlagFullPath) != 0;
 }
 
-// Writes the heading of a directory below which names stand.
+// Writes the heading of a directory whose names follow.
 void WriteDirectoryHeading(const ReportOutput& output, LineWriter& writer, const EncodedText& path);
 
 }  // namespace tabulon

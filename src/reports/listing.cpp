@@ -191,7 +191,8 @@ void Listing::Write(ReportOutput& output) {
   writer.WriteTitle();
   if (!positions_.IsOpen()) return;
   positions_.Rewind();
-  // A few positions are known ahead of the one that is written.
+  // A few positions are read ahead of the record that is written, so that the processor can fetch
+  // their records.
   std::array<PositionPair, kLookAhead> ahead;
   size_t taken = 0;
   size_t written = 0;

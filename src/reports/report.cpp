@@ -63,8 +63,8 @@ void ReportSet::Write(TextStream* qvaOutput) {
 }
 
 PassOptions PassOptionsOf(const Settings& settings) {
-  // With -z the duplicates reports tell of files that they fill. One record at a time, their lines
-  // come in the order of the records, among themselves and between the marks of -p.
+  // With -z the duplicates reports tell of the files that they fill. In batches of one record their
+  // lines come in the order of the records, among themselves and between the marks of -p.
   return {.most = settings.dbgFlag ? 1 : RecordBatch::kMost, .progressFlag = settings.progressFlag};
 }
 

@@ -13,7 +13,7 @@
 namespace tabulon {
 namespace {
 
-// The default titles that show a parameter's value as it stands when the report is read.
+// The default titles that show a parameter's value as it is when the report is read.
 std::wstring LongPathsTitle(const Settings& settings) {
   return Formatted(L"Files with pathnames exceeding %d %ls", settings.maxPath,
                    settings.maxPathUnitName);
@@ -24,8 +24,8 @@ std::wstring UtfRequiredTitle(const Settings& settings) {
 
 constexpr bool kOnCifsOnly = true;
 
-// What listings select beside their filters: a test with its bits. Of a kind that is for all scans,
-// nothing is selected on an NFS scan where the bits have no meaning there (kOnCifsOnly).
+// What listings select beside their filters: a test with its bits. A kind for all scans whose bits
+// have no meaning on an NFS scan (kOnCifsOnly) selects nothing there.
 constexpr RecordSelector Flagged(uint32_t mask) {
   return {.test = HasFlag, .mask = mask};
 }

@@ -48,7 +48,7 @@ std::wstring AccountText(const SidObject& sid) {
   return text;
 }
 
-// Textual SIDs are never produced; this stands in their column.
+// Textual SIDs are never produced; this is shown in their column.
 constexpr std::wstring_view kNoSidString = L"SidString Not Available";
 
 bool ShowsSidString(const ReportDefinition& report, const SidObject& sid) {

@@ -9,7 +9,7 @@
 namespace tabulon {
 namespace {
 
-// Writes texts one behind the other into a caller's buffer, and ends with a zero unit.
+// Writes texts one after the other into a caller's buffer, and ends with a zero unit.
 class TextBuilder {
  public:
   explicit TextBuilder(std::span<wchar_t> buffer) : buffer_(buffer) {}
@@ -83,7 +83,7 @@ bool LocaleDateIsPlain() {
   return true;
 }
 
-// The clock conversions that a shorthand stands for; empty when `letter` is none.
+// The clock conversions that a shorthand means; empty when `letter` is none.
 std::wstring_view ClockShorthand(wchar_t letter) {
   const std::string_view localeTime = nl_langinfo(T_FMT);
   const bool plainTime = localeTime == "%H:%M:%S" || localeTime == "%T";

@@ -54,8 +54,8 @@ class FileTimeFormatter {
   std::wstring_view Format(uint64_t seconds);
 
  private:
-  // A stretch of the format that prints the same all day, and the clock field behind it (null
-  // behind the last stretch).
+  // A stretch of the format that prints the same all day, and the clock field after it (null after
+  // the last stretch).
   struct Piece {
     std::wstring dateFormat;
     int std::tm::*clock;
@@ -65,7 +65,7 @@ class FileTimeFormatter {
   struct Day {
     int64_t key;  // of its year and day of the year; 0: none
     size_t length;
-    std::array<uint8_t, kMostClocks> clockAt;  // where the clock fields stand in the text
+    std::array<uint8_t, kMostClocks> clockAt;  // where the clock fields are in the text
     TimeText text;
   };
 

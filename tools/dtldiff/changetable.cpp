@@ -109,7 +109,7 @@ void ChangeTable::TextSummary(const ChangeTotals& totals) {
   }
 }
 
-// What stands in front of a value.
+// What precedes a value.
 void ChangeTable::Key(std::string_view name) {
   if (data_.format() != ExportFormat::kNdjson) return;
   data_.Key("\"");

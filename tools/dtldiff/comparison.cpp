@@ -25,7 +25,7 @@ struct NextNames {
   uint64_t hashes[kMost];
   uint64_t positions[kMost];
 
-  // Reads them; the reader stands behind them afterwards.
+  // Reads them; the reader is after them then.
   void Read(DirFiles& reader, const Seeds& seeds) {
     for (; count < kMost && reader.valid(); reader.Advance()) {
       hashes[count] = seeds.OfText(reader.name());
@@ -114,8 +114,8 @@ bool ScanComparison::Walk(ReadProgress& progress) {
   return check(newWalk, newer_) && wholeOld;
 }
 
-// One directory of either scan, or of both. The scan whose directory had been waited for goes on
-// alone: it is behind.
+// One directory of either scan, or of both. A scan whose directory the other one waited for lags:
+// it goes on alone.
 void ScanComparison::Step(DirSection& old, DirSection& now, bool& moreOld, bool& moreNew,
                           DirWalk& oldWalk, DirWalk& newWalk) {
   DirSection partner;
@@ -139,7 +139,7 @@ void ScanComparison::Step(DirSection& old, DirSection& now, bool& moreOld, bool&
   if (nextNew) moreNew = newWalk.Next(now);
 }
 
-// Names that stand in one order are compared as they come.
+// Names that are in the same order in both are compared as they come.
 void ScanComparison::CompareDirs(const DirSection& old, const DirSection& now) {
   old_.Start(old);
   now_.Start(now);
@@ -166,7 +166,7 @@ void ScanComparison::CompareHere(std::string_view directory) {
   changes_.TakeInPlace(*kind, before.size(), after.size(), directory, now_.name());
 }
 
-// The names differ: those up to the next that both have are kept apart.
+// The names differ: those before the next name that both have are put aside.
 void ScanComparison::Resync() {
   const uint64_t oldAt = old_.position(), newAt = now_.position();
   NextNames olds, nows;
@@ -204,7 +204,7 @@ void ScanComparison::KeepNew() {
   }
 }
 
-// What stands in another order within the directory. Partners that are not among them, because
+// Files that are in another order within the directory. Partners that are not among them, because
 // there are too many, meet among the leftovers.
 void ScanComparison::PairRest() {
   if (restOld_.empty() && restNew_.empty()) return;

@@ -25,7 +25,8 @@ class DirWalk {
  public:
   DirWalk(const Scan& scan, const Seeds& seeds, ReadProgress& progress);
 
-  // The next directory that has a record, or that of the files in front of all; false at the end.
+  // The next directory that has a record, or that of the files before the first one; false at the
+  // end.
   bool Next(DirSection& section);
   // After Next has returned false: whether the scan has its end marker.
   bool whole() const { return reader_.atEndMarker(); }
@@ -39,7 +40,7 @@ class DirWalk {
   ReadProgress& progress_;
   RecordReader reader_;
   RecordBatch batch_;
-  uint64_t position_;  // behind the batch
+  uint64_t position_;  // after the batch
   size_t at_ = 0;      // next record of the batch
   DirSection next_;    // what Next will return, but for its end
   bool begun_ = true;  // next_ holds something
@@ -50,13 +51,13 @@ class DirFiles {
  public:
   DirFiles(const QueriedScan& scan, const Seeds& seeds);
 
-  // Stands at the first file of the section, which must outlive the use.
+  // Goes to the first file of the section, which must outlive the use.
   void Start(const DirSection& section);
   // Goes to a file of the section.
   void Seek(uint64_t position);
   // Goes to the next file.
   void Advance() { Seek(record_.view.next); }
-  // Whether it stands at a file, not at the end.
+  // Whether it is at a file, not at the end.
   bool valid() const { return valid_; }
 
   const RecordView& view() const { return record_.view; }

@@ -1,6 +1,6 @@
 // Files that have no partner in the same place of the other scan. At the end they are paired by
-// their paths, wherever those stand in the scans, and what is left by what a moved file keeps.
-// Memory has a limit, beyond which temporary files serve.
+// their paths, wherever these are in the scans; the rest is paired by what a moved file keeps.
+// Entries beyond a limit of memory go to temporary files.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace tabulon {
 
-// A change that was found when the way through the scans was over, or beside it.
+// A change that was found after the walk through the scans, or apart from it.
 struct LateChange {
   ChangeKind kind;
   uint64_t before, after;
@@ -29,8 +29,8 @@ class Leftovers {
   // Two entries of one path: takes the change, if there is one.
   void Pair(const FileEntry& old, const FileEntry& now);
 
-  // Finds out what became of all; the changes come in the order of the newer scan, those that
-  // vanished in that of the older one behind them.
+  // Finds out what became of all. The changes come in the order of the newer scan; the files that
+  // vanished come after them, in the order of the older scan.
   void Finish();
 
  private:

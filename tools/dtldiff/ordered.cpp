@@ -44,7 +44,7 @@ void Append(std::vector<char>& bytes, const void* from, size_t size) {
 }  // namespace
 
 void OrderedChanges::Add(const ChangeRow& row) {
-  Head head{};  // no byte of it is left to chance
+  Head head{};  // its unused bytes are written, too: they must not be random
   const int64_t difference = row.difference();
   head.weight = static_cast<uint64_t>(difference < 0 ? -difference : difference);
   head.before = row.before;
@@ -96,7 +96,7 @@ void OrderedChanges::Spill() {
   starts_.clear();
 }
 
-// Has the run's next row stand whole in its buffer; false when it has no more.
+// Makes the run's next row whole in its buffer; false when the run has no more.
 bool OrderedChanges::Fill(Run& run) {
   const auto whole = [&] {
     const size_t left = run.buffer.size() - run.at;

@@ -16,7 +16,7 @@ class OrderedChanges {
   void Add(const ChangeRow& row);
   // Ends the adding; the first row in order is the next to be read.
   void Finish();
-  // The next row, valid until the next call; false behind the last.
+  // The next row, valid until the next call; false after the last.
   bool Next(ChangeRow& row);
 
  private:
@@ -25,7 +25,7 @@ class OrderedChanges {
 
   // A part of the file, in order.
   struct Run {
-    off_t offset;  // of what comes behind the buffer
+    off_t offset;  // of what comes after the buffer
     off_t end;
     std::vector<char> buffer;
     size_t at = 0;  // of the next row in the buffer
@@ -36,7 +36,7 @@ class OrderedChanges {
   void Spill();
   bool Fill(Run& run);
 
-  std::vector<char> bytes_;       // rows, one behind the other
+  std::vector<char> bytes_;       // rows, one after the other
   std::vector<uint32_t> starts_;  // where they begin, in order after Sort
   size_t next_ = 0;
   TempFile file_;

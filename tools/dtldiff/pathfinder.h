@@ -12,8 +12,7 @@
 
 namespace tabulon {
 
-// A path as it is shown: the directory with the root in front and a separator behind it, and the
-// name.
+// A path as it is shown: the root, the directory, a separator, and the name.
 struct FoundPath {
   std::string text;
   const char* fault = nullptr;  // why it may lead out of the tree (scanreader/safepath.h)
@@ -27,7 +26,7 @@ class RecordPaths {
   void Find(const FilePlace& place, FoundPath& path);
   // The same where both parts are at hand.
   void Join(std::string_view directory, std::string_view name, FoundPath& path) const;
-  // The stored path of the directory whose record stands there, without separators at its end.
+  // The stored path of the directory whose record is there, without separators at its end.
   std::string DirectoryAt(uint64_t position);
 
  private:
