@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <atomic>
-#include <deque>
 #include <list>
 #include <memory>
 #include <optional>
@@ -70,9 +69,9 @@ struct WalkNode {
   bool lost = false;  // it could not be opened again, and that has been told
   size_t piecesTaken = 0, piecesDone = 0, piecesTold = 0;
   size_t subdirectoriesTaken = 0;
-  std::shared_ptr<OpenDirectory> directory;        // while something is to be taken, or closed to
-                                                   // save descriptors
-  std::deque<std::unique_ptr<WalkNode>> children;  // taken, not yet told to the end; in order
+  std::shared_ptr<OpenDirectory> directory;       // while something is to be taken, or closed to
+                                                  // save descriptors
+  std::list<std::unique_ptr<WalkNode>> children;  // taken, not yet told to the end; in order
   std::optional<std::list<WalkNode*>::iterator> queued, opened;  // places in the queue's lists
 
   bool HasPieces() const { return visited && piecesTaken < pieces.size(); }

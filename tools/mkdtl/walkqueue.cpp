@@ -4,6 +4,17 @@
 #include <utility>
 
 namespace tabulon {
+namespace {
+
+// What a directory costs beside its results: list entries, names of subdirectories and what the
+// allocator keeps for itself.
+constexpr size_t kNodeOverhead = 512;
+
+size_t NodeBytes(const WalkNode& node) {
+  return sizeof(WalkNode) + kNodeOverhead + node.pieces.size() * sizeof(NamePiece);
+}
+
+}  // namespace
 
 size_t ResultBytes(const FoundEntries& found) {
   return found.files.bytes.capacity() + found.problems.size() * sizeof(ReadProblem);
@@ -51,7 +62,7 @@ WalkTask WalkQueue::TakeSubdirectory(WalkNode& node) {
 
 void WalkQueue::Visited(WalkNode& node, std::shared_ptr<OpenDirectory> directory) {
   node.visited = true;
-  Wait(sizeof(WalkNode) + node.name.capacity() + node.pieces.size() * sizeof(NamePiece));
+  Wait(NodeBytes(node));
   if (!node.listed) {
     namesListed_ += node.names.memory();
     pending_ += node.pieces.size();
@@ -90,7 +101,7 @@ void WalkQueue::Told(size_t bytes) {
 }
 
 void WalkQueue::Gone(WalkNode& node) {
-  Told(sizeof(WalkNode) + node.name.capacity() + node.pieces.size() * sizeof(NamePiece));
+  Told(NodeBytes(node));
 }
 
 void WalkQueue::GiveUp(WalkNode& node) {
