@@ -22,6 +22,7 @@
 #include "tools/mkdtl/defaultjobs.h"
 #include "tools/mkdtl/output.h"
 #include "tools/mkdtl/scanrecorder.h"
+#include "tools/mkdtl/signalthread.h"
 #include "tools/mkdtl/walk.h"
 
 namespace tabulon {
@@ -124,7 +125,10 @@ int RunScan(const ScanOptions& options) {
   ScanProgress progress(walk, recorder);
   ProgressLine shown([&](auto elapsed) { return progress.Text(elapsed); });
   line = &shown;
-  walk.Run();
+  {
+    const SignalThread hears;
+    walk.Run();
+  }
   recorder.Finish(walk.owners());
   shown.Stop();
   if (!output.Finish(writer)) return kExitFailed;
