@@ -36,7 +36,7 @@ class AsideFile {
   UniqueFd special_;      // what is no regular file stays open: opening it again could mean
                           // something else
   bool direct_ = false;   // written directly
-  TempFile placeholder_;  // stands for the file, which is Prepare's when it was not there
+  TempFile placeholder_;  // holds the file's name; Prepare made it when there was no such file
   TempFile aside_;        // while it is written
 };
 

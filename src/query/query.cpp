@@ -5,7 +5,7 @@
 namespace tabulon {
 namespace {
 
-// An element that stands for `list` in parentheses.
+// An element that means `list` in parentheses.
 Filter* Group(Query& query, Filter* list) {
   Filter* const group = query.Add();
   group->sub = list;
