@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <memory>
 
-#include "fuzz/samples.h"
 #include "fuzz/target.h"
 #include "reports/report.h"
 #include "reports/reportkinds.h"
@@ -15,8 +14,7 @@ using namespace tabulon;
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   RunPart([&] {
-    const auto& sample = Samples()[(data[0] & 1) != 0 ? 2 : 5];
-    const Scan scan = LoadScan(MemoryFile(sample.bytes), "x.dtl", {.qvaTagged = true});
+    const Scan& scan = SampleScan((data[0] & 1) != 0);
     // The input must not reach the machine's own files: nothing is made in report directories, and
     // the directory that it names is not the first one.
     Settings options;

@@ -3,12 +3,13 @@
 #include "fuzz/target.h"
 #include "reports/report.h"
 #include "reports/reportkinds.h"
+#include "tests/support/openscan.h"
 
 using namespace tabulon;
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   RunPart([&] {
-    const Scan scan = LoadScan(MemoryFile(AsText(data, size)), "x.dtl", {});
+    const Scan scan = OpenInMemory(AsText(data, size));
     const Settings settings;
     ReportRun run{scan, settings, "x.dtl", scan.qvaRoot};
     for (const uint32_t type : {kReportSidUse, kReportSummary}) {

@@ -6,7 +6,6 @@
 
 #include "base/utf.h"
 #include "detail/scandetail.h"
-#include "fuzz/samples.h"
 #include "fuzz/target.h"
 #include "fuzz/templatereference.h"
 #include "query/batchfilter.h"
@@ -36,9 +35,9 @@ void Compare(const Query& query, const FilterPlan& plan, const Scan& scan, Pass&
   compare(batch.size(), false);
 }
 
-void TryQuery(const Sample& sample, std::string_view text) {
+void TryQuery(bool cifs, std::string_view text) {
   RunPart([&] {
-    const Scan scan = LoadScan(MemoryFile(sample.bytes), "x.dtl", {.security = false});
+    const Scan& scan = SampleScan(cifs);
     std::wstring wide;
     AppendUtfToWide(wide, text);
     const Classes noClasses;
@@ -76,7 +75,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if ((data[0] & 2) != 0) {
     TryTemplate(text, cifs);
   } else {
-    TryQuery(Samples()[cifs ? 2 : 5], text);
+    TryQuery(cifs, text);
   }
   return 0;
 }

@@ -1,16 +1,14 @@
 #include "fuzz/target.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <clocale>
 #include <cstdlib>
 
-#include "base/fileio.h"
 #include "base/loganderr.h"
-#include "base/memory.h"
+#include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
+#include "tests/support/openscan.h"
 
 namespace tabulon {
 namespace {
@@ -18,13 +16,11 @@ namespace {
 bool Prepare() {
   std::setlocale(LC_ALL, "C.UTF-8");
   setenv("TMPDIR", FastDirectory().c_str(), 1);
+  // Messages show nothing that the fuzzer could use.
   static Logs logs;
-  logs.listStream.Attach(open("/dev/null", O_WRONLY | O_CLOEXEC), true, TextEncoding::kLocale,
-                         "nowhere");
-  logs.logFile = logs.errFile = &logs.listStream;
-  // Messages on the console show nothing that the fuzzer could use.
-  const UniqueFd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
-  dup2(null.get(), STDOUT_FILENO);
+  for (TextStream* stream : {&logs.console, &logs.errorConsole}) {
+    stream->Attach(open("/dev/null", O_WRONLY | O_CLOEXEC), true, TextEncoding::kLocale, "nowhere");
+  }
   return true;
 }
 
@@ -40,11 +36,9 @@ bool RunPart(const std::function<void()>& part) {
   return true;
 }
 
-UniqueFd MemoryFile(std::string_view bytes) {
-  static const int file = memfd_create("input", MFD_CLOEXEC);
-  Require(ftruncate(file, 0) == 0 && WriteFullyAt(file, bytes.data(), bytes.size(), 0));
-  lseek(file, 0, SEEK_SET);
-  return UniqueFd(dup(file));
+const Scan& SampleScan(bool cifs) {
+  static const Scan scans[] = {OpenInMemory(Samples()[5].bytes), OpenInMemory(Samples()[2].bytes)};
+  return scans[cifs ? 1 : 0];
 }
 
 void Require(bool holds) {

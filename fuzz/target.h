@@ -7,7 +7,7 @@
 #include <functional>
 #include <string_view>
 
-#include "base/uniquefd.h"
+#include "detail/scan.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
@@ -20,8 +20,8 @@ inline std::string_view AsText(const uint8_t* data, size_t size) {
 // Runs a part of the program, with its logs going nowhere. False when it was ended by a fatal exit.
 bool RunPart(const std::function<void()>& part);
 
-// A file in memory that holds these bytes, replaced by the next call.
-UniqueFd MemoryFile(std::string_view bytes);
+// A sound scan with a few records of every sort, for reading only. REQUIRES: called in RunPart.
+const Scan& SampleScan(bool cifs);
 
 // Ends the process so that libFuzzer keeps the input.
 void Require(bool holds);
