@@ -22,6 +22,7 @@ install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/
   PATTERN fleet EXCLUDE)
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/fleet
   DESTINATION ${CMAKE_INSTALL_DATADIR}/tabulon/examples USE_SOURCE_PERMISSIONS)
+install(FILES docs/recipes.md docs/limits.md DESTINATION ${CMAKE_INSTALL_DATADIR}/tabulon)
 file(RELATIVE_PATH examples ${CMAKE_INSTALL_FULL_DOCDIR}
   ${CMAKE_INSTALL_FULL_DATADIR}/tabulon/examples)
 file(CREATE_LINK ${examples} ${CMAKE_BINARY_DIR}/installed-examples SYMBOLIC)

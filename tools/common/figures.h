@@ -15,7 +15,9 @@ std::string SizeText(uint64_t bytes);
 template <class Show>
 std::string SignedText(int64_t difference, Show show) {
   const uint64_t bits = static_cast<uint64_t>(difference);
-  return (difference > 0 ? "+" : difference < 0 ? "-" : "") + show(difference < 0 ? -bits : bits);
+  std::string text = difference > 0 ? "+" : difference < 0 ? "-" : "";
+  text += show(difference < 0 ? -bits : bits);
+  return text;
 }
 // "1.6 s", "12 min 5 s", "3 h 2 min".
 std::string DurationText(std::chrono::duration<double> time);

@@ -13,6 +13,8 @@ namespace tabulon {
 struct QueriedScan {
   // Opens the scan and parses the query for it; failures end the run.
   QueriedScan(const std::string& name, const std::optional<std::string>& where);
+  // Takes a scan that is open; all its files count.
+  QueriedScan(const std::string& name, Scan opened);
 
   std::string name;
   Scan scan;
