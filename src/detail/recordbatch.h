@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/prefetch.h"
 #include "detail/recordreader.h"
 #include "detail/scanrecord.h"
 
@@ -36,7 +37,7 @@ class RecordBatch {
   // Has the processor fetch the bytes that come one usual batch length after record `i`: most
   // likely a record of the next batch. For a loop over all records that computes and reads little:
   // memory is idle meanwhile, and the next batch is in the cache when it is filled.
-  void FetchBehind(size_t i) const { __builtin_prefetch(fixed_[i] + kMost * kUsualLength); }
+  void FetchBehind(size_t i) const { PrefetchAhead(fixed_[i], kMost * kUsualLength); }
   // The ASCII forms of the names (AsciiText), column by column, so that a test of lengths or of
   // tails loads these alone.
   struct Names {

@@ -192,7 +192,7 @@ class RecordReader {
       size_t length = size_t{layout.fixedSize} + fields.nameLength();
       if (!IsPlain(fields)) length = LengthWithTarget(fields, length);
       if (length > left) break;
-      __builtin_prefetch(at + kLookAhead);
+      PrefetchAhead(at, kLookAhead);
       take(count, fields);
       at += length;
       left -= length;
