@@ -29,7 +29,7 @@ inline uint64_t HashText(uint64_t seed, std::string_view text) {
     text.remove_prefix(kWord);
   }
   uint64_t rest = 0;
-  std::memcpy(&rest, text.data(), text.size());
+  if (!text.empty()) std::memcpy(&rest, text.data(), text.size());  // an empty view may be null
   return MixWords(hash, rest ^ seed);
 }
 
