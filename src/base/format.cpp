@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cwchar>
 #include <limits>
 
@@ -21,12 +22,6 @@ constexpr CodeRange kHarmful[] = {
     {0x2066, 0x2069},            // isolates
 };
 // clang-format on
-
-bool IsHarmful(wchar_t unit) {
-  return std::ranges::any_of(kHarmful, [code = UnitCode(unit)](const CodeRange& range) {
-    return code >= range.first && code <= range.last;
-  });
-}
 
 void AppendDigits(std::wstring& digits, uint64_t value, unsigned base) {
   std::array<wchar_t, 20> reversed{};  // 2^64 has 20 decimal digits
@@ -88,6 +83,23 @@ void Pad(std::wstring& out, size_t start, const Conversion& c, bool numeric) {
 
 }  // namespace
 
+bool IsHarmful(int32_t code) {
+  return std::ranges::any_of(kHarmful, [code](const CodeRange& range) {
+    return code >= range.first && code <= range.last;
+  });
+}
+
+std::string FormattedBytes(const char* format, std::va_list args) {
+  std::va_list again;
+  va_copy(again, args);
+  const int length = std::vsnprintf(nullptr, 0, format, args);
+  std::string text(static_cast<size_t>(length < 0 ? 0 : length) + 1, '\0');
+  if (length > 0) std::vsnprintf(text.data(), text.size(), format, again);
+  va_end(again);
+  text.pop_back();
+  return text;
+}
+
 void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<const FormatArg> args,
                      bool maskControls) {
   size_t next = 0;
@@ -118,7 +130,7 @@ void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<cons
 
 void MaskControls(std::wstring& text, size_t from) {
   for (size_t i = from; i < text.size(); ++i) {
-    if (IsHarmful(text[i])) text[i] = L'?';
+    if (IsHarmful(UnitCode(text[i]))) text[i] = L'?';
   }
 }
 

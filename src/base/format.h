@@ -4,6 +4,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstdarg>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -140,8 +141,15 @@ using WideFormat = CheckedFormat<std::type_identity_t<Args>...>;
 void AppendFormatted(std::wstring& out, std::wstring_view format, std::span<const FormatArg> args,
                      bool maskControls = false);
 
+// Whether a character controls a terminal or turns the direction of writing: C0, DEL, C1, and those
+// of UAX #9. `code` is a Unicode code point; a negative unit is none of these.
+bool IsHarmful(int32_t code);
+
 // Turns the control characters of text[from..] into '?'.
 void MaskControls(std::wstring& text, size_t from);
+
+// What vsnprintf(3) makes of a format and its arguments; empty when it fails.
+std::string FormattedBytes(const char* format, std::va_list args);
 
 // Packs arguments for AppendFormatted and calls `use(std::span<const FormatArg>)`.
 template <class Use, class... Args>

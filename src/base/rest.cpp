@@ -28,14 +28,8 @@ namespace tabulon {
 void LogExcEntry(const char* format, ...) {
   std::va_list args;
   va_start(args, format);
-  std::va_list again;
-  va_copy(again, args);
-  const int length = std::vsnprintf(nullptr, 0, format, args);
+  const std::string text = FormattedBytes(format, args);
   va_end(args);
-  std::string text(static_cast<size_t>(length < 0 ? 0 : length) + 1, '\0');
-  if (length > 0) std::vsnprintf(text.data(), text.size(), format, again);
-  va_end(again);
-  text.pop_back();
   Logs& logs = CurrentLogs();
   const auto lock = log_internal::EntryLock(logs.logLock);
   logs.logFile->WriteBytes(text);

@@ -37,14 +37,8 @@ bool HasPrefix(const char* text) {
 [[gnu::format(printf, 2, 3)]] bool CommandErr(uint32_t mode, const char* format, ...) {
   std::va_list args;
   va_start(args, format);
-  std::va_list again;
-  va_copy(again, args);
-  const int length = std::vsnprintf(nullptr, 0, format, args);
+  const std::string message = FormattedBytes(format, args);
   va_end(args);
-  std::string message(static_cast<size_t>(length < 0 ? 0 : length) + 1, '\0');
-  std::vsnprintf(message.data(), message.size(), format, again);
-  va_end(again);
-  message.pop_back();
   ErrorConsole().WriteBytes(message);
   ErrorConsole().Flush();
   if ((mode & kParseReturnErrors) == 0) throw EndOfRun{1};

@@ -2,8 +2,9 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <iterator>
+#include <cstdint>
+
+#include "base/format.h"
 
 namespace tabulon {
 namespace {
@@ -21,24 +22,6 @@ constexpr SequenceForm kForms[] = {
 
 bool IsScalar(char32_t c) {
   return c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF);
-}
-
-struct CodeRange {
-  char32_t first, last;
-};
-// clang-format off
-constexpr CodeRange kHarmful[] = {
-    {0x00, 0x1F}, {0x7F, 0x9F},  // C0, DEL, C1
-    {0x061C, 0x061C},            // Arabic letter mark
-    {0x200E, 0x200F},            // left-to-right and right-to-left mark
-    {0x2028, 0x202E},            // line and paragraph separator, embeddings and overrides
-    {0x2066, 0x2069},            // isolates
-};
-// clang-format on
-
-bool IsHarmful(char32_t c) {
-  return std::any_of(std::begin(kHarmful), std::end(kHarmful),
-                     [c](const CodeRange& range) { return c >= range.first && c <= range.last; });
 }
 
 }  // namespace
@@ -68,7 +51,7 @@ std::string Harmless(std::string_view text) {
     const char32_t c = TakeCodePoint(rest);
     const size_t size = text.size() - rest.size();
     const bool malformed = c == kReplacement && size == 1;
-    shown += malformed || IsHarmful(c) ? "?" : text.substr(0, size);
+    shown += malformed || IsHarmful(static_cast<int32_t>(c)) ? "?" : text.substr(0, size);
     text = rest;
   }
   return shown;
