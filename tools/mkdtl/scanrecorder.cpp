@@ -15,7 +15,7 @@ namespace {
 constexpr uint64_t kMostNamed = 10;  // mount points
 
 std::string Quoted(const std::string& path) {
-  return "'" + ShownOn(STDERR_FILENO, path) + "'";
+  return std::string("'").append(ShownOn(STDERR_FILENO, path)).append("'");
 }
 
 }  // namespace
