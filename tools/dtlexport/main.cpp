@@ -166,7 +166,9 @@ int Export(const Options& options, int rows) {
   const auto columns = ExportColumns::Choose(scan, *options.format, options.fields, problem);
   if (!columns) Refuse(problem);
   const ScanTexts texts(scan, *options.format);
-  ScanWalk walk(scan, {ParseWhere(options.where, scan), options.directories, options.shard});
+  ReadProgress progress(AssumedRecordsEnd(scan) - scan.logRoot.firstRecord, rows);
+  ScanWalk walk(scan, {ParseWhere(options.where, scan), options.directories, options.shard},
+                progress);
   RowWriter out(rows, *options.format, options.crlf ? "\r\n" : "\n", options.guard);
   bool all = true;
   if (*options.format == ExportFormat::kPaths0) {
@@ -179,6 +181,7 @@ int Export(const Options& options, int rows) {
     ExportRows(walk, *columns, row, out);
   }
   out.Flush();
+  progress.Stop();
   CloseRows(rows);
   if (walk.whole()) return all ? kExitDone : kExitIncomplete;
   LogErr(L"'%s' breaks off: what it holds has been written, the rest is missing\n", options.file);

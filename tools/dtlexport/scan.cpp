@@ -14,11 +14,13 @@ uint64_t EndOfShard(const Scan& scan, uint32_t index, uint32_t count) {
 
 }  // namespace
 
-ScanWalk::ScanWalk(const Scan& scan, const ExportChoice& choice)
+ScanWalk::ScanWalk(const Scan& scan, const ExportChoice& choice, ReadProgress& progress)
     : plan_(choice.query, scan),
       directories_(choice.directories),
+      progress_(progress),
       reader_(scan),
-      position_(scan.logRoot.firstRecord) {
+      position_(scan.logRoot.firstRecord),
+      told_(position_) {
   const Shard& shard = choice.shard;
   if (shard.index > 1) begin_ = EndOfShard(scan, shard.index - 1, shard.count);
   end_ = shard.index < shard.count ? EndOfShard(scan, shard.index, shard.count) : ~uint64_t{0};
@@ -36,6 +38,8 @@ const ScanRecord* ScanWalk::Next() {
       directoryBytes_.assign(record_.view.name);
       directory_.Assign(directoryBytes_);
       record_.directoryPosition = position_;
+      progress_.Add(position_ - told_);
+      told_ = position_;
     }
     const bool mine = position_ >= begin_;
     position_ = record_.view.next;

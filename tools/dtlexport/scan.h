@@ -8,6 +8,7 @@
 #include "detail/scan.h"
 #include "detail/scanrecord.h"
 #include "query/filterplan.h"
+#include "tools/scanreader/toolrun.h"
 
 namespace tabulon {
 
@@ -27,8 +28,8 @@ struct ExportChoice {
 // The records that are chosen. Keeps one record and its directory, and allocates nothing for each.
 class ScanWalk {
  public:
-  // The scan must outlive the walk.
-  ScanWalk(const Scan& scan, const ExportChoice& choice);
+  // The scan must outlive the walk, and so must the progress, which is told what has been read.
+  ScanWalk(const Scan& scan, const ExportChoice& choice, ReadProgress& progress);
 
   // The next record; null at the end. Valid until the next call.
   const ScanRecord* Next();
@@ -42,11 +43,13 @@ class ScanWalk {
 
   FilterPlan plan_;
   bool directories_;
+  ReadProgress& progress_;
   uint64_t begin_ = 0;
   uint64_t end_ = 0;
   bool whole_ = true;
   RecordReader reader_;
   uint64_t position_;
+  uint64_t told_;  // position that the progress knows
   ScanRecord record_;
   std::string directoryBytes_;
   RecordText directory_;
