@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 #include "detail/pass.h"
 #include "tools/scanwriter/dtlwriter.h"
 

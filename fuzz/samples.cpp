@@ -3,7 +3,7 @@
 #include <array>
 #include <utility>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 #include "detail/reporttype.h"
 #include "reports/reportkinds.h"
 #include "tests/support/dtlbuild.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 
 namespace tabulon {
 

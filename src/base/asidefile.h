@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "base/fileio.h"
 #include "base/tempfile.h"
 #include "base/textstream.h"
-#include "base/uniquefd.h"
 
 namespace tabulon {
 

@@ -1,9 +1,13 @@
-// Memory that is there or ends the run: checked blocks.
+// Memory that is there or ends the run: checked blocks, and large arrays that take from the system
+// only what they use.
 #pragma once
 
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
+#include <span>
+#include <type_traits>
+#include <utility>
 
 #include "base/loganderr.h"
 
@@ -23,5 +27,59 @@ Memory GetTreeMem(size_t size);
 // Makes every allocation of the process that fails end the run with the GetMem message (a
 // std::new_handler). Called once by the driver.
 void EndRunWhenMemoryIsExhausted();
+
+// Address space for `size` bytes, zero-filled when touched; exhaustion ends the run.
+void* ReserveMemory(size_t size);
+void ReleaseMemory(void* memory, size_t size);
+
+// A growing array of plain values. Its address space is reserved at once, its memory is taken from
+// the system only as far as it is used. So nothing is copied while it grows, and the system can use
+// large pages (2 MiB): faulting in a new small page every 4 KiB costs more than the work on
+// millions of entries.
+template <class T>
+class HugeArray {
+  static_assert(std::is_trivially_copyable_v<T>);
+
+ public:
+  HugeArray() = default;
+  explicit HugeArray(size_t capacity)
+      : data_(static_cast<T*>(ReserveMemory(capacity * sizeof(T)))), capacity_(capacity) {}
+  HugeArray(HugeArray&& other) noexcept { *this = std::move(other); }
+  HugeArray& operator=(HugeArray&& other) noexcept {
+    if (this != &other) {
+      Release();
+      data_ = std::exchange(other.data_, nullptr);
+      size_ = std::exchange(other.size_, 0);
+      capacity_ = std::exchange(other.capacity_, 0);
+    }
+    return *this;
+  }
+  ~HugeArray() { Release(); }
+
+  // REQUIRES: size() < capacity().
+  void Push(const T& value) { data_[size_++] = value; }
+  void Clear() { size_ = 0; }
+  // REQUIRES: size <= capacity(). New entries are zero unless the array was larger before.
+  void Resize(size_t size) { size_ = size; }
+  void Release() {
+    if (data_ != nullptr) ReleaseMemory(data_, capacity_ * sizeof(T));
+    data_ = nullptr;
+    size_ = capacity_ = 0;
+  }
+
+  T& operator[](size_t i) { return data_[i]; }
+  const T& operator[](size_t i) const { return data_[i]; }
+  T* begin() { return data_; }
+  const T* begin() const { return data_; }
+  T* end() { return data_ + size_; }
+  size_t size() const { return size_; }
+  size_t capacity() const { return capacity_; }
+  bool full() const { return size_ == capacity_; }
+
+ private:
+  T* data_ = nullptr;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
+};
 
 }  // namespace tabulon

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "base/fileio.h"
-#include "base/hugearray.h"
 #include "base/loganderr.h"
+#include "base/memory.h"
 #include "base/tempfile.h"
 
 namespace tabulon {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 
 namespace tabulon {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 
-#include "base/foldcase.h"
+#include "base/localetext.h"
 
 namespace tabulon {
 namespace {

@@ -11,8 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/byteblock.h"
-#include "base/byteword.h"
+#include "base/bytes.h"
 
 namespace tabulon {
 

@@ -1,6 +1,6 @@
 #include "base/utf.h"
 
-#include "base/endian.h"
+#include "base/bytes.h"
 
 namespace tabulon {
 namespace {
@@ -9,12 +9,9 @@ const unsigned char* Bytes(const char* text) {
   return reinterpret_cast<const unsigned char*>(text);
 }
 
-constexpr size_t kWordBytes = sizeof(uint64_t);
-
 // Whether eight bytes are ASCII without a zero byte.
 bool IsPlainWord(uint64_t word) {
-  constexpr uint64_t kEveryByte = 0x0101010101010101;
-  return ((word | (word - kEveryByte)) & (0x80 * kEveryByte)) == 0;
+  return ((word | (word - kEveryByte)) & kHighBits) == 0;
 }
 
 }  // namespace

@@ -37,4 +37,9 @@ void MkdirRecursive(const char* path);
 // Whether two texts are equal when letter case is ignored (towlower).
 bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b);
 
+// Parses decimal digits; with `allowSuffix` exactly one letter may follow: K M G multiply by powers
+// of 1024, k m g by powers of 1000. Empty text is 0, a suffix alone is 0. No overflow check (the
+// value wraps). Returns -1 for anything else, and without suffixes for more than 4294967295.
+int64_t NumericString(std::wstring_view text, bool allowSuffix);
+
 }  // namespace tabulon

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/loganderr.h"
-#include "base/numericstring.h"
+#include "base/utils.h"
 #include "config/keywords.h"
 #include "query/datevalue.h"
 

@@ -8,8 +8,8 @@
 
 #include <string>
 
+#include "base/fileio.h"
 #include "base/tempfile.h"
-#include "base/uniquefd.h"
 #include "detail/filereplace.h"
 
 namespace tabulon {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/foldcase.h"
+#include "base/localetext.h"
 #include "base/unitcode.h"
 
 namespace tabulon {

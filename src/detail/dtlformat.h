@@ -15,7 +15,7 @@
 #include <span>
 #include <string>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 
 namespace tabulon {
 

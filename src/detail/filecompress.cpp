@@ -14,7 +14,6 @@
 #include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/tempfile.h"
-#include "base/uniquefd.h"
 #include "base/utils.h"
 #include "detail/deflater.h"
 #include "detail/filereplace.h"

@@ -7,7 +7,7 @@
 #include <csignal>
 #include <cstdio>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 #include "base/utils.h"
 
 namespace tabulon {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "base/byteblock.h"
+#include "base/bytes.h"
 #include "base/utf.h"
 
 namespace tabulon {

@@ -7,8 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "base/byteblock.h"
-#include "base/byteword.h"
+#include "base/bytes.h"
 
 namespace tabulon {
 

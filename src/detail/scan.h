@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 #include "detail/dtlformat.h"
 #include "detail/securityobjects.h"
 

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 #include "detail/recordreader.h"
 #include "detail/securityobjects.h"
 

@@ -12,7 +12,6 @@
 #include "base/fileio.h"
 #include "base/format.h"
 #include "base/loganderr.h"
-#include "base/uniquefd.h"
 #include "config/reportdefinition.h"
 
 namespace tabulon {

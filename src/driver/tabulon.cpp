@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "base/format.h"
-#include "base/localebytes.h"
+#include "base/localetext.h"
 #include "base/loganderr.h"
 #include "base/standardfds.h"
 #include "base/tempfile.h"

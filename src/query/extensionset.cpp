@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "base/foldcase.h"
+#include "base/localetext.h"
 #include "base/unitcode.h"
 
 namespace tabulon {

@@ -10,7 +10,7 @@
 #include <span>
 #include <vector>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 #include "base/template.h"
 #include "detail/scan.h"
 #include "detail/scanrecord.h"

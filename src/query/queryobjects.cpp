@@ -4,7 +4,6 @@
 #include <cwctype>
 
 #include "base/loganderr.h"
-#include "base/numericstring.h"
 #include "base/template.h"
 #include "base/utils.h"
 #include "detail/attributes.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "base/hugearray.h"
+#include "base/memory.h"
 #include "base/tempfile.h"
 #include "detail/scanrecord.h"
 #include "reports/report.h"

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "base/hugearray.h"
+#include "base/memory.h"
 #include "base/sortedspool.h"
 #include "base/tempfile.h"
 #include "reports/dupcandidates.h"

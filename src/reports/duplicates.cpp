@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/hugearray.h"
+#include "base/memory.h"
 #include "base/prefetch.h"
 #include "base/spoolfile.h"
 #include "detail/recordreader.h"

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "base/byteword.h"
-#include "base/foldcase.h"
+#include "base/bytes.h"
+#include "base/localetext.h"
 #include "base/unitcode.h"
 #include "btree/btree.h"
 #include "detail/domainlist.h"

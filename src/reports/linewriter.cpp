@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "base/localebytes.h"
+#include "base/localetext.h"
 
 namespace tabulon {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 
 namespace tabulon {
 namespace {

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/hugearray.h"
+#include "base/memory.h"
 
 namespace tabulon {
 

@@ -9,7 +9,6 @@
 #include <memory>
 #include <new>
 
-#include "base/hugearray.h"
 #include "base/memory.h"
 #include "base/rest.h"
 #include "base/stringobj.h"

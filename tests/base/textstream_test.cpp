@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <clocale>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 #include "tests/support.h"
 #include "tests/terminal.h"
 

@@ -8,9 +8,8 @@
 #include <clocale>
 #include <csignal>
 
-#include "base/numericstring.h"
+#include "base/fileio.h"
 #include "base/rest.h"
-#include "base/uniquefd.h"
 #include "tests/support.h"
 #include "tests/terminal.h"
 

@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 #include "tests/btree/treecheck.h"
 #include "tests/ending.h"
 #include "tests/support.h"

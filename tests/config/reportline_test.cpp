@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 #include "config/reportfields.h"
 #include "configtest.h"
 

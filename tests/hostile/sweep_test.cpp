@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <set>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
 #include "tools/scanwriter/littlebytes.h"

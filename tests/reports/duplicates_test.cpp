@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 #include "base/loganderr.h"
 #include "base/sortedspool.h"
 #include "btree/btree.h"

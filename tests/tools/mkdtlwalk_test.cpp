@@ -12,7 +12,7 @@
 #include <functional>
 #include <thread>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 #include "support.h"
 
 namespace tabulon {

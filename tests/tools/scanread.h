@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "base/fileio.h"
-#include "base/uniquefd.h"
 #include "detail/dtlformat.h"
 #include "detail/recordreader.h"
 #include "support.h"

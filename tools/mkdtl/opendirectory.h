@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 
 namespace tabulon {
 

@@ -21,7 +21,7 @@
 #include <thread>
 #include <vector>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 #include "tools/mkdtl/entryreader.h"
 #include "tools/mkdtl/exclude.h"
 #include "tools/mkdtl/walkqueue.h"

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/uniquefd.h"
+#include "base/fileio.h"
 #include "tools/mkdtl/entryreader.h"
 #include "tools/mkdtl/namelist.h"
 

@@ -3,13 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 
 namespace tabulon {
 namespace {
 
-constexpr uint64_t kEveryByte = 0x0101010101010101;
-constexpr uint64_t kHighBits = kEveryByte * 0x80;
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
 
 // Set when some byte of the word equals `byte`.

@@ -9,7 +9,6 @@
 #include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/tempfile.h"
-#include "base/uniquefd.h"
 #include "base/utf.h"
 #include "detail/filecompress.h"
 #include "query/parsequery.h"

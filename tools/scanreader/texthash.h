@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "base/endian.h"
+#include "base/bytes.h"
 
 namespace tabulon {
 

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <new>
 
-#include "base/localebytes.h"
+#include "base/localetext.h"
 #include "base/loganderr.h"
 #include "base/memory.h"
 #include "base/standardfds.h"

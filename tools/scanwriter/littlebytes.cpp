@@ -1,6 +1,6 @@
 #include "tools/scanwriter/littlebytes.h"
 
-#include "base/endian.h"
+#include "base/bytes.h"
 #include "tools/common/terminaltext.h"
 
 namespace tabulon {

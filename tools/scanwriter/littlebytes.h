@@ -8,7 +8,7 @@
 
 namespace tabulon {
 
-// The program runs on little-endian machines only (base/endian.h asserts it).
+// The program runs on little-endian machines only (base/bytes.h asserts it).
 template <class T>
 void StoreLittle(char* at, T value) {
   std::memcpy(at, &value, sizeof value);

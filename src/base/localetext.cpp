@@ -1,4 +1,4 @@
-#include "base/localebytes.h"
+#include "base/localetext.h"
 
 #include <algorithm>
 #include <clocale>
@@ -31,6 +31,15 @@ void AppendLocaleBytes(std::string& out, std::wstring_view text) {
     out.append(encoded, EncodeLocaleUnit(text.front(), encoded));
     text.remove_prefix(1);
   }
+}
+
+CaseFold::CaseFold() {
+  for (std::size_t i = 0; i < ascii_.size(); ++i) ascii_[i] = Other(static_cast<wchar_t>(i));
+}
+
+const CaseFold& FoldCase() {
+  static const CaseFold fold;
+  return fold;
 }
 
 }  // namespace tabulon
