@@ -11,7 +11,6 @@
 #include <new>
 
 #include "base/fileio.h"
-#include "driver/tabulon.h"
 
 // Heap accounting comes with the sanitizers' run-time library; without it there is none.
 extern "C" {
@@ -140,7 +139,7 @@ void Sandbox::BecomeProgram(const std::vector<std::string>& args,
   for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
   if (prepare) prepare();
   CountHeap(shared_->heap, shared_->peakHeap);
-  std::exit(tabulon::Run(argv, dupLimits));
+  std::exit(tabulon::Run(argv, tuning));
 }
 
 }  // namespace tabulon

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "reports/report.h"
+#include "driver/tabulon.h"
 #include "tests/support.h"
 
 namespace tabulon {
@@ -46,7 +46,7 @@ class Sandbox {
   Outcome Run(const std::vector<std::string>& args, const std::function<void()>& prepare = {},
               bool leaks = false);
 
-  DupLimits dupLimits;  // of the runs
+  RunTuning tuning;  // of the runs
 
   const TempDir& dir() const { return dir_; }
   // Empties the directory.

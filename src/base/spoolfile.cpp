@@ -28,6 +28,7 @@ void SpoolFile::MakeRoom() {
 }
 
 void SpoolFile::FlushToFile() {
+  if (laterName_ != nullptr && !created_ && !Create(laterName_)) SpoolFailed(L"writing", path());
   if (!file_.Reopen() ||
       !WriteFullyAt(file_.fd(), buffer_.get(), used_, static_cast<off_t>(inFile_))) {
     SpoolFailed(L"writing", path());

@@ -16,6 +16,9 @@ class SpoolFile {
   // Makes the temporary file under the base name `name`. False with errno set when that fails;
   // path() is the name tried.
   bool Create(const char* name);
+  // The file is made under that name when the first bytes go to it: a spool that fits its buffer
+  // needs none. A file that cannot be made then ends the run.
+  void CreateWhenNeeded(const char* name) { laterName_ = name; }
   bool IsOpen() const { return created_; }
   const std::string& path() const { return file_.path(); }
 
@@ -42,6 +45,7 @@ class SpoolFile {
   bool Refill();
 
   TempFile file_;
+  const char* laterName_ = nullptr;  // of a file that is made when it is needed
   bool created_ = false;
   bool reading_ = false;
   std::unique_ptr<char[]> buffer_;

@@ -38,6 +38,7 @@ bool RecordBatch::Fill(RecordReader& reader, uint64_t& position, size_t most) {
     directoryBefore_.AssignCopy(NameOf(last));
     directoryBeforePosition_ = PositionOf(last);
   }
+  firstNumber_ += size_;
   directoriesKnown_ = false;
   at_ = inside_ = kNone;
   position_ = position;

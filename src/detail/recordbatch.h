@@ -31,6 +31,13 @@ class RecordBatch {
   bool Fill(RecordReader& reader, uint64_t& position, size_t most = kMost);
 
   size_t size() const { return size_; }
+  // The number of the batch's first record among all records of the scan, from 0; the others
+  // follow.
+  uint64_t firstNumber() const { return firstNumber_; }
+  // File offset of record `i`.
+  uint64_t PositionOf(size_t i) const {
+    return position_ + static_cast<uint64_t>(fixed_[i] - fixed_[0]);
+  }
   const RecordLayout& layout() const { return *layout_; }
   // The fixed part of record `i`.
   RecordFields fields(size_t i) const { return {fixed_[i], layout_}; }
@@ -82,12 +89,10 @@ class RecordBatch {
   void LookAtName(size_t i, const RecordFields& fields);
   void NoteName(size_t i, std::string_view stored);
   void Assemble(size_t i);
-  uint64_t PositionOf(size_t i) const {
-    return position_ + static_cast<uint64_t>(fixed_[i] - fixed_[0]);
-  }
 
   const RecordLayout* layout_;
   size_t size_ = 0;
+  uint64_t firstNumber_ = 0;
   uint64_t position_ = 0;  // file offset of the first record; the others follow without a gap
   std::array<const unsigned char*, kMost> fixed_;
   bool directoriesKnown_ = false;

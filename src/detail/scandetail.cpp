@@ -1,8 +1,10 @@
 #include "detail/scandetail.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include "base/loganderr.h"
+#include "base/threads.h"
 
 namespace tabulon {
 namespace {
@@ -37,6 +39,14 @@ class Progress {
 };
 
 }  // namespace
+
+size_t ThreadsFor(const Scan&, const PassShare& share) {
+  return std::max<size_t>(share.threads, 1);
+}
+
+PassEnd ScanDetail(const Scan& scan, std::span<const BatchSink> sinks, const PassOptions& options) {
+  return ScanDetail(scan, sinks.front(), options);
+}
 
 PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, const PassOptions& options) {
   RecordReader reader(scan);

@@ -165,23 +165,26 @@ void RunDefaultSummary(const Settings& settings, DetailInput& input) {
 }
 
 // Every report of the configuration file, in one pass.
-void RunConfiguration(const char* path, const Settings& options, const DupLimits& dupLimits,
+void RunConfiguration(const char* path, const Settings& options, const RunTuning& tuning,
                       DetailInput& input) {
   // Whoever stops reading the list log shall not cost anyone a report file.
   std::signal(SIGPIPE, SIG_IGN);
   const Scan& scan = input.scan;
   Configuration configuration = ReadConfiguration(path, scan, kReportKinds, options);
   const Settings& settings = configuration.settings;
-  ReportRun run{scan, settings, input.file.name, scan.qvaRoot, dupLimits};
+  ReportRun run{.scan = scan,
+                .settings = settings,
+                .dtlName = input.file.name,
+                .qvaRoot = scan.qvaRoot,
+                .dupLimits = tuning.dupLimits,
+                .threads = ThreadsOf(settings, scan, tuning.share)};
   ReportSet reports(configuration.reportList, run);
   ConsoleEntry(Console(), L"ProcessConfigFile DONE\n");
   Console().Flush();
   AsideFile qvaFile;
   TextStream qvaOutput;
   if (settings.qvaFlag) run.qvaRoot = CreateQvaFile(scan, settings, qvaFile, qvaOutput);
-  const PassEnd end = ScanDetail(
-      scan, [&](Pass& pass) { reports.Add(pass); }, PassOptionsOf(settings));
-  reports.Finish();
+  const PassEnd end = reports.TakeScan(PassOptionsOf(settings, tuning.share));
   reports.Write(settings.qvaFlag ? &qvaOutput : nullptr);
   const int error = qvaOutput.IsOpen() ? qvaFile.Close(qvaOutput) : 0;
   if (error != 0) ReportWriteError(qvaFile.path(), error);
@@ -190,25 +193,26 @@ void RunConfiguration(const char* path, const Settings& options, const DupLimits
 }
 
 // One listing of what the query selects, to the list log.
-void RunQuery(const CmdOptions& cmdOpts, const Settings& settings, DetailInput& input) {
+void RunQuery(const CmdOptions& cmdOpts, const Settings& settings, const PassShare& share,
+              DetailInput& input) {
   const CmdOptionIndex option = cmdOpts[kOptQuery].Given() ? kOptQuery : kOptQueryFull;
   const Scan& scan = input.scan;
   const Classes noClasses;
   std::wstring query;
   AppendUtfToWide(query, cmdOpts[option].value);
-  ReportDefinition report;
+  std::list<ReportDefinition> reportList(1);
+  ReportDefinition& report = reportList.front();
   report.kind = &KindOf(kReportCustom);
   report.filter = ParseQuery(query, scan, noClasses);
   report.title = L"none";
   report.flags = kFlagShowLink;
   if (cmdOpts[kOptQueryFull].Given()) report.flags |= kFlagFullPath;
   InitializeReportEntry(report, settings, scan);
-  ReportRun run{scan, settings, input.file.name, scan.qvaRoot};
-  const std::unique_ptr<ReportAccumulator> listing = report.kind->make(report, run);
-  const PassEnd end = ScanDetail(
-      scan, [&](Pass& pass) { listing->Add(pass); }, PassOptionsOf(settings));
+  ReportRun run{.scan = scan, .settings = settings, .threads = ThreadsOf(settings, scan, share)};
+  ReportSet listing(reportList, run);
+  const PassEnd end = listing.TakeScan(PassOptionsOf(settings, share));
   ReportOutput output(report, settings);
-  listing->Write(output);
+  listing.WriteFirst(output);
   TellBreakOff(input, end);
   CloseDebugLogFile();
   KeepInflated(input.file);
@@ -216,7 +220,7 @@ void RunQuery(const CmdOptions& cmdOpts, const Settings& settings, DetailInput& 
   if (scan.security) scan.security->sdTempFile.Keep();
 }
 
-int RealMain(std::span<char*> arguments, const DupLimits& dupLimits) {
+int RealMain(std::span<char*> arguments, const RunTuning& tuning) {
   ChooseLocale();
   EndRunWhenMemoryIsExhausted();
   // A file that reaches the size limit is told like a full disk.
@@ -234,9 +238,9 @@ int RealMain(std::span<char*> arguments, const DupLimits& dupLimits) {
   DetailInput input = OpenDetail(cmdOpts, settings);
   // Exactly one road.
   if (cmdOpts[kOptQuery].Given() || cmdOpts[kOptQueryFull].Given()) {
-    RunQuery(cmdOpts, settings, input);
+    RunQuery(cmdOpts, settings, tuning.share, input);
   } else if (cmdOpts[kOptCfg].Given()) {
-    RunConfiguration(cmdOpts[kOptCfg].value, settings, dupLimits, input);
+    RunConfiguration(cmdOpts[kOptCfg].value, settings, tuning, input);
   } else {
     RunDefaultSummary(settings, input);
   }
@@ -246,12 +250,12 @@ int RealMain(std::span<char*> arguments, const DupLimits& dupLimits) {
 
 }  // namespace
 
-int Run(std::span<char*> arguments, const DupLimits& dupLimits) {
+int Run(std::span<char*> arguments, const RunTuning& tuning) {
   const bool held = HoldStandardDescriptors();
   Logs logs;
   try {
     if (!held) PosixErrExit(0, L"The closed standard streams cannot be replaced\n");
-    return RealMain(arguments, dupLimits);
+    return RealMain(arguments, tuning);
   } catch (const EndOfRun& end) {
     return end.status;
   }

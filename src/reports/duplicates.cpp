@@ -13,7 +13,7 @@
 #include "reports/dupcandidates.h"
 #include "reports/dupgroups.h"
 #include "reports/linewriter.h"
-#include "reports/listing.h"
+#include "reports/positions.h"
 #include "reports/valueformat.h"
 
 namespace tabulon {

@@ -152,11 +152,13 @@ bool FoldsAsciiPlainly() {
   return true;
 }
 
-TypeEntry* ExtensionInTree(TypeWork& work, std::wstring_view extension) {
+// The entry of an extension; when there is none yet, it is made for the record at `position`.
+TypeEntry* ExtensionInTree(TypeWork& work, std::wstring_view extension, uint64_t position) {
   const std::wstring text(extension);
   ExtensionKey key = &text;
   if (TypeEntry* found = EntryInTree(work, &key, sizeof key)) return found;
   TypeEntry* entry = &work.entries.emplace_back();
+  entry->first = position;
   entry->name = text;
   key = &entry->name;
   TreeAddKey(work.tree.get(), &key, sizeof key, &entry);
@@ -191,10 +193,11 @@ uint64_t PackedExtension(const TypeWork& work, std::wstring_view extension) {
   const std::wstring_view extension = name.Wide().substr(static_cast<size_t>(dot));
   if (extension.size() < 2 || extension.size() > work.longest) return &work.uncounted;
   const uint64_t key = PackedExtension(work, extension);
-  if (key == 0) return ExtensionInTree(work, extension);
+  const uint64_t position = batch.PositionOf(i);
+  if (key == 0) return ExtensionInTree(work, extension, position);
   TypeEntry* entry = EntryFront::Lookup(work.front).Find(key);
   if (entry != nullptr) return entry;
-  entry = ExtensionInTree(work, extension);
+  entry = ExtensionInTree(work, extension, position);
   work.front.Add(key, entry);
   return entry;
 }
@@ -296,13 +299,17 @@ TreeHandle SortEntries(const TypeWork& work, const SortOrder& order, size_t& wid
   return sorted;
 }
 
-// Adds the tallies of a later part. Of two spellings the earlier one stays.
-void MergeEntries(TypeWork& work, const TypeWork& later) {
-  Tree* const tree = later.tree.get();
+// Adds the tallies of a part. Of two spellings the one of the earlier record stays.
+void MergeEntries(TypeWork& work, const TypeWork& part) {
+  Tree* const tree = part.tree.get();
   for (KeyRecord record = TreeLowKey(tree); record; record = TreeNextKey(tree)) {
     const TypeEntry& from = *LoadLittle<TypeEntry*>(record.extra());
-    TypeEntry* const to = work.byExtension ? ExtensionInTree(work, from.name)
+    TypeEntry* const to = work.byExtension ? ExtensionInTree(work, from.name, from.first)
                                            : IdInTree(work, LoadLittle<uint32_t>(record.key()));
+    if (from.first < to->first) {
+      to->first = from.first;
+      to->name = from.name;
+    }
     to->count += from.count;
     to->totalBytes += from.totalBytes;
     to->allocatedBytes += from.allocatedBytes;
@@ -317,14 +324,17 @@ template <class Finder>
 class TypeTotals : public ReportAccumulator {
  public:
   TypeTotals(const ReportDefinition& report, const ReportRun& run)
-      : report_(report), fileIncr_(run.settings.fileIncr), work_(report, run.scan) {}
+      : report_(report), run_(run), fileIncr_(run.settings.fileIncr), work_(report, run.scan) {}
 
   bool wantsRecords() const override { return !std::is_same_v<Finder, NoFinder>; }
   void Add(Pass& pass) override {
     if constexpr (!std::is_same_v<Finder, NoFinder>) Classify(pass);
   }
-  void Merge(ReportAccumulator& later) override {
-    MergeEntries(work_, static_cast<TypeTotals&>(later).work_);
+  std::unique_ptr<ReportAccumulator> NewPart() override {
+    return std::make_unique<TypeTotals>(report_, run_);
+  }
+  void Merge(ReportAccumulator& part) override {
+    MergeEntries(work_, static_cast<TypeTotals&>(part).work_);
   }
   void Write(ReportOutput& output) override;
 
@@ -332,6 +342,7 @@ class TypeTotals : public ReportAccumulator {
   void Classify(Pass& pass);
 
   const ReportDefinition& report_;
+  const ReportRun& run_;
   uint32_t fileIncr_;
   TypeWork work_;
 };

@@ -14,7 +14,8 @@ struct TypeEntry {
   uint32_t count = 0;
   uint64_t totalBytes = 0;
   uint64_t allocatedBytes = 0;
-  std::wstring name;  // extension as the first file spelled it, or the ID
+  uint64_t first = 0;  // file offset of the record that the entry was made for
+  std::wstring name;   // extension as that record spells it, or the ID
 };
 
 // Reports that count each record, file or directory, under its key when it passes the filter and

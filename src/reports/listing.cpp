@@ -1,15 +1,13 @@
 #include "reports/listing.h"
 
 #include <array>
-#include <cerrno>
 #include <string>
 
-#include "base/loganderr.h"
-#include "base/spoolfile.h"
 #include "base/utils.h"
 #include "query/batchfilter.h"
 #include "reports/csvcolumns.h"
 #include "reports/linewriter.h"
+#include "reports/positions.h"
 
 namespace tabulon {
 namespace {
@@ -138,14 +136,22 @@ class ListingWriter {
 // The records that a listing selects, by their positions.
 class Listing : public ReportAccumulator {
  public:
-  Listing(const ReportDefinition& report, const ReportRun& run)
+  // `whole`: the one that this is a part of; null: none.
+  Listing(const ReportDefinition& report, const ReportRun& run, const Listing* whole = nullptr)
       : report_(report), run_(run), selector_(report.kind->selects) {
-    CreatePositionFile(positions_);
+    if (whole == nullptr) {
+      positions_.Create();
+    } else {
+      positions_.CreateAsPartOf(whole->positions_);
+    }
   }
 
   bool wantsRecords() const override { return run_.scan.isCifs() || !selector_.cifsOnly; }
   void Add(Pass& pass) override;
-  void Merge(ReportAccumulator& later) override;
+  std::unique_ptr<ReportAccumulator> NewPart() override {
+    return std::make_unique<Listing>(report_, run_, this);
+  }
+  void Merge(ReportAccumulator& part) override;
   void Write(ReportOutput& output) override;
 
  private:
@@ -154,7 +160,7 @@ class Listing : public ReportAccumulator {
   const ReportDefinition& report_;
   const ReportRun& run_;
   RecordSelector selector_;
-  SpoolFile positions_;
+  PositionStore positions_;
 };
 
 void Listing::Add(Pass& pass) {
@@ -166,9 +172,8 @@ void Listing::Add(Pass& pass) {
 }
 
 void Listing::Note(const ScanRecord& record) {
-  if (report_.format != kFormatNone && positions_.IsOpen()) {
-    const PositionPair pair = {record.view.position, record.directoryPosition};
-    positions_.Append(&pair, sizeof pair);
+  if (report_.format != kFormatNone) {
+    positions_.Append({record.view.position, record.directoryPosition});
   }
   const uint64_t size = record.fields().size();
   ++counts_.count;
@@ -176,20 +181,15 @@ void Listing::Note(const ScanRecord& record) {
   counts_.allocatedBytes += AllocatedSize(size, run_.settings.fileIncr);
 }
 
-void Listing::Merge(ReportAccumulator& later) {
-  MergeCounts(later);
-  SpoolFile& from = static_cast<Listing&>(later).positions_;
-  if (!from.IsOpen() || !positions_.IsOpen()) return;
-  from.Rewind();
-  for (PositionPair pair; from.Read(&pair, sizeof pair);) positions_.Append(&pair, sizeof pair);
-  from.Remove();
+void Listing::Merge(ReportAccumulator& part) {
+  MergeCounts(part);
+  positions_.Merge(static_cast<Listing&>(part).positions_);
 }
 
 void Listing::Write(ReportOutput& output) {
   DisplayReportFile(output);
   ListingWriter writer(output, run_.scan);
   writer.WriteTitle();
-  if (!positions_.IsOpen()) return;
   positions_.Rewind();
   // A few positions are read ahead of the record that is written, so that the processor can fetch
   // their records.
@@ -198,7 +198,7 @@ void Listing::Write(ReportOutput& output) {
   size_t written = 0;
   while (true) {
     PositionPair& slot = ahead[taken % kLookAhead];
-    const bool more = positions_.Read(&slot, sizeof slot);
+    const bool more = positions_.Read(slot);
     if (more) {
       writer.Prefetch(slot);
       if (++taken - written < kLookAhead) continue;
@@ -209,13 +209,6 @@ void Listing::Write(ReportOutput& output) {
 }
 
 }  // namespace
-
-void CreatePositionFile(SpoolFile& positions) {
-  if (positions.Create("tabulon.tmp")) return;
-  const int errnum = errno;
-  LogEntry(L"Cannot open tmp file %s\n", positions.path());
-  ReportWriteError(positions.path(), errnum);
-}
 
 std::unique_ptr<ReportAccumulator> MakeListing(const ReportDefinition& report, ReportRun& run) {
   return std::make_unique<Listing>(report, run);

@@ -4,10 +4,10 @@
 
 namespace tabulon {
 
-void ReportAccumulator::MergeCounts(const ReportAccumulator& later) {
-  counts_.count += later.counts_.count;
-  counts_.totalBytes += later.counts_.totalBytes;
-  counts_.allocatedBytes += later.counts_.allocatedBytes;
+void ReportAccumulator::MergeCounts(const ReportAccumulator& part) {
+  counts_.count += part.counts_.count;
+  counts_.totalBytes += part.counts_.totalBytes;
+  counts_.allocatedBytes += part.counts_.allocatedBytes;
 }
 
 ReportSet::ReportSet(std::list<ReportDefinition>& reportList, ReportRun& run) : run_(run) {
@@ -18,12 +18,38 @@ ReportSet::ReportSet(std::list<ReportDefinition>& reportList, ReportRun& run) : 
   }
 }
 
+PassEnd ReportSet::TakeScan(const PassOptions& options) {
+  std::vector<std::unique_ptr<ReportSet>> parts;
+  std::vector<BatchSink> sinks = {[this](Pass& pass) { Add(pass); }};
+  while (sinks.size() < run_.threads) {
+    std::unique_ptr<ReportSet> part = NewPart();
+    if (part == nullptr) break;
+    sinks.push_back([to = part.get()](Pass& pass) { to->Add(pass); });
+    parts.push_back(std::move(part));
+  }
+  const PassEnd end = ScanDetail(run_.scan, sinks, options);
+  for (const auto& part : parts) Merge(*part);
+  Finish();
+  return end;
+}
+
+std::unique_ptr<ReportSet> ReportSet::NewPart() const {
+  std::unique_ptr<ReportSet> set(new ReportSet(run_));
+  for (ReportAccumulator* each : watching_) {
+    std::unique_ptr<ReportAccumulator> part = each->NewPart();
+    if (part == nullptr) return nullptr;
+    set->watching_.push_back(part.get());
+    set->members_.push_back({nullptr, std::move(part)});
+  }
+  return set;
+}
+
 void ReportSet::Add(Pass& pass) {
   for (ReportAccumulator* each : watching_) each->Add(pass);
 }
 
-void ReportSet::Merge(ReportSet& later) {
-  for (size_t i = 0; i < watching_.size(); ++i) watching_[i]->Merge(*later.watching_[i]);
+void ReportSet::Merge(ReportSet& part) {
+  for (size_t i = 0; i < watching_.size(); ++i) watching_[i]->Merge(*part.watching_[i]);
 }
 
 void ReportSet::Finish() {
@@ -62,10 +88,17 @@ void ReportSet::Write(TextStream* qvaOutput) {
   }
 }
 
-PassOptions PassOptionsOf(const Settings& settings) {
-  // With -z the duplicates reports tell of the files that they fill. In batches of one record their
-  // lines come in the order of the records, among themselves and between the marks of -p.
-  return {.most = settings.dbgFlag ? 1 : RecordBatch::kMost, .progressFlag = settings.progressFlag};
+// With -z the duplicates reports tell of the files that they fill. In batches of one record, read
+// by one thread, their lines come in the order of the records, among themselves and between the
+// marks of -p.
+size_t ThreadsOf(const Settings& settings, const Scan& scan, const PassShare& share) {
+  return settings.dbgFlag ? 1 : ThreadsFor(scan, share);
+}
+
+PassOptions PassOptionsOf(const Settings& settings, const PassShare& share) {
+  return {.most = settings.dbgFlag ? 1 : RecordBatch::kMost,
+          .progressFlag = settings.progressFlag,
+          .block = share.block};
 }
 
 }  // namespace tabulon

@@ -1,5 +1,6 @@
-// The reports of a run at work. Each is an accumulator: it takes the records of a scan, or of a
-// part of it, batch by batch, and writes its text in the end.
+// The reports of a run at work. Each is an accumulator: it takes the records of a scan, or some of
+// them, batch by batch, and writes its text in the end. Threads that share a scan have accumulators
+// of their own, parts, which are merged after the last record.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +32,8 @@ struct ReportRun {
   std::string_view dtlName = {};  // the detail file's name in the locale's encoding
   std::wstring qvaRoot = {};      // the root as the QVA output shows it
   DupLimits dupLimits = {};
-  int keptFiles = 0;  // files of duplicates that -z has kept so far, over all reports
+  int keptFiles = 0;   // files of duplicates that -z has kept so far, over all reports
+  size_t threads = 1;  // that share the work of the run
 };
 
 // What a report counts.
@@ -49,9 +51,13 @@ class ReportAccumulator {
   virtual bool wantsRecords() const { return false; }
   // Takes the next batch. It chooses records of its own in `pass`, whatever has been chosen there.
   virtual void Add(Pass&) {}
-  // Takes over what `later` has gathered. Both were fed neighbouring parts of one scan, `later` the
-  // part right after. The outcome is that of one accumulator that saw both. REQUIRES: `later` was
-  // made by the same maker from the same definition; it is used up.
+  // Makes an accumulator for other records of the scan, which another thread feeds at the same
+  // time. Null: the report cannot be gathered in parts, and one thread reads the scan.
+  virtual std::unique_ptr<ReportAccumulator> NewPart() { return nullptr; }
+  // Takes over what a part has gathered. Both were fed different records of one scan, each in file
+  // order: their records may come in turns. The outcome is that of one accumulator that saw all of
+  // them in file order. REQUIRES: `part` was made by NewPart of this accumulator or of one that
+  // this one is a part of; it is used up.
   virtual void Merge(ReportAccumulator&) {}
   // Called once, after the last Add or Merge and before any report of the run is written.
   virtual void Finish() {}
@@ -61,26 +67,35 @@ class ReportAccumulator {
   const ReportCounts& counts() const { return counts_; }
 
  protected:
-  void MergeCounts(const ReportAccumulator& later);
+  void MergeCounts(const ReportAccumulator& part);
 
   ReportCounts counts_;
 };
 
-// All reports of a run, as they take the records of a scan or of a part of it.
+// All reports of a run, as they take the records of a scan or some of them.
 class ReportSet {
  public:
   // Definitions and run must outlive the set.
   ReportSet(std::list<ReportDefinition>& reportList, ReportRun& run);
 
+  // Reads the run's scan and feeds every report with its records, then finishes the reports. The
+  // run's threads do so together, when all reports can be gathered in parts.
+  PassEnd TakeScan(const PassOptions& options);
+  // What TakeScan does, step by step. NewPart makes a set for another thread, null when some report
+  // cannot be gathered in parts.
+  std::unique_ptr<ReportSet> NewPart() const;
   void Add(Pass& pass);
-  void Merge(ReportSet& later);
+  void Merge(ReportSet& part);
   void Finish();
   // Writes every report to its end: its QVA tag line, its text, and the closing of its file. What a
   // report has gathered goes when it is written. `qvaOutput`: the file that all of them share in a
   // -qva run; null: none.
   void Write(TextStream* qvaOutput);
+  // Writes the first report alone, to the list log.
+  void WriteFirst(ReportOutput& output) { members_.front().accumulator->Write(output); }
 
  private:
+  explicit ReportSet(ReportRun& run) : run_(run) {}
   struct Member {
     ReportDefinition* report;
     std::unique_ptr<ReportAccumulator> accumulator;
@@ -92,7 +107,9 @@ class ReportSet {
   std::vector<ReportAccumulator*> watching_;  // those that look at records
 };
 
+// How many threads share the work of a run.
+size_t ThreadsOf(const Settings& settings, const Scan& scan, const PassShare& share);
 // How the scan is read for the reports of a run.
-PassOptions PassOptionsOf(const Settings& settings);
+PassOptions PassOptionsOf(const Settings& settings, const PassShare& share = {});
 
 }  // namespace tabulon

@@ -166,9 +166,10 @@ class Summary : public ReportAccumulator {
   // The CSV form shows nothing that is counted.
   bool wantsRecords() const override { return report_.format != kFormatCsv && files_.wanted(); }
   void Add(Pass& pass) override { files_.Add(pass.batch); }
-  void Merge(ReportAccumulator& later) override {
-    files_.Merge(static_cast<Summary&>(later).files_);
+  std::unique_ptr<ReportAccumulator> NewPart() override {
+    return std::make_unique<Summary>(report_, run_);
   }
+  void Merge(ReportAccumulator& part) override { files_.Merge(static_cast<Summary&>(part).files_); }
   void Write(ReportOutput& output) override;
 
  private:

@@ -97,7 +97,7 @@ class Faults : public testing::TestWithParam<Road> {
     box_.Clear();
     WriteFile(box_.dir() / "c.cfg", SampleConfiguration(GetParam().kind));
     WriteFile(box_.dir() / "x.dtl", stored_);
-    box_.dupLimits = {.runFiles = 500, .gathered = 100, .sorted = 100};
+    box_.tuning.dupLimits = {.runFiles = 500, .gathered = 100, .sorted = 100};
     return box_.Run(args_, [&] { ArmFault(fault, calls_.get()); });
   }
 
@@ -243,7 +243,7 @@ TEST(FaultMessages, ComeFromTheCallsTheyAreAbout) {
       box.Clear();
       WriteFile(box.dir() / "x.dtl", row.compressed ? CompressDtl(plain) : plain);
       WriteFile(box.dir() / "d.cfg", "[report]\ntype=duplicates\nreportfile=d\n");
-      box.dupLimits = row.limits;
+      box.tuning.dupLimits = row.limits;
       const Outcome run = box.Run(args, [&] { ArmFault(fault, calls.get()); });
       reached = *calls.get() >= fault.n;
       found += run.status == 1 && testing::Value(run.err, testing::ContainsRegex(row.message));

@@ -60,7 +60,7 @@ class Sweep : public testing::TestWithParam<size_t> {
   Outcome Run(const std::string& bytes, const Road& road) {
     WriteFile(box_.dir() / "x.dtl", bytes);
     const bool leaks = ++runs_ % 16 == 0;
-    box_.dupLimits = {.runFiles = 10, .gathered = 8, .sorted = 8, .written = 3};
+    box_.tuning.dupLimits = {.runFiles = 10, .gathered = 8, .sorted = 8, .written = 3};
     return box_.Run(road.args, {}, leaks);
   }
 

@@ -1,10 +1,11 @@
 #include "tools/mkdtl/defaultjobs.h"
 
-#include <sched.h>
 #include <sys/vfs.h>
 
 #include <algorithm>
 #include <iterator>
+
+#include "base/threads.h"
 
 namespace tabulon {
 namespace {
@@ -42,17 +43,11 @@ bool IsDistant(int directory) {
   return std::find(std::begin(kDistant), std::end(kDistant), type) != std::end(kDistant);
 }
 
-unsigned Processors() {
-  cpu_set_t set;
-  if (sched_getaffinity(0, sizeof set, &set) != 0) return kMostJobs;  // more than the set can hold
-  return static_cast<unsigned>(CPU_COUNT(&set));
-}
-
 }  // namespace
 
 unsigned DefaultJobs(int directory) {
   if (IsDistant(directory)) return kMostJobs;
-  return std::min(2 * Processors(), kMostJobs);
+  return static_cast<unsigned>(std::min<size_t>(2 * AllowedProcessors(), kMostJobs));
 }
 
 }  // namespace tabulon
