@@ -2,7 +2,7 @@
 // through the compressed form.
 #include <zlib.h>
 
-#include "detail/filecompress.h"
+#include "detail/rest.h"
 #include "fuzz/target.h"
 #include "tests/support.h"
 

@@ -8,10 +8,9 @@
 #include "detail/scandetail.h"
 #include "fuzz/target.h"
 #include "fuzz/templatereference.h"
-#include "query/batchfilter.h"
-#include "query/filtereval.h"
 #include "query/filterplan.h"
 #include "query/parsequery.h"
+#include "query/rest.h"
 
 using namespace tabulon;
 

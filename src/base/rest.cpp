@@ -1,6 +1,7 @@
 // Completes the modules of this folder.
 #include "base/rest.h"
 
+#include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -249,6 +250,20 @@ uint32_t ByteOrder::logInt(uint32_t value) const {
 }
 uint64_t ByteOrder::logInt64(uint64_t value) const {
   return endianType == kHostOrder ? value : __builtin_bswap64(value);
+}
+
+int cp(const char* to, const char* from) {
+  const UniqueFd source(open(from, O_RDONLY | O_CLOEXEC));
+  if (!source.valid()) return -1;
+  UniqueFd target(open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  if (!target.valid()) return -1;
+  const bool copied = CopyBytes(source.get(), target.get()) && fsync(target.get()) == 0;
+  if (copied && target.Reset() == 0) return 0;
+  const int failure = errno;
+  target.Reset();
+  unlink(to);
+  errno = failure;
+  return -1;
 }
 
 uint64_t strtoul64(const char* text, const char** end) {

@@ -105,6 +105,10 @@ struct ByteOrder {
   uint64_t logInt64(uint64_t value) const;
 };
 
+// Copies file `from` to the new file `to` and syncs it to disk; fails when `to` exists. Returns 0,
+// or -1 with errno set; a copy that could not be finished is removed.
+int cp(const char* to, const char* from);
+
 // wcstoul64 for narrow text.
 uint64_t strtoul64(const char* text, const char** end);
 

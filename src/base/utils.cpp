@@ -18,7 +18,6 @@ namespace tabulon {
 namespace {
 
 constexpr size_t kCopyBuffer = 4096;
-constexpr mode_t kCopyMode = 0666;       // before the process mask
 constexpr mode_t kDirectoryMode = 0700;  // before the process mask
 constexpr size_t kMkdirPathBytes = 256;
 
@@ -31,20 +30,6 @@ bool CopyBytes(int from, int to) {
     if (got <= 0) return got == 0;
     if (!WriteFully(to, buffer.data(), static_cast<size_t>(got))) return false;
   }
-}
-
-int cp(const char* to, const char* from) {
-  const UniqueFd source(open(from, O_RDONLY | O_CLOEXEC));
-  if (!source.valid()) return -1;
-  UniqueFd target(open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kCopyMode));
-  if (!target.valid()) return -1;
-  const bool copied = CopyBytes(source.get(), target.get()) && fsync(target.get()) == 0;
-  if (copied && target.Reset() == 0) return 0;
-  const int failure = errno;
-  target.Reset();
-  unlink(to);
-  errno = failure;
-  return -1;
 }
 
 void MkdirRecursive(const char* path) {

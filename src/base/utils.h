@@ -26,9 +26,6 @@ inline uint64_t wcstoul64(const wchar_t* text, const wchar_t** end) {
 
 // Copies the rest of the open file `from` to `to`; false with errno set on failure.
 bool CopyBytes(int from, int to);
-// Copies file `from` to the new file `to` and syncs it to disk; fails when `to` exists. Returns 0,
-// or -1 with errno set; a copy that could not be finished is removed.
-int cp(const char* to, const char* from);
 
 // Creates every missing directory of `path` (its first 256 bytes) with mode 0700. Failures show
 // when the directory is used.

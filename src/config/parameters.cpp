@@ -182,12 +182,6 @@ uint32_t SmallNumericParameter(std::wstring_view key, std::wstring_view value) {
   return static_cast<uint32_t>(number);
 }
 
-uint64_t LargeNumericParameter(std::wstring_view key, std::wstring_view value) {
-  const int64_t number = NumericString(value, true);
-  if (number == -1) ErrExit(L"Invalid numeric argument: %ls=%ls\n", key, value);
-  return static_cast<uint64_t>(number);
-}
-
 int ValidateYesNo(std::wstring_view key, std::wstring_view value) {
   return Choose(kYesNo, value, L"Invalid keyword value: %ls = %ls\n", key, value);
 }

@@ -40,7 +40,6 @@ void ParameterLine(std::wstring_view key, std::wstring_view value, Settings& set
 // A decimal number of at most 4294967294, or with one of the suffixes K M G k m g. Anything else
 // ends the run.
 uint32_t SmallNumericParameter(std::wstring_view key, std::wstring_view value);
-uint64_t LargeNumericParameter(std::wstring_view key, std::wstring_view value);
 
 // 1 for "yes", 0 for "no"; anything else ends the run.
 int ValidateYesNo(std::wstring_view key, std::wstring_view value);

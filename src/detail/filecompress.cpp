@@ -1,31 +1,32 @@
 #include "detail/filecompress.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <memory>
-#include <string_view>
+#include <cstdlib>
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
-#include "base/tempfile.h"
-#include "base/utils.h"
-#include "detail/deflater.h"
-#include "detail/filereplace.h"
+#include "base/memory.h"
 
 namespace tabulon {
 namespace {
 
 constexpr uInt kBufferSize = 0x80000;
-constexpr int kLevel = 9;
 constexpr int kWindowBits = 15;
+constexpr int kRawWindowBits = -15;  // negative: without zlib's header and trailer
+constexpr int kMemoryLevel = 8;
 
 using Outcome = Inflated::Outcome;
+
+void* Allocate(void*, uInt count, uInt size) {
+  return GetMem(size_t{count} * size, L"zlib").release();
+}
+void Release(void*, void* memory) {
+  std::free(memory);
+}
 
 // Tells a failure on standard output; errno stays as it is.
 bool Told(WideFormat<> message) {
@@ -35,15 +36,8 @@ bool Told(WideFormat<> message) {
   return false;
 }
 
-void* Allocate(void*, uInt count, uInt size) {
-  return GetMem(size_t{count} * size, L"zlib").release();
-}
-void Release(void*, void* memory) {
-  std::free(memory);
-}
-
-// The way from source to target: what is left of the source, and the buffers that a zlib stream
-// works on.
+// The way from source to target: what is left of the source, and the buffers that zlib inflates
+// from and into.
 class Pipe {
  public:
   Pipe(int from, uint64_t size, int to) : from_(from), left_(size), to_(to) {
@@ -80,16 +74,6 @@ class Pipe {
     return true;
   }
 
-  // Writes bytes that zlib has not put out here.
-  bool Write(std::string_view bytes) {
-    return WriteFully(to_, bytes.data(), bytes.size()) || Told(L"Failed writing to output file!\n");
-  }
-
-  // What Fill has read.
-  std::string_view input() const {
-    return {reinterpret_cast<const char*>(zlib.next_in), zlib.avail_in};
-  }
-
   z_stream zlib{};
 
  private:
@@ -109,23 +93,6 @@ struct StreamEnd {
   ~StreamEnd() { end(&zlib); }
 };
 
-Outcome Compress(Pipe& pipe) {
-  Deflater deflater(kLevel);
-  const auto write = [&](std::string_view bytes) { return pipe.Write(bytes); };
-  bool written = write({kZlibMark, sizeof kZlibMark});
-  while (written && !pipe.atEnd()) {
-    if (!pipe.Fill()) return Inflated::kSourceFailed;
-    written = deflater.Put(pipe.input(), false, write);
-  }
-  written = written && deflater.Put({}, true, write);
-  if (deflater.status() < 0) {
-    ConsoleEntry(Console(), L"tdefl_compress() failed with status %i!\n", deflater.status());
-  }
-  const std::array<char, 4> trailer = ZlibTrailer(deflater.checksum());
-  written = written && write({trailer.data(), trailer.size()});
-  return written ? Inflated::kWhole : Inflated::kTargetFailed;
-}
-
 Outcome Decompress(Pipe& pipe) {
   z_stream& zlib = pipe.zlib;
   int status = inflateInit2(&zlib, kWindowBits);
@@ -144,32 +111,42 @@ Outcome Decompress(Pipe& pipe) {
   return Inflated::kSourceFailed;
 }
 
-struct Mode {
-  char letter;
-  Outcome (*run)(Pipe& pipe);
-  bool keepsPart;  // what came out of a damaged source is worth keeping
-};
-constexpr Mode kModes[] = {{'C', Compress, false}, {'D', Decompress, true}};
-
-const Mode* ModeOf(const char* text) {
-  const char letter = *text >= 'a' && *text <= 'z' ? static_cast<char>(*text - 'a' + 'A') : *text;
-  const auto* mode = std::ranges::find(kModes, letter, &Mode::letter);
-  return mode == std::end(kModes) ? nullptr : mode;
-}
-
-bool BringToDisk(TempFile& target, const struct stat& like) {
-  TakeOwnerAndMode(target.fd(), like);
-  if (fsync(target.fd()) == 0 && target.Close() == 0) return true;
-  return Told(L"Failed writing to output file!\n");
-}
-
-// What doCompression returns after `message`.
-int Failure(WideFormat<> message) {
-  Told(message);
-  return 1;
-}
-
 }  // namespace
+
+std::array<char, 4> ZlibTrailer(uint32_t checksum) {
+  std::array<char, 4> bytes{};
+  for (char& byte : bytes) {
+    byte = static_cast<char>(checksum >> 24);
+    checksum <<= 8;
+  }
+  return bytes;
+}
+
+Deflater::Deflater(int level)
+    : checksum_(adler32(0, nullptr, 0)),
+      output_(std::make_unique_for_overwrite<char[]>(kBufferSize)) {
+  stream_.zalloc = Allocate;
+  stream_.zfree = Release;
+  status_ =
+      deflateInit2(&stream_, level, Z_DEFLATED, kRawWindowBits, kMemoryLevel, Z_DEFAULT_STRATEGY);
+}
+
+bool Deflater::Put(std::string_view bytes, bool last, const Sink& sink) {
+  auto* input = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
+  // Without bytes zlib takes the call for a new sum.
+  if (!bytes.empty()) checksum_ = adler32(checksum_, input, static_cast<uInt>(bytes.size()));
+  stream_.next_in = input;
+  stream_.avail_in = static_cast<uInt>(bytes.size());
+  do {
+    stream_.next_out = reinterpret_cast<Bytef*>(output_.get());
+    stream_.avail_out = kBufferSize;
+    status_ = deflate(&stream_, last ? Z_FINISH : Z_NO_FLUSH);
+    if (status_ == Z_BUF_ERROR) status_ = Z_OK;  // there was nothing left to do
+    if (status_ < 0) return false;
+    if (!sink({output_.get(), kBufferSize - stream_.avail_out})) return false;
+  } while (stream_.avail_out == 0);
+  return true;
+}
 
 Inflated InflateStream(int from, int to) {
   struct stat info {};
@@ -180,39 +157,6 @@ Inflated InflateStream(int from, int to) {
   Pipe pipe(from, static_cast<uint64_t>(info.st_size), to);
   const Outcome outcome = Decompress(pipe);
   return {outcome, outcome == Inflated::kWhole ? pipe.unused() : 0};
-}
-
-int doCompression(const char* modeText, const char* from, const char* to) {
-  errno = EINVAL;
-  const Mode* mode = ModeOf(modeText);
-  if (mode == nullptr) return Failure(L"Invalid mode!\n");
-  UniqueFd source(open(from, O_RDONLY | O_CLOEXEC));
-  struct stat like {};
-  if (!source.valid() || fstat(source.get(), &like) != 0) {
-    return Failure(L"Failed opening input file!\n");
-  }
-  TempFile target = TempFile::CreateExclusive(to);
-  if (!target.valid()) return Failure(L"Failed opening output file!\n");
-
-  Pipe pipe(source.get(), static_cast<uint64_t>(like.st_size), target.fd());
-  const Outcome outcome = mode->run(pipe);
-  const bool whole = outcome == Inflated::kWhole;
-  const bool worthKeeping = whole || (outcome == Inflated::kSourceFailed && mode->keepsPart);
-  const bool kept = worthKeeping && BringToDisk(target, like);
-  const int errnum = kept ? EBADMSG : errno;
-  if (kept) target.Keep();
-  target.Remove();
-  source.Reset();
-  errno = errnum;  // after everything that may change it
-  return whole && kept ? 0 : 1;
-}
-
-int compressFile(const char* from, const char* to) {
-  return doCompression("Compress", from, to);
-}
-
-int decompressFile(const char* from, const char* to) {
-  return doCompression("Decompress", from, to);
 }
 
 }  // namespace tabulon

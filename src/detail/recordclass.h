@@ -1,6 +1,7 @@
 // Tests that a kind of listing makes on a record beside its filter.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -39,11 +40,23 @@ struct RecordSelector {
   }
 };
 
+// What the length of a path is made of.
+struct TextSize {
+  explicit TextSize(std::string_view ascii);
+  explicit TextSize(std::wstring_view text);
+
+  size_t characters;
+  size_t utfBytes;  // no terminator
+  bool endsInBackslash;
+};
+
 // Whether directory path and name together are longer than maxPath. One separator is counted
 // between them unless the path ends in a backslash (on NFS scans too).
-bool CheckPathLength(std::wstring_view directory, std::wstring_view name, const NameLimits& limits);
-// Whether a name has the form of a generated short name, such as PROGRA~1.TXT.
-bool ConflictName(std::wstring_view name);
+bool CheckPathLength(const TextSize& directory, const TextSize& name, const NameLimits& limits);
+// Whether a name has the form of a generated short name, such as PROGRA~1.TXT. `Char` is char or
+// wchar_t.
+template <class Char>
+bool ConflictName(std::basic_string_view<Char> name);
 // Whether a name holds a unit that ISO 8859 part `codepage` lacks. Units below 256 never count.
 bool UtfRequired(int codepage, std::wstring_view name);
 

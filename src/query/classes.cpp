@@ -1,15 +1,85 @@
 #include "query/classes.h"
 
 #include <algorithm>
+#include <functional>
 
+#include "base/localetext.h"
+#include "base/unitcode.h"
 #include "base/utils.h"
 
 namespace tabulon {
+namespace {
+
+constexpr size_t kPackedUnits = sizeof(uint64_t);
+
+// Up to eight ASCII units as the bytes of one number, so that a comparison of texts is one of
+// numbers. No unit is 0, so different texts give different numbers.
+template <class Units, class Fold>
+uint64_t Pack(const Units& units, Fold&& fold) {
+  uint64_t packed = 0;
+  for (const auto unit : units) packed = packed << 8 | static_cast<uint64_t>(fold(unit));
+  return packed;
+}
+
+// Whether lower-casing an ASCII unit gives an ASCII unit. Not so in a Turkish locale, where 'I'
+// becomes a dotless i.
+bool FoldsWithinAscii() {
+  for (wchar_t unit = 0; unit < 0x80; ++unit) {
+    if (!IsAsciiUnit(FoldCase()(unit))) return false;
+  }
+  return true;
+}
+
+bool CanBePacked(std::wstring_view text) {
+  return text.size() <= kPackedUnits &&
+         std::ranges::all_of(text, [](wchar_t unit) { return unit != 0 && IsAsciiUnit(unit); });
+}
+
+}  // namespace
 
 const FileClass* Classes::Find(std::wstring_view name) const {
   const auto found = std::ranges::find_if(
       classList, [&](const FileClass& each) { return EqualIgnoringCase(each.name, name); });
   return found != classList.end() ? &*found : nullptr;
+}
+
+ExtensionSet::ExtensionSet(const FileClass& fileClass, bool ignoreCase)
+    : ignoreCase_(ignoreCase), packs_(!ignoreCase || FoldsWithinAscii()) {
+  for (const ClassPattern& pattern : fileClass.patterns) {
+    if (pattern.wildcard) {
+      templates_.emplace_back(pattern.text, true);  // backslash on NFS scans too: kept so
+      continue;
+    }
+    std::wstring& text = plain_.emplace_back(pattern.text);
+    if (ignoreCase_) std::ranges::transform(text, text.begin(), FoldCase());
+    if (CanBePacked(text)) packed_.push_back(Pack(text, std::identity()));
+  }
+}
+
+template <class Char>
+bool ExtensionSet::Search(std::basic_string_view<Char> extension) const {
+  const CaseFold& fold = FoldCase();
+  const auto equals = [&](std::wstring_view pattern) {
+    return std::ranges::equal(extension, pattern, [&](Char have, wchar_t want) {
+      return ignoreCase_ ? fold(have) == want : static_cast<wchar_t>(have) == want;
+    });
+  };
+  return std::ranges::any_of(plain_, equals) ||
+         std::ranges::any_of(templates_, [&](const auto& each) { return each.Match(extension); });
+}
+
+bool ExtensionSet::SearchPacked(std::string_view ascii) const {
+  const uint64_t packed = ignoreCase_ ? Pack(ascii, FoldCase()) : Pack(ascii, std::identity());
+  return std::ranges::find(packed_, packed) != packed_.end() ||
+         std::ranges::any_of(templates_, [&](const auto& each) { return each.Match(ascii); });
+}
+
+bool ExtensionSet::Contains(std::string_view ascii) const {
+  return packs_ && ascii.size() <= kPackedUnits ? SearchPacked(ascii) : Search(ascii);
+}
+
+bool ExtensionSet::Contains(std::wstring_view extension) const {
+  return Search(extension);
 }
 
 }  // namespace tabulon

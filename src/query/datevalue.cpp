@@ -12,7 +12,6 @@ namespace tabulon {
 
 namespace {
 
-constexpr uint64_t kDaySeconds = 86'400;
 // Counts from here on are all alike: no time is so many days from 1970 (188 million years). No
 // interval below overflows.
 constexpr uint64_t kCountedUnits = uint64_t{1} << 36;
@@ -59,23 +58,23 @@ uint64_t MonthSeconds(uint64_t months, const std::tm& base) {
     month = (month + 11) % 12;
     days += lengths[month];
   }
-  return days * kDaySeconds;
+  return days * kSecondsPerDay;
 }
 
 // The interval that `count` units of the kind `letter` take; false for an unknown letter.
 bool Interval(wchar_t letter, uint64_t count, const std::tm& base, uint64_t& seconds) {
   switch (std::towlower(static_cast<wint_t>(letter))) {
     case L'd':
-      seconds = count * kDaySeconds;
+      seconds = count * kSecondsPerDay;
       return true;
     case L'w':
-      seconds = count * 7 * kDaySeconds;
+      seconds = count * 7 * kSecondsPerDay;
       return true;
     case L'm':
       seconds = MonthSeconds(count, base);
       return true;
     case L'y':
-      seconds = count * 365 * kDaySeconds;
+      seconds = count * 365 * kSecondsPerDay;
       return true;
     default:
       return false;

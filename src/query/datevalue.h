@@ -11,6 +11,8 @@
 
 namespace tabulon {
 
+inline constexpr uint32_t kSecondsPerDay = 86'400;
+
 // What relative dates count back from: with `scanDateRelative` 1 the scan time of the detail file,
 // with 0 the current time.
 std::time_t DateBase(const Scan& scan, int scanDateRelative);

@@ -4,8 +4,14 @@
 #include <array>
 #include <string_view>
 
+#include "query/datevalue.h"
+
 namespace tabulon {
 namespace {
+
+constexpr uint64_t kHalf = uint64_t{1} << 63;
+constexpr uint64_t kAll = ~uint64_t{0};
+constexpr ValueRange kNoTime = {kHalf, 0};  // far from every 32-bit time
 
 // Text is a RecordText or a PathText.
 template <class Text>
@@ -193,6 +199,46 @@ OpenList Arranged(const Filter& list, int32_t onTrue, int32_t onFalse) {
 
 }  // namespace
 
+// Values are ordered by the sign of their difference, so half of all numbers are below any number,
+// and half are above it.
+ValueRange RangeOf(uint32_t comparison, uint64_t number) {
+  switch (comparison) {
+    case kGreater:
+      return {number + 1, kHalf - 2};
+    case kGreaterOrEqual:
+      return {number, kHalf - 1};
+    case kLess:
+      return {number - kHalf, kHalf - 1};
+    case kLessOrEqual:
+      return {number - kHalf, kHalf};
+    case kEqual:
+      return {number, 0};
+    default:
+      return {number + 1, kAll - 1};
+  }
+}
+
+ValueRange DayRangeOf(uint32_t comparison, int64_t date) {
+  constexpr int64_t kDay = kSecondsPerDay;
+  const int64_t timeOfDay = (date % kDay + kDay) % kDay;
+  const auto day = static_cast<uint64_t>(date - timeOfDay);
+  const uint64_t nextDay = day + kSecondsPerDay;
+  const bool isWholeDay = timeOfDay == 0;  // otherwise no day equals the date
+  switch (comparison) {
+    case kLess:
+    case kGreaterOrEqual:
+      return RangeOf(comparison, isWholeDay ? day : nextDay);
+    case kLessOrEqual:
+      return RangeOf(kLess, nextDay);
+    case kGreater:
+      return RangeOf(kGreaterOrEqual, nextDay);
+    case kEqual:
+      return isWholeDay ? ValueRange{day, kSecondsPerDay - 1} : kNoTime;
+    default:
+      return isWholeDay ? ValueRange{nextDay, kAll - kSecondsPerDay} : ValueRange{0, kAll};
+  }
+}
+
 // Steps are made from the last to the first, so that the steps that follow a step exist when it is
 // made. Groups are kept in a list, not on the call stack: a query may nest them to any depth.
 FilterPlan::FilterPlan(const Query& query, const Scan& scan) {
@@ -265,6 +311,96 @@ FilterPlan::Gate FilterPlan::GateAt(int32_t step) const {
     if (tests[i].onFalse != step + static_cast<int32_t>(i) + 1) break;
   }
   return {};
+}
+
+namespace {
+
+// Chooses those of the numbers number(0), number(1) ... number(count - 1) that pass. There is no
+// branch on the result, which the processor could not predict: each number is written to the next
+// place, and only one that passes moves the place on.
+template <class Number, class Passes>
+void ChooseIf(ChosenRecords& chosen, size_t count, Number&& number, Passes&& passes) {
+  uint16_t* const numbers = chosen.numbers.data();
+  size_t kept = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const uint16_t each = number(i);
+    numbers[kept] = each;
+    kept += passes(each) ? 1 : 0;
+  }
+  chosen.count = kept;
+}
+
+// Leaves those of `chosen` that pass.
+template <class Passes>
+void Narrow(const RecordBatch& batch, ChosenRecords& chosen, Passes&& passes) {
+  if (chosen.count == batch.size()) {
+    ChooseIf(
+        chosen, batch.size(), [](size_t i) { return static_cast<uint16_t>(i); }, passes);
+  } else {
+    ChooseIf(
+        chosen, chosen.count, [&](size_t i) { return chosen.numbers[i]; }, passes);
+  }
+}
+
+// Leaves those for which one of the tests of fields holds.
+void NarrowByFields(std::span<const PlanStep> tests, const RecordBatch& batch,
+                    ChosenRecords& chosen) {
+  if (tests.size() == 1) {
+    const PlanStep test = tests.front();
+    Narrow(batch, chosen, [&](size_t i) { return test.HoldsFor(batch.fields(i).bytes()); });
+    return;
+  }
+  Narrow(batch, chosen, [&](size_t i) {
+    bool holds = false;
+    for (const PlanStep& test : tests) holds |= test.HoldsFor(batch.fields(i).bytes());
+    return holds;
+  });
+}
+
+void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chosen) {
+  const RecordBatch::Names& names = batch.names();
+  // The last letters refuse most names, in a loop that loads only the column of tails. What is left
+  // is matched whole.
+  const CompiledTemplate::Word tail = test.pattern->tail();
+  if (test.expected && tail.care != 0) {
+    Narrow(batch, chosen,
+           [&](size_t i) { return tail.Fits(names.tail[i]) | (names.other[i] != 0); });
+  }
+  Narrow(batch, chosen, [&](size_t i) {
+    const bool matches = names.other[i] != 0 ? test.pattern->Match(batch.OtherName(i).Wide())
+                                             : test.pattern->Match(batch.AsciiName(i));
+    return matches == test.expected;
+  });
+}
+
+}  // namespace
+
+bool LookAtNamesFor(Pass& pass) {
+  // When fewer than one record in four is chosen, looking at all names costs more than it spares.
+  constexpr size_t kFew = 4;
+  if (pass.chosen.count * kFew >= pass.batch.size()) pass.batch.WantNames();
+  return pass.batch.namesKnown();
+}
+
+void ChoosePassing(const FilterPlan& plan, Pass& pass) {
+  RecordBatch& batch = pass.batch;
+  ChosenRecords& chosen = pass.chosen;
+  chosen.count = batch.size();
+  int32_t step = plan.start();
+  while (step >= 0 && chosen.count > 0) {
+    const FilterPlan::Gate gate = plan.GateAt(step);
+    const bool ofName = !gate.tests.empty() && gate.tests.front().test != nullptr;
+    if (gate.tests.empty() || (ofName && !LookAtNamesFor(pass))) {
+      Narrow(batch, chosen, [&](size_t i) { return plan.PassesFrom(step, batch.At(i)); });
+      break;
+    }
+    if (ofName) {
+      NarrowByName(gate.tests.front(), batch, chosen);
+    } else {
+      NarrowByFields(gate.tests, batch, chosen);
+    }
+    step = gate.next;
+  }
 }
 
 }  // namespace tabulon

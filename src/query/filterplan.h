@@ -12,13 +12,28 @@
 
 #include "base/bytes.h"
 #include "base/template.h"
+#include "detail/pass.h"
 #include "detail/scan.h"
 #include "detail/scanrecord.h"
-#include "query/extensionset.h"
+#include "query/classes.h"
 #include "query/query.h"
-#include "query/valuerange.h"
 
 namespace tabulon {
+
+// The values for which a comparison holds: a range of 64-bit numbers that may go on from the
+// highest number to 0. So a test of a record's number is one subtraction and one comparison for
+// every operator: no switch and no branch in the loop.
+struct ValueRange {
+  uint64_t low = 0;   // first number
+  uint64_t span = 0;  // how many follow it
+  bool Has(uint64_t value) const { return value - low <= span; }
+};
+
+// The values for which CompareTest(comparison, value, number) holds.
+ValueRange RangeOf(uint32_t comparison, uint64_t number);
+// The 32-bit times whose whole day compares so with a date (CheckDate). With the range, a test need
+// not divide the time to find its day.
+ValueRange DayRangeOf(uint32_t comparison, int64_t date);
 
 // One test of a plan.
 struct PlanStep {
@@ -94,5 +109,14 @@ inline bool FilterPlan::PassesFrom(int32_t step, const ScanRecord& record) const
   }
   return step == kAccept;
 }
+
+// Looks at the names of the whole batch when enough of its records are chosen. Returns whether the
+// names are known.
+bool LookAtNamesFor(Pass& pass);
+
+// Chooses the records of the batch that pass the plan: each test is one loop over the records that
+// passed the tests before it. So a test of a number is a short loop with all it needs in registers,
+// and without a branch that depends on the record.
+void ChoosePassing(const FilterPlan& plan, Pass& pass);
 
 }  // namespace tabulon

@@ -9,7 +9,7 @@
 #include "base/prefetch.h"
 #include "base/spoolfile.h"
 #include "detail/recordreader.h"
-#include "query/batchfilter.h"
+#include "query/filterplan.h"
 #include "reports/dupcandidates.h"
 #include "reports/dupgroups.h"
 #include "reports/linewriter.h"

@@ -14,7 +14,7 @@
 #include "base/unitcode.h"
 #include "btree/btree.h"
 #include "detail/domainlist.h"
-#include "query/batchfilter.h"
+#include "query/filterplan.h"
 #include "reports/totals.h"
 
 namespace tabulon {

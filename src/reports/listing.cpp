@@ -4,7 +4,7 @@
 #include <string>
 
 #include "base/utils.h"
-#include "query/batchfilter.h"
+#include "query/filterplan.h"
 #include "reports/csvcolumns.h"
 #include "reports/linewriter.h"
 #include "reports/positions.h"

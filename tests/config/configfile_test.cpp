@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "config/parameters.h"
+#include "config/rest.h"
 #include "configtest.h"
 
 namespace tabulon {

@@ -12,6 +12,7 @@
 
 #include "detail/child.h"
 #include "detail/filereplace.h"
+#include "detail/rest.h"
 #include "support.h"
 #include "tests/support/dtlbuild.h"
 

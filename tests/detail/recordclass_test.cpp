@@ -40,11 +40,11 @@ TEST(RecordClass, PathLengths) {
 TEST(RecordClass, GeneratedShortNames) {
   for (const auto* name : {L"PROGRA~1", L"PROGRA~1.", L"PROGRA~9.TXT", L"a.b.cd~0.x",
                            L"\x100\x100\x100\x100\x100\x100~1"}) {
-    EXPECT_TRUE(ConflictName(name)) << name;
+    EXPECT_TRUE(ConflictName(std::wstring_view(name))) << name;
   }
   for (const auto* name : {L"", L".", L"PROGRA~1.TEXT", L"PROGRA~X", L"PROGR~1", L"PROGRAM~1",
                            L"PROGRA-1", L"PROGRA~1.TXT.X", L".PROGRA~1", L"PROGRA~\x661"}) {
-    EXPECT_FALSE(ConflictName(name)) << name;
+    EXPECT_FALSE(ConflictName(std::wstring_view(name))) << name;
   }
 }
 

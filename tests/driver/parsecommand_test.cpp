@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/parsecommandrest.h"
+#include "driver/rest.h"
 #include "tests/ending.h"
 
 namespace tabulon {

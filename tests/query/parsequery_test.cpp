@@ -11,7 +11,6 @@
 #include "base/template.h"
 #include "base/utf.h"
 #include "query/filterplan.h"
-#include "query/queryobjects.h"
 #include "tests/ending.h"
 #include "tests/support/openscan.h"
 

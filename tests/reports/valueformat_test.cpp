@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <random>
 
-#include "reports/valuerest.h"
+#include "reports/rest.h"
 
 namespace tabulon {
 namespace {

@@ -6,7 +6,6 @@
 #include <system_error>
 #include <utility>
 
-#include "detail/deflater.h"
 #include "detail/filecompress.h"
 #include "tests/support/stringsink.h"
 

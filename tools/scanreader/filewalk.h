@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "detail/pass.h"
-#include "query/batchfilter.h"
+#include "query/filterplan.h"
 #include "tools/scanreader/escape.h"
 #include "tools/scanreader/toolrun.h"
 

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <utility>
 
-#include "detail/deflater.h"
 #include "detail/filecompress.h"
 #include "tools/scanwriter/littlebytes.h"
 

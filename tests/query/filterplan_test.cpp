@@ -1,4 +1,4 @@
-#include "query/filtereval.h"
+#include "query/rest.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,6 @@
 #include "base/template.h"
 #include "base/utf.h"
 #include "batches.h"
-#include "query/batchfilter.h"
 #include "query/filterplan.h"
 #include "query/parsequery.h"
 #include "query/testrecord.h"

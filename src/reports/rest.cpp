@@ -1,5 +1,5 @@
 // Completes the module of value formatting.
-#include "reports/valuerest.h"
+#include "reports/rest.h"
 
 #include <algorithm>
 #include <array>

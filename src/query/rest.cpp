@@ -1,5 +1,5 @@
 // Completes the module of filters.
-#include "query/filtereval.h"
+#include "query/rest.h"
 
 #include <algorithm>
 #include <array>
@@ -7,6 +7,7 @@
 
 #include "base/template.h"
 #include "base/utils.h"
+#include "query/datevalue.h"
 
 namespace tabulon {
 namespace {

@@ -28,6 +28,4 @@ bool CheckDate(const Filter& element, uint32_t time, uint32_t object);
 // not found and it is kNotEqual.
 bool CheckSidUse(bool found, const Filter& element, uint32_t object);
 
-inline constexpr uint32_t kSecondsPerDay = 86'400;
-
 }  // namespace tabulon

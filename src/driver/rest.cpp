@@ -1,5 +1,5 @@
 // Completes the module parsecommand.
-#include "driver/parsecommandrest.h"
+#include "driver/rest.h"
 
 #include "driver/parsecommand.h"
 
