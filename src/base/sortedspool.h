@@ -5,13 +5,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 #include <vector>
 
-#include "base/fileio.h"
-#include "base/loganderr.h"
 #include "base/memory.h"
-#include "base/tempfile.h"
+#include "base/sortedruns.h"
 
 namespace tabulon {
 
@@ -29,7 +28,7 @@ class SortedSpool {
  public:
   // Holds at most `limit` entries in memory (twice that while it sorts); a temporary file is named
   // after `name`.
-  SortedSpool(size_t limit, const char* name) : name_(name), entries_(limit) {}
+  SortedSpool(size_t limit, const char* name) : name_(name), entries_(limit), runs_(name) {}
 
   void Add(const T& entry) {
     if (entries_.full()) SpillRun();
@@ -40,24 +39,16 @@ class SortedSpool {
 
   // Ends the adding; the first entry in order is the next to be read.
   void Finish() {
-    if (runs_.empty()) {
-      Sort();
-      return;
-    }
+    if (runs_.empty()) return Sort();
     SpillRun();
     entries_.Release();
-    for (size_t i = 0; i < runs_.size(); ++i) {
-      if (Fill(runs_[i])) heap_.push_back(i);
-    }
-    std::make_heap(heap_.begin(), heap_.end(), Later());
+    runs_.Start();
   }
 
   // Gives back memory and file. REQUIRES: nothing is read or added any more.
   void Release() {
     entries_.Release();
-    runs_.clear();
-    heap_.clear();
-    file_.Remove();
+    runs_ = SortedRuns<Form>(name_);
   }
 
   // Reads the next entry in order; false after the last one.
@@ -67,33 +58,22 @@ class SortedSpool {
       entry = entries_[read_++];
       return true;
     }
-    if (heap_.empty()) return false;
-    std::pop_heap(heap_.begin(), heap_.end(), Later());
-    Run& run = runs_[heap_.back()];
-    entry = run.buffer[run.at++];
-    if (run.at < run.buffer.size() || Fill(run)) {
-      std::push_heap(heap_.begin(), heap_.end(), Later());
-    } else {
-      heap_.pop_back();
-    }
-    return true;
+    const char* next = runs_.Next();
+    if (next != nullptr) entry = Load(next);
+    return next != nullptr;
   }
 
  private:
-  struct Run {
-    off_t offset;           // of the next entry to be read from the file
-    uint64_t left;          // entries still in the file
-    std::vector<T> buffer;  // entries taken from it
-    size_t at = 0;          // next entry of the buffer
-  };
-  static constexpr size_t kRunBuffer = std::max<size_t>(64 * 1024 / sizeof(T), 1);
-
-  // Heap order of runs by their next entries: the lowest on top.
-  auto Later() const {
-    return [this](size_t a, size_t b) {
-      return Order::Less(runs_[b].buffer[runs_[b].at], runs_[a].buffer[runs_[a].at]);
-    };
+  static T Load(const char* bytes) {
+    T entry;
+    std::memcpy(&entry, bytes, sizeof entry);
+    return entry;
   }
+  struct Form {
+    static constexpr size_t kHead = sizeof(T);
+    size_t Size(const char*) const { return sizeof(T); }
+    bool Less(const char* a, const char* b) const { return Order::Less(Load(a), Load(b)); }
+  };
 
   void Sort() {
     if (entries_.size() < kSortBuckets) {
@@ -119,44 +99,17 @@ class SortedSpool {
 
   void SpillRun() {
     if (entries_.size() == 0) return;
-    if (!file_.valid()) {
-      file_ = TempFile::Create(name_, 0600);
-      if (!file_.valid()) PosixErrExit(0, L"Unable to create temporary file '%s'\n", file_.path());
-    }
     Sort();
-    const size_t bytes = entries_.size() * sizeof(T);
-    if (!WriteFullyAt(file_.fd(), entries_.begin(), bytes, end_)) {
-      PosixErrExit(0, L"Error writing '%s'\n", file_.path());
-    }
-    runs_.push_back({end_, entries_.size(), {}, 0});
-    end_ += static_cast<off_t>(bytes);
+    runs_.Append(entries_.begin(), entries_.size() * sizeof(T));
+    runs_.EndRun();
     entries_.Clear();
-  }
-
-  // Takes the run's next entries from the file; false when it has no more.
-  bool Fill(Run& run) {
-    const size_t count = static_cast<size_t>(std::min<uint64_t>(run.left, kRunBuffer));
-    if (count == 0) return false;
-    run.buffer.resize(count);
-    run.at = 0;
-    const size_t bytes = count * sizeof(T);
-    if (ReadFullyAt(file_.fd(), run.buffer.data(), bytes, run.offset) !=
-        static_cast<ssize_t>(bytes)) {
-      PosixErrExit(0, L"Error reading '%s'\n", file_.path());
-    }
-    run.offset += static_cast<off_t>(bytes);
-    run.left -= count;
-    return true;
   }
 
   const char* name_;
   HugeArray<T> entries_;
   uint64_t total_ = 0;
   size_t read_ = 0;
-  TempFile file_;
-  off_t end_ = 0;
-  std::vector<Run> runs_;
-  std::vector<size_t> heap_;
+  SortedRuns<Form> runs_;
 };
 
 }  // namespace tabulon

@@ -1,6 +1,7 @@
 #include "base/spoolfile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include "base/fileio.h"
@@ -15,10 +16,38 @@ namespace {
 
 }  // namespace
 
-bool SpoolFile::Create(const char* name) {
+bool ClosedTempFile::Create(const char* name) {
   file_ = TempFile::Create(name);
-  created_ = file_.valid();
+  const bool created = file_.valid();
   file_.Close();
+  return created;
+}
+
+void ClosedTempFile::CreateOrEnd(const char* name) {
+  if (!Create(name)) PosixErrExit(0, L"Unable to create temporary file '%s'\n", path());
+}
+
+void ClosedTempFile::Write(const void* bytes, size_t size, uint64_t offset) {
+  if (!file_.Reopen() || !WriteFullyAt(file_.fd(), bytes, size, static_cast<off_t>(offset))) {
+    SpoolFailed(L"writing", path());
+  }
+  file_.Close();
+}
+
+void ClosedTempFile::Read(void* bytes, size_t size, uint64_t offset) {
+  if (!file_.Reopen() || !ReadExactlyAt(file_.fd(), bytes, size, static_cast<off_t>(offset))) {
+    SpoolFailed(L"reading", path());
+  }
+  file_.Close();
+}
+
+void ClosedTempFile::Damaged() const {
+  errno = EIO;
+  SpoolFailed(L"reading", path());
+}
+
+bool SpoolFile::Create(const char* name) {
+  created_ = file_.Create(name);
   return created_;
 }
 
@@ -29,11 +58,7 @@ void SpoolFile::MakeRoom() {
 
 void SpoolFile::FlushToFile() {
   if (laterName_ != nullptr && !created_ && !Create(laterName_)) SpoolFailed(L"writing", path());
-  if (!file_.Reopen() ||
-      !WriteFullyAt(file_.fd(), buffer_.get(), used_, static_cast<off_t>(inFile_))) {
-    SpoolFailed(L"writing", path());
-  }
-  file_.Close();
+  file_.Write(buffer_.get(), used_, inFile_);
   inFile_ += used_;
   used_ = 0;
 }
@@ -50,11 +75,7 @@ void SpoolFile::Rewind() {
 bool SpoolFile::Refill() {
   const auto size = static_cast<size_t>(std::min<uint64_t>(kBufferSize, inFile_ - readInFile_));
   if (size == 0) return false;
-  if (!file_.Reopen() ||
-      !ReadExactlyAt(file_.fd(), buffer_.get(), size, static_cast<off_t>(readInFile_))) {
-    SpoolFailed(L"reading", path());
-  }
-  file_.Close();
+  file_.Read(buffer_.get(), size, readInFile_);
   readInFile_ += size;
   readAt_ = 0;
   used_ = size;

@@ -1,6 +1,5 @@
-// A temporary file of fixed-size records that are appended during the scan and read back once, in
-// order. The descriptor is held only while bytes move, so any number of spools can exist under a
-// small descriptor limit.
+// Temporary files that hold a descriptor only while bytes move, so that any number of them can
+// exist under a small descriptor limit.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +10,27 @@
 
 namespace tabulon {
 
+// Bytes at places of a temporary file. What fails ends the run with the file's name and the system
+// error.
+class ClosedTempFile {
+ public:
+  // Makes the temporary file under the base name `name`. False with errno set when that fails;
+  // path() is the name tried.
+  bool Create(const char* name);
+  // The same; a failure ends the run.
+  void CreateOrEnd(const char* name);
+  const std::string& path() const { return file_.path(); }
+
+  void Write(const void* bytes, size_t size, uint64_t offset);
+  void Read(void* bytes, size_t size, uint64_t offset);
+  // Ends the run as a read that fails does: the file does not have what was written.
+  [[noreturn]] void Damaged() const;
+
+ private:
+  TempFile file_;
+};
+
+// Fixed-size records that are appended during the scan and read back once, in order.
 class SpoolFile {
  public:
   // Makes the temporary file under the base name `name`. False with errno set when that fails;
@@ -44,7 +64,7 @@ class SpoolFile {
   void FlushToFile();
   bool Refill();
 
-  TempFile file_;
+  ClosedTempFile file_;
   const char* laterName_ = nullptr;  // of a file that is made when it is needed
   bool created_ = false;
   bool reading_ = false;

@@ -3,20 +3,12 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 #include "reports/report.h"
+#include "reports/typetallies.h"
 
 namespace tabulon {
-
-// What has been counted under one key.
-struct TypeEntry {
-  uint32_t count = 0;
-  uint64_t totalBytes = 0;
-  uint64_t allocatedBytes = 0;
-  uint64_t first = 0;  // file offset of the record that the entry was made for
-  std::wstring name;   // extension as that record spells it, or the ID
-};
 
 // Reports that count each record, file or directory, under its key when it passes the filter and
 // has one, and write the tallies in the chosen order. Totals by owner count nothing.
@@ -31,9 +23,10 @@ struct SortOrder {
   bool byAllocated;  // the size is the allocated one
 };
 
-// The order of the sort keys (order, type entry): by count or by size
-// (allocated size when there is an allocation unit), larger first; then by the other of the two;
-// then by name.
-int SortKeyCompare(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
+// The order of the tallies: by count or by size (allocated size when there is an allocation unit),
+// larger first; then by the other of the two; then by the names' units. Negative when `a` comes
+// first.
+int SortKeyCompare(const SortOrder& order, const TypeCounts& a, std::string_view nameA,
+                   const TypeCounts& b, std::string_view nameB);
 
 }  // namespace tabulon

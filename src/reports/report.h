@@ -3,6 +3,8 @@
 // of their own, parts, which are merged after the last record.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <memory>
@@ -25,6 +27,13 @@ struct DupLimits {
   size_t written = size_t{2} << 20;   // members of groups whose records are read at a time
 };
 
+// How much totals by type hold in memory; tests set it lower.
+struct TypeLimits {
+  size_t entries = size_t{1} << 19;                  // keys of one report in its table
+  size_t spooled = size_t{8} << 20;                  // bytes of tallies that are sorted together
+  std::atomic<int64_t> memory = int64_t{512} << 20;  // bytes left to all reports of the run
+};
+
 // What the reports of a run share. It must outlive them.
 struct ReportRun {
   const Scan& scan;
@@ -32,6 +41,7 @@ struct ReportRun {
   std::string_view dtlName = {};  // the detail file's name in the locale's encoding
   std::wstring qvaRoot = {};      // the root as the QVA output shows it
   DupLimits dupLimits = {};
+  TypeLimits typeLimits = {};
   int keptFiles = 0;   // files of duplicates that -z has kept so far, over all reports
   size_t threads = 1;  // that share the work of the run
 };

@@ -9,8 +9,11 @@
 #include <cerrno>
 #include <csignal>
 #include <optional>
+#include <random>
+#include <vector>
 
 #include "base/spoolfile.h"
+#include "base/textspool.h"
 #include "tests/ending.h"
 #include "tests/support.h"
 
@@ -211,6 +214,55 @@ TEST_F(SpoolFiles, DamageEndsTheRun) {
     EXPECT_ENDS(run(), 1, MatchesRegex(std::string("Error ") + row.message + "\n"));
     EXPECT_THAT(dir_.Entries(), ElementsAre());
   }
+}
+
+// Entries of a text spool: four bytes of length, and a text, by which they are sorted.
+struct ByText {
+  static constexpr size_t kHead = sizeof(uint32_t);
+  size_t Size(const char* entry) const {
+    uint32_t length = 0;
+    std::memcpy(&length, entry, sizeof length);
+    return kHead + length;
+  }
+  std::string_view Text(const char* entry) const { return {entry + kHead, Size(entry) - kHead}; }
+  bool Less(const char* a, const char* b) const { return Text(a) < Text(b); }
+  uint64_t Rank(const char* entry) const {
+    const std::string_view text = Text(entry);
+    return text.empty() ? 0 : static_cast<unsigned char>(text[0]);
+  }
+};
+
+// Small texts and such as are longer than what is read or written at a time, from two spools that
+// hold little or everything.
+TEST_F(SpoolFiles, SortTextsOfAnyLength) {
+  std::mt19937 random(6);
+  for (const size_t limit : {size_t{1}, size_t{3'000}, size_t{500'000}, size_t{1} << 24}) {
+    const auto before = OpenDescriptors();
+    TextSpool<ByText> spools[2] = {{limit, "texts"}, {limit / 2, "texts"}};
+    std::vector<std::string> expected;
+    for (size_t i = 0; i < 400; ++i) {
+      const size_t length = i % 100 == 99 ? random() % 300'000 : random() % 300;
+      std::string text(length, static_cast<char>('a' + random() % 26));
+      text += std::to_string(random() % 1000);
+      const auto size = static_cast<uint32_t>(text.size());
+      spools[i % 2].Add(&size, sizeof size, text);
+      expected.push_back(std::move(text));
+      if (i == 300) spools[0].Merge(spools[1]);
+    }
+    spools[0].Merge(spools[1]);
+    EXPECT_TRUE(spools[1].empty());
+    std::ranges::sort(expected);
+    EXPECT_EQ(dir_.Entries().empty(), limit == size_t{1} << 24);
+    EXPECT_EQ(OpenDescriptors(), before);
+    spools[0].Finish();
+    for (const std::string& text : expected) {
+      const char* const next = spools[0].Next();
+      ASSERT_NE(next, nullptr);
+      ASSERT_EQ(ByText().Text(next), text);
+    }
+    EXPECT_EQ(spools[0].Next(), nullptr);
+  }
+  EXPECT_THAT(dir_.Entries(), ElementsAre());
 }
 
 }  // namespace

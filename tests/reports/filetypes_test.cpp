@@ -105,16 +105,30 @@ TEST_F(FileTypes, SortsAndPrintsAsAsked) {
             ".many,3,31,12288\n.two,2,30,8192\n.b,1,30,4096\n.few,1,3000,4096\n.tie,1,30,4096\n");
 }
 
-// Thousands of keys, so that the entries' index grows and some keys find no room in it. Extensions
-// are the same behind any name.
+// Thousands of keys, so that the table grows, or has room for a few of them only, and the others
+// are sorted in memory or in runs of a temporary file. Extensions are the same after any name.
 TEST_F(FileTypes, CountsLikeAMapOverManyKeys) {
   const std::string stems[] = {"name", "n\xC3\xA9", std::string(60, 'n'),
                                std::string(60, 'n') + "\xC3\xA9"};
   const char* const letters[] = {"a", "B", "b", "z", "Z", "7", "~", "\xC3\xA9", "_"};
   std::mt19937 random(2);
-  const std::pair<int, uint32_t> rows[] = {
-      {kRootNfs, 12}, {kRootCifs, 12}, {kRootNfs, 7}, {kRootCifs, 8}};
-  for (const auto& [kind, limit] : rows) {
+  const TypeLimits usual;
+  struct Row {
+    int kind;
+    uint32_t limit;
+    size_t entries, spooled;
+    int64_t memory;
+  };
+  const Row rows[] = {{kRootNfs, 12, usual.entries, usual.spooled, usual.memory},
+                      {kRootCifs, 12, usual.entries, usual.spooled, usual.memory},
+                      {kRootNfs, 7, 300, usual.spooled, usual.memory},
+                      {kRootCifs, 8, 300, 40'000, usual.memory},
+                      {kRootCifs, 12, usual.entries, 1, 140'000},
+                      {kRootNfs, 12, 0, 5'000, 0}};
+  for (const auto& [kind, limit, entries, spooled, memory] : rows) {
+    run_.typeLimits.entries = entries;
+    run_.typeLimits.spooled = spooled;
+    run_.typeLimits.memory = memory;
     const auto asKey = [&](std::string text) {
       if (kind_ == kRootCifs) std::transform(text.begin(), text.end(), text.begin(), ::tolower);
       return text;
@@ -146,12 +160,35 @@ TEST_F(FileTypes, CountsLikeAMapOverManyKeys) {
     }
     EXPECT_EQ(found, expected);
   }
+}
+
+// User IDs that all want one place of the table, as a hostile scan may choose them.
+TEST_F(FileTypes, CountsKeysThatCrowd) {
+  std::vector<uint32_t> crowd;
+  constexpr uint64_t kMultiplier = 0x9E3779B97F4A7C15;
+  for (uint32_t id = 1; crowd.size() < 500; ++id) {
+    if (id * kMultiplier >> 50 == 77) crowd.push_back(id);
+  }
   Start(kRootNfs, kReportUidTotals);
   std::vector<File> files;
-  for (uint32_t i = 0; i < 20'000; ++i) files.push_back({"x", 1, i % 5'000 << 12, 0});
+  for (int round = 0; round < 3; ++round) {
+    for (const uint32_t id : crowd) files.push_back({"x", 7, id, 0});
+  }
   const std::string text = Text(files);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 5'000);
-  EXPECT_EQ(text.find(",1,"), std::string::npos);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 500);
+  for (const uint32_t id : crowd) {
+    EXPECT_NE(text.find(std::to_string(id) + ",3,21\n"), std::string::npos) << id;
+  }
+}
+
+// Of spellings that count as one, that of the first record is shown, wherever it was counted.
+TEST_F(FileTypes, ShowsTheFirstSpelling) {
+  for (const size_t entries : {0, 1, 2, 9}) {
+    run_.typeLimits.entries = entries;
+    Start(kRootCifs, kReportFiletypes, 20);
+    EXPECT_EQ(Text({{"a.Zz", 1}, {"a.LongerThanAWord", 2}, {"a.zZ", 3}, {"a.longerthanaword", 5}}),
+              ".LongerThanAWord,2,7\n.Zz,2,4\n");
+  }
 }
 
 }  // namespace

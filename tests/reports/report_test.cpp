@@ -93,6 +93,8 @@ class Merging : public testing::Test {
     ReportRun run{scan, settings_, "x.dtl", L"/r"};
     run.dupLimits = {.runFiles = 100, .gathered = 40, .sorted = 16, .written = 5};
     run.threads = parts;
+    run.typeLimits.entries = 3;
+    run.typeLimits.spooled = 300;
     std::vector<std::unique_ptr<ReportSet>> sets;
     sets.push_back(std::make_unique<ReportSet>(reports, run));
     while (sets.size() < parts) sets.push_back(sets.front()->NewPart());

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <zlib.h>
 
+#include <set>
+
 #include "scanread.h"
 
 namespace tabulon {
@@ -35,6 +37,24 @@ TEST_P(Synth, SameSeedGivesTheSameBytesEverywhere) {
     EXPECT_EQ(scan.records.size(), records);
     EXPECT_EQ(scan.root.directories + scan.root.files, records);
   }
+}
+
+TEST_P(Synth, DistinctFilesShareNoKey) {
+  const RunResult run =
+      RunMkdtl({"synth", "--kind", GetParam(), "--records", "3000", "--distinct", dir_ / "s.dtl"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::set<std::string> extensions;
+  std::set<std::pair<uint32_t, uint32_t>> owners;
+  size_t files = 0;
+  for (const RecordSpec& record : ReadScan(dir_ / "s.dtl").records) {
+    if ((record.flags & kRecordDirectory) != 0) continue;
+    ++files;
+    extensions.insert(record.name.substr(record.name.rfind('.')));
+    owners.insert({record.uid, record.gid});
+  }
+  EXPECT_GT(files, 2000U);
+  EXPECT_EQ(extensions.size(), files);
+  EXPECT_EQ(owners.size(), GetParam() == std::string("nfs") ? files : 1);
 }
 
 }  // namespace

@@ -31,6 +31,7 @@ struct SynthOptions {
   ScanKind kind = ScanKind::kNfs;
   uint32_t records = 0;  // directories included
   uint64_t seed = 1;
+  bool distinct = false;  // each file has an extension, a user and a group of its own
   OutputOptions output;
 };
 

@@ -13,7 +13,8 @@ namespace tabulon {
 const Companion kMkdtl = {
     "mkdtl",
     "usage: mkdtl scan [OPTION...] DIR OUT.dtl\n"
-    "       mkdtl synth --kind nfs|cifs --records N [--seed S] [--compress] OUT.dtl\n"
+    "       mkdtl synth --kind nfs|cifs --records N [--seed S] [--distinct] [--compress]\n"
+    "                   OUT.dtl\n"
     "       mkdtl --help | --version\n"
     "\n"
     "scan   walks the directory tree DIR and writes it as an NFS scan. It stays on one\n"
@@ -22,6 +23,8 @@ const Companion kMkdtl = {
     "       (1 when none is given) gives the same bytes on every machine.\n"
     "\n"
     "  --compress         write the compressed form\n"
+    "\n"
+    "  --distinct         give each made-up file an extension, a user and a group of its own\n"
     "\n"
     "  --jobs N           scan with N threads; the result is the same. Default: two for\n"
     "                     each processor, 32 on network and FUSE filesystems\n"
@@ -46,6 +49,7 @@ constexpr unsigned kMostJobs = 1000;
 enum Option : int {
   kCompress = 1,
   kCross,
+  kDistinct,
   kExclude,
   kJobs,
   kKind,
@@ -65,6 +69,7 @@ constexpr option kScanOptions[] = {
     {"server", required_argument, nullptr, kServer},   {"tag", required_argument, nullptr, kTag},
     {"version", no_argument, nullptr, kVersion},       {}};
 constexpr option kSynthOptions[] = {{"compress", no_argument, nullptr, kCompress},
+                                    {"distinct", no_argument, nullptr, kDistinct},
                                     {"help", no_argument, nullptr, kHelp},
                                     {"kind", required_argument, nullptr, kKind},
                                     {"records", required_argument, nullptr, kRecords},
@@ -165,6 +170,9 @@ Problem TakeSynthOption(int option, SynthParse& parse) {
   switch (option) {
     case kCompress:
       options.output.compress = true;
+      return {};
+    case kDistinct:
+      options.distinct = true;
       return {};
     case kKind:
       parse.hasKind = Kind(value).has_value();

@@ -100,6 +100,7 @@ class SynthScan {
       : writer_(writer),
         random_(options.seed),
         isNfs_(options.kind == ScanKind::kNfs),
+        distinct_(options.distinct),
         records_(options.records),
         remaining_(options.records),
         paths_(names_, isNfs_ ? '/' : '\\'),
@@ -153,7 +154,15 @@ class SynthScan {
     } else {
       MakeCifsFile(number);
     }
+    if (distinct_) SetApart();
     Add();
+  }
+
+  // Gives the file keys that no other has.
+  void SetApart() {
+    ++filesApart_;
+    record_.name += ".x" + std::to_string(filesApart_);
+    if (isNfs_) record_.uid = record_.gid = filesApart_;
   }
 
   void Add() {
@@ -241,6 +250,7 @@ class SynthScan {
   DtlWriter& writer_;
   Random random_;
   bool isNfs_;
+  bool distinct_;  // each file has keys of its own
   uint32_t records_;
   uint32_t remaining_;
   NameMaker names_;
@@ -248,6 +258,7 @@ class SynthScan {
   ContentMaker contents_;
   std::optional<SecurityMaker> security_;
   uint32_t inode_ = 1;
+  uint32_t filesApart_ = 0;
   RecordSpec record_;
 };
 
