@@ -9,17 +9,17 @@
 namespace tabulon {
 namespace {
 
-using LineMaker = void (*)(const ReportOutput& output, const ListingLine& line,
+using LineMaker = void (*)(const CsvColumns& columns, const ListingLine& line,
                            FileTimeFormatter& times, LineWriter& writer);
 
-void AddTextLine(const ReportOutput&, const ListingLine& line, FileTimeFormatter&,
+void AddTextLine(const CsvColumns&, const ListingLine& line, FileTimeFormatter&,
                  LineWriter& writer) {
   writer.Add(*line.directoryPrefix).Add(*line.name).EndPiece();
   writer.EndLine();
 }
-void AddCsvLine(const ReportOutput& output, const ListingLine& line, FileTimeFormatter& times,
+void AddCsvLine(const CsvColumns& columns, const ListingLine& line, FileTimeFormatter& times,
                 LineWriter& writer) {
-  FormatCsvLine(output, line, times, writer);
+  FormatCsvLine(columns, line, times, writer);
 }
 
 void WriteLines(benchmark::State& state, LineMaker add, TextEncoding encoding) {
@@ -32,6 +32,7 @@ void WriteLines(benchmark::State& state, LineMaker add, TextEncoding encoding) {
   report.file.stream.Attach(open("/dev/null", O_WRONLY), true, encoding, "null");
   ReportOutput output(report, settings);
   LineWriter writer(output);
+  const CsvColumns columns(report, settings);
   FileTimeFormatter times({});
   EncodedText directory = writer.NewText();
   directory.Add(std::string_view("/export/projects/archive/2023/"));
@@ -42,7 +43,7 @@ void WriteLines(benchmark::State& state, LineMaker add, TextEncoding encoding) {
       line.name = &record.name;
       line.size = record.fields().size();
       line.directory = line.directoryPrefix = &directory;
-      add(output, line, times, writer);
+      add(columns, line, times, writer);
     });
   }
   ShowTimePerItem(state, sample.size());
@@ -50,6 +51,7 @@ void WriteLines(benchmark::State& state, LineMaker add, TextEncoding encoding) {
 BENCHMARK_CAPTURE(WriteLines, text, AddTextLine, TextEncoding::kLocale);
 BENCHMARK_CAPTURE(WriteLines, csv, AddCsvLine, TextEncoding::kLocale);
 BENCHMARK_CAPTURE(WriteLines, utf16_text, AddTextLine, TextEncoding::kUtf16Le);
+BENCHMARK_CAPTURE(WriteLines, utf16_csv, AddCsvLine, TextEncoding::kUtf16Le);
 
 // The modification times of the sample.
 void FormatTimes(benchmark::State& state) {

@@ -1,11 +1,9 @@
-// The process locale: wide text in its multibyte encoding, and its lower case.
+// The process locale: how it is chosen, and its lower case.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cwctype>
-#include <string>
-#include <string_view>
 #include <type_traits>
 
 namespace tabulon {
@@ -13,9 +11,6 @@ namespace tabulon {
 // Sets the user's locale, which names and messages follow. Where that leaves plain ASCII without
 // anyone having asked for it (cron, containers), text is UTF-8, so that names survive.
 void ChooseLocale();
-
-// Appends `text` as bytes of the process locale; a unit that the encoding cannot hold becomes '?'.
-void AppendLocaleBytes(std::string& out, std::wstring_view text);
 
 // Lower-cases units: ASCII through a table, the rest through towlower(3). The table holds what
 // towlower says of the ASCII units, which in a locale like tr_TR is not always ASCII.

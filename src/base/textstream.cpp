@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
-#include <cstring>
 #include <cwchar>
 #include <utility>
 
@@ -48,6 +47,26 @@ char* PutUtf16Unit(char* out, wchar_t unit, TextEncoding encoding) {
   return PutLittle16(PutLittle16(out, 0xD800 + (offset >> 10)), 0xDC00 + (offset & 0x3FF));
 }
 
+char* PutUtf16(char* out, std::wstring_view text, TextEncoding encoding) {
+  for (const wchar_t unit : text) out = PutUtf16Unit(out, unit, encoding);
+  return out;
+}
+
+// For a stream or a buffer, in parts of at most `most` units.
+template <class Sink>
+void PutLocale(Sink& sink, std::wstring_view text, size_t most) {
+  while (!text.empty()) {
+    const size_t run = AsciiRun(text.substr(0, most));
+    char* out = sink.Reserve(run);
+    for (size_t i = 0; i < run; ++i) out[i] = static_cast<char>(text[i]);
+    sink.Commit(run);
+    text.remove_prefix(run);
+    if (text.empty()) return;
+    sink.Commit(EncodeLocaleUnit(text.front(), sink.Reserve(kLongestLocaleUnit)));
+    text.remove_prefix(1);
+  }
+}
+
 }  // namespace
 
 size_t EncodeLocaleUnit(wchar_t unit, char* out) {
@@ -60,6 +79,28 @@ size_t EncodeLocaleUnit(wchar_t unit, char* out) {
   if (length != static_cast<size_t>(-1) && length != 0) return length;
   *out = '?';
   return 1;
+}
+
+void AppendEncoded(ByteBuffer& out, std::wstring_view text, TextEncoding encoding) {
+  if (encoding == TextEncoding::kLocale) {
+    PutLocale(out, text, text.size());
+    return;
+  }
+  char* const start = out.Reserve(text.size() * kLongestUtf16Unit);
+  out.Commit(static_cast<size_t>(PutUtf16(start, text, encoding) - start));
+}
+
+void AppendEncodedAscii(ByteBuffer& out, std::string_view text, TextEncoding encoding) {
+  if (encoding == TextEncoding::kLocale) {
+    out.Append(text);
+    return;
+  }
+  char* const at = out.Reserve(2 * text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    at[2 * i] = text[i];
+    at[2 * i + 1] = 0;
+  }
+  out.Commit(2 * text.size());
 }
 
 TextStream::~TextStream() {
@@ -79,7 +120,7 @@ void TextStream::Attach(int fd, bool owned, TextEncoding encoding, std::string n
 void TextStream::Write(std::wstring_view text) {
   const bool endsLine = terminal_ && text.find(L'\n') != std::wstring_view::npos;
   if (encoding_ == TextEncoding::kLocale) {
-    WriteLocale(text);
+    PutLocale(*this, text, kBufferSize);
   } else {
     WriteUtf16(text);
   }
@@ -87,35 +128,20 @@ void TextStream::Write(std::wstring_view text) {
 }
 
 void TextStream::WriteAnyBytes(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const size_t part = std::min(bytes.size(), kBufferSize);
-    std::memcpy(Reserve(part), bytes.data(), part);
-    Commit(part);
-    bytes.remove_prefix(part);
+  if (bytes.size() >= kBufferSize) {
+    Flush();
+    WriteOut(bytes);
+    return;
   }
+  Commit(bytes.copy(Reserve(bytes.size()), bytes.size()));
   if (terminal_) Flush();
-}
-
-void TextStream::WriteLocale(std::wstring_view text) {
-  while (!text.empty()) {
-    const size_t run = AsciiRun(text.substr(0, kBufferSize));
-    char* out = Reserve(run);
-    for (size_t i = 0; i < run; ++i) out[i] = static_cast<char>(text[i]);
-    Commit(run);
-    text.remove_prefix(run);
-    if (text.empty()) return;
-    Commit(EncodeLocaleUnit(text.front(), Reserve(kLongestLocaleUnit)));
-    text.remove_prefix(1);
-  }
 }
 
 void TextStream::WriteUtf16(std::wstring_view text) {
   while (!text.empty()) {
     const std::wstring_view part = text.substr(0, kBufferSize / kLongestUtf16Unit);
     char* const start = Reserve(part.size() * kLongestUtf16Unit);
-    char* out = start;
-    for (const wchar_t unit : part) out = PutUtf16Unit(out, unit, encoding_);
-    Commit(static_cast<size_t>(out - start));
+    Commit(static_cast<size_t>(PutUtf16(start, part, encoding_) - start));
     text.remove_prefix(part.size());
   }
 }
@@ -130,17 +156,18 @@ char* TextStream::Reserve(size_t size) {
 }
 
 void TextStream::Flush() {
-  const char* at = buffer_.get();
-  size_t left = std::exchange(used_, 0);
-  while (left > 0 && error_ == 0) {
-    const ssize_t written = write(fd_, at, left);
+  WriteOut({buffer_.get(), std::exchange(used_, 0)});
+}
+
+void TextStream::WriteOut(std::string_view bytes) {
+  while (!bytes.empty() && error_ == 0) {
+    const ssize_t written = write(fd_, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) {
       error_ = written < 0 ? errno : ENOSPC;
       return;
     }
-    at += written;
-    left -= static_cast<size_t>(written);
+    bytes.remove_prefix(static_cast<size_t>(written));
   }
 }
 

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/bytebuffer.h"
+
 namespace tabulon {
 
 enum class TextEncoding {
@@ -23,6 +25,11 @@ inline constexpr size_t kLongestLocaleUnit = 16;
 
 // Writes one unit in the locale's encoding, '?' when it cannot hold the unit; returns the length.
 size_t EncodeLocaleUnit(wchar_t unit, char* out);
+
+// Appends what a stream of this encoding would write.
+void AppendEncoded(ByteBuffer& out, std::wstring_view text, TextEncoding encoding);
+// The same for text of which every unit is below 128.
+void AppendEncodedAscii(ByteBuffer& out, std::string_view text, TextEncoding encoding);
 
 class TextStream {
  public:
@@ -43,7 +50,7 @@ class TextStream {
   int error() const { return error_; }
 
   void Write(std::wstring_view text);
-  // Bytes in the stream's own encoding, unchanged.
+  // Bytes in the stream's own encoding, unchanged. As many as the buffer holds are not copied.
   void WriteBytes(std::string_view bytes) {
     if (used_ + bytes.size() > atOnce_) {
       WriteAnyBytes(bytes);
@@ -66,8 +73,8 @@ class TextStream {
 
  private:
   void WriteAnyBytes(std::string_view bytes);
-  void WriteLocale(std::wstring_view text);
   void WriteUtf16(std::wstring_view text);
+  void WriteOut(std::string_view bytes);
 
   int fd_ = -1;
   bool owned_ = false;

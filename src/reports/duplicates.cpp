@@ -12,6 +12,7 @@
 #include "query/filterplan.h"
 #include "reports/dupcandidates.h"
 #include "reports/dupgroups.h"
+#include "reports/filetimes.h"
 #include "reports/linewriter.h"
 #include "reports/positions.h"
 #include "reports/valueformat.h"

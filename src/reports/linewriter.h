@@ -1,14 +1,16 @@
-// Assembles the lines of listings piece by piece. Plain text is encoded straight into the stream's
-// buffer, without a copy in between. Unicode output and terminals use ReportEntry, one call for
-// each piece, which cuts it, doubles line feeds and masks control characters. Both ways write the
-// same text. ShownDirectory and the functions after it show the directory that lines belong to.
+// Assembles the lines of listings in the bytes of their output, without a call of the stream for
+// each piece. ShownDirectory and the functions after it show the directory that lines belong to.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "base/bytebuffer.h"
+#include "base/decimal.h"
 #include "base/stringobj.h"
+#include "base/textstream.h"
+#include "base/unitcode.h"
 #include "detail/recordtext.h"
 #include "detail/scan.h"
 #include "reports/reportwriter.h"
@@ -17,45 +19,91 @@ namespace tabulon {
 
 class EncodedText;
 
+// What an output makes of its lines.
+struct LineForm {
+  TextEncoding encoding = TextEncoding::kLocale;
+  bool unicodePieces = false;  // unicode text output: ReportOutput::Entry tells the rules
+  bool masked = false;         // a terminal: control characters show as '?'
+
+  // Of the destination that `output` has now.
+  static LineForm Of(ReportOutput& output);
+};
+
+// Plain text in the locale's encoding is put straight into the buffer of finished lines. For
+// unicode output and terminals, ASCII text is gathered as bytes first; one loop widens or masks it
+// when the line, or its part before other characters, ends.
 class LineWriter {
  public:
-  // For the destination that `output` has now.
+  // Each line goes to the destination that `output` has now when it ends.
   explicit LineWriter(ReportOutput& output);
+  // Lines are gathered until they are dropped.
+  explicit LineWriter(const LineForm& form);
+
   // An empty text in the form that the lines take.
   EncodedText NewText() const;
 
-  LineWriter& Add(char ascii);
-  LineWriter& Add(wchar_t unit);
-  LineWriter& Add(std::string_view ascii);
+  LineWriter& Add(char ascii) { return Add(std::string_view(&ascii, 1)); }
+  LineWriter& Add(wchar_t unit) {
+    return IsAsciiUnit(unit) ? Add(static_cast<char>(unit)) : Add(std::wstring_view(&unit, 1));
+  }
+  LineWriter& Add(std::string_view ascii) {
+    plain().Append(ascii);
+    return *this;
+  }
   LineWriter& Add(std::wstring_view text);
   LineWriter& Add(const EncodedText& text);
-  LineWriter& Add(const RecordText& text);
+  LineWriter& Add(const RecordText& text) {
+    return text.IsAscii() ? Add(text.Ascii()) : Add(text.Wide());
+  }
   LineWriter& AddNumber(uint64_t value);
   LineWriter& AddSigned(int64_t value);
 
+  // Room for `size` bytes of ASCII text at the end of the line. End takes what is before `end`;
+  // pieces end there, none of which is too long for unicode output. The room is valid until the
+  // next call on the writer.
+  char* Reserve(size_t size) { return plain().Reserve(size); }
+  void End(const char* end) {
+    ByteBuffer& text = plain();
+    text.Commit(static_cast<size_t>(end - text.data()) - text.size());
+    if (!staged_) return;
+    MaskPart();
+    BeginPiece();
+  }
+
   // Ends what counts as one piece of output.
   void EndPiece() {
-    if (!direct_) WritePieceOut();
+    if (staged_) EndStagedPiece();
   }
-  // Adds the line end, a piece of its own, and ends the line.
+  // Adds the line end to the piece and ends the line.
   void EndLine();
 
- private:
-  void WritePieceOut();
-  template <class Text>
-  void AddMasked(Text text);
+  // The lines gathered so far.
+  std::string_view gathered() const { return out_.view(); }
+  void Drop() { out_.Clear(); }
 
-  ReportOutput& output_;
-  TextStream& out_;
-  bool direct_;  // encoded into the stream's buffer; else collected in piece_
-  bool masked_;  // control characters of names show as '?'
-  std::wstring piece_;
+ private:
+  ByteBuffer& plain() { return staged_ ? line_ : out_; }
+  void AddStaged(std::wstring_view text);
+  void EndStagedPiece();
+  void BeginPiece();
+  void MaskPart();
+  void CutPart();
+  void EncodeLine();
+
+  TextStream* stream_ = nullptr;  // takes each line; null: they are gathered
+  LineForm form_;
+  bool staged_;            // ASCII text waits in line_
+  ByteBuffer out_;         // in the output's encoding
+  ByteBuffer line_;        // ASCII text of the line that is not yet in out_
+  size_t pieceStart_ = 0;  // where the piece begins in line_
+  size_t pieceUnits_ = 0;  // units of it that are in out_ already
+  std::wstring wide_;
 };
 
 // A text that many lines repeat, kept in the form that a writer's lines take.
 class EncodedText {
  public:
-  EncodedText& Add(wchar_t unit);
+  EncodedText& Add(wchar_t unit) { return Add(std::wstring_view(&unit, 1)); }
   EncodedText& Add(std::string_view ascii);
   EncodedText& Add(std::wstring_view text);
   EncodedText& Add(const EncodedText& text);  // of the same writer
@@ -63,10 +111,11 @@ class EncodedText {
 
  private:
   friend class LineWriter;
-  explicit EncodedText(bool direct) : direct_(direct) {}
+  explicit EncodedText(bool staged) : staged_(staged) {}
 
-  bool direct_;  // bytes_ is filled; else wide_
-  std::string bytes_;
+  bool staged_;          // for a writer that gathers ASCII text
+  bool isWide_ = false;  // the text is in wide_; else in bytes_
+  ByteBuffer bytes_;
   StringObject wide_;
 };
 

@@ -15,6 +15,9 @@ namespace {
 // How many records ahead the next ones are fetched.
 constexpr size_t kLookAhead = 8;
 
+// Lines are handed over in runs of about so many bytes, which the stream need not copy.
+constexpr size_t kGathered = TextStream::kBufferSize;
+
 // One listing while it is written. Records and their directories are read again, in ascending
 // order but for a step back from a window's start to the directory of its first records.
 class ListingWriter {
@@ -23,7 +26,8 @@ class ListingWriter {
       : output_(output),
         report_(output.report()),
         scan_(scan),
-        writer_(output),
+        writer_(LineForm::Of(output)),
+        columns_(report_, output.settings()),
         times_(output.settings().dateFmt),
         records_(scan),
         root_(writer_.NewText()),
@@ -35,7 +39,7 @@ class ListingWriter {
 
   void WriteTitle() {
     if (report_.format == kFormatCsv) {
-      if (output_.settings().csvHdrs != 0) FormatCsvColHdrs(output_, writer_);
+      if (output_.settings().csvHdrs != 0) FormatCsvColHdrs(columns_, writer_);
     } else if (!EqualIgnoringCase(report_.title, L"none")) {
       ReportEntry(output_, L"\n---- %ls ----\n\n", report_.title);
     }
@@ -59,6 +63,12 @@ class ListingWriter {
     }
     WriteLine({}, view_.fields.size(), 0);
     if (output_.settings().adsFull) WriteStreams();
+    if (writer_.gathered().size() >= kGathered) HandOver();
+  }
+
+  void HandOver() {
+    output_.stream().WriteBytes(writer_.gathered());
+    writer_.Drop();
   }
 
  private:
@@ -97,7 +107,7 @@ class ListingWriter {
                               .directory = &directory_,
                               .directoryPrefix = &prefix_};
     if (report_.format == kFormatCsv) {
-      FormatCsvLine(output_, line, times_, writer_);
+      FormatCsvLine(columns_, line, times_, writer_);
     } else {
       OutputToReport(line);
     }
@@ -121,6 +131,7 @@ class ListingWriter {
   const ReportDefinition& report_;
   const Scan& scan_;
   LineWriter writer_;
+  CsvColumns columns_;
   FileTimeFormatter times_;
   RecordReader records_;
   RecordView view_;
@@ -203,9 +214,10 @@ void Listing::Write(ReportOutput& output) {
       writer.Prefetch(slot);
       if (++taken - written < kLookAhead) continue;
     }
-    if (written == taken) return;
+    if (written == taken) break;
     writer.WriteRecord(ahead[written++ % kLookAhead]);
   }
+  writer.HandOver();
 }
 
 }  // namespace

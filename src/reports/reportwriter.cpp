@@ -8,9 +8,6 @@ namespace tabulon {
 
 namespace {
 
-// Longest piece of unicode text output, in characters.
-constexpr size_t kLongestPiece = 511;
-
 void DoubleLineFeeds(std::wstring& text) {
   for (size_t at = text.find(L'\n'); at != std::wstring::npos; at = text.find(L'\n', at + 2)) {
     text.insert(at, 1, L'\r');
@@ -29,15 +26,11 @@ TextStream& ReportOutput::stream() {
 void ReportOutput::Entry(std::wstring_view format, std::span<const FormatArg> args) {
   text_.clear();
   AppendFormatted(text_, format, args, stream().IsTerminal());
-  WritePiece(text_);
-}
-
-void ReportOutput::WritePiece(std::wstring& text) {
   if (settings_.textFormat == kTextUnicode) {
-    if (text.size() > kLongestPiece) text.resize(kLongestPiece);
-    DoubleLineFeeds(text);
+    if (text_.size() > kLongestPiece) text_.resize(kLongestPiece);
+    DoubleLineFeeds(text_);
   }
-  stream().Write(text);
+  stream().Write(text_);
 }
 
 void DisplayReportFile(ReportOutput& output) {

@@ -21,6 +21,9 @@ struct Tally {
   uint64_t allocatedBytes = 0;
 };
 
+// Longest piece of unicode text output, in characters.
+inline constexpr size_t kLongestPiece = 511;
+
 // One report on its way out.
 class ReportOutput {
  public:
@@ -41,8 +44,6 @@ class ReportOutput {
   // Formats one piece of text and writes it. In unicode text output a piece is cut to 511
   // characters, then every line feed becomes carriage return + line feed.
   void Entry(std::wstring_view format, std::span<const FormatArg> args);
-  // Writes one assembled piece by the same rules; `text` is used up.
-  void WritePiece(std::wstring& text);
 
  private:
   ReportDefinition& report_;

@@ -6,14 +6,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
-#include <optional>
 #include <span>
-#include <string>
 #include <string_view>
-#include <vector>
-
-#include "base/memory.h"
 
 namespace tabulon {
 
@@ -40,43 +34,7 @@ std::wstring_view EditValue(uint64_t value, ValueText& buffer);
 // the C library stopped writing. "<invalid>" when the time has no local form.
 std::wstring_view FormatFileTime(uint64_t seconds, const wchar_t* format,
                                  std::span<wchar_t> buffer);
-
-// FormatFileTime for many times: the same texts, in kTimeTextSize units, at a fraction of the cost.
-// Times of one local day share their date text; only the clock digits are filled in anew. Formats
-// in which something else depends on the time of day take the plain way.
-class FileTimeFormatter {
- public:
-  // `format` as for FormatFileTime, none = its default. Time zone and locale are those of this
-  // moment.
-  explicit FileTimeFormatter(const std::optional<std::wstring>& format);
-
-  // Valid until the next call.
-  std::wstring_view Format(uint64_t seconds);
-
- private:
-  // A stretch of the format that prints the same all day, and the clock field after it (null after
-  // the last stretch).
-  struct Piece {
-    std::wstring dateFormat;
-    int std::tm::*clock;
-  };
-  static constexpr size_t kMostClocks = 8;
-  static constexpr size_t kDays = 2048;  // more than five years, without a collision
-  struct Day {
-    int64_t key;  // of its year and day of the year; 0: none
-    size_t length;
-    std::array<uint8_t, kMostClocks> clockAt;  // where the clock fields are in the text
-    TimeText text;
-  };
-
-  bool Split(std::wstring_view format);
-  bool Fill(Day& day, const std::tm& local) const;
-
-  std::wstring format_;
-  bool rawSeconds_;
-  std::vector<Piece> pieces_;
-  HugeArray<Day> days_;  // day number n has its place at n % kDays; empty: the plain way
-  TimeText plain_{};
-};
+inline constexpr const wchar_t* kDefaultTimeFormat = L"%x %X";
+inline constexpr std::wstring_view kRawSeconds = L"%n";
 
 }  // namespace tabulon

@@ -11,8 +11,8 @@
 
 namespace tabulon {
 
-inline void AttachToMemory(TextStream& stream) {
-  stream.Attach(memfd_create("report", 0), true, TextEncoding::kLocale, "report");
+inline void AttachToMemory(TextStream& stream, TextEncoding encoding = TextEncoding::kLocale) {
+  stream.Attach(memfd_create("report", 0), true, encoding, "report");
 }
 
 // All that was written to a stream of AttachToMemory.

@@ -1,4 +1,5 @@
-// Lines that are encoded in place are the lines that the plain way through wide text writes.
+// Lines assembled in the bytes of their output are the lines that the plain way through wide text
+// writes.
 #include "reports/linewriter.h"
 
 #include <gtest/gtest.h>
@@ -12,36 +13,74 @@
 namespace tabulon {
 namespace {
 
+// A stretch of a line, with what is rare but matters: names that are not ASCII or no valid UTF-8,
+// control characters, line feeds, and pieces of more than 511 units.
+std::string RandomName(std::mt19937& random) {
+  const std::string alphabet("ab./\\ \n\x01\x7F\x80\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", 20);
+  std::string stored;
+  for (size_t n = random() % 30; n > 0; --n) {
+    stored.push_back(random() % 2 == 0 ? 'n' : alphabet[random() % alphabet.size()]);
+  }
+  if (random() % 20 == 0) stored.append(490 + random() % 30, 'l');
+  return stored;
+}
+
+// Writes the same lines by a LineWriter and by ReportEntry, a call for each piece.
+void WriteBoth(LineWriter& writer, ReportOutput& plain, std::mt19937& random) {
+  RecordText name;
+  const std::string stored = RandomName(random);
+  name.Assign(stored);
+  const std::wstring prefix = std::wstring(name.Wide().substr(name.Wide().size() / 2)) +
+                              (random() % 2 == 0 ? L"\u00E9" : L"e");
+  EncodedText kept = writer.NewText();
+  kept.Add(prefix).Add(std::string_view("x")).Clear();
+  kept.Add(prefix.substr(0, prefix.size() / 2)).Add(prefix.substr(prefix.size() / 2));
+  EncodedText twice = writer.NewText();
+  twice.Add(kept).Add(std::string_view("/")).Add(kept);
+  const auto number = static_cast<uint64_t>(random()) << random() % 33;
+  const auto small = -static_cast<int64_t>(random() % 1000);
+  writer.Add(kept).Add(name).Add(std::string_view("  =>  ")).EndPiece();
+  ReportEntry(plain, L"%ls%ls  =>  ", prefix, name.Wide());
+  char* at = writer.Reserve(10);
+  for (const char each : std::string_view("..reserved")) *at++ = each;
+  writer.End(at);
+  ReportEntry(plain, L"..reserved");
+  writer.Add(L';').AddNumber(number).Add(',').Add(twice).AddSigned(small).EndLine();
+  ReportEntry(plain, L";%llu,%ls/%ls%lld\n", number, prefix, prefix, small);
+}
+
+struct Form {
+  const char* locale;
+  TextEncoding encoding;
+  int textFormat;
+};
+
 TEST(LineWriter, WritesWhatFormattedTextWrites) {
-  std::mt19937 random(21);
-  const std::string alphabet("ab./\\ \x01\x7F\x80\xC3\xA9\xE2\x82\xAC\xF0\x9F", 15);
-  for (const char* locale : {"C", "C.UTF-8"}) {
-    ASSERT_NE(std::setlocale(LC_CTYPE, locale), nullptr);
-    const Settings settings;
-    ReportDefinition directReport, plainReport;
-    AttachToMemory(directReport.file.stream);
-    AttachToMemory(plainReport.file.stream);
-    ReportOutput direct(directReport, settings), plain(plainReport, settings);
-    LineWriter writer(direct);
-    for (int i = 0; i < 5000; ++i) {
-      std::string stored;
-      for (size_t n = random() % 30; n > 0; --n) {
-        stored.push_back(random() % 2 == 0 ? 'n' : alphabet[random() % alphabet.size()]);
+  const Form forms[] = {{"C", TextEncoding::kLocale, kTextStandard},
+                        {"C.UTF-8", TextEncoding::kLocale, kTextStandard},
+                        {"C.UTF-8", TextEncoding::kLocale, kTextUnicode},
+                        {"C", TextEncoding::kUtf16Le, kTextUnicode},
+                        {"C", TextEncoding::kUcs2Le, kTextUnicode}};
+  for (const Form& form : forms) {
+    ASSERT_NE(std::setlocale(LC_CTYPE, form.locale), nullptr);
+    Settings settings;
+    settings.textFormat = form.textFormat;
+    ReportDefinition linesReport, plainReport;
+    AttachToMemory(linesReport.file.stream, form.encoding);
+    AttachToMemory(plainReport.file.stream, form.encoding);
+    ReportOutput lines(linesReport, settings), plain(plainReport, settings);
+    LineWriter atOnce(lines), gathering(LineForm::Of(lines));
+    std::mt19937 random(21);
+    for (int i = 0; i < 3000; ++i) {
+      if (i % 2 == 0) {
+        WriteBoth(atOnce, plain, random);
+        continue;
       }
-      RecordText name;
-      name.Assign(stored);
-      const std::wstring prefix =
-          std::wstring(name.Wide().substr(name.Wide().size() / 2)) + L'\u00E9';
-      EncodedText kept = writer.NewText();
-      kept.Add(prefix.substr(1)).Clear();
-      kept.Add(prefix);
-      const auto number = static_cast<uint64_t>(random()) << 33;
-      writer.Add(kept).Add(name).Add(std::string_view("  =>  ")).EndPiece();
-      writer.Add(L';').AddNumber(number).Add(',').AddSigned(-static_cast<int64_t>(i)).EndLine();
-      ReportEntry(plain, L"%ls%ls  =>  ;%llu,%lld\n", prefix, name.Wide(), number,
-                  -static_cast<int64_t>(i));
+      WriteBoth(gathering, plain, random);
+      lines.stream().WriteBytes(gathering.gathered());
+      gathering.Drop();
     }
-    ASSERT_EQ(Written(direct.stream()), Written(plain.stream())) << locale;
+    ASSERT_EQ(Written(lines.stream()), Written(plain.stream())) << form.locale;
   }
   std::setlocale(LC_CTYPE, "C");
 }

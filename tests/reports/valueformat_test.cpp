@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cstdlib>
-#include <random>
 
 #include "reports/rest.h"
 
@@ -78,34 +76,6 @@ TEST(FormatFileTime, PrintsLocalTimes) {
   for (const auto& row : rows) {
     SetZone(row.zone);
     EXPECT_EQ(TimeAs(row.time, row.format), row.text);
-  }
-}
-
-TEST(FileTimeFormatter, AgreesWithFormatFileTime) {
-  // clang-format off
-  const wchar_t* const formats[] = {
-      nullptr, L"%n", L"%x %X", L"%a, %#d %b, %Y at %X", L"%c %p %I", L"%s %z %Z", L"%Q%H", L"",
-      L"%T %R %D %F %j %U %W %V %G %C %h %e %%", L"%-H:%M %10Y %EY %OS", L"dated %d%",
-      L"%S%M%H%S%M%H%S%M%H%S%M%H", L"to the end of the buffer, which has 48 units: %M:%S",
-      L"to the end of the buffer, which has 48 units..%M", L"behind the end, where nothing may be written....%M", L"%A %B %A %B %A %B %H %M",
-  };
-  // clang-format on
-  std::mt19937_64 random(4);
-  for (const char* zone :
-       {"UTC", "America/New_York", "Asia/Kathmandu", "right/UTC", "XXX3:17:09"}) {
-    SetZone(zone);
-    for (const wchar_t* format : formats) {
-      FileTimeFormatter formatter(format != nullptr ? std::optional<std::wstring>(format)
-                                                    : std::nullopt);
-      // Neighbours of the same day, of days that share a place in the cache, and of no day at all.
-      for (int i = 0; i < 2000; ++i) {
-        uint64_t seconds = i % 2 == 0 ? random() & 0xFFFFFFFF : 1636200000 + random() % 200000;
-        if (i % 50 == 0) seconds = random();
-        // The last day of a leap year and the day after it.
-        if (i < 4) seconds = 1735646400 + static_cast<uint64_t>(i % 2) * 86400;
-        ASSERT_EQ(formatter.Format(seconds), TimeAs(seconds, format)) << seconds << ' ' << zone;
-      }
-    }
   }
 }
 
