@@ -22,6 +22,15 @@ size_t UsableProcessors();
 // `memberships` is the text of /proc/self/cgroup, `root` the directory /sys/fs/cgroup.
 size_t QuotaProcessors(std::string_view memberships, const std::filesystem::path& root);
 
+// Has the processor wait a moment, to be called between looks at what another thread will change.
+inline void PauseProcessor() {
+#if defined(__x86_64__)
+  __builtin_ia32_pause();
+#elif defined(__aarch64__)
+  asm volatile("yield");
+#endif
+}
+
 // Calls work(0) to work(threads - 1), each on a thread of its own, the first on the calling one,
 // and returns when all have returned. Signals to the process are left to the calling thread.
 //

@@ -33,7 +33,14 @@ inline void RecordBatch::LookAtName(size_t i, const RecordFields& fields) {
   names_.length[i] = static_cast<uint16_t>(plain);
 }
 
-bool RecordBatch::Fill(RecordReader& reader, uint64_t& position, size_t most) {
+void RecordBatch::Begin(const StreamPlace& place) {
+  size_ = 0;
+  firstNumber_ = place.number;
+  directoryBefore_.AssignCopy(place.directory);
+  directoryBeforePosition_ = place.directoryPosition;
+}
+
+bool RecordBatch::Fill(RecordReader& reader, uint64_t& position, size_t most, uint64_t stop) {
   if (const size_t last = LastDirectory(); last != kNone) {
     directoryBefore_.AssignCopy(NameOf(last));
     directoryBeforePosition_ = PositionOf(last);
@@ -46,12 +53,12 @@ bool RecordBatch::Fill(RecordReader& reader, uint64_t& position, size_t most) {
   namesKnown_ = std::exchange(namesWanted_, false);
   const auto note = [this](size_t i, const RecordFields& fields) { fixed_[i] = fields.bytes(); };
   if (namesKnown_) {
-    size_ = reader.ReadAhead(position, most, [&](size_t i, const RecordFields& fields) {
+    size_ = reader.ReadAhead(position, stop, most, [&](size_t i, const RecordFields& fields) {
       note(i, fields);
       LookAtName(i, fields);
     });
   } else {
-    size_ = reader.ReadAhead(position, most, note);
+    size_ = reader.ReadAhead(position, stop, most, note);
   }
   if (size_ == 0) return FillWhole(reader, position);
   record_.view.ClearExtension();

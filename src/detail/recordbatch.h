@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -15,6 +16,14 @@
 #include "detail/scanrecord.h"
 
 namespace tabulon {
+
+// A place in the record stream, with what is known there of the records before it.
+struct StreamPlace {
+  uint64_t position = 0;           // file offset of the next record
+  uint64_t number = 0;             // of the next record among all of the scan, from 0
+  uint64_t directoryPosition = 0;  // file offset of the current directory's record; 0: none yet
+  std::string directory = {};      // its path, as stored
+};
 
 class RecordBatch {
  public:
@@ -26,9 +35,15 @@ class RecordBatch {
   RecordBatch(const RecordBatch&) = delete;
   RecordBatch& operator=(const RecordBatch&) = delete;
 
-  // Takes the reader's next records, at most `most`, from `position` on and moves `position` after
-  // them. False at the end of the stream. The batch is valid until the next call on the reader.
-  bool Fill(RecordReader& reader, uint64_t& position, size_t most = kMost);
+  // The next batch begins at this place; the batch is empty until then. Not needed before the first
+  // batch of a scan.
+  void Begin(const StreamPlace& place);
+  // Takes the reader's next records from `position` on, at most `most` and none that begins at
+  // `stop` or after it, and moves `position` after them. False at the end of the stream. The batch
+  // is valid until the next call on the reader. REQUIRES: position < stop; it is where the batch
+  // before ended, or where Begin said.
+  bool Fill(RecordReader& reader, uint64_t& position, size_t most = kMost,
+            uint64_t stop = UINT64_MAX);
 
   size_t size() const { return size_; }
   // The number of the batch's first record among all records of the scan, from 0; the others

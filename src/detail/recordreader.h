@@ -1,15 +1,17 @@
-// The record stream, read through a window: a part of the file is mapped into memory, and records
-// are parsed in place. The window moves to the positions that are asked for; ascending positions
+// The record stream, read through a window: a part of the file is held in memory, and records are
+// parsed in place. The window moves to the positions that are asked for; ascending positions
 // cost one pass over the file at most.
 //
 // A step of the walk, mapping included, takes about 6 ns, less than one access to memory that no
 // cache holds. Three tricks make that possible; each is explained where it is played:
-//  - Nothing is copied. The system's share is the mapping (22 % of the time of a plain summary), so
+//  - Nothing is copied by a thread that reads alone. The system's share is the mapping (22 % of the
+//  time of a plain summary), so
 //    the window is large (kWindow) and mapped in blocks (MapAhead).
 //  - The bytes to come are fetched while the current record is looked at (kLookAhead).
 //  - A record without streams and target takes one branch (RecordReader::Read, ReadAhead).
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -18,98 +20,11 @@
 
 #include "base/prefetch.h"
 #include "detail/dtlformat.h"
+#include "detail/filewindow.h"
 #include "detail/recordtext.h"
 #include "detail/scan.h"
 
 namespace tabulon {
-
-// Longest link target text that is kept, in bytes; what a record holds beyond it is skipped.
-// (PATH_MAX is 4096.)
-inline constexpr size_t kLongestTarget = size_t{1} << 20;
-
-// A window onto a file. A file that cannot be read where the window looks (an I/O error, or someone
-// cuts it during the run) ends the run with its message.
-class FileWindow {
- public:
-  // `fd` must stay open while the window is used.
-  explicit FileWindow(int fd);
-  ~FileWindow() { Unmap(); }
-  FileWindow(const FileWindow&) = delete;
-  FileWindow& operator=(const FileWindow&) = delete;
-
-  // Makes the bytes from `position` on available, `size` of them or as many as the file holds, and
-  // returns the first; `available` tells how many there are (it may be more than `size`).
-  // Valid until the next call. REQUIRES: size <= kLargest.
-  const unsigned char* At(uint64_t position, size_t size, size_t& available) {
-    const uint64_t offset = position - start_;  // huge for a position before the window
-    if (offset < held_ && held_ - offset >= size) {
-      available = held_ - static_cast<size_t>(offset);
-      return data_ + offset;
-    }
-    return Move(position, size, available);
-  }
-  // The bytes at `position` when the window, where it is now, holds kSurely of them or more; else
-  // null. So one comparison covers all fields of the record and its name.
-  const unsigned char* AtOnce(uint64_t position) const {
-    const uint64_t offset = position - start_;
-    return offset < sure_ ? data_ + offset : nullptr;
-  }
-  // The bytes from `position` to the end of the window where it is now.
-  std::span<const unsigned char> From(uint64_t position) const {
-    const uint64_t offset = position - start_;
-    if (offset >= held_) return {};
-    return {data_ + offset, held_ - static_cast<size_t>(offset)};
-  }
-  // Has the processor fetch the start of the record at `position`, when the window holds it.
-  void Prefetch(uint64_t position) const {
-    const uint64_t offset = position - start_;
-    if (offset < sure_) PrefetchStart(data_ + offset);
-  }
-  // To be called on the way through the file: has the system map the block after the one of
-  // `position`, by reading a byte of it. The processor drops a prefetch of a page that is not
-  // mapped yet, so without this call the first records of each block would come from memory one by
-  // one. A reader that jumps over blocks does not need them mapped, so a jump maps nothing.
-  void MapAhead(uint64_t position) {
-    const uint64_t offset = position - start_;
-    if (offset >= held_) return;
-    const size_t next = NextBlock(static_cast<size_t>(offset));
-    if (next < mapped_) return;
-    const bool fromNear = offset < mapped_ + kMappedAtOnce;
-    mapped_ = next;
-    if (!fromNear || next >= held_) return;
-    static_cast<void>(*static_cast<const volatile unsigned char*>(data_ + next));
-    mapped_ += kMappedAtOnce;
-  }
-  uint64_t fileSize() const { return fileSize_; }
-
-  static constexpr size_t kBlock = 256 * 1024;  // a good size for copying out of a window
-  static constexpr size_t kLargest = kLongestTarget + 256 * 1024;
-  // A record without streams and target is not longer.
-  static constexpr size_t kSurely = 80 + 0xFFFF;
-
- private:
-  // One mmap and one munmap for about 200,000 records, and memory that does not grow with the scan
-  // (a summary takes 22 MiB for a million records and for a hundred million).
-  static constexpr size_t kWindow = size_t{16} << 20;
-  // When a page is touched, Linux maps the pages around it as well: a block of this size, aligned
-  // in memory (the default of fault_around_bytes). So there is one page fault for 16 pages.
-  static constexpr size_t kMappedAtOnce = 64 * 1024;
-  // Offset of the block after the one that holds `offset`.
-  size_t NextBlock(size_t offset) const {
-    return offset + kMappedAtOnce - reinterpret_cast<uintptr_t>(data_ + offset) % kMappedAtOnce;
-  }
-
-  const unsigned char* Move(uint64_t position, size_t size, size_t& available);
-  void Unmap();
-
-  int fd_;
-  uint64_t fileSize_;
-  const unsigned char* data_ = nullptr;
-  uint64_t start_ = 0;  // file position of the window's first byte
-  size_t held_ = 0;     // bytes in the window
-  size_t sure_ = 0;     // bytes of it that have kSurely - 1 more after them
-  size_t mapped_ = 0;   // bytes of it that are mapped, as far as MapAhead knows
-};
 
 // One alternate stream of a record.
 struct StreamEntry {
@@ -151,11 +66,24 @@ struct RecordView {
 class RecordReader {
  public:
   // The scan must outlive the reader.
-  explicit RecordReader(const Scan& scan)
-      : RecordReader(scan.dtlFile.get(), scan.layout(), scan.dtlRev7_OrHigher) {}
+  // `readAtOnce`: see FileWindow.
+  explicit RecordReader(const Scan& scan, size_t readAtOnce = 0)
+      : RecordReader(scan.dtlFile.get(), scan.layout(), scan.dtlRev7_OrHigher, readAtOnce) {}
   // `withStreams`: the file's revision carries alternate-stream entries (7 or later).
-  RecordReader(int fd, const RecordLayout& layout, bool withStreams)
-      : window_(fd), layout_(&layout), withStreams_(withStreams && layout.streamCount != 0) {}
+  RecordReader(int fd, const RecordLayout& layout, bool withStreams, size_t readAtOnce = 0)
+      : window_(fd, readAtOnce),
+        layout_(&layout),
+        withStreams_(withStreams && layout.streamCount != 0) {}
+
+  // Moves the window so that it holds the bytes [position, position + size), as far as the file has
+  // them. Ends the life of the current view.
+  void Hold(uint64_t position, size_t size) {
+    size_t available = 0;
+    window_.At(position, size, available);
+  }
+  uint64_t fileSize() const { return window_.fileSize(); }
+  // The file offset of a byte in the window where it is now.
+  uint64_t PositionOf(const unsigned char* byte) const { return window_.PositionOf(byte); }
 
   // Reads the record at `position`. False at the end marker or when the file ends inside the fixed
   // part. The view is valid until the next call on the reader. Nearly every record is plain and
@@ -172,18 +100,22 @@ class RecordReader {
     return true;
   }
 
-  // Hands on the records from `position` on, at most `most`, and moves `position` after them. Stops
-  // before a record that has streams, that is not whole in the window where it is now, or that has
-  // fewer than kReadable bytes in the window from the start of its name. Calls take(number, fields)
+  // Hands on the records from `position` on that begin before `stop`, at most `most`, and moves
+  // `position` after them. Stops before a record that has streams, that is not whole in the window
+  // where it is now, or that has fewer than kReadable bytes in the window from the start of its
+  // name. Calls take(number, fields)
   // for each: `fields` is valid during the call, the record's bytes until the next call on the
   // reader. Returns the number of records.
   template <class Take>
-  size_t ReadAhead(uint64_t& position, size_t most, Take&& take) {
+  size_t ReadAhead(uint64_t& position, uint64_t stop, size_t most, Take&& take) {
     window_.MapAhead(position);
     // A copy: the compiler need not load the offsets again after each write of take().
     const RecordLayout layout = *layout_;
-    const size_t least = size_t{layout.fixedSize} + kReadable;
     const std::span<const unsigned char> bytes = window_.From(position);
+    const uint64_t end = position + bytes.size();
+    const uint64_t beyond = end > stop ? end - stop : 0;  // bytes in the window, from `stop` on
+    // What has to be left in the window where a record begins.
+    const size_t least = std::max<size_t>(size_t{layout.fixedSize} + kReadable, beyond + 1);
     const unsigned char* at = bytes.data();
     size_t left = bytes.size();
     size_t count = 0;

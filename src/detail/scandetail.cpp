@@ -5,6 +5,7 @@
 
 #include "base/loganderr.h"
 #include "base/threads.h"
+#include "detail/baton.h"
 
 namespace tabulon {
 namespace {
@@ -38,17 +39,8 @@ class Progress {
   std::time_t since_ = std::time(nullptr);
 };
 
-}  // namespace
-
-size_t ThreadsFor(const Scan&, const PassShare& share) {
-  return std::max<size_t>(share.threads, 1);
-}
-
-PassEnd ScanDetail(const Scan& scan, std::span<const BatchSink> sinks, const PassOptions& options) {
-  return ScanDetail(scan, sinks.front(), options);
-}
-
-PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, const PassOptions& options) {
+// One thread reads the scan: the batches come from one mapped window.
+PassEnd ReadAlone(const Scan& scan, const BatchSink& sink, const PassOptions& options) {
   RecordReader reader(scan);
   Pass pass(scan);
   Progress progress;
@@ -61,6 +53,130 @@ PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, const PassOptions& o
   }
   end.atEndMarker = reader.atEndMarker();
   return end;
+}
+
+// What threads that read a scan together have in common.
+struct SharedPass {
+  const Scan& scan;
+  const PassOptions& options;
+  Baton baton;
+  // Of the thread that has the baton:
+  Progress progress = {};
+  bool atEndMarker = false;
+};
+
+// One of them, on its way from block to block.
+class BlockReader {
+ public:
+  explicit BlockReader(SharedPass& shared)
+      : shared_(shared),
+        blockSize_(shared.options.block),
+        reader_(shared.scan, blockSize_ + kBehindBlock),
+        pass_(shared.scan) {}
+
+  void ReadBlocks(const BatchSink& sink) {
+    bool more = true;
+    while (more) {
+      const uint64_t block = shared_.baton.NextBlock();
+      // Blocks are parts of the file of equal size; the first one begins at the first record.
+      const uint64_t first = shared_.scan.logRoot.firstRecord;
+      const uint64_t start = first + block * blockSize_;
+      if (start >= reader_.fileSize()) return;
+      reader_.Hold(start, blockSize_ + kBehindBlock);
+      if (!shared_.baton.Await(block)) return;
+      more = WalkOver(start + blockSize_);
+      if (more) {
+        shared_.baton.HandOn(block);
+      } else {
+        shared_.baton.End();
+      }
+      LookAtRecords(sink);
+    }
+  }
+
+ private:
+  // What is read with a block, because its last record reaches beyond it: enough for a record with
+  // a path of PATH_MAX.
+  static constexpr size_t kBehindBlock = 8 * 1024;
+
+  // With the baton in hand: moves it over the records that begin before `stop`. False when the
+  // stream ends there.
+  bool WalkOver(uint64_t stop) {
+    StreamPlace& place = shared_.baton.place();
+    from_ = place;
+    bool more = true;
+    while (place.position < stop && more) {
+      const unsigned char* directory = nullptr;
+      place.number += reader_.ReadAhead(
+          place.position, stop, SIZE_MAX, [&](size_t, const RecordFields& fields) {
+            directory = fields.isDirectory() ? fields.bytes() : directory;
+          });
+      if (directory != nullptr) place.directoryPosition = reader_.PositionOf(directory);
+      if (place.position < stop) more = StepOver(place);
+    }
+    if (place.directoryPosition != from_.directoryPosition) {
+      if (reader_.Read(place.directoryPosition, view_)) place.directory = view_.name;
+    }
+    to_ = place.position;
+    if (shared_.options.progressFlag) shared_.progress.Count(place.number - from_.number);
+    return more;
+  }
+  // One record that is not read ahead. False when there is none.
+  bool StepOver(StreamPlace& place) {
+    if (!reader_.Read(place.position, view_)) {
+      shared_.atEndMarker = reader_.atEndMarker();
+      return false;
+    }
+    if (view_.fields.isDirectory()) place.directoryPosition = place.position;
+    place.position = view_.next;
+    ++place.number;
+    return true;
+  }
+
+  // Here the block becomes batches. The next thread has the baton.
+  void LookAtRecords(const BatchSink& sink) {
+    RecordBatch& batch = pass_.batch;
+    batch.Begin(from_);
+    uint64_t position = from_.position;
+    while (position < to_ && batch.Fill(reader_, position, shared_.options.most, to_)) sink(pass_);
+  }
+
+  SharedPass& shared_;
+  size_t blockSize_;
+  RecordReader reader_;
+  Pass pass_;
+  RecordView view_;
+  StreamPlace from_;  // where the block's records begin
+  uint64_t to_ = 0;   // and end
+};
+
+// Below that size a scan is read before other threads have got going.
+constexpr uint64_t kWorthSharing = uint64_t{16} << 20;
+
+}  // namespace
+
+size_t ThreadsFor(const Scan& scan, const PassShare& share) {
+  if (share.threads > 0) return std::min(share.threads, kMostThreads);
+  const uint64_t size = FileWindow(scan.dtlFile.get()).fileSize();
+  return size < kWorthSharing ? 1 : UsableProcessors();
+}
+
+PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, const PassOptions& options) {
+  return ScanDetail(scan, std::span(&sink, 1), options);
+}
+
+PassEnd ScanDetail(const Scan& scan, std::span<const BatchSink> sinks, const PassOptions& options) {
+  if (sinks.size() == 1) return ReadAlone(scan, sinks.front(), options);
+  SharedPass shared{scan, options, Baton({.position = scan.logRoot.firstRecord})};
+  OnThreads(sinks.size(), [&](size_t thread) {
+    try {
+      BlockReader(shared).ReadBlocks(sinks[thread]);
+    } catch (...) {
+      shared.baton.End();
+      throw;
+    }
+  });
+  return {.records = shared.baton.place().number, .atEndMarker = shared.atEndMarker};
 }
 
 }  // namespace tabulon

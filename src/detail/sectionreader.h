@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "base/bytes.h"
-#include "detail/recordreader.h"
+#include "detail/filewindow.h"
 #include "detail/securityobjects.h"
 
 namespace tabulon {

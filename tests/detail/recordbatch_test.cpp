@@ -148,9 +148,10 @@ TEST(RecordBatch, RecordsReadAheadHaveRoomBehindTheStartOfTheName) {
     RecordView view;
     uint64_t position = map.records.front();
     reader.Read(position, view);  // moves the window there
-    const size_t taken = reader.ReadAhead(position, 100, [&](size_t i, const RecordFields&) {
-      ASSERT_LE(map.records[i] + kNfsRecord.fixedSize + kReadable, size);
-    });
+    const size_t taken =
+        reader.ReadAhead(position, UINT64_MAX, 100, [&](size_t i, const RecordFields&) {
+          ASSERT_LE(map.records[i] + kNfsRecord.fixedSize + kReadable, size);
+        });
     ASSERT_EQ(position, map.records[taken]);
   }
 }
