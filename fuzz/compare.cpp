@@ -44,6 +44,7 @@ void Count(const QueriedScan& older, const QueriedScan& newer, int null) {
 bool Differ(const QueriedScan& older, const QueriedScan& newer, int null) {
   DiffOptions options;
   options.metadata = true;
+  options.held = 3;  // so that a few files already go through temporary files
   Changes changes(options, older, newer, null);
   if (ScanComparison(options, older, newer, changes).Run()) changes.End();
   return changes.any();

@@ -1,10 +1,13 @@
 // dtldiff as its users meet it: held against the difference of two exports on made-up pairs of
 // scans, what counts as moved, what is shown, and every way to fail.
+#include <fcntl.h>
+
 #include <map>
 #include <random>
 #include <utility>
 
 #include "companion.h"
+#include "tools/dtldiff/comparison.h"
 
 namespace tabulon {
 namespace {
@@ -23,6 +26,22 @@ class Dtldiff : public testing::Test {
   std::vector<std::string> Rows(std::vector<std::string> args, int status = 1) {
     args.insert(args.end(), {old_, new_});
     return Lines(OutputOf("dtldiff", std::move(args), status));
+  }
+  // Rows of JSON without moves, of a comparison that can hold two entries of each kind in memory.
+  std::vector<std::string> RowsFromFiles() {
+    DiffOptions options;
+    options.format = DiffFormat::kNdjson;
+    options.moves = false;
+    options.held = 2;
+    const QueriedScan older(old_, std::nullopt), newer(new_, std::nullopt);
+    const std::string rows = dir_ / "rows";
+    {
+      const UniqueFd output(open(rows.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+      Changes changes(options, older, newer, output.get());
+      EXPECT_TRUE(ScanComparison(options, older, newer, changes).Run());
+      changes.End();
+    }
+    return Lines(ReadFile(rows));
   }
   // Rows of CSV without their header.
   std::vector<std::string> CsvRows(std::vector<std::string> args, int status = 1) {
@@ -182,6 +201,9 @@ TEST_F(Dtldiff, IsTheDifferenceOfTwoExports) {
       std::sort(rows.begin(), rows.end());
       EXPECT_EQ(rows, expected) << seed;
     }
+    auto rows = RowsFromFiles();
+    std::sort(rows.begin(), rows.end());
+    EXPECT_EQ(rows, expected) << seed;
   }
   EXPECT_GT(changes, 500u);
 }

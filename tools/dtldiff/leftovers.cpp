@@ -7,9 +7,6 @@
 namespace tabulon {
 namespace {
 
-// Entries that are held in memory at a time. There are five such stores, of which one is sorted at
-// a time, which takes its size again: 600 MB at most.
-constexpr size_t kMostEntries = 1'000'000;
 // Names of one file that are paired; more are told as vanished and appeared.
 constexpr size_t kMostNames = 10'000;
 
@@ -48,11 +45,11 @@ Leftovers::Leftovers(const DiffOptions& options, bool cifs, Changes& changes)
     : options_(options),
       cifs_(cifs),
       changes_(changes),
-      old_(kMostEntries, "dtldiff.tmp"),
-      now_(kMostEntries, "dtldiff.tmp"),
-      vanished_(kMostEntries, "dtldiff.tmp"),
-      appeared_(kMostEntries, "dtldiff.tmp"),
-      late_(kMostEntries, "dtldiff.tmp") {}
+      old_(options.held, "dtldiff.tmp"),
+      now_(options.held, "dtldiff.tmp"),
+      vanished_(options.held, "dtldiff.tmp"),
+      appeared_(options.held, "dtldiff.tmp"),
+      late_(options.held, "dtldiff.tmp") {}
 
 void Leftovers::Pair(const FileEntry& old, const FileEntry& now) {
   const auto kind = ChangeOf(StateOf(old, cifs_), StateOf(now, cifs_), old.target == now.target,

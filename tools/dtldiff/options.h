@@ -39,6 +39,9 @@ struct DiffOptions {
   bool metadata = false;   // tell changes of owner, mode and access time as well
   bool scanOrder = false;  // not the largest difference first
   bool summary = false;    // only the summary
+  // Entries that each of the five stores of leftovers holds in memory; one of them at a time is
+  // sorted, which takes its size again: 600 MB at most. Tests set it lower.
+  size_t held = 1'000'000;
 
   bool Wants(ChangeKind kind) const { return (only >> static_cast<unsigned>(kind) & 1) != 0; }
 };

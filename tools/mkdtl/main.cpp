@@ -1,5 +1,6 @@
 // mkdtl: the command line.
 #include <csignal>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -54,5 +55,9 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   // Without them, what is told would be written into the scan.
-  return tabulon::HoldStandardDescriptors() ? tabulon::Main(argc, argv) : tabulon::kExitFailed;
+  if (!tabulon::HoldStandardDescriptors()) return tabulon::kExitFailed;
+  const int status = tabulon::Main(argc, argv);
+  if (std::fflush(stdout) == 0 || status != tabulon::kExitDone) return status;
+  std::perror("mkdtl: cannot write the last line to standard output");
+  return tabulon::kExitFailed;
 }
