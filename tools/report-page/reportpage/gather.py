@@ -21,7 +21,7 @@ CATEGORIES = {"NFS": "unix", "CIFS": "windows"}
 COMPRESSED = b"\x78\x01"  # how compressed scans begin, tabulon-dtl(5)
 DISTINCT_LINES = 100000  # owners with their groups; those of a house are some thousands
 BREAKS_OFF = 3  # status of programs that have written what an incomplete scan holds
-CHANGED = 1  # status of dtldiff when there are changes
+CHANGED, INCOMPARABLE = 1, 2  # statuses of dtldiff: changes; a scan breaks off, or other trouble
 
 
 class Failure(Exception):
@@ -165,9 +165,14 @@ def make_source(runner, source, scan, older, made):
         return
     if source.file == "names.ndjson":
         status = runner.distinct_lines(name, words(source, scan, older), source.file)
-    else:
-        accepted = (0, CHANGED) if name == "dtldiff" else (0, BREAKS_OFF)
+    elif name == "dtldiff":
+        # Scans that break off have been told by dtldu already; the page does without the changes.
+        accepted = (0, CHANGED, INCOMPARABLE) if made.cut else (0, CHANGED)
         status = runner.run(name, words(source, scan, older), source.file, accepted)
+        if status == INCOMPARABLE:
+            os.unlink(runner.path(source.file))
+    else:
+        status = runner.run(name, words(source, scan, older), source.file, (0, BREAKS_OFF))
     made.cut = made.cut or status == BREAKS_OFF
 
 
