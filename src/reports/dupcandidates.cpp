@@ -1,295 +1,314 @@
 #include "reports/dupcandidates.h"
 
-// The library declares its one-shot digest deprecated in favour of a general interface, whose
-// set-up costs several times the digest of so short a buffer.
-#define OPENSSL_SUPPRESS_DEPRECATED
-#include <openssl/md5.h>
-
-#include <algorithm>
 #include <array>
 #include <bit>
-#include <cstring>
-#include <string_view>
+#include <span>
 #include <utility>
-#include <vector>
 
-#include "base/fileio.h"
-#include "base/loganderr.h"
-#include "base/unitcode.h"
+#include "base/radixsort.h"
+#include "base/threads.h"
+#include "detail/attributes.h"
 #include "detail/recordreader.h"
 
 namespace tabulon {
 namespace {
 
-// Odd constants with evenly spread bits, one for each thing that is mixed in.
-constexpr uint64_t kMixSize = 0x9E3779B97F4A7C15;
-constexpr uint64_t kMixTime = 0xD6E8FEB86659FD93;
-constexpr uint64_t kMixText = 0xA0761D6478BD642F;
-constexpr uint64_t kMixEnd = 0xE7037ED1A0B428DB;
+// More partitions would cost more while they are filled than they spare afterwards: the ends of all
+// their chunks have to stay in the caches.
+constexpr uint64_t kMostPartitions = 2048;
+constexpr uint64_t kMostRanges = 4096;
 
-// Both halves of the 128-bit product, folded together: every bit of the input affects every bit of
-// the result, for one multiplication.
-uint64_t Mix(uint64_t a, uint64_t b) {
-  __extension__ using Wide = unsigned __int128;
-  const Wide product = static_cast<Wide>(a) * b;
-  return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
-}
-
-uint64_t MixBytes(uint64_t hash, std::string_view bytes) {
-  const size_t length = bytes.size();
-  for (; bytes.size() >= sizeof(uint64_t); bytes.remove_prefix(sizeof(uint64_t))) {
-    hash = Mix(hash ^ LoadU64(bytes.data()), kMixText);
-  }
-  uint64_t rest = 0;
-  for (const char byte : bytes) rest = rest << 8 | static_cast<unsigned char>(byte);
-  return Mix(hash ^ rest, kMixEnd + length);
-}
-
-uint64_t LoadBigEndian(const unsigned char* bytes) {
-  return __builtin_bswap64(LoadU64(bytes));
-}
-
-// With eight marks (two bytes) for each file, about one file in eight gets a mark that another file
-// has by chance, and is read again for nothing.
-constexpr uint64_t kMarksPerFile = 8;
-constexpr uint64_t kFewestMarks = uint64_t{1} << 16;
-constexpr uint64_t kMostMarks = uint64_t{1} << 30;  // 256 MiB of marks
-
-// Entries read back at a time.
-constexpr size_t kEntriesAtOnce = 64 * 1024;
-// How far ahead the marks of entries are fetched.
+// How far ahead the records of candidates are fetched.
 constexpr size_t kLookAhead = 16;
+
+// Entries of a partition that are looked at once more when they seem to be seen again. More than
+// any partition has, unless nearly all files are alike.
+constexpr uint64_t kMostLookedAtTwice = uint64_t{1} << 22;
+
+uint64_t SizeOf(const Scan& scan) {
+  return FileWindow(scan.dtlFile.get()).fileSize();
+}
 
 // Files that the scan can hold at most, whatever its totals say.
 uint64_t ExpectedFiles(const Scan& scan) {
-  const uint64_t size = FileWindow(scan.dtlFile.get()).fileSize();
   return std::min<uint64_t>(uint64_t{scan.logRoot.files} + scan.logRoot.directories,
-                            size / scan.layout().fixedSize);
+                            SizeOf(scan) / scan.layout().fixedSize);
 }
+
+// The number of one of `partitions`: the higher the hash the higher.
+size_t PartitionOf(uint64_t hash, size_t partitions) {
+  return static_cast<size_t>((hash >> 32) * partitions >> 32);
+}
+
+uint32_t RangeBits(uint64_t fileSize, uint32_t least) {
+  uint32_t bits = least;
+  while (fileSize >> bits >= kMostRanges) ++bits;
+  return bits;
+}
+
+// Which hashes have been seen once, which more often: two bits in a table for each. Two hashes that
+// share their bits count as seen again.
+class SeenTable {
+ public:
+  // Forgets all; makes room for so many hashes. One in kMarks is taken for another by chance.
+  void Clear(uint64_t hashes) {
+    const uint64_t marks = std::bit_ceil(std::clamp(hashes * kMarks, kFewest, kMost));
+    words_.assign(marks / kPerWord, 0);
+    mask_ = marks - 1;
+  }
+  void See(uint64_t hash) {
+    const uint64_t mark = hash & mask_;
+    uint64_t& word = words_[mark / kPerWord];
+    const uint64_t once = uint64_t{1} << (mark % kPerWord * 2);
+    word |= once | (word & once) << 1;
+  }
+  bool SeenAgain(uint64_t hash) const {
+    const uint64_t mark = hash & mask_;
+    return (words_[mark / kPerWord] >> (mark % kPerWord * 2) & 2) != 0;
+  }
+
+ private:
+  static constexpr uint64_t kMarks = 16;
+  static constexpr uint64_t kFewest = 64;
+  static constexpr uint64_t kMost = uint64_t{1} << 26;  // 16 MiB
+  static constexpr uint64_t kPerWord = 32;
+  std::vector<uint64_t> words_;
+  uint64_t mask_ = 0;
+};
 
 }  // namespace
-
-uint64_t DupKey::Fingerprint(const RecordFields& record, const RecordText& name) {
-  uint64_t hash = kMixTime;
-  if ((fields_ & kDupMdate) != 0) hash ^= record.modified();
-  if ((fields_ & kDupCdate) != 0) hash ^= uint64_t{record.created()} << 32;
-  hash = Mix(record.size() ^ kMixSize, hash);
-  if ((fields_ & kDupName) != 0) hash = MixText(hash, name, 0);
-  if ((fields_ & kDupExtension) != 0 && name.LastDot() >= 0) {
-    hash = MixText(hash, name, static_cast<size_t>(name.LastDot()));
-  }
-  return hash;
-}
-
-uint64_t DupKey::MixText(uint64_t hash, const RecordText& name, size_t from) {
-  if (name.IsAscii()) return MixBytes(hash, name.Ascii().substr(from));
-  // An ASCII extension gets the same hash whether the rest of the name is ASCII or not.
-  const std::wstring_view text = name.Wide().substr(from);
-  narrowed_.clear();
-  for (const wchar_t unit : text) {
-    if (!IsAsciiUnit(unit)) hash = Mix(hash ^ static_cast<uint32_t>(unit), kMixText);
-    narrowed_.push_back(static_cast<char>(unit));
-  }
-  return MixBytes(hash, narrowed_);
-}
-
-Digest DupKey::Md5(const RecordFields& record, const RecordText& name) {
-  buffer_.clear();
-  const auto append = [this](uint64_t value) {
-    const size_t at = buffer_.size();
-    buffer_.resize(at + sizeof value);
-    std::memcpy(buffer_.data() + at, &value, sizeof value);
-  };
-  append(record.size());
-  if ((fields_ & kDupMdate) != 0) append(record.modified());
-  if ((fields_ & kDupCdate) != 0) append(record.created());
-  if ((fields_ & kDupName) != 0) AppendText(name, 0);
-  if ((fields_ & kDupExtension) != 0 && name.LastDot() >= 0) {
-    AppendText(name, static_cast<size_t>(name.LastDot()));
-  }
-  unsigned char digest[MD5_DIGEST_LENGTH];
-  MD5(buffer_.data(), buffer_.size(), digest);
-  return {LoadBigEndian(digest), LoadBigEndian(digest + sizeof(uint64_t))};
-}
-
-void DupKey::AppendText(const RecordText& name, size_t from) {
-  name.Visit([&](auto text) {
-    text.remove_prefix(from);
-    const size_t at = buffer_.size();
-    buffer_.resize(at + text.size() * sizeof(uint32_t));
-    unsigned char* out = buffer_.data() + at;
-    for (const auto unit : text) {
-      const auto wide = static_cast<uint32_t>(unit);
-      std::memcpy(out, &wide, sizeof wide);
-      out += sizeof wide;
-    }
-  });
-}
-
-SeenTable::SeenTable(uint64_t files) {
-  const uint64_t marks = std::bit_ceil(std::clamp(files * kMarksPerFile, kFewestMarks, kMostMarks));
-  words_ = HugeArray<uint64_t>(marks / kPerWord);
-  words_.Resize(marks / kPerWord);
-  shift_ = static_cast<uint32_t>(64 - std::countr_zero(marks));
-  std::fill(std::begin(waiting_), std::end(waiting_), kNone);
-}
-
-void SeenTable::Finish() {
-  for (uint32_t& slot : waiting_) Mark(std::exchange(slot, kNone));
-}
-
-void SeenTable::Merge(SeenTable& other) {
-  constexpr uint64_t kAllOnce = 0x5555555555555555;
-  Finish();
-  other.Finish();
-  for (size_t i = 0; i < words_.size(); ++i) {
-    const uint64_t mine = words_[i];
-    const uint64_t theirs = other.words_[i];
-    words_[i] = mine | theirs | (mine & theirs & kAllOnce) << 1;  // once here and once there
-  }
-}
 
 DupCandidates::DupCandidates(const Scan& scan, uint32_t fields, const DupLimits& limits,
                              bool everyFile)
     : scan_(scan),
-      runLimit_(limits.runFiles),
+      limits_(limits),
       everyFile_(everyFile),
       key_(fields),
-      seen_(ExpectedFiles(scan)),
-      entries_(limits.gathered) {}
-
-void DupCandidates::Push(uint64_t position, uint32_t slot) {
-  if (entries_.full()) Spill();
-  entries_.Push({static_cast<uint32_t>(position), static_cast<uint32_t>(position >> 32), slot});
+      rangeBits_(RangeBits(SizeOf(scan), limits.rangeBits)),
+      ranges_(static_cast<size_t>(SizeOf(scan) >> rangeBits_) + 1),
+      runs_(SizeOf(scan), limits.runFiles) {
+  const uint64_t partitions = ExpectedFiles(scan) / limits.partition;
+  Part part = {{std::clamp<uint64_t>(partitions, 1, kMostPartitions), limits.gathered},
+               {ranges_, limits.gathered / 8 + 1}};
+  parts_.push_back(std::make_unique<Part>(std::move(part)));
 }
 
-bool DupCandidates::Gather(const ScanRecord& record) {
-  if (record.directoryPosition != directory_) {
-    directory_ = record.directoryPosition;
-    Push(directory_, kDirectory);
-  }
-  const uint32_t slot = seen_.Slot(key_.Fingerprint(record.fields(), record.name));
-  seen_.See(slot);
-  Push(record.view.position, slot);
-  const uint64_t before = files_++;
-  return before > 0 && before % runLimit_ == 0;
-}
+DupCandidates::~DupCandidates() = default;
 
-void DupCandidates::Spill() {
-  if (!spill_.valid()) spill_ = TempFile::Create("dups.tmp");
-  if (!spill_.valid()) ErrExit(L"Unable to create duplicate tree temp file\n");
-  if (!WriteFully(spill_.fd(), entries_.begin(), entries_.size() * sizeof(Entry))) {
-    PosixErrExit(0, L"Error writing '%s'\n", spill_.path());
-  }
-  spilled_ += entries_.size();
-  entries_.Clear();
-}
-
-// Reads the entries in the order in which they were gathered, in blocks, and gives back their
-// memory.
-template <class Use>
-void DupCandidates::TakeEntries(Use use) {
-  std::vector<Entry> block(std::min<uint64_t>(spilled_, kEntriesAtOnce));
-  for (uint64_t done = 0; done < spilled_; done += block.size()) {
-    block.resize(std::min<uint64_t>(spilled_ - done, kEntriesAtOnce));
-    const size_t bytes = block.size() * sizeof(Entry);
-    if (!ReadExactlyAt(spill_.fd(), block.data(), bytes,
-                       static_cast<off_t>(done * sizeof(Entry)))) {
-      PosixErrExit(0, L"Error reading '%s'\n", spill_.path());
-    }
-    use(block.data(), block.size());
-  }
-  use(entries_.begin(), entries_.size());
-  spill_.Remove();
-  entries_.Release();
-}
-
-void DupCandidates::Merge(DupCandidates& later) {
-  seen_.Merge(later.seen_);
-  later.TakeEntries([this](const Entry* entries, size_t count) {
-    for (size_t i = 0; i < count; ++i) Push(entries[i].position(), entries[i].slot);
+bool DupCandidates::Gather(Pass& pass) {
+  RecordBatch& batch = pass.batch;
+  DupPartitions<Entry>& entries = parts_.front()->entries;
+  const size_t partitions = entries.size();
+  const uint64_t* next = key_.Fingerprints(pass).data();
+  uint64_t files = 0;
+  ForEachChosen(pass, [&](size_t i) {
+    const uint64_t fingerprint = *next++;
+    if ((batch.fields(i).attributes() & kAttrDirectory) != 0) return;
+    const uint64_t position = batch.PositionOf(i);
+    const uint64_t directory = batch.DirectoryPosition(i);
+    if (directory != directory_ || position >= rangeEnd_) NoteDirectory(position, directory);
+    runs_.Count(position);
+    entries.Add(PartitionOf(fingerprint, partitions), {fingerprint, position});
+    ++files;
   });
-  later.seen_.Release();
-  files_ += later.files_;
-  if (later.files_ > 0) directory_ = later.directory_;
+  const uint64_t runsBefore = RunsBegunWith(files_);
+  files_ += files;
+  return RunsBegunWith(files_) > std::max<uint64_t>(runsBefore, 1);
 }
 
-// Turns entries back into candidates, in file order. Some entries are kept waiting before they are
-// read: the processor fetches their records meanwhile.
-class DupCandidates::Reader {
- public:
-  Reader(DupCandidates& owner, const std::function<void(const Candidate&)>& take)
-      : owner_(owner), take_(take), records_(owner.scan_) {}
+void DupCandidates::NoteDirectory(uint64_t position, uint64_t directory) {
+  const size_t range = RangeOf(position);
+  directory_ = directory;
+  rangeEnd_ = range + 1 < ranges_ ? uint64_t{range + 1} << rangeBits_ : UINT64_MAX;
+  parts_.front()->directories.Add(range, {position, directory});
+}
 
-  void Read(const Entry* entries, size_t count) {
-    for (size_t i = 0; i < count; ++i) {
-      if (i + kLookAhead < count && entries[i + kLookAhead].slot != kDirectory) {
-        owner_.seen_.Prefetch(entries[i + kLookAhead].slot);
-      }
-      Choose(entries[i]);
-    }
-  }
-  // Reads those that are still waiting.
-  void Finish() {
-    while (taken_ < chosen_) Take(waiting_[taken_++ % kLookAhead]);
-  }
+void DupCandidates::Merge(DupCandidates& part) {
+  std::move(part.parts_.begin(), part.parts_.end(), std::back_inserter(parts_));
+  part.parts_.clear();
+  runs_.Merge(part.runs_);
+}
+
+// What one thread does to choose candidates.
+class DupCandidates::Chooser {
+ public:
+  Chooser(const DupCandidates& owner, size_t limit) : owner_(owner), chosen(owner.ranges_, limit) {}
+
+  void ChooseFrom(size_t partition);
 
  private:
-  // A file that its fingerprint makes a candidate.
-  struct Chosen {
-    uint64_t position;
-    uint64_t directory;
-    uint32_t run;
-  };
-
-  void Choose(const Entry& entry) {
-    if (entry.slot == kDirectory) {
-      directory_ = entry.position();
-      return;
-    }
-    const auto run = static_cast<uint32_t>(files_++ / owner_.runLimit_);
-    if (!owner_.everyFile_ && !owner_.seen_.SeenAgain(entry.slot)) return;
-    if (chosen_ - taken_ == kLookAhead) Take(waiting_[taken_++ % kLookAhead]);
-    waiting_[chosen_++ % kLookAhead] = {entry.position(), directory_, run};
-    records_.Prefetch(entry.position());
+  template <class Use>
+  void ForEach(size_t partition, Use&& use) const {
+    for (const auto& part : owner_.parts_) part->entries.ForEach(partition, use);
   }
+  void Choose(uint64_t position) { chosen.Add(owner_.RangeOf(position), position); }
+  void ChooseAmongFew();
 
-  void Take(const Chosen& from) {
-    if (from.directory != lengthOf_) {
-      const bool known = records_.Read(from.directory, view_);
-      directoryLength_ = known ? static_cast<uint32_t>(view_.name.size()) : 0;
-      lengthOf_ = from.directory;
+  const DupCandidates& owner_;
+  SeenTable seen_;
+  std::vector<Entry> again_;
+
+ public:
+  Positions chosen;
+  std::vector<uint64_t> wanted;  // positions that tell where the runs begin
+};
+
+void DupCandidates::Chooser::ChooseFrom(size_t partition) {
+  uint64_t count = 0;
+  for (const auto& part : owner_.parts_) count += part->entries.Count(partition);
+  seen_.Clear(count);
+  ForEach(partition, [&](std::span<const Entry> entries) {
+    for (const Entry& entry : entries) {
+      seen_.See(entry.fingerprint);
+      if (owner_.runs_.Wants(entry.position)) wanted.push_back(entry.position);
     }
-    if (!records_.Read(from.position, view_)) return;
-    view_.LookAtName(name_);
-    take_({.digest = owner_.key_.Md5(view_.fields, name_),
-           .run = from.run,
-           .textLength = static_cast<uint32_t>(view_.name.size()) + directoryLength_,
-           .position = from.position,
-           .directory = from.directory,
-           .size = view_.fields.size()});
-  }
+  });
+  const bool few = count <= kMostLookedAtTwice;
+  again_.clear();
+  ForEach(partition, [&](std::span<const Entry> entries) {
+    for (const Entry& entry : entries) {
+      if (!owner_.everyFile_ && !seen_.SeenAgain(entry.fingerprint)) continue;
+      if (few && !owner_.everyFile_) {
+        again_.push_back(entry);
+      } else {
+        Choose(entry.position);
+      }
+    }
+  });
+  ChooseAmongFew();
+}
 
-  DupCandidates& owner_;
-  const std::function<void(const Candidate&)>& take_;
+// One lone file in sixteen had the mark of another by chance. Other bits of the fingerprint tell
+// nearly all of these apart.
+void DupCandidates::Chooser::ChooseAmongFew() {
+  constexpr int kOtherBits = 26;
+  seen_.Clear(again_.size());
+  for (const Entry& entry : again_) seen_.See(entry.fingerprint >> kOtherBits);
+  for (const Entry& entry : again_) {
+    if (seen_.SeenAgain(entry.fingerprint >> kOtherBits)) Choose(entry.position);
+  }
+}
+
+std::vector<DupCandidates::Positions> DupCandidates::Choose(size_t threads) {
+  std::vector<Chooser> choosers;
+  for (size_t i = 0; i < threads; ++i) choosers.emplace_back(*this, limits_.sorted / threads + 1);
+  ShareOut(threads, parts_.front()->entries.size(),
+           [&](size_t thread, size_t partition) { choosers[thread].ChooseFrom(partition); });
+  for (auto& part : parts_) part->entries.Release();
+  std::vector<Positions> chosen;
+  std::vector<uint64_t> wanted;
+  for (Chooser& chooser : choosers) {
+    chosen.push_back(std::move(chooser.chosen));
+    wanted.insert(wanted.end(), chooser.wanted.begin(), chooser.wanted.end());
+  }
+  runs_.TakeWanted(wanted);
+  return chosen;
+}
+
+// What one thread does to make candidates of positions.
+class DupCandidates::Reader {
+ public:
+  Reader(const DupCandidates& owner, size_t partitions, size_t limit)
+      : owner_(owner), records_(owner.scan_), key_(owner.key_), found(partitions, limit) {}
+
+  // Reads the candidates that lie in a range of the file.
+  void ReadRange(size_t range, std::span<const Positions> chosen);
+
+ private:
+  void TakePositions(size_t range, std::span<const Positions> chosen);
+  void TakeDirectories(size_t range);
+  void Enter(uint64_t position);
+  void Read(uint64_t position);
+
+  const DupCandidates& owner_;
   RecordReader records_;
   RecordView view_;
   RecordText name_;
-  uint64_t files_ = 0;
-  uint64_t directory_ = 0;
-  uint64_t lengthOf_ = 0;  // the directory whose length is known; 0: files before the first one
+  DupKey key_;
+  std::vector<uint64_t> positions_, sparePositions_;
+  std::vector<DirectoryNote> directories_, spareDirectories_;
+  size_t nextDirectory_ = 0;  // of directories_
+  uint64_t directory_ = 0;    // the current one
   uint32_t directoryLength_ = 0;
-  std::array<Chosen, kLookAhead> waiting_;
-  size_t chosen_ = 0;
-  size_t taken_ = 0;
+
+ public:
+  DigestPartitions found;
 };
 
-void DupCandidates::ForEach(const std::function<void(const Candidate&)>& take) {
-  seen_.Finish();
-  Reader reader(*this, take);
-  TakeEntries([&](const Entry* entries, size_t count) { reader.Read(entries, count); });
-  reader.Finish();
-  seen_.Release();
+void DupCandidates::Reader::ReadRange(size_t range, std::span<const Positions> chosen) {
+  TakePositions(range, chosen);
+  TakeDirectories(range);
+  for (size_t i = 0; i < positions_.size(); ++i) {
+    if (i + kLookAhead < positions_.size()) records_.Prefetch(positions_[i + kLookAhead]);
+    Enter(positions_[i]);
+    Read(positions_[i]);
+  }
+}
+
+void DupCandidates::Reader::TakePositions(size_t range, std::span<const Positions> chosen) {
+  positions_.clear();
+  for (const Positions& some : chosen) some.Read(range, positions_);
+  const uint64_t start = uint64_t{range} << owner_.rangeBits_;
+  RadixSort(positions_, sparePositions_, [&](uint64_t position) { return position - start; });
+}
+
+void DupCandidates::Reader::TakeDirectories(size_t range) {
+  directories_.clear();
+  for (const auto& part : owner_.parts_) part->directories.Read(range, directories_);
+  nextDirectory_ = 0;
+  directory_ = directoryLength_ = 0;
+  if (owner_.parts_.size() == 1) return;  // in file order
+  const uint64_t start = uint64_t{range} << owner_.rangeBits_;
+  RadixSort(directories_, spareDirectories_,
+            [&](const DirectoryNote& note) { return note.position - start; });
+}
+
+// Makes the directory of the file at `position` the current one.
+void DupCandidates::Reader::Enter(uint64_t position) {
+  const uint64_t before = directory_;
+  while (nextDirectory_ < directories_.size() &&
+         directories_[nextDirectory_].position <= position) {
+    directory_ = directories_[nextDirectory_++].directory;
+  }
+  if (directory_ == before) return;
+  const bool known = records_.Read(directory_, view_);
+  directoryLength_ = known ? static_cast<uint32_t>(view_.name.size()) : 0;
+}
+
+void DupCandidates::Reader::Read(uint64_t position) {
+  if (!records_.Read(position, view_)) return;
+  view_.LookAtName(name_);
+  const Digest digest = key_.Md5(view_.fields, name_);
+  found.Add(PartitionOf(digest.high, found.size()),
+            {.digest = digest,
+             .position = position,
+             .directory = directory_,
+             .size = view_.fields.size(),
+             .modified = view_.fields.modified(),
+             .created = view_.fields.created(),
+             .textLength = static_cast<uint32_t>(view_.name.size()) + directoryLength_,
+             .run = owner_.runs_.RunOf(position)});
+}
+
+std::vector<DigestPartitions> DupCandidates::Find(size_t threads) {
+  runs_.Finish();
+  const std::vector<Positions> chosen = Choose(threads);
+  uint64_t count = 0;
+  for (const Positions& some : chosen) {
+    for (size_t range = 0; range < ranges_; ++range) count += some.Count(range);
+  }
+  const uint64_t partitions =
+      std::clamp<uint64_t>(count / limits_.partition * 4, 1, kMostPartitions);
+  std::vector<std::unique_ptr<Reader>> readers;
+  for (size_t i = 0; i < threads; ++i) {
+    readers.push_back(std::make_unique<Reader>(*this, partitions, limits_.sorted / threads + 1));
+  }
+  ShareOut(threads, ranges_,
+           [&](size_t thread, size_t range) { readers[thread]->ReadRange(range, chosen); });
+  std::vector<DigestPartitions> found;
+  for (const auto& reader : readers) found.push_back(std::move(reader->found));
+  parts_.clear();
+  return found;
 }
 
 }  // namespace tabulon

@@ -1,150 +1,97 @@
-// The files that may be duplicates, found in two steps. During the scan every file leaves a few
-// bytes, and a mark of two bits for its fingerprint in a table. After it, only the files whose
-// fingerprint was seen more than once are read again and given a digest. So a file that is alone
-// costs no digest and no second look, and no memory but these few bytes.
+// The files that may be duplicates, found in three steps, each of which threads can share:
+//  1. During the scan every file leaves its fingerprint and position, in partitions by fingerprint.
+//  2. In each partition the files whose fingerprint is seen more than once are chosen; their
+//     positions go to partitions by file position.
+//  3. Their records are read again, in file order, and given digests.
+// So a file that is alone costs no digest and no second look, and nothing jumps about in more
+// memory than the caches hold.
 #pragma once
 
-#include <compare>
+#include <algorithm>
 #include <cstdint>
-#include <functional>
-#include <string>
+#include <memory>
 #include <vector>
 
-#include "base/memory.h"
-#include "base/tempfile.h"
-#include "detail/scanrecord.h"
+#include "reports/dupkey.h"
+#include "reports/duppartitions.h"
+#include "reports/dupruns.h"
 #include "reports/report.h"
 
 namespace tabulon {
 
-// An MD5 digest (RFC 1321) as two numbers, so that their order is the order of its bytes.
-struct Digest {
-  uint64_t high = 0;  // first eight bytes, big-endian
-  uint64_t low = 0;
-  auto operator<=>(const Digest&) const = default;
-};
-
-class DupKey {
- public:
-  // `fields`: kDup... bits (config/report.h). The size is part of every key.
-  explicit DupKey(uint32_t fields) : fields_(fields) {}
-
-  // A cheap 64-bit hash of the key: equal keys have equal fingerprints.
-  uint64_t Fingerprint(const RecordFields& record, const RecordText& name);
-  // The digest of the key's check buffer: size, then times of 8 bytes each (modified, created),
-  // then the name and the extension with its '.', four bytes a character, as far as they are
-  // chosen.
-  Digest Md5(const RecordFields& record, const RecordText& name);
-
- private:
-  uint64_t MixText(uint64_t hash, const RecordText& name, size_t from);
-  void AppendText(const RecordText& name, size_t from);
-
-  uint32_t fields_;
-  std::vector<unsigned char> buffer_;  // kept between records
-  std::string narrowed_;
-};
-
-// Which fingerprints have been seen once, which more often. The table is larger than the caches, so
-// nearly every mark would wait for memory. Therefore the memory of a mark is fetched at once, and
-// the mark is made some files later, when it has arrived. Two files that get one mark by chance
-// count as seen twice: the digest tells them apart.
-class SeenTable {
- public:
-  // For about `files` files.
-  explicit SeenTable(uint64_t files);
-  // The mark of a fingerprint.
-  uint32_t Slot(uint64_t fingerprint) const { return static_cast<uint32_t>(fingerprint >> shift_); }
-  void See(uint32_t slot) {
-    __builtin_prefetch(&words_[slot / kPerWord], 1);
-    Mark(waiting_[at_]);
-    waiting_[at_] = slot;
-    at_ = (at_ + 1) % kWaiting;
-  }
-  // Makes the marks that are still waiting.
-  void Finish();
-  // Adds the marks of another part of the same scan.
-  void Merge(SeenTable& other);
-  bool SeenAgain(uint32_t slot) const {
-    return (words_[slot / kPerWord] >> (slot % kPerWord * 2) & kAgain) != 0;
-  }
-  // Gives the memory back. REQUIRES: the table is not used any more.
-  void Release() { words_.Release(); }
-  void Prefetch(uint32_t slot) const { __builtin_prefetch(&words_[slot / kPerWord]); }
-
- private:
-  static constexpr uint32_t kPerWord = 32;  // two bits a mark
-  static constexpr uint64_t kOnce = 1;
-  static constexpr uint64_t kAgain = 2;
-  static constexpr size_t kWaiting = 16;
-  static constexpr uint32_t kNone = 0xFFFFFFFF;
-
-  void Mark(uint32_t slot) {
-    if (slot == kNone) return;
-    uint64_t& word = words_[slot / kPerWord];
-    const uint32_t bit = slot % kPerWord * 2;
-    word |= ((word >> bit & kOnce) != 0 ? kAgain : kOnce) << bit;
-  }
-
-  HugeArray<uint64_t> words_;
-  uint32_t shift_;
-  uint32_t waiting_[kWaiting];
-  size_t at_ = 0;
-};
-
 // One file that may be a duplicate.
 struct Candidate {
   Digest digest;
-  uint32_t run;         // number of the run that the file was gathered in
+  uint64_t position;   // file offset of its record
+  uint64_t directory;  // file offset of its directory's record; 0: none
+  uint64_t size;       // of the file, bytes
+  uint32_t modified;
+  uint32_t created;
   uint32_t textLength;  // bytes of its stored name and directory path
-  uint64_t position;    // file offset of its record
-  uint64_t directory;   // file offset of its directory's record
-  uint64_t size;        // of the file, bytes
+  uint32_t run;         // number of the run that the file was gathered in
 };
-static_assert(sizeof(Candidate) == 48);
+static_assert(sizeof(Candidate) == 56);
+
+// Candidates in partitions by their digests: each holds lower ones than the next. What one thread
+// has found.
+using DigestPartitions = DupPartitions<Candidate>;
 
 class DupCandidates {
  public:
   // `fields`: the check fields. The scan must outlive this. `everyFile` makes every file a
   // candidate, a lone one too.
   DupCandidates(const Scan& scan, uint32_t fields, const DupLimits& limits, bool everyFile);
+  ~DupCandidates();
 
-  // Gathers one file of the scan; returns true when the run before it was full.
-  bool Gather(const ScanRecord& record);
-  // Takes over what another finder gathered of the next part of the scan. REQUIRES: the same fields
-  // and limits.
-  void Merge(DupCandidates& later);
-  // Reads the candidates again, in file order, and hands each to `take`.
-  void ForEach(const std::function<void(const Candidate&)>& take);
+  // Gathers the chosen records, but for directories. Returns true when a run began with one of them
+  // and another one was full, as far as this one has seen the files.
+  bool Gather(Pass& pass);
+  // Takes over what another one gathered of other files. REQUIRES: the same fields and limits.
+  void Merge(DupCandidates& part);
+  // Ends the gathering. Finds the candidates with so many threads, each of which fills a set of
+  // partitions.
+  std::vector<DigestPartitions> Find(size_t threads);
 
  private:
-  // What is kept of a file until the scan is over, or of a directory that the files after it are
-  // in.
+  // A file that was gathered.
   struct Entry {
-    uint32_t positionLow;
-    uint32_t positionHigh;
-    uint32_t slot;  // kDirectory for a directory
-    uint64_t position() const { return uint64_t{positionHigh} << 32 | positionLow; }
+    uint64_t fingerprint;
+    uint64_t position;
   };
-  static_assert(sizeof(Entry) == 12);
-  static constexpr uint32_t kDirectory = 0xFFFFFFFE;
-
-  void Push(uint64_t position, uint32_t slot);
-  void Spill();
-  template <class Use>
-  void TakeEntries(Use use);
+  // From the file at `position` on, as far as this thread knows, files are in this directory.
+  struct DirectoryNote {
+    uint64_t position;
+    uint64_t directory;
+  };
+  // What one thread gathers: entries by fingerprint, directories by the files' positions.
+  struct Part {
+    DupPartitions<Entry> entries;
+    DupPartitions<DirectoryNote> directories;
+  };
+  using Positions = DupPartitions<uint64_t>;
+  class Chooser;
   class Reader;
 
+  size_t RangeOf(uint64_t position) const {
+    return std::min(static_cast<size_t>(position >> rangeBits_), ranges_ - 1);
+  }
+  void NoteDirectory(uint64_t position, uint64_t directory);
+  uint64_t RunsBegunWith(uint64_t files) const {
+    return (files + limits_.runFiles - 1) / limits_.runFiles;
+  }
+  std::vector<Positions> Choose(size_t threads);
+
   const Scan& scan_;
-  uint32_t runLimit_;
+  DupLimits limits_;
   bool everyFile_;
   DupKey key_;
-  SeenTable seen_;
-  HugeArray<Entry> entries_;
-  TempFile spill_;
-  uint64_t spilled_ = 0;    // entries in the file
+  uint32_t rangeBits_;  // the file is taken in ranges of 2^rangeBits_ bytes
+  size_t ranges_;
+  std::vector<std::unique_ptr<Part>> parts_;  // the first is this one's
+  DupRuns runs_;
   uint64_t files_ = 0;      // gathered so far
   uint64_t directory_ = 0;  // the directory noted last
+  uint64_t rangeEnd_ = 0;   // end of the range of the file that it was noted for
 };
 
 }  // namespace tabulon

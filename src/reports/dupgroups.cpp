@@ -7,6 +7,7 @@
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
+#include "base/threads.h"
 
 namespace tabulon {
 namespace {
@@ -125,67 +126,164 @@ void DupMembers::Read(uint64_t first, size_t number, std::vector<DupMember>& out
   out.insert(out.end(), rest, rest + (number - fromFile));
 }
 
-DupGroups::DupGroups(DupDebugFiles* files, size_t limit, uint32_t fileIncr)
-    : files_(files),
-      fileIncr_(fileIncr),
-      candidates_(limit, "dups.tmp"),
-      groups_(limit, "dupsort.tmp"),
-      members_(limit) {}
-
-void DupGroups::Finish() {
-  candidates_.Finish();
-  Candidate candidate;
-  while (candidates_.Next(candidate)) {
-    if (!run_.empty()) {
-      const bool sameGroup = candidate.digest == run_.front().digest;
-      if (!sameGroup || candidate.run != run_.front().run) EndRun();
-      if (!sameGroup) EndGroup();
+void DupGrouper::Add(const Candidate& candidate) {
+  if (!run_.empty()) {
+    if (candidate.digest != run_.front().digest) {
+      EndGroup();
+    } else if (candidate.run != run_.front().run) {
+      EndRun();
+      run_.clear();
     }
-    run_.push_back(candidate);
   }
-  EndRun();
-  EndGroup();
-  candidates_.Release();
-  groups_.Finish();
+  run_.push_back(candidate);
 }
 
 // Within a run the files of a group have sequence numbers 0, 1, 2 ... in file order, and are
 // ordered by the bytes of the stored (little-endian) numbers: 256 comes right after 0. Kept so: it
 // shows in groups of more than 256 files.
-void DupGroups::EndRun() {
-  if (run_.empty()) return;
-  std::vector<uint32_t> sequence(run_.size());
-  std::iota(sequence.begin(), sequence.end(), 0U);
-  if (sequence.size() > 256) {
-    std::sort(sequence.begin(), sequence.end(),
+void DupGrouper::EndRun() {
+  sequence_.resize(run_.size());
+  std::iota(sequence_.begin(), sequence_.end(), 0U);
+  if (sequence_.size() > 256) {
+    std::sort(sequence_.begin(), sequence_.end(),
               [](uint32_t a, uint32_t b) { return __builtin_bswap32(a) < __builtin_bswap32(b); });
   }
-  if (files_ != nullptr) files_->AddRun(run_, sequence);
-  for (const uint32_t i : sequence) AddMember(run_[i]);
+  if (files_ != nullptr) files_->AddRun(run_, sequence_);
+  for (const uint32_t i : sequence_) AddMember(run_[i]);
   const uint64_t later = run_.size() - 1;
-  totals_.files += later;
-  totals_.bytes += later * run_.front().size;
-  totals_.allocated += later * AllocatedSize(run_.front().size, fileIncr_);
-  lastSize_ = run_.front().size;
-  run_.clear();
+  totals.files += later;
+  totals.bytes += later * run_.front().size;
+  totals.allocated += later * AllocatedSize(run_.front().size, fileIncr_);
 }
 
-void DupGroups::AddMember(const Candidate& candidate) {
+void DupGrouper::AddMember(const Candidate& candidate) {
   const DupMember member = {candidate.position, candidate.directory, candidate.textLength, 0};
   if (++groupCount_ == 1) {
     first_ = member;
     return;
   }
-  if (groupCount_ == 2) members_.Add(first_);
-  members_.Add(member);
+  if (groupCount_ == 2) members.push_back(first_);
+  members.push_back(member);
 }
 
-void DupGroups::EndGroup() {
+void DupGrouper::EndGroup() {
+  if (run_.empty()) return;
+  const Candidate& last = run_.back();
+  EndRun();
   if (groupCount_ > 1) {
-    groups_.Add({lastSize_, members_.count() - groupCount_, groupCount_, 0});
+    made_ += groupCount_;
+    groups.push_back({.size = last.size,
+                      .first = made_ - groupCount_,
+                      .count = groupCount_,
+                      .modified = last.modified,
+                      .created = last.created,
+                      .unused = 0});
   }
   if (files_ != nullptr) files_->EndGroup(groupCount_);
   groupCount_ = 0;
+  run_.clear();
+}
+
+namespace {
+
+// Sorts the candidates of a partition. What is moved about is the first half of the digest and a
+// number, which is enough unless files are equal.
+class PartitionSorter {
+ public:
+  // Calls take(candidate) for all candidates of the partition, in order.
+  template <class Take>
+  void Sort(const std::vector<DigestPartitions>& found, size_t partition, Take&& take) {
+    candidates_.clear();
+    for (const DigestPartitions& some : found) some.Read(partition, candidates_);
+    keys_.clear();
+    for (uint32_t i = 0; i < candidates_.size(); ++i) {
+      keys_.push_back({candidates_[i].digest.high, i});
+    }
+    std::sort(keys_.begin(), keys_.end(), [this](const Key& a, const Key& b) {
+      if (a.high != b.high) return a.high < b.high;
+      return CandidateOrder::Less(candidates_[a.number], candidates_[b.number]);
+    });
+    for (const Key& key : keys_) take(candidates_[key.number]);
+  }
+
+ private:
+  struct Key {
+    uint64_t high;
+    uint32_t number;  // of the candidate
+  };
+  std::vector<Candidate> candidates_;
+  std::vector<Key> keys_;
+};
+
+uint64_t CountOf(const std::vector<DigestPartitions>& found, size_t partition) {
+  uint64_t count = 0;
+  for (const DigestPartitions& some : found) count += some.Count(partition);
+  return count;
+}
+
+}  // namespace
+
+// A few partitions at a time are grouped by all threads, each of which has filled a set of them.
+// What comes out is taken over in their order.
+void DupGroups::Make(std::vector<DigestPartitions>& found) {
+  constexpr size_t kPartitionsOfThread = 8;
+  const size_t threads = found.size();
+  const size_t partitions = found.front().size();
+  std::vector<PartitionSorter> sorters(threads);
+  // Each partition fills the files that are kept when its turn comes.
+  const size_t atOnce = files_ != nullptr ? 1 : threads * kPartitionsOfThread;
+  std::vector<DupGrouper> groupers(atOnce, DupGrouper(files_, fileIncr_));
+  for (size_t first = 0; first < partitions; first += atOnce) {
+    const size_t count = std::min(atOnce, partitions - first);
+    ShareOut(threads, count, [&](size_t thread, size_t i) {
+      if (CountOf(found, first + i) > limit_) return;
+      sorters[thread].Sort(found, first + i,
+                           [&](const Candidate& candidate) { groupers[i].Add(candidate); });
+      groupers[i].EndGroup();
+    });
+    for (size_t i = 0; i < count; ++i) {
+      if (CountOf(found, first + i) > limit_) GroupLarge(found, first + i);
+      Take(groupers[i], members_.count());
+      groupers[i].Restart();
+    }
+  }
+  for (DigestPartitions& some : found) some.Release();
+  groups_.Finish();
+}
+
+// A partition is that large when very many files are equal.
+void DupGroups::GroupLarge(const std::vector<DigestPartitions>& found, size_t partition) {
+  constexpr size_t kMembersAtOnce = 64U << 10;
+  SortedSpool<Candidate, CandidateOrder> sorted(limit_, "dups.tmp");
+  for (const DigestPartitions& some : found) {
+    some.ForEach(partition, [&](std::span<const Candidate> candidates) {
+      for (const Candidate& candidate : candidates) sorted.Add(candidate);
+    });
+  }
+  sorted.Finish();
+  DupGrouper grouper(files_, fileIncr_);
+  const uint64_t before = members_.count();
+  for (Candidate candidate; sorted.Next(candidate);) {
+    grouper.Add(candidate);
+    if (grouper.members.size() >= kMembersAtOnce) Take(grouper, before);
+  }
+  grouper.EndGroup();
+  Take(grouper, before);
+}
+
+// Takes over what has been made; `before`: the members that were there before the grouper's first.
+void DupGroups::Take(DupGrouper& from, uint64_t before) {
+  for (const DupMember& member : from.members) members_.Add(member);
+  for (DupGroup group : from.groups) {
+    group.first += before;
+    groups_.Add(group);
+  }
+  totals_.files += from.totals.files;
+  totals_.bytes += from.totals.bytes;
+  totals_.allocated += from.totals.allocated;
+  from.members.clear();
+  from.groups.clear();
+  from.totals = {};
 }
 
 }  // namespace tabulon

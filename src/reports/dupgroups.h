@@ -1,6 +1,7 @@
 // Candidates sorted into groups of duplicates, and the groups into the order of the report.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -87,11 +88,14 @@ class DupMembers {
 
 // A group of files that agree in size and check fields.
 struct DupGroup {
-  uint64_t size;   // of each file, bytes
-  uint64_t first;  // index of its first member; groups are in ascending order of their digests
-  uint32_t count;  // files
+  uint64_t size;      // of each file, bytes
+  uint64_t first;     // index of its first member; groups are in ascending order of their digests
+  uint32_t count;     // files
+  uint32_t modified;  // times of one of them; of all, if they are checked
+  uint32_t created;
   uint32_t unused;
 };
+static_assert(sizeof(DupGroup) == 32);
 
 // The order of the report: larger files first, then larger groups, then lower digests.
 struct DupGroupOrder {
@@ -100,17 +104,19 @@ struct DupGroupOrder {
     if (a.count != b.count) return a.count > b.count;
     return a.first < b.first;
   }
-  static uint32_t Bucket(const DupGroup&) { return 0; }
+  // By the magnitude of the size, in 32 steps for each power of two.
+  static uint32_t Bucket(const DupGroup& group) {
+    const auto bits = static_cast<uint32_t>(std::bit_width(group.size));
+    const uint64_t lead = bits > 6 ? group.size >> (bits - 6) : group.size << (6 - bits);
+    return kSortBuckets - 1 - (bits << 5 | static_cast<uint32_t>(lead & 31));
+  }
 };
 
 struct CandidateOrder {
   static bool Less(const Candidate& a, const Candidate& b) {
-    if (a.digest != b.digest) return a.digest < b.digest;
-    return a.run != b.run ? a.run < b.run : a.position < b.position;
+    return a.digest != b.digest ? a.digest < b.digest : a.position < b.position;
   }
-  static uint32_t Bucket(const Candidate& candidate) {
-    return static_cast<uint32_t>(candidate.digest.high >> 52);
-  }
+  static uint32_t Bucket(const Candidate&) { return 0; }
 };
 
 // What a report counts: the second and later files of each group within a run.
@@ -120,16 +126,50 @@ struct DupTotals {
   uint64_t allocated = 0;
 };
 
-class DupGroups {
+// Makes groups of candidates that come in order. Each thread has its own.
+class DupGrouper {
  public:
   // `files`: where the runs and groups are also written in the form that is kept; null for none.
-  // `limit`: candidates, groups and members, each, held in memory.
   // `fileIncr`: the allocation unit.
-  DupGroups(DupDebugFiles* files, size_t limit, uint32_t fileIncr);
+  DupGrouper(DupDebugFiles* files, uint32_t fileIncr) : files_(files), fileIncr_(fileIncr) {}
 
-  void Add(const Candidate& candidate) { candidates_.Add(candidate); }
-  // Ends the adding: makes the groups and counts.
-  void Finish();
+  // REQUIRES: candidates come in the order of CandidateOrder.
+  void Add(const Candidate& candidate);
+  // The candidates to come are not equal to those added.
+  void EndGroup();
+  // Counts members from 0 again. REQUIRES: all that was made has been taken away.
+  void Restart() { made_ = 0; }
+
+  // What has been made and not been taken away.
+  std::vector<DupGroup> groups;    // `first` counts the members made since the start
+  std::vector<DupMember> members;  // of these groups, then of the one that is not ended
+  DupTotals totals;
+
+ private:
+  void EndRun();
+  void AddMember(const Candidate& candidate);
+
+  DupDebugFiles* files_;
+  uint32_t fileIncr_;
+  std::vector<Candidate> run_;      // the files of one group in one run, in file order
+  std::vector<uint32_t> sequence_;  // of these files
+  DupMember first_{};               // of the group, until it has a second one
+  uint32_t groupCount_ = 0;         // files of the group in the runs that have ended
+  uint64_t made_ = 0;               // members, over all groups
+};
+
+class DupGroups {
+ public:
+  // `files`: as for DupGrouper. `limit`: groups and members, each, held in memory.
+  DupGroups(DupDebugFiles* files, size_t limit, uint32_t fileIncr)
+      : files_(files),
+        fileIncr_(fileIncr),
+        limit_(limit),
+        groups_(limit, "dupsort.tmp"),
+        members_(limit) {}
+
+  // Makes the groups of all candidates, and counts.
+  void Make(std::vector<DigestPartitions>& found);
   const DupTotals& totals() const { return totals_; }
 
   // The next group in the report's order; false after the last one.
@@ -137,20 +177,15 @@ class DupGroups {
   DupMembers& members() { return members_; }
 
  private:
-  void EndRun();
-  void EndGroup();
-  void AddMember(const Candidate& candidate);
+  void GroupLarge(const std::vector<DigestPartitions>& found, size_t partition);
+  void Take(DupGrouper& from, uint64_t before);
 
   DupDebugFiles* files_;
   uint32_t fileIncr_;
-  SortedSpool<Candidate, CandidateOrder> candidates_;
+  size_t limit_;
   SortedSpool<DupGroup, DupGroupOrder> groups_;
   DupMembers members_;
   DupTotals totals_;
-  std::vector<Candidate> run_;  // the files of one group in one run, in file order
-  DupMember first_{};           // of the group, until it has a second one
-  uint32_t groupCount_ = 0;
-  uint64_t lastSize_ = 0;  // size of the group's files
 };
 
 }  // namespace tabulon

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -266,53 +267,58 @@ class Writer {
 
 class Duplicates : public ReportAccumulator {
  public:
-  Duplicates(const ReportDefinition& report, ReportRun& run)
+  // `isPart`: another one takes over what this one gathers.
+  Duplicates(const ReportDefinition& report, ReportRun& run, bool isPart = false)
       : report_(report),
         run_(run),
         files_(run.settings.dbgFlag ? std::make_unique<DupDebugFiles>(run.keptFiles) : nullptr),
-        candidates_(run.scan, report.dupFields, run.dupLimits, run.settings.dbgFlag),
-        groups_(files_.get(), run.dupLimits.sorted, run.settings.fileIncr) {
-    CreatePositionFile(positions_);
+        candidates_(run.scan, report.dupFields, OfOneThread(run), run.settings.dbgFlag) {
+    if (!isPart) CreatePositionFile(positions_);
   }
 
   bool wantsRecords() const override { return true; }
   void Add(Pass& pass) override;
-  // REQUIRES: no -z, which tells of runs while they fill.
-  void Merge(ReportAccumulator& later) override {
-    candidates_.Merge(static_cast<Duplicates&>(later).candidates_);
+  // Null with -z, which tells of runs while they fill.
+  std::unique_ptr<ReportAccumulator> NewPart() override {
+    return files_ ? nullptr : std::make_unique<Duplicates>(report_, run_, true);
+  }
+  void Merge(ReportAccumulator& part) override {
+    candidates_.Merge(static_cast<Duplicates&>(part).candidates_);
   }
   void Finish() override;
   void Write(ReportOutput& output) override;
 
  private:
+  // The threads share the memory for what they gather.
+  static DupLimits OfOneThread(const ReportRun& run) {
+    DupLimits limits = run.dupLimits;
+    limits.gathered = limits.gathered / run.threads + 1;
+    return limits;
+  }
+
   const ReportDefinition& report_;
-  const ReportRun& run_;
+  ReportRun& run_;
   SpoolFile positions_;  // as a listing has it, but always empty: where no temporary file can be
                          // made, this report tells so, too. Kept so.
   std::unique_ptr<DupDebugFiles> files_;  // with -z only
   DupCandidates candidates_;
-  DupGroups groups_;
+  std::optional<DupGroups> groups_;  // from Finish on
 };
 
-// Directories and records that the filter rejects are left out.
 void Duplicates::Add(Pass& pass) {
-  RecordBatch& batch = pass.batch;
   ChoosePassing(report_.plan, pass);
-  LookAtNamesFor(pass);
-  ForEachChosen(pass, [&](size_t i) {
-    if ((batch.fields(i).attributes() & kAttrDirectory) != 0) return;
-    const bool runWasFull = candidates_.Gather(batch.At(i));
-    if (runWasFull && files_) files_->NewRun();
-  });
+  const bool runWasFull = candidates_.Gather(pass);
+  if (runWasFull && files_) files_->NewRun();
 }
 
 // Makes the groups and counts the duplicates.
 void Duplicates::Finish() {
   if (files_) files_->NewRun();  // of the files since, even if there are none
-  candidates_.ForEach([&](const Candidate& file) { groups_.Add(file); });
-  groups_.Finish();
+  std::vector<DigestPartitions> found = candidates_.Find(run_.threads);
+  groups_.emplace(files_.get(), run_.dupLimits.sorted, run_.settings.fileIncr);
+  groups_->Make(found);
   if (files_) files_->Finish();
-  const DupTotals& totals = groups_.totals();
+  const DupTotals& totals = groups_->totals();
   counts_.count += static_cast<int32_t>(totals.files);
   counts_.totalBytes += totals.bytes;
   counts_.allocatedBytes += totals.allocated;
@@ -325,9 +331,9 @@ void Duplicates::Write(ReportOutput& output) {
   Writer writer(output, run_.scan);
   Batch batch(run_.scan, run_.dupLimits.written);
   DupGroup group;
-  while (groups_.Next(group)) {
+  while (groups_->Next(group)) {
     for (uint32_t done = 0; done < group.count;) {
-      done += batch.Add(groups_, group, done);
+      done += batch.Add(*groups_, group, done);
       if (batch.full()) writer.WriteBatch(batch);
     }
   }

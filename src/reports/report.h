@@ -19,12 +19,15 @@
 namespace tabulon {
 
 // How much the duplicate finder takes in at a time; tests set it lower. Defaults: runs of 5,000,000
-// files, 48 MiB of gathered entries, and in the sorted stores 192, 96 and 96 MiB.
+// files, 192 MiB of gathered entries with 24 MiB of directories, and in the sorted stores 224, 128
+// and 96 MiB.
 struct DupLimits {
-  uint32_t runFiles = 5'000'000;      // files of one run: groups are counted run by run
-  size_t gathered = size_t{4} << 20;  // entries gathered in memory
-  size_t sorted = size_t{4} << 20;    // candidates, groups and members, each, held in memory
-  size_t written = size_t{2} << 20;   // members of groups whose records are read at a time
+  uint32_t runFiles = 5'000'000;       // files of one run: groups are counted run by run
+  size_t gathered = size_t{12} << 20;  // entries gathered in memory
+  size_t sorted = size_t{4} << 20;     // candidates, groups and members, each, held in memory
+  size_t written = size_t{2} << 20;    // members of groups whose records are read at a time
+  size_t partition = 8192;             // files that are looked at together, about
+  uint32_t rangeBits = 24;             // records are read in ranges of 2^rangeBits bytes
 };
 
 // How much totals by type hold in memory; tests set it lower.

@@ -136,10 +136,24 @@ class Duplicates : public testing::Test {
     ReportDefinition& report = AddReport(fields);
     InitializeReportEntry(report, settings_, scan);
     settings_.dateFmt = L"%n";
-    ReportRun run{.scan = scan, .settings = settings_, .dupLimits = limits_, .keptFiles = kept_};
+    ReportRun run{.scan = scan,
+                  .settings = settings_,
+                  .dupLimits = limits_,
+                  .keptFiles = kept_,
+                  .threads = threads_};
     const auto duplicates = report.kind->make(report, run);
+    std::vector<std::unique_ptr<ReportAccumulator>> parts;
+    while (parts.size() + 1 < threads_) parts.push_back(duplicates->NewPart());
+    PassOptions options = PassOptionsOf(settings_);
+    if (threads_ > 1) options.most = 7;
     ScanDetail(
-        scan, [&](Pass& pass) { duplicates->Add(pass); }, PassOptionsOf(settings_));
+        scan,
+        [&](Pass& pass) {
+          const size_t to = turns_() % threads_;
+          (to == 0 ? *duplicates : *parts[to - 1]).Add(pass);
+        },
+        options);
+    for (; !parts.empty(); parts.pop_back()) duplicates->Merge(*parts.back());
     duplicates->Finish();
     kept_ = run.keptFiles;
     count_ = duplicates->counts().count;
@@ -154,6 +168,8 @@ class Duplicates : public testing::Test {
   TempPlace place_{dir_.path()};
   Settings settings_;
   DupLimits limits_;
+  size_t threads_ = 1;
+  std::mt19937 turns_{5};  // which thread's part takes the next batch
   std::list<ReportDefinition> reports_;
   int kept_ = 0;
   int32_t count_ = 0;
@@ -184,9 +200,10 @@ TEST_F(Duplicates, FindsWhatTheModelFinds) {
   std::mt19937 random(7);
   const uint32_t fieldSets[] = {kDupSize, kDupDefault, kDupName, kDupCdate | kDupExtension,
                                 kDupName | kDupExtension | kDupMdate | kDupCdate | kDupSize};
-  const DupLimits limits[] = {{},
-                              {.runFiles = 5, .gathered = 3, .sorted = 2, .written = 3},
-                              {.runFiles = 40, .gathered = 7, .sorted = 4, .written = 1}};
+  const DupLimits limits[] = {
+      {},
+      {.runFiles = 5, .gathered = 3, .sorted = 2, .written = 3, .partition = 20, .rangeBits = 12},
+      {.runFiles = 40, .gathered = 7, .sorted = 4, .written = 1, .partition = 1, .rangeBits = 9}};
   for (const uint32_t fields : fieldSets) {
     for (const DupLimits& limit : limits) {
       SCOPED_TRACE(testing::Message() << "fields " << fields << ", run " << limit.runFiles);
@@ -194,9 +211,12 @@ TEST_F(Duplicates, FindsWhatTheModelFinds) {
       Model model{fields, limit.runFiles};
       // In a run's byte order of sequence numbers, 256 stands right behind 0.
       const ScanSpec scan = RandomScan(random, model, fields == kDupSize ? 1000 : 200);
-      EXPECT_EQ(Run(scan, fields), model.Text());
-      EXPECT_EQ(count_, model.count);
-      EXPECT_EQ(bytes_, model.bytes);
+      for (const size_t threads : {1, 2, 3, 8}) {
+        threads_ = threads;
+        ASSERT_EQ(Run(scan, fields), model.Text()) << threads << " threads";
+        EXPECT_EQ(count_, model.count);
+        EXPECT_EQ(bytes_, model.bytes);
+      }
     }
   }
 }
@@ -237,7 +257,7 @@ TEST(DupGroupOrder, IsTheOrderOfATreeFilledByAscendingOffset) {
     const TreeHandle tree = TreePlant(settings);
     std::vector<DupGroup> groups;
     for (uint32_t i = 0; i < 200; ++i) {
-      groups.push_back({random() % 4, i, 2 + static_cast<uint32_t>(random() % 5), 0});
+      groups.push_back({random() % 4, i, 2 + static_cast<uint32_t>(random() % 5), 0, 0, 0});
       const uint64_t key[] = {groups[i].size, uint64_t{i} << 32 | groups[i].count};
       ASSERT_TRUE(TreeAddKey(tree.get(), key, sizeof key, nullptr));
     }
