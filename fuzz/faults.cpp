@@ -21,22 +21,27 @@ volatile uint64_t* calls = nullptr;  // null = nothing is armed
 // Whether the fault hits this call. Counts the call when it is of the fault's kind.
 bool ComesNow(uint32_t call) {
   if (calls == nullptr || (fault.calls & call) == 0) return false;
-  *calls = *calls + 1;
-  return fault.n == 0 || *calls == fault.n;
+  const uint64_t number = __atomic_add_fetch(calls, 1, __ATOMIC_RELAXED);
+  return fault.n == 0 || number == fault.n;
+}
+
+// As from outside: whatever thread makes the call, the process gets the signal.
+void Signal() {
+  kill(getpid(), fault.errnum);
 }
 
 // A call that the fault may hit: `fail` is its result when it fails.
 template <class Result, class Real>
 Result Guarded(uint32_t call, Result fail, Real real, bool doneAnyway = false) {
   if (!ComesNow(call)) return real();
-  if (fault.mishap == Mishap::kKilledBefore) raise(fault.errnum);
+  if (fault.mishap == Mishap::kKilledBefore) Signal();
   if (fault.mishap == Mishap::kShort) return real();
   if (fault.mishap == Mishap::kFails && !doneAnyway) {
     errno = fault.errnum;
     return fail;
   }
   const Result result = real();
-  if (fault.mishap == Mishap::kKilledAfter) raise(fault.errnum);
+  if (fault.mishap == Mishap::kKilledAfter) Signal();
   if (fault.mishap != Mishap::kFails) return result;
   errno = fault.errnum;
   return fail;

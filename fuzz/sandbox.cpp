@@ -45,13 +45,14 @@ uint64_t* heapNow = nullptr;
 uint64_t* heapPeak = nullptr;
 
 void CountAllocation(const volatile void*, size_t size) {
-  *heapNow += size;
-  *heapPeak = std::max(*heapPeak, *heapNow);
+  const uint64_t now = __atomic_add_fetch(heapNow, size, __ATOMIC_RELAXED);
+  if (now > *heapPeak) *heapPeak = now;  // threads may lose a peak to each other: a little less
 }
 
 void CountRelease(const volatile void* memory) {
   const size_t size = memory != nullptr ? __sanitizer_get_allocated_size(memory) : 0;
-  *heapNow -= std::min<uint64_t>(size, *heapNow);  // some were allocated before the counting
+  // Some were allocated before the counting.
+  __atomic_sub_fetch(heapNow, std::min<uint64_t>(size, *heapNow), __ATOMIC_RELAXED);
 }
 
 // Begins the counting; can be called once in a process.

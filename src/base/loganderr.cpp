@@ -70,10 +70,26 @@ void FlushOutput(Logs& logs) {
 [[noreturn]] void Leave(int status, Errnum errnum, std::wstring_view format,
                         log_internal::Args args) {
   Logs& logs = CurrentLogs();
-  PutError(*logs.errFile, errnum, format, args);
-  if (logs.errFile != &logs.errorConsole) PutError(logs.errorConsole, errnum, format, args);
-  FlushOutput(logs);
+  const std::lock_guard lock(logs.inUse);
+  if (!logs.ended) {
+    PutError(*logs.errFile, errnum, format, args);
+    if (logs.errFile != &logs.errorConsole) PutError(logs.errorConsole, errnum, format, args);
+    FlushOutput(logs);
+  }
+  logs.ended = logs.sideBySide;
   throw EndOfRun{status};
+}
+
+// Whether this thread has the logs now. Another one that has them may be waiting for memory, too,
+// so there is no waiting without end.
+bool LockForAWhile(std::recursive_mutex& inUse) {
+  constexpr int kTries = 100;
+  constexpr useconds_t kPause = 1000;
+  for (int i = 0; i < kTries; ++i) {
+    if (inUse.try_lock()) return true;
+    usleep(kPause);
+  }
+  return false;
 }
 
 // Writes directly, not through the streams: their buffers may not exist yet.
@@ -130,6 +146,14 @@ Logs::~Logs() {
 
 Logs& CurrentLogs() {
   return *currentLogs;
+}
+
+SideBySide::SideBySide() : logs_(CurrentLogs()) {
+  logs_.sideBySide = true;
+}
+
+SideBySide::~SideBySide() {
+  logs_.sideBySide = logs_.ended = false;
 }
 
 std::string MakeFilename(std::string_view pattern) {
@@ -202,7 +226,9 @@ void CloseDebugLogFile() {
 
 void MemoryErrExit(const wchar_t* label) {
   Logs* const logs = currentLogs;
+  while (logs != nullptr && logs->exhausted.test_and_set()) pause();  // until the process ends
   if (logs != nullptr) {
+    LockForAWhile(logs->inUse);
     logs->console.Flush();
     if (logs->errFile != &logs->errorConsole) PutMemoryError(logs->errFile->fd(), label);
   }

@@ -5,6 +5,7 @@
 // remembered by the streams and told by CloseLogErrFiles.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -39,6 +40,12 @@ struct Logs {
   std::optional<std::mutex> debugLogLock;  // there: writes to the debug log are serialised
   int32_t debugLevel = 0;                  // 0 = no debug log; set by the driver from -debug
   bool writeErrors = false;                // something was not written, or not read, whole
+
+  // Of threads that work side by side (SideBySide).
+  std::recursive_mutex inUse;  // held by the one that writes or ends the run
+  bool sideBySide = false;
+  bool ended = false;          // one of them has told why the run ends
+  std::atomic_flag exhausted;  // one of them ends the process: there is no memory
 
   // The files, when there are any, of the three logs.
   TextStream listStream;
@@ -131,6 +138,27 @@ void ErrorEntry(WideFormat<A...> format, const A&... args) {
 template <class... A>
 void FaultEntry(WideFormat<A...> format, const A&... args) {
   WithArgs([&](auto packed) { log_internal::Fault(format.text, packed); }, args...);
+}
+
+// While it lives, other threads than the one that made it run. They write nothing to the logs but
+// by WriteInTurn and the fatal exits. Of several fatal exits only the first tells its message.
+class SideBySide {
+ public:
+  SideBySide();
+  ~SideBySide();
+  SideBySide(const SideBySide&) = delete;
+  SideBySide& operator=(const SideBySide&) = delete;
+
+ private:
+  Logs& logs_;
+};
+
+// Calls write() while no other thread writes; not at all when one has ended the run.
+template <class Write>
+void WriteInTurn(Write&& write) {
+  Logs& logs = CurrentLogs();
+  const std::lock_guard lock(logs.inUse);
+  if (!logs.ended) write();
 }
 
 // What the fatal exits throw once they have told their message. Owners clean up by leaving scope;

@@ -52,17 +52,23 @@ struct LiveFiles {
 };
 constinit LiveFiles liveFiles;
 
-// Holds the list. Meanwhile the ending signals are blocked in this thread, and their handler in
-// another thread waits until the list is free.
+// Waits until the list is free and holds it. From then on the ending signals are blocked in this
+// thread, and their handler in another thread waits. Returns the signals that were blocked before.
+// Async-signal-safe.
+sigset_t HoldList() {
+  sigset_t ending;
+  sigset_t before;
+  sigemptyset(&ending);
+  for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+  pthread_sigmask(SIG_BLOCK, &ending, &before);
+  while (liveFiles.busy.test_and_set(std::memory_order_acquire)) continue;
+  return before;
+}
+
+// Holds the list while it lives.
 class ListLock {
  public:
-  ListLock() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int signal : kEndingSignals) sigaddset(&ending, signal);
-    pthread_sigmask(SIG_BLOCK, &ending, &before_);
-    while (liveFiles.busy.test_and_set(std::memory_order_acquire)) continue;
-  }
+  ListLock() : before_(HoldList()) {}
   ~ListLock() {
     liveFiles.busy.clear(std::memory_order_release);
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
@@ -74,9 +80,10 @@ class ListLock {
   sigset_t before_;
 };
 
-// Async-signal-safe.
+// The process ends after it, so the list stays held: another thread cannot make a file any more
+// that nobody would remove. Async-signal-safe.
 void RemoveLiveFiles(bool bySignal) {
-  const ListLock lock;
+  HoldList();
   for (const TempFile::Live* file = liveFiles.first; file != nullptr; file = file->next) {
     if (bySignal || !file->bySignalOnly) unlink(file->path.c_str());
   }
@@ -88,7 +95,8 @@ void TakeOffList(const TempFile::Live& file) {
   if (file.next != nullptr) file.next->previous = file.previous;
 }
 
-// Removes the files and lets the signal do what it does. Async-signal-safe.
+// Removes the files and lets the signal do what it does, which it does when the handler has
+// returned. Async-signal-safe.
 void EndBySignal(int signal) {
   RemoveLiveFiles(true);
   std::signal(signal, SIG_DFL);

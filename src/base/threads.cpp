@@ -17,6 +17,8 @@
 #include <thread>
 #include <vector>
 
+#include "base/loganderr.h"
+
 namespace tabulon {
 namespace {
 
@@ -120,6 +122,7 @@ size_t UsableProcessors() {
 }
 
 void OnThreads(size_t threads, const std::function<void(size_t thread)>& work) {
+  const SideBySide logs;
   std::mutex guard;  // of the failure
   std::exception_ptr failure;
   const auto call = [&](size_t thread) {

@@ -32,7 +32,8 @@ inline void PauseProcessor() {
 }
 
 // Calls work(0) to work(threads - 1), each on a thread of its own, the first on the calling one,
-// and returns when all have returned. Signals to the process are left to the calling thread.
+// and returns when all have returned. Signals to the process are left to the calling thread. For
+// what the calls may write to the logs see SideBySide.
 //
 // What the first call to fail throws is thrown again here; the calls that are under way have to
 // notice by themselves that they need not go on. When the system gives fewer threads, the calling

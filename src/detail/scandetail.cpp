@@ -17,6 +17,11 @@ constexpr int kRecordsPerTime = 50000;
 class Progress {
  public:
   void Count(size_t records) {
+    WriteInTurn([&] { Mark(records); });
+  }
+
+ private:
+  void Mark(size_t records) {
     for (; records > 0; --records) {
       ++records_;
       if (records_ % kRecordsPerMark != 0) continue;
@@ -26,7 +31,6 @@ class Progress {
     }
   }
 
- private:
   void WriteTime() {
     const std::time_t now = std::time(nullptr);
     const auto seconds = static_cast<int>(now - since_);

@@ -41,7 +41,10 @@ struct Road {
   bool compressed;
   std::vector<std::string> args;
   bool damaged = false;
+  PassShare share = {};
 };
+
+constexpr PassShare kThreeThreads = {.threads = 3, .block = 4096};
 
 std::vector<Road> Roads() {
   return {
@@ -49,11 +52,21 @@ std::vector<Road> Roads() {
        ScanKind::kNfs,
        true,
        {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"}},
-      {"Configuration", ScanKind::kCifs, false, {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"}},
+      {"Configuration",
+       ScanKind::kCifs,
+       false,
+       {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"},
+       false,
+       kThreeThreads},
       {"CompressedSummary", ScanKind::kCifs, true, {"-l", "log", "-e", "errors"}},
       {"DamagedSummary", ScanKind::kCifs, true, {"-l", "log"}, true},
       {"CompressedQuery", ScanKind::kNfs, true, {"-l", "log", "-qf", SampleQuery(ScanKind::kNfs)}},
-      {"Query", ScanKind::kCifs, false, {"-l", "log", "-qf", SampleQuery(ScanKind::kCifs)}},
+      {"Query",
+       ScanKind::kCifs,
+       false,
+       {"-l", "log", "-qf", SampleQuery(ScanKind::kCifs)},
+       false,
+       kThreeThreads},
   };
 }
 
@@ -97,7 +110,7 @@ class Faults : public testing::TestWithParam<Road> {
     box_.Clear();
     WriteFile(box_.dir() / "c.cfg", SampleConfiguration(GetParam().kind));
     WriteFile(box_.dir() / "x.dtl", stored_);
-    box_.tuning.dupLimits = {.runFiles = 500, .gathered = 100, .sorted = 100};
+    box_.tuning = {{.runFiles = 500, .gathered = 100, .sorted = 100}, GetParam().share};
     return box_.Run(args_, [&] { ArmFault(fault, calls_.get()); });
   }
 
