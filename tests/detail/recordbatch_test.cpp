@@ -14,6 +14,7 @@
 #include "batches.h"
 #include "detail/detailfile.h"
 #include "detail/scandetail.h"
+#include "tests/ending.h"
 
 namespace tabulon {
 namespace {
@@ -154,6 +155,15 @@ TEST(RecordBatch, RecordsReadAheadHaveRoomBehindTheStartOfTheName) {
         });
     ASSERT_EQ(position, map.records[taken]);
   }
+}
+
+// As when someone cuts the file while threads read it.
+TEST(RecordReader, EndsTheRunWhenAWindowCannotBeRead) {
+  const std::string bytes = BuildDtl({.records = {FileRecord("a")}});
+  const UniqueFd file = FileInMemory(bytes);
+  RecordReader reader(file.get(), kCifsRecord, true, 4096);
+  ASSERT_EQ(ftruncate(file.get(), static_cast<off_t>(bytes.size() - 1)), 0);
+  EXPECT_ENDS(reader.Hold(0, 4096), 1, "Error reading scan detail file\n");
 }
 
 }  // namespace

@@ -145,6 +145,8 @@ class Faults : public testing::TestWithParam<Road> {
     for (fault.n = 1; fault.n <= calls; fault.n += step) {
       SCOPED_TRACE(GetParam().name + std::string(", call ") + std::to_string(fault.n));
       const Outcome run = Run(fault);
+      if (*calls_.get() < fault.n)
+        continue;  // threads make some calls more in one run than in another
       check(run, Files());
       if (HasFailure()) return;
     }
