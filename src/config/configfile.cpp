@@ -82,9 +82,9 @@ ClassPattern MakePattern(std::wstring_view item) {
 // names that end in a dot. A name that exists already (letter case ignored) ends the run.
 void ClassLine(ConfigReader& reader, std::wstring_view name, std::wstring_view value) {
   Classes& classes = reader.context.made.classes;
-  if (classes.Find(name) != nullptr) ErrExit(L"Class '%ls' is defined more than once\n", name);
-  FileClass& made = classes.classList.emplace_back(FileClass{std::wstring(name), {}});
-  ForEachItem(value, [&](std::wstring_view item) { made.patterns.push_back(MakePattern(item)); });
+  FileClass* const made = classes.Add(name);
+  if (made == nullptr) ErrExit(L"Class '%ls' is defined more than once\n", name);
+  ForEachItem(value, [&](std::wstring_view item) { made->patterns.push_back(MakePattern(item)); });
 }
 
 constexpr std::array<SectionRow, 3> kSections = {{

@@ -5,7 +5,6 @@
 
 #include "base/localetext.h"
 #include "base/unitcode.h"
-#include "base/utils.h"
 
 namespace tabulon {
 namespace {
@@ -35,12 +34,25 @@ bool CanBePacked(std::wstring_view text) {
          std::ranges::all_of(text, [](wchar_t unit) { return unit != 0 && IsAsciiUnit(unit); });
 }
 
+std::wstring Folded(std::wstring_view text) {
+  std::wstring folded(text);
+  std::ranges::transform(folded, folded.begin(), [](wchar_t unit) { return FoldCase()(unit); });
+  return folded;
+}
+
 }  // namespace
 
+FileClass* Classes::Add(std::wstring_view name) {
+  const auto [place, isNew] = byName_.try_emplace(Folded(name), nullptr);
+  if (!isNew) return nullptr;
+  FileClass& made = classList_.emplace_back(FileClass{std::wstring(name), {}});
+  place->second = &made;
+  return &made;
+}
+
 const FileClass* Classes::Find(std::wstring_view name) const {
-  const auto found = std::ranges::find_if(
-      classList, [&](const FileClass& each) { return EqualIgnoringCase(each.name, name); });
-  return found != classList.end() ? &*found : nullptr;
+  const auto found = byName_.find(Folded(name));
+  return found != byName_.end() ? found->second : nullptr;
 }
 
 ExtensionSet::ExtensionSet(const FileClass& fileClass, bool ignoreCase)

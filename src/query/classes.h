@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <list>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,12 +22,22 @@ struct FileClass {
   std::vector<ClassPattern> patterns;
 };
 
-struct Classes {
-  // In definition order. Queries look at them; nothing is removed.
-  std::list<FileClass> classList;
+class Classes {
+ public:
+  Classes() = default;
+  Classes(Classes&&) = default;
+  Classes& operator=(Classes&&) = default;
 
+  // In definition order. Queries look at them; nothing is removed.
+  const std::list<FileClass>& classList() const { return classList_; }
+  // Adds a class; null when there is one of that name, letter case ignored.
+  FileClass* Add(std::wstring_view name);
   // The class of that name, letter case ignored; null when there is none.
   const FileClass* Find(std::wstring_view name) const;
+
+ private:
+  std::list<FileClass> classList_;
+  std::map<std::wstring, const FileClass*> byName_;  // by folded names
 };
 
 // A class made ready for many tests.

@@ -68,10 +68,10 @@ TEST_F(ConfigFile, SectionsSplitKeysAndValues) {
   const Configuration made = Read(
       "[CLASSES]\nTwo Words =doc,.TXT,, rtf\n=htm?\n[Parameters]\n  DateFormat\t=   %Y = %m  \n"
       "[classes]\nlater=x\n[Report]\ntype=custom\ntitle = a = b\n[report]\nTYPE = symlinks\n");
-  ASSERT_EQ(made.classes.classList.size(), 3U);
-  EXPECT_EQ(made.classes.classList.front().name, L"Two Words");
+  ASSERT_EQ(made.classes.classList().size(), 3U);
+  EXPECT_EQ(made.classes.classList().front().name, L"Two Words");
   std::vector<std::wstring> patterns;
-  for (const ClassPattern& pattern : made.classes.classList.front().patterns)
+  for (const ClassPattern& pattern : made.classes.classList().front().patterns)
     patterns.push_back(pattern.text);
   EXPECT_THAT(patterns, ElementsAre(L"doc", L"TXT", L"", L" rtf"));
   const FileClass* nameless = made.classes.Find(L"");

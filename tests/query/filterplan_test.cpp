@@ -30,15 +30,14 @@ class FilterTest : public testing::Test {
  protected:
   void SetUp() override {
     OpenLogErrFiles(0, nullptr, nullptr);
-    classes_.classList.push_back({L"docs",
-                                  {{false, L"doc"},
-                                   {false, L"Md"},
-                                   {false, L"document"},  // the longest that is packed
-                                   {false, L"xmarkdown"},
-                                   {true, ConvertTemplate(L"htm?")},
-                                   {true, ConvertTemplate(L"x*")}}});
-    classes_.classList.push_back({L"none", {}});
-    classes_.classList.push_back({L"dots", {{false, L""}, {false, L"\xE9t\xE9"}}});
+    classes_.Add(L"docs")->patterns = {{false, L"doc"},
+                                       {false, L"Md"},
+                                       {false, L"document"},  // the longest that is packed
+                                       {false, L"xmarkdown"},
+                                       {true, ConvertTemplate(L"htm?")},
+                                       {true, ConvertTemplate(L"x*")}};
+    classes_.Add(L"none");
+    classes_.Add(L"dots")->patterns = {{false, L""}, {false, L"\xE9t\xE9"}};
   }
   Classes classes_;
   const Scan nfs_ = ScanOfKind(kRootNfs);

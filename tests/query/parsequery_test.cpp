@@ -68,7 +68,7 @@ class ParseQueryTest : public testing::Test {
  protected:
   void SetUp() override {
     OpenLogErrFiles(0, nullptr, nullptr);
-    classes_.classList.push_back({L"Docs", {{false, L"doc"}, {true, ConvertTemplate(L"htm?")}}});
+    classes_.Add(L"Docs")->patterns = {{false, L"doc"}, {true, ConvertTemplate(L"htm?")}};
   }
   Classes classes_;
 };
