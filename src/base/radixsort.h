@@ -7,35 +7,44 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace tabulon {
 
-// Sorts `entries` by the number key(entry); those with equal keys come in any order. `spare` is
-// room that calls may share.
+// Sorts the `count` entries at `entries` by the number key(entry); those with equal keys come in
+// any order. `spare` has room for as many. True: the sorted entries are there in the end.
 template <class T, class Key>
-void RadixSort(std::vector<T>& entries, std::vector<T>& spare, Key&& key) {
+bool RadixSort(T* entries, T* spare, size_t count, Key&& key) {
   constexpr uint32_t kDigit = 11;  // the counts fit the nearest cache
   constexpr size_t kFew = 128;     // comparing costs less than counting
-  if (entries.size() <= kFew) {
-    std::sort(entries.begin(), entries.end(),
-              [&](const T& a, const T& b) { return key(a) < key(b); });
-    return;
+  if (count <= kFew) {
+    std::sort(entries, entries + count, [&](const T& a, const T& b) { return key(a) < key(b); });
+    return false;
   }
-  spare.resize(entries.size());
   uint64_t used = 0;  // the bits that any key has
-  for (const T& entry : entries) used |= key(entry);
+  for (size_t i = 0; i < count; ++i) used |= key(entries[i]);
   const auto bits = static_cast<uint32_t>(std::bit_width(used));
+  bool inSpare = false;
   for (uint32_t shift = 0; shift < bits; shift += kDigit) {
     const auto digit = [&](const T& entry) {
       return uint64_t{key(entry)} >> shift & ((1U << kDigit) - 1);
     };
     std::array<size_t, (size_t{1} << kDigit) + 1> next{};
-    for (const T& entry : entries) ++next[digit(entry) + 1];
+    for (size_t i = 0; i < count; ++i) ++next[digit(entries[i]) + 1];
     for (size_t i = 1; i < next.size(); ++i) next[i] += next[i - 1];
-    for (const T& entry : entries) spare[next[digit(entry)]++] = entry;
-    entries.swap(spare);
+    for (size_t i = 0; i < count; ++i) spare[next[digit(entries[i])]++] = entries[i];
+    std::swap(entries, spare);
+    inSpare = !inSpare;
   }
+  return inSpare;
+}
+
+// The same for vectors; calls may share `spare`.
+template <class T, class Key>
+void RadixSort(std::vector<T>& entries, std::vector<T>& spare, Key&& key) {
+  spare.resize(entries.size());
+  if (RadixSort(entries.data(), spare.data(), entries.size(), key)) entries.swap(spare);
 }
 
 }  // namespace tabulon

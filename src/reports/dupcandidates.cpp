@@ -219,12 +219,19 @@ class DupCandidates::Reader {
   void TakeDirectories(size_t range);
   void Enter(uint64_t position);
   void Read(uint64_t position);
+  void DigestWaiting();
+  void Add(const Candidate& candidate) {
+    found.Add(PartitionOf(candidate.digest.high, found.size()), candidate);
+  }
 
   const DupCandidates& owner_;
   RecordReader records_;
   RecordView view_;
   RecordText name_;
   DupKey key_;
+  Md5Lanes lanes_;
+  std::array<Candidate, Md5Lanes::kLanes> inLanes_;  // those whose messages are in the lanes
+  size_t waiting_ = 0;
   std::vector<uint64_t> positions_, sparePositions_;
   std::vector<DirectoryNote> directories_, spareDirectories_;
   size_t nextDirectory_ = 0;  // of directories_
@@ -243,6 +250,7 @@ void DupCandidates::Reader::ReadRange(size_t range, std::span<const Positions> c
     Enter(positions_[i]);
     Read(positions_[i]);
   }
+  DigestWaiting();
 }
 
 void DupCandidates::Reader::TakePositions(size_t range, std::span<const Positions> chosen) {
@@ -278,16 +286,32 @@ void DupCandidates::Reader::Enter(uint64_t position) {
 void DupCandidates::Reader::Read(uint64_t position) {
   if (!records_.Read(position, view_)) return;
   view_.LookAtName(name_);
-  const Digest digest = key_.Md5(view_.fields, name_);
-  found.Add(PartitionOf(digest.high, found.size()),
-            {.digest = digest,
-             .position = position,
-             .directory = directory_,
-             .size = view_.fields.size(),
-             .modified = view_.fields.modified(),
-             .created = view_.fields.created(),
-             .textLength = static_cast<uint32_t>(view_.name.size()) + directoryLength_,
-             .run = owner_.runs_.RunOf(position)});
+  Candidate candidate = {.digest = {},
+                         .position = position,
+                         .directory = directory_,
+                         .size = view_.fields.size(),
+                         .modified = view_.fields.modified(),
+                         .created = view_.fields.created(),
+                         .textLength = static_cast<uint32_t>(view_.name.size()) + directoryLength_,
+                         .run = owner_.runs_.RunOf(position)};
+  const std::span<const unsigned char> message = key_.CheckBuffer(view_.fields, name_);
+  if (message.size() > Md5Lanes::kLongest) {
+    candidate.digest = Md5(message);
+    Add(candidate);
+    return;
+  }
+  lanes_.Set(waiting_, message);
+  inLanes_[waiting_++] = candidate;
+  if (waiting_ == Md5Lanes::kLanes) DigestWaiting();
+}
+
+void DupCandidates::Reader::DigestWaiting() {
+  const std::array<Digest, Md5Lanes::kLanes> digests = lanes_.Compute();
+  for (size_t i = 0; i < waiting_; ++i) {
+    inLanes_[i].digest = digests[i];
+    Add(inLanes_[i]);
+  }
+  waiting_ = 0;
 }
 
 std::vector<DigestPartitions> DupCandidates::Find(size_t threads) {

@@ -110,7 +110,8 @@ uint64_t DupKey::MixText(uint64_t hash, const RecordText& name, size_t from) {
   return MixBytes(hash, narrowed_);
 }
 
-Digest DupKey::Md5(const RecordFields& record, const RecordText& name) {
+std::span<const unsigned char> DupKey::CheckBuffer(const RecordFields& record,
+                                                   const RecordText& name) {
   buffer_.clear();
   const auto append = [this](uint64_t value) {
     const size_t at = buffer_.size();
@@ -124,9 +125,7 @@ Digest DupKey::Md5(const RecordFields& record, const RecordText& name) {
   if ((fields_ & kDupExtension) != 0 && name.LastDot() >= 0) {
     AppendText(name, static_cast<size_t>(name.LastDot()));
   }
-  unsigned char digest[MD5_DIGEST_LENGTH];
-  MD5(buffer_.data(), buffer_.size(), digest);
-  return {LoadBigEndian(digest), LoadBigEndian(digest + sizeof(uint64_t))};
+  return buffer_;
 }
 
 void DupKey::AppendText(const RecordText& name, size_t from) {
@@ -141,6 +140,12 @@ void DupKey::AppendText(const RecordText& name, size_t from) {
       out += sizeof wide;
     }
   });
+}
+
+Digest Md5(std::span<const unsigned char> message) {
+  unsigned char digest[MD5_DIGEST_LENGTH];
+  MD5(message.data(), message.size(), digest);
+  return {LoadBigEndian(digest), LoadBigEndian(digest + sizeof(uint64_t))};
 }
 
 }  // namespace tabulon

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -12,15 +11,9 @@
 #include <vector>
 
 #include "detail/pass.h"
+#include "reports/md5lanes.h"
 
 namespace tabulon {
-
-// An MD5 digest (RFC 1321) as two numbers, so that their order is the order of its bytes.
-struct Digest {
-  uint64_t high = 0;  // first eight bytes, big-endian
-  uint64_t low = 0;
-  auto operator<=>(const Digest&) const = default;
-};
 
 class DupKey {
  public:
@@ -30,10 +23,10 @@ class DupKey {
   // A cheap 64-bit hash of the key of each chosen record, in their order: equal keys have equal
   // fingerprints. Those of directories mean nothing. Valid until the next call.
   std::span<const uint64_t> Fingerprints(Pass& pass);
-  // The digest of the key's check buffer: size, then times of 8 bytes each (modified, created),
+  // What the digest of the key is made of: size, then times of 8 bytes each (modified, created),
   // then the name and the extension with its '.', four bytes a character, as far as they are
-  // chosen.
-  Digest Md5(const RecordFields& record, const RecordText& name);
+  // chosen. Valid until the next call.
+  std::span<const unsigned char> CheckBuffer(const RecordFields& record, const RecordText& name);
 
  private:
   uint64_t Fingerprint(RecordBatch& batch, size_t i);
@@ -46,5 +39,8 @@ class DupKey {
   std::vector<unsigned char> buffer_;  // kept between records
   std::string narrowed_;
 };
+
+// The MD5 digest of a message of any length.
+Digest Md5(std::span<const unsigned char> message);
 
 }  // namespace tabulon

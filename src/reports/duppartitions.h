@@ -13,6 +13,7 @@
 #include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/memory.h"
+#include "base/prefetch.h"
 #include "base/tempfile.h"
 
 namespace tabulon {
@@ -79,8 +80,8 @@ class DupPartitions {
     uint32_t last = 0;    // the number of the last one
     std::vector<Extent> extents;
   };
-  // A kilobyte, so that many partitions with a chunk begun take little memory.
-  static constexpr size_t kLargestChunk = std::max<size_t>(1024 / sizeof(T), 1);
+  // Four kilobytes, so that many partitions with a chunk begun take little memory.
+  static constexpr size_t kLargestChunk = std::max<size_t>(4096 / sizeof(T), 1);
   static constexpr size_t kMovedAtOnce = std::max<size_t>(256 * 1024 / sizeof(T), 1);
 
   size_t InMemory(const Partition& from) const { return from.chunks * chunk_ - from.left; }
@@ -99,6 +100,7 @@ class DupPartitions {
   void ForEachChunk(const Partition& from, Use&& use) const {
     uint32_t chunk = from.first;
     for (uint32_t i = 1; i <= from.chunks; ++i) {
+      if (i < from.chunks) PrefetchStart(entries_.begin() + chunkAfter_[chunk] * chunk_);
       use(std::span<const T>(entries_.begin() + chunk * chunk_,
                              chunk_ - (i == from.chunks ? from.left : 0)));
       chunk = chunkAfter_[chunk];

@@ -77,6 +77,8 @@ class LineWriter {
   // Adds the line end to the piece and ends the line.
   void EndLine();
 
+  // Adds lines that another writer with this form has gathered. REQUIRES: no line has begun.
+  void AddLines(std::string_view gathered) { out_.Append(gathered); }
   // The lines gathered so far.
   std::string_view gathered() const { return out_.view(); }
   void Drop() { out_.Clear(); }

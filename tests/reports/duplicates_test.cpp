@@ -19,6 +19,7 @@
 #include "query/parsequery.h"
 #include "reports/capture.h"
 #include "reports/dupgroups.h"
+#include "reports/dupkey.h"
 #include "reports/report.h"
 #include "reports/reportkinds.h"
 #include "support.h"
@@ -231,6 +232,23 @@ TEST_F(Duplicates, AsciiExtensionsAgreeWhateverTheName) {
   scan.records.push_back(FileRecord("c.txt", {.attributes = 0100664, .size = 5}));
   Run(scan, kDupDefault);
   EXPECT_EQ(count_, 2);
+}
+
+// Messages of every length, in lanes of their own, against the library.
+TEST(Md5Lanes, DigestsWhatTheLibraryDigests) {
+  Md5Lanes lanes;
+  std::mt19937 random(13);
+  std::vector<std::vector<unsigned char>> messages;
+  for (size_t length = 0; length <= Md5Lanes::kLongest; ++length) {
+    messages.emplace_back(length);
+    for (unsigned char& byte : messages.back()) byte = static_cast<unsigned char>(random());
+    lanes.Set(length % Md5Lanes::kLanes, messages.back());
+    if (messages.size() % Md5Lanes::kLanes != 0) continue;
+    const auto digests = lanes.Compute();
+    for (size_t i = 0; i < Md5Lanes::kLanes; ++i) {
+      EXPECT_EQ(digests[i], Md5(messages[messages.size() - Md5Lanes::kLanes + i])) << length;
+    }
+  }
 }
 
 // The comparison that ranks groups is no order by itself: of groups with files of one size, when
