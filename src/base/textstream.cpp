@@ -17,6 +17,9 @@ static_assert(MB_LEN_MAX <= kLongestLocaleUnit);
 
 constexpr size_t kLongestUtf16Unit = 4;
 
+// From so many bytes on, a write of its own costs less than a copy.
+constexpr size_t kNotCopied = TextStream::kBufferSize / 4;
+
 // How many ASCII units `text` starts with.
 size_t AsciiRun(std::wstring_view text) {
   constexpr size_t kStep = 8;  // units looked at together
@@ -128,7 +131,7 @@ void TextStream::Write(std::wstring_view text) {
 }
 
 void TextStream::WriteAnyBytes(std::string_view bytes) {
-  if (bytes.size() >= kBufferSize) {
+  if (bytes.size() >= kNotCopied) {
     Flush();
     WriteOut(bytes);
     return;

@@ -50,7 +50,8 @@ class TextStream {
   int error() const { return error_; }
 
   void Write(std::wstring_view text);
-  // Bytes in the stream's own encoding, unchanged. As many as the buffer holds are not copied.
+  // Bytes in the stream's own encoding, unchanged. A quarter of what the buffer holds, or
+  // more, is not copied.
   void WriteBytes(std::string_view bytes) {
     if (used_ + bytes.size() > atOnce_) {
       WriteAnyBytes(bytes);

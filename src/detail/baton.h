@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "base/turns.h"
 #include "detail/recordbatch.h"
 
 namespace tabulon {
@@ -31,19 +32,17 @@ class Baton {
 
   // Waits until the block before this one has been walked over. False: there is nothing more to be
   // done. After it, until HandOn or End, no other thread uses the place.
-  bool Await(uint64_t block);
+  bool Await(uint64_t block) { return turns_.Await(block); }
   // The first record of the block, or a later one that the walk has come to.
   StreamPlace& place() { return place_; }
-  void HandOn(uint64_t block);
+  void HandOn(uint64_t block) { turns_.HandOn(block); }
   // Nobody gets the baton any more: the records are over, or a thread has failed.
-  void End();
+  void End() { turns_.End(); }
 
  private:
-  static constexpr uint64_t kNobody = UINT64_MAX;
-
   StreamPlace place_;
   std::atomic<uint64_t> next_ = 0;
-  std::atomic<uint64_t> turn_ = 0;  // the block whose thread has the baton
+  Turns turns_;  // by block
 };
 
 }  // namespace tabulon

@@ -177,7 +177,8 @@ void RunConfiguration(const char* path, const Settings& options, const RunTuning
                 .dtlName = input.file.name,
                 .qvaRoot = scan.qvaRoot,
                 .dupLimits = tuning.dupLimits,
-                .threads = ThreadsOf(settings, scan, tuning.share)};
+                .threads = ThreadsOf(settings, scan, tuning.share),
+                .linesAtOnce = LinesAtOnce(tuning.share)};
   ReportSet reports(configuration.reportList, run);
   ConsoleEntry(Console(), L"ProcessConfigFile DONE\n");
   Console().Flush();
@@ -208,7 +209,10 @@ void RunQuery(const CmdOptions& cmdOpts, const Settings& settings, const PassSha
   report.flags = kFlagShowLink;
   if (cmdOpts[kOptQueryFull].Given()) report.flags |= kFlagFullPath;
   InitializeReportEntry(report, settings, scan);
-  ReportRun run{.scan = scan, .settings = settings, .threads = ThreadsOf(settings, scan, share)};
+  ReportRun run{.scan = scan,
+                .settings = settings,
+                .threads = ThreadsOf(settings, scan, share),
+                .linesAtOnce = LinesAtOnce(share)};
   ReportSet listing(reportList, run);
   const PassEnd end = listing.TakeScan(PassOptionsOf(settings, share));
   ReportOutput output(report, settings);

@@ -178,10 +178,10 @@ ShownDirectory ShowDirectory(const ReportDefinition& report, const Scan& scan,
   return {true, rootHasSeparator && length > 0 ? size_t{1} : 0};
 }
 
-void WriteDirectoryHeading(const ReportOutput& output, LineWriter& writer,
+void WriteDirectoryHeading(const ReportDefinition& report, wchar_t csvSep, LineWriter& writer,
                            const EncodedText& path) {
-  if (output.report().format == kFormatCsv) {
-    writer.Add('D').Add(output.settings().csvSep).Add(path);
+  if (report.format == kFormatCsv) {
+    writer.Add('D').Add(csvSep).Add(path);
   } else {
     writer.Add(std::string_view("In directory: ")).Add(path);
   }

@@ -152,6 +152,7 @@ inline bool ShowsFullPaths(const ReportDefinition& report) {
 }
 
 // Writes the heading of a directory whose names follow.
-void WriteDirectoryHeading(const ReportOutput& output, LineWriter& writer, const EncodedText& path);
+void WriteDirectoryHeading(const ReportDefinition& report, wchar_t csvSep, LineWriter& writer,
+                           const EncodedText& path);
 
 }  // namespace tabulon

@@ -1,12 +1,15 @@
 #include "reports/listing.h"
 
-#include <array>
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "base/utils.h"
 #include "query/filterplan.h"
 #include "reports/csvcolumns.h"
+#include "reports/filetimes.h"
 #include "reports/linewriter.h"
+#include "reports/orderedlines.h"
 #include "reports/positions.h"
 
 namespace tabulon {
@@ -15,20 +18,38 @@ namespace {
 // How many records ahead the next ones are fetched.
 constexpr size_t kLookAhead = 8;
 
-// Lines are handed over in runs of about so many bytes, which the stream need not copy.
-constexpr size_t kGathered = TextStream::kBufferSize;
+void WriteTitle(ReportOutput& output) {
+  const ReportDefinition& report = output.report();
+  if (report.format == kFormatCsv) {
+    if (output.settings().csvHdrs == 0) return;
+    LineWriter writer(output);
+    FormatCsvColHdrs(CsvColumns(report, output.settings()), writer);
+  } else if (!EqualIgnoringCase(report.title, L"none")) {
+    ReportEntry(output, L"\n---- %ls ----\n\n", report.title);
+  }
+}
 
-// One listing while it is written. Records and their directories are read again, in ascending
-// order but for a step back from a window's start to the directory of its first records.
+// What a thread writes at a time.
+struct ListingPiece {
+  uint64_t number = 0;
+  uint64_t directoryBefore = 0;  // of the record before it, from which its first heading depends
+  std::vector<PositionPair> records;
+};
+
+// The lines of a listing as one thread writes them. Records and their directories are read again,
+// in ascending order but for steps back to the directory of a piece's first record. Every thread
+// maps a window of its own: unlike in the pass, what they do between two moves of the window takes
+// so long that the interruption by unmapping is not felt, and most listings skip most of the file.
 class ListingWriter {
  public:
-  ListingWriter(ReportOutput& output, const Scan& scan)
-      : output_(output),
+  ListingWriter(ReportOutput& output, const Scan& scan, OrderedLines& lines)
+      : settings_(output.settings()),
         report_(output.report()),
         scan_(scan),
+        lines_(lines),
         writer_(LineForm::Of(output)),
-        columns_(report_, output.settings()),
-        times_(output.settings().dateFmt),
+        columns_(report_, settings_),
+        times_(settings_.dateFmt),
         records_(scan),
         root_(writer_.NewText()),
         directory_(writer_.NewText()),
@@ -37,20 +58,26 @@ class ListingWriter {
     prefix_.Add(scan.pathSep);
   }
 
-  void WriteTitle() {
-    if (report_.format == kFormatCsv) {
-      if (output_.settings().csvHdrs != 0) FormatCsvColHdrs(columns_, writer_);
-    } else if (!EqualIgnoringCase(report_.title, L"none")) {
-      ReportEntry(output_, L"\n---- %ls ----\n\n", report_.title);
+  void WritePiece(const ListingPiece& piece) {
+    piece_ = piece.number;
+    headed_ = piece.directoryBefore;
+    for (size_t i = 0; i < piece.records.size(); ++i) {
+      const PositionPair& pair = piece.records[i];
+      if (pair.directory != directoryPosition_) UpdateDirPath(pair.directory);
+      if (pair.directory != headed_) WriteHeading(pair.directory);
+      if (i + kLookAhead < piece.records.size()) {
+        records_.Prefetch(piece.records[i + kLookAhead].record);
+      }
+      WriteRecord(pair.record);
     }
+    lines_.Write(piece_, writer_);
+    lines_.Finish(piece_);
   }
 
-  void Prefetch(const PositionPair& pair) { records_.Prefetch(pair.record); }
-
-  void WriteRecord(const PositionPair& pair) {
-    if (pair.directory != directoryPosition_) UpdateDirPath(pair.directory);
-    if (!records_.Read(pair.record, view_)) return;
-    if (view_.streamCount > 0 && output_.settings().adsFull) {
+ private:
+  void WriteRecord(uint64_t position) {
+    if (!records_.Read(position, view_)) return;
+    if (view_.streamCount > 0 && settings_.adsFull) {
       // Reading the streams moves the window, so the texts are kept aside.
       name_.AssignCopy(view_.name);
       target_.AssignCopy(view_.target);
@@ -62,16 +89,9 @@ class ListingWriter {
       target_.Assign(view_.target);
     }
     WriteLine({}, view_.fields.size(), 0);
-    if (output_.settings().adsFull) WriteStreams();
-    if (writer_.gathered().size() >= kGathered) HandOver();
+    if (settings_.adsFull) WriteStreams();
   }
 
-  void HandOver() {
-    output_.stream().WriteBytes(writer_.gathered());
-    writer_.Drop();
-  }
-
- private:
   void UpdateDirPath(uint64_t position) {
     directoryPosition_ = position;
     if (records_.Read(position, view_)) {
@@ -84,7 +104,13 @@ class ListingWriter {
     const wchar_t last = AddDirectory(report_, scan_, root_, name_, directory_);
     prefix_.Add(directory_);
     if (last != scan_.pathSep) prefix_.Add(scan_.pathSep);
-    if (!ShowsFullPaths(report_)) WriteDirectoryHeading(output_, writer_, directory_);
+  }
+
+  void WriteHeading(uint64_t directory) {
+    headed_ = directory;
+    if (!ShowsFullPaths(report_)) {
+      WriteDirectoryHeading(report_, settings_.csvSep, writer_, directory_);
+    }
   }
 
   void WriteStreams() {
@@ -111,6 +137,7 @@ class ListingWriter {
     } else {
       OutputToReport(line);
     }
+    if (writer_.gathered().size() >= OrderedLines::kMostGathered) lines_.Write(piece_, writer_);
   }
 
   void OutputToReport(const ListingLine& line) {
@@ -127,9 +154,10 @@ class ListingWriter {
     writer_.EndLine();
   }
 
-  ReportOutput& output_;
+  const Settings& settings_;
   const ReportDefinition& report_;
   const Scan& scan_;
+  OrderedLines& lines_;
   LineWriter writer_;
   CsvColumns columns_;
   FileTimeFormatter times_;
@@ -141,7 +169,10 @@ class ListingWriter {
   EncodedText root_;
   EncodedText directory_;
   EncodedText prefix_;
-  uint64_t directoryPosition_ = 0;  // files before the first directory have no heading
+  uint64_t piece_ = 0;
+  // Files before the first directory have no heading.
+  uint64_t directoryPosition_ = 0;  // of the directory whose texts are there
+  uint64_t headed_ = 0;             // the one that the lines are in
 };
 
 // The records that a listing selects, by their positions.
@@ -199,25 +230,26 @@ void Listing::Merge(ReportAccumulator& part) {
 
 void Listing::Write(ReportOutput& output) {
   DisplayReportFile(output);
-  ListingWriter writer(output, run_.scan);
-  writer.WriteTitle();
+  WriteTitle(output);
   positions_.Rewind();
-  // A few positions are read ahead of the record that is written, so that the processor can fetch
-  // their records.
-  std::array<PositionPair, kLookAhead> ahead;
-  size_t taken = 0;
-  size_t written = 0;
-  while (true) {
-    PositionPair& slot = ahead[taken % kLookAhead];
-    const bool more = positions_.Read(slot);
-    if (more) {
-      writer.Prefetch(slot);
-      if (++taken - written < kLookAhead) continue;
+  OrderedLines lines(output.stream());
+  uint64_t directory = 0;  // of the last record taken
+  const auto take = [&](ListingPiece& piece) {
+    piece.directoryBefore = directory;
+    piece.records.clear();
+    for (PositionPair pair; piece.records.size() < run_.linesAtOnce && positions_.Read(pair);) {
+      piece.records.push_back(pair);
     }
-    if (written == taken) break;
-    writer.WriteRecord(ahead[written++ % kLookAhead]);
-  }
-  writer.HandOver();
+    if (!piece.records.empty()) directory = piece.records.back().directory;
+    return !piece.records.empty();
+  };
+  const size_t pieces = static_cast<uint32_t>(counts_.count) / run_.linesAtOnce + 1;
+  const size_t threads = std::min(run_.threads, pieces);
+  lines.Share(threads, [&](size_t) {
+    ListingWriter writer(output, run_.scan, lines);
+    ListingPiece piece;
+    while (lines.NextPiece(piece.number, [&] { return take(piece); })) writer.WritePiece(piece);
+  });
 }
 
 }  // namespace

@@ -45,8 +45,9 @@ struct ReportRun {
   std::wstring qvaRoot = {};      // the root as the QVA output shows it
   DupLimits dupLimits = {};
   TypeLimits typeLimits = {};
-  int keptFiles = 0;   // files of duplicates that -z has kept so far, over all reports
-  size_t threads = 1;  // that share the work of the run
+  int keptFiles = 0;          // files of duplicates that -z has kept so far, over all reports
+  size_t threads = 1;         // that share the work of the run
+  size_t linesAtOnce = 4096;  // lines of a listing that a thread writes at a time
 };
 
 // What a report counts.
@@ -122,6 +123,10 @@ class ReportSet {
 
 // How many threads share the work of a run.
 size_t ThreadsOf(const Settings& settings, const Scan& scan, const PassShare& share);
+// How many lines of a listing a thread writes at a time: those of a block, roughly.
+inline size_t LinesAtOnce(const PassShare& share) {
+  return share.block / 256 + 1;
+}
 // How the scan is read for the reports of a run.
 PassOptions PassOptionsOf(const Settings& settings, const PassShare& share = {});
 

@@ -50,6 +50,9 @@ ScanSpec RandomScan(ScanKind kind) {
   for (int i = 0; i < 600; ++i) {
     scan.records.push_back(random() % 9 == 0 ? DirectoryRecord("/d" + std::to_string(random() % 20))
                                              : RandomFile());
+    if (kind == ScanKind::kCifs && random() % 9 == 0) {
+      scan.records.back() = WithStreams(RandomFile(), {{"s1", 7}, {"s2\xC3\xA9", 8}});
+    }
   }
   return scan;
 }
@@ -65,7 +68,7 @@ std::list<ReportDefinition> EveryReport(const Scan& scan, const Settings& settin
       report.kind = &kind;
       report.title = kind.keyword;
       report.format = format;
-      report.flags = kFlagTotals;
+      report.flags = kFlagTotals | (reports.size() % 2 == 0 ? kFlagFullPath : kFlagShowLink);
       if (format == kFormatCsv) {
         report.filter = ParseQuery(L"name matches *t* [or] size gt 0", scan, Classes());
       }
@@ -80,6 +83,7 @@ class Merging : public testing::Test {
   void SetUp() override {
     std::setlocale(LC_ALL, "C.UTF-8");
     settings_.csvSep = L',';
+    settings_.adsFull = true;
     settings_.fileIncr = 512;
     settings_.maxPath = 12;
     settings_.sizeBands = {0, 100, 1 << 20, INT64_MAX};
@@ -93,6 +97,7 @@ class Merging : public testing::Test {
     ReportRun run{scan, settings_, "x.dtl", L"/r"};
     run.dupLimits = {.runFiles = 100, .gathered = 40, .sorted = 16, .written = 5};
     run.threads = parts;
+    if (parts > 1) run.linesAtOnce = 1 + random() % 50;
     run.typeLimits.entries = 3;
     run.typeLimits.spooled = 300;
     std::vector<std::unique_ptr<ReportSet>> sets;
@@ -117,11 +122,13 @@ class Merging : public testing::Test {
     return Written(reports, *sets.front());
   }
 
-  static std::vector<std::string> Written(std::list<ReportDefinition>& reports, ReportSet& set) {
+  std::vector<std::string> Written(std::list<ReportDefinition>& reports, ReportSet& set) const {
+    const bool unicode = settings_.textFormat == kTextUnicode;
+    const TextEncoding encoding = unicode ? TextEncoding::kUtf16Le : TextEncoding::kLocale;
     std::vector<UniqueFd> files;
     for (ReportDefinition& report : reports) {
       files.emplace_back(memfd_create("report", 0));
-      report.file.stream.Attach(dup(files.back().get()), true, TextEncoding::kLocale, "report");
+      report.file.stream.Attach(dup(files.back().get()), true, encoding, "report");
     }
     set.Write(nullptr);
     std::vector<std::string> texts;
@@ -147,6 +154,9 @@ TEST_F(Merging, GivesTheOutputOfTheWhole) {
     for (size_t parts = 2; parts <= 9; ++parts) {
       for (int i = 0; i < 3; ++i) ASSERT_EQ(Texts(scan, parts), whole) << parts;
     }
+    settings_.textFormat = kTextUnicode;
+    EXPECT_EQ(Texts(scan, 3), Texts(scan, 1));
+    settings_.textFormat = kTextStandard;
   }
 }
 
