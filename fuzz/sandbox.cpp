@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <new>
@@ -33,30 +34,32 @@ const char* __ubsan_default_options() {
 namespace tabulon {
 
 struct Sandbox::Shared {
-  uint64_t heap = 0;
-  uint64_t peakHeap = 0;
+  std::atomic<uint64_t> heap = 0;
+  std::atomic<uint64_t> peakHeap = 0;
 };
 
 namespace {
 
 constexpr rlim_t kSecondsAtMost = 20;  // of processor time; far beyond what any test allows
 
-uint64_t* heapNow = nullptr;
-uint64_t* heapPeak = nullptr;
+std::atomic<uint64_t>* heapNow = nullptr;
+std::atomic<uint64_t>* heapPeak = nullptr;
 
 void CountAllocation(const volatile void*, size_t size) {
-  const uint64_t now = __atomic_add_fetch(heapNow, size, __ATOMIC_RELAXED);
-  if (now > *heapPeak) *heapPeak = now;  // threads may lose a peak to each other: a little less
+  const uint64_t now = heapNow->fetch_add(size, std::memory_order_relaxed) + size;
+  uint64_t peak = heapPeak->load(std::memory_order_relaxed);
+  while (now > peak && !heapPeak->compare_exchange_weak(peak, now)) continue;
 }
 
 void CountRelease(const volatile void* memory) {
   const size_t size = memory != nullptr ? __sanitizer_get_allocated_size(memory) : 0;
   // Some were allocated before the counting.
-  __atomic_sub_fetch(heapNow, std::min<uint64_t>(size, *heapNow), __ATOMIC_RELAXED);
+  uint64_t now = heapNow->load(std::memory_order_relaxed);
+  while (!heapNow->compare_exchange_weak(now, now - std::min<uint64_t>(size, now))) continue;
 }
 
 // Begins the counting; can be called once in a process.
-void CountHeap(uint64_t& now, uint64_t& peak) {
+void CountHeap(std::atomic<uint64_t>& now, std::atomic<uint64_t>& peak) {
   heapNow = &now;
   heapPeak = &peak;
   if (__sanitizer_install_malloc_and_free_hooks != nullptr) {
@@ -105,7 +108,7 @@ void Sandbox::Clear() {
 
 Outcome Sandbox::Run(const std::vector<std::string>& args, const std::function<void()>& prepare,
                      bool leaks) {
-  *shared_ = {};
+  shared_->heap = shared_->peakHeap = 0;
   fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) BecomeProgram(args, prepare, leaks);
