@@ -16,6 +16,13 @@ namespace {
 // Members of a group that are looked at before the batch is known to hold them.
 constexpr size_t kPartMembers = 64U << 10;
 
+// Text of a batch, bytes. Fewer batches pass less often over a large file; smaller ones take less
+// memory.
+uint64_t MostText(const Scan& scan) {
+  constexpr uint64_t kLeast = uint64_t{96} << 20;
+  return std::clamp(FileWindow(scan.dtlFile.get()).fileSize() / 32, kLeast, 2 * kLeast);
+}
+
 // Places that a thread takes at a time.
 constexpr size_t kPlacesAtOnce = 4096;
 
@@ -99,6 +106,7 @@ void DupBatch::Formatter::Format(std::span<const Place> places) {
   for (size_t i = 0; i < places.size(); ++i) {
     if (i + kLookAhead < places.size()) {
       records_.Prefetch(places[i + kLookAhead].position);
+      records_.Prefetch(places[i + kLookAhead].directory);
       __builtin_prefetch(&owner_.lines_[places[i + kLookAhead].member], 1);
     }
     FormatLine(places[i]);
@@ -149,6 +157,7 @@ DupBatch::DupBatch(ReportOutput& output, const ReportRun& run)
     : output_(output),
       run_(run),
       form_(LineForm::Of(output)),
+      mostText_(MostText(run.scan)),
       places_(run.dupLimits.written),
       sparePlaces_(run.dupLimits.written),
       lines_(run.dupLimits.written) {}
@@ -161,7 +170,7 @@ uint32_t DupBatch::Add(DupGroups& groups, const DupGroup& group, uint32_t first)
   some_.clear();
   groups.members().Read(group.first + first, std::min<size_t>(group.count - first, room), some_);
   for (const DupMember& member : some_) {
-    if (textLength_ >= kMostText) break;
+    if (textLength_ >= mostText_) break;
     textLength_ += member.textLength;
     places_.Push({member.position, member.directory, static_cast<uint32_t>(places_.size()),
                   static_cast<uint32_t>(parts_.size())});

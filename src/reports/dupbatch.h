@@ -35,7 +35,7 @@ class DupBatch {
   // Batches have so many members at most (DupLimits::written), or about this many bytes of text: so
   // the file is passed over once for each batch, not once for each group, and memory stays bounded.
   // A large group is spread over several batches.
-  bool full() const { return places_.full() || textLength_ >= kMostText; }
+  bool full() const { return places_.full() || textLength_ >= mostText_; }
   // Adds members of the group from number `first` on; returns how many. REQUIRES: !full().
   uint32_t Add(DupGroups& groups, const DupGroup& group, uint32_t first);
   // Formats the lines of all members; with -qva, those that show a group by its first file.
@@ -48,8 +48,6 @@ class DupBatch {
   size_t members() const { return lines_.size(); }
 
  private:
-  static constexpr uint64_t kMostText = uint64_t{192} << 20;
-
   // A member, to be read where it is in the file.
   struct Place {
     uint64_t position;
@@ -62,6 +60,7 @@ class DupBatch {
   ReportOutput& output_;
   const ReportRun& run_;
   LineForm form_;
+  uint64_t mostText_;  // bytes
   std::vector<GroupPart> parts_;
   std::vector<DupMember> some_;            // of the part that is added
   HugeArray<Place> places_, sparePlaces_;  // of the members

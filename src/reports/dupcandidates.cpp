@@ -84,6 +84,7 @@ DupCandidates::DupCandidates(const Scan& scan, uint32_t fields, const DupLimits&
       limits_(limits),
       everyFile_(everyFile),
       key_(fields),
+      positionBits_(static_cast<uint32_t>(std::bit_width(SizeOf(scan)))),
       rangeBits_(RangeBits(SizeOf(scan), limits.rangeBits)),
       ranges_(static_cast<size_t>(SizeOf(scan) >> rangeBits_) + 1),
       runs_(SizeOf(scan), limits.runFiles) {
@@ -97,7 +98,7 @@ DupCandidates::~DupCandidates() = default;
 
 bool DupCandidates::Gather(Pass& pass) {
   RecordBatch& batch = pass.batch;
-  DupPartitions<Entry>& entries = parts_.front()->entries;
+  DupPartitions<uint64_t>& entries = parts_.front()->entries;
   const size_t partitions = entries.size();
   const uint64_t* next = key_.Fingerprints(pass).data();
   uint64_t files = 0;
@@ -108,7 +109,7 @@ bool DupCandidates::Gather(Pass& pass) {
     const uint64_t directory = batch.DirectoryPosition(i);
     if (directory != directory_ || position >= rangeEnd_) NoteDirectory(position, directory);
     runs_.Count(position);
-    entries.Add(PartitionOf(fingerprint, partitions), {fingerprint, position});
+    entries.Add(PartitionOf(fingerprint, partitions), EntryOf(fingerprint, position));
     ++files;
   });
   const uint64_t runsBefore = RunsBegunWith(files_);
@@ -143,10 +144,14 @@ class DupCandidates::Chooser {
   }
   void Choose(uint64_t position) { chosen.Add(owner_.RangeOf(position), position); }
   void ChooseAmongFew();
+  // Whether two files share it does not depend on whether they share the lower bits of HashIn.
+  uint64_t OtherHash(uint64_t entry) const {
+    return owner_.HashIn(entry) * 0x9E3779B97F4A7C15 >> 32;
+  }
 
   const DupCandidates& owner_;
   SeenTable seen_;
-  std::vector<Entry> again_;
+  std::vector<uint64_t> again_;
 
  public:
   Positions chosen;
@@ -157,35 +162,34 @@ void DupCandidates::Chooser::ChooseFrom(size_t partition) {
   uint64_t count = 0;
   for (const auto& part : owner_.parts_) count += part->entries.Count(partition);
   seen_.Clear(count);
-  ForEach(partition, [&](std::span<const Entry> entries) {
-    for (const Entry& entry : entries) {
-      seen_.See(entry.fingerprint);
-      if (owner_.runs_.Wants(entry.position)) wanted.push_back(entry.position);
+  ForEach(partition, [&](std::span<const uint64_t> entries) {
+    for (const uint64_t entry : entries) {
+      seen_.See(owner_.HashIn(entry));
+      if (owner_.runs_.Wants(owner_.PositionIn(entry))) wanted.push_back(owner_.PositionIn(entry));
     }
   });
   const bool few = count <= kMostLookedAtTwice;
   again_.clear();
-  ForEach(partition, [&](std::span<const Entry> entries) {
-    for (const Entry& entry : entries) {
-      if (!owner_.everyFile_ && !seen_.SeenAgain(entry.fingerprint)) continue;
+  ForEach(partition, [&](std::span<const uint64_t> entries) {
+    for (const uint64_t entry : entries) {
+      if (!owner_.everyFile_ && !seen_.SeenAgain(owner_.HashIn(entry))) continue;
       if (few && !owner_.everyFile_) {
         again_.push_back(entry);
       } else {
-        Choose(entry.position);
+        Choose(owner_.PositionIn(entry));
       }
     }
   });
   ChooseAmongFew();
 }
 
-// One lone file in sixteen had the mark of another by chance. Other bits of the fingerprint tell
+// One lone file in sixteen had the mark of another by chance. Another hash tells
 // nearly all of these apart.
 void DupCandidates::Chooser::ChooseAmongFew() {
-  constexpr int kOtherBits = 26;
   seen_.Clear(again_.size());
-  for (const Entry& entry : again_) seen_.See(entry.fingerprint >> kOtherBits);
-  for (const Entry& entry : again_) {
-    if (seen_.SeenAgain(entry.fingerprint >> kOtherBits)) Choose(entry.position);
+  for (const uint64_t entry : again_) seen_.See(OtherHash(entry));
+  for (const uint64_t entry : again_) {
+    if (seen_.SeenAgain(OtherHash(entry))) Choose(owner_.PositionIn(entry));
   }
 }
 
@@ -277,6 +281,9 @@ void DupCandidates::Reader::Enter(uint64_t position) {
   while (nextDirectory_ < directories_.size() &&
          directories_[nextDirectory_].position <= position) {
     directory_ = directories_[nextDirectory_++].directory;
+    if (nextDirectory_ + kLookAhead < directories_.size()) {
+      records_.Prefetch(directories_[nextDirectory_ + kLookAhead].directory);
+    }
   }
   if (directory_ == before) return;
   const bool known = records_.Read(directory_, view_);

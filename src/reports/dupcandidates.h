@@ -53,11 +53,6 @@ class DupCandidates {
   std::vector<DigestPartitions> Find(size_t threads);
 
  private:
-  // A file that was gathered.
-  struct Entry {
-    uint64_t fingerprint;
-    uint64_t position;
-  };
   // From the file at `position` on, as far as this thread knows, files are in this directory.
   struct DirectoryNote {
     uint64_t position;
@@ -65,13 +60,20 @@ class DupCandidates {
   };
   // What one thread gathers: entries by fingerprint, directories by the files' positions.
   struct Part {
-    DupPartitions<Entry> entries;
+    DupPartitions<uint64_t> entries;
     DupPartitions<DirectoryNote> directories;
   };
   using Positions = DupPartitions<uint64_t>;
   class Chooser;
   class Reader;
 
+  // A gathered file in one number: its position, and above it as much of its fingerprint as there
+  // is room for. The partition tells the fingerprint's highest bits.
+  uint64_t EntryOf(uint64_t fingerprint, uint64_t position) const {
+    return fingerprint << positionBits_ | position;
+  }
+  uint64_t HashIn(uint64_t entry) const { return entry >> positionBits_; }
+  uint64_t PositionIn(uint64_t entry) const { return entry & ((uint64_t{1} << positionBits_) - 1); }
   size_t RangeOf(uint64_t position) const {
     return std::min(static_cast<size_t>(position >> rangeBits_), ranges_ - 1);
   }
@@ -85,7 +87,8 @@ class DupCandidates {
   DupLimits limits_;
   bool everyFile_;
   DupKey key_;
-  uint32_t rangeBits_;  // the file is taken in ranges of 2^rangeBits_ bytes
+  uint32_t positionBits_;  // of a position in the file
+  uint32_t rangeBits_;     // the file is taken in ranges of 2^rangeBits_ bytes
   size_t ranges_;
   std::vector<std::unique_ptr<Part>> parts_;  // the first is this one's
   DupRuns runs_;

@@ -8,6 +8,7 @@
 #include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/threads.h"
+#include "base/turns.h"
 
 namespace tabulon {
 namespace {
@@ -223,30 +224,35 @@ uint64_t CountOf(const std::vector<DigestPartitions>& found, size_t partition) {
 
 }  // namespace
 
-// A few partitions at a time are grouped by all threads, each of which has filled a set of them.
-// What comes out is taken over in their order.
+// Threads group partitions side by side, each with what it has for that, and what comes out is
+// taken over in the partitions' order.
 void DupGroups::Make(std::vector<DigestPartitions>& found) {
-  constexpr size_t kPartitionsOfThread = 8;
   const size_t threads = found.size();
-  const size_t partitions = found.front().size();
   std::vector<PartitionSorter> sorters(threads);
-  // Each partition fills the files that are kept when its turn comes.
-  const size_t atOnce = files_ != nullptr ? 1 : threads * kPartitionsOfThread;
-  std::vector<DupGrouper> groupers(atOnce, DupGrouper(files_, fileIncr_));
-  for (size_t first = 0; first < partitions; first += atOnce) {
-    const size_t count = std::min(atOnce, partitions - first);
-    ShareOut(threads, count, [&](size_t thread, size_t i) {
-      if (CountOf(found, first + i) > limit_) return;
-      sorters[thread].Sort(found, first + i,
-                           [&](const Candidate& candidate) { groupers[i].Add(candidate); });
-      groupers[i].EndGroup();
-    });
-    for (size_t i = 0; i < count; ++i) {
-      if (CountOf(found, first + i) > limit_) GroupLarge(found, first + i);
-      Take(groupers[i], members_.count());
-      groupers[i].Restart();
+  std::vector<DupGrouper> groupers(threads, DupGrouper(files_, fileIncr_));
+  Turns turns;
+  const auto group = [&](size_t thread, size_t partition) {
+    const bool large = CountOf(found, partition) > limit_;
+    DupGrouper& grouper = groupers[thread];
+    if (!large) {
+      sorters[thread].Sort(found, partition,
+                           [&](const Candidate& candidate) { grouper.Add(candidate); });
+      grouper.EndGroup();
     }
-  }
+    if (!turns.Await(partition)) return;
+    if (large) GroupLarge(found, partition);
+    Take(grouper, members_.count());
+    grouper.Restart();
+    turns.HandOn(partition);
+  };
+  ShareOut(threads, found.front().size(), [&](size_t thread, size_t partition) {
+    try {
+      group(thread, partition);
+    } catch (...) {
+      turns.End();
+      throw;
+    }
+  });
   for (DigestPartitions& some : found) some.Release();
   groups_.Finish();
 }

@@ -1,6 +1,7 @@
 // Candidates sorted into groups of duplicates, and the groups into the order of the report.
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "base/memory.h"
+#include "base/prefetch.h"
 #include "base/sortedspool.h"
 #include "base/tempfile.h"
 #include "reports/dupcandidates.h"
@@ -77,6 +79,10 @@ class DupMembers {
   explicit DupMembers(size_t limit) : recent_(limit) {}
   void Add(const DupMember& member);
   uint64_t count() const { return inFile_ + recent_.size(); }
+  // Has the processor fetch a member.
+  void Prefetch(uint64_t member) const {
+    if (member >= inFile_) PrefetchStart(recent_.begin() + (member - inFile_));
+  }
   // Appends the members [first, first + number) to `out`.
   void Read(uint64_t first, size_t number, std::vector<DupMember>& out);
 
@@ -172,8 +178,20 @@ class DupGroups {
   void Make(std::vector<DigestPartitions>& found);
   const DupTotals& totals() const { return totals_; }
 
-  // The next group in the report's order; false after the last one.
-  bool Next(DupGroup& group) { return groups_.Next(group); }
+  // The next group in the report's order; false after the last one. Some are read ahead, so that
+  // the processor can fetch their members.
+  bool Next(DupGroup& group) {
+    while (!over_ && read_ - taken_ < kLookAhead) {
+      DupGroup& next = ahead_[read_ % kLookAhead];
+      over_ = !groups_.Next(next);
+      if (over_) break;
+      ++read_;
+      members_.Prefetch(next.first);
+    }
+    if (taken_ == read_) return false;
+    group = ahead_[taken_++ % kLookAhead];
+    return true;
+  }
   DupMembers& members() { return members_; }
 
  private:
@@ -186,6 +204,12 @@ class DupGroups {
   SortedSpool<DupGroup, DupGroupOrder> groups_;
   DupMembers members_;
   DupTotals totals_;
+
+  static constexpr size_t kLookAhead = 16;
+  std::array<DupGroup, kLookAhead> ahead_;  // groups that are not taken yet
+  size_t read_ = 0;
+  size_t taken_ = 0;
+  bool over_ = false;  // all groups are read
 };
 
 }  // namespace tabulon

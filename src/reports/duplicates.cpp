@@ -13,70 +13,89 @@
 #include "reports/dupgroups.h"
 #include "reports/filetimes.h"
 #include "reports/linewriter.h"
+#include "reports/orderedlines.h"
 #include "reports/positions.h"
 
 namespace tabulon {
 namespace {
 
-// Writes batches of groups.
-class Writer {
+// Parts of groups that a thread writes at a time.
+struct GroupPiece {
+  uint64_t number = 0;
+  size_t first = 0;  // of the batch's parts
+  size_t end = 0;
+};
+
+// What one thread writes groups with.
+class GroupWriter {
  public:
-  explicit Writer(ReportOutput& output)
-      : output_(output),
-        report_(output.report()),
-        lines_(LineForm::Of(output)),
+  explicit GroupWriter(ReportOutput& output)
+      : report_(output.report()),
+        isQva_(output.isQva()),
+        writer_(LineForm::Of(output)),
         times_(output.settings().dateFmt) {}
 
-  void Write(DupBatch& batch) {
-    batch.Format();
-    for (const GroupPart& part : batch.parts()) {
-      AddPart(batch, part);
-      if (lines_.gathered().size() >= kGathered) WriteOut();
+  void Write(const DupBatch& batch, const GroupPiece& piece, OrderedLines& lines) {
+    for (size_t i = piece.first; i < piece.end; ++i) {
+      AddPart(batch, batch.parts()[i]);
+      if (writer_.gathered().size() >= OrderedLines::kMostGathered) {
+        lines.Write(piece.number, writer_);
+      }
     }
-    WriteOut();
-    batch.Clear();
+    lines.Write(piece.number, writer_);
+    lines.Finish(piece.number);
   }
 
  private:
-  static constexpr size_t kGathered = size_t{1} << 20;  // bytes
   static constexpr size_t kLookAhead = 8;
 
   void AddPart(const DupBatch& batch, const GroupPart& part) {
-    if (part.begins() && !output_.isQva()) AddHeading(part.group);
+    if (part.begins() && !isQva_) AddHeading(part.group);
     for (size_t member = part.member; member < part.member + part.count; ++member) {
       if (member + kLookAhead < batch.members()) {
         PrefetchStart(batch.line(member + kLookAhead).data());
       }
-      lines_.AddLines(batch.line(member));
+      writer_.AddLines(batch.line(member));
     }
-    if (part.ends() && !output_.isQva()) lines_.EndLine();
+    if (part.ends() && !isQva_) writer_.EndLine();
   }
 
   void AddHeading(const DupGroup& group) {
-    lines_.Add(std::string_view("Size: ")).AddSigned(static_cast<int64_t>(group.size));
+    writer_.Add(std::string_view("Size: ")).AddSigned(static_cast<int64_t>(group.size));
     if ((report_.dupFields & kDupMdate) != 0) {
-      lines_.Add(std::string_view("  Modified: "));
+      writer_.Add(std::string_view("  Modified: "));
       AddTime(group.modified);
     }
     if ((report_.dupFields & kDupCdate) != 0) {
-      lines_.Add(std::string_view("  Created: "));
+      writer_.Add(std::string_view("  Created: "));
       AddTime(group.created);
     }
-    lines_.EndLine();
+    writer_.EndLine();
   }
 
-  void AddTime(uint32_t seconds) { lines_.Add(times_.Format(seconds)); }
-
-  void WriteOut() {
-    output_.stream().WriteBytes(lines_.gathered());
-    lines_.Drop();
+  void AddTime(uint32_t seconds) {
+    if (char* const end = times_.Put(seconds, writer_.Reserve(kTimeTextSize))) {
+      writer_.End(end);
+    } else {
+      writer_.Add(times_.Format(seconds));
+    }
   }
 
-  ReportOutput& output_;
   const ReportDefinition& report_;
-  LineWriter lines_;
+  bool isQva_;
+  LineWriter writer_;
   FileTimeFormatter times_;
 };
+
+// Takes some parts that have so many members together, or the rest of them; false when there are
+// none.
+bool TakePiece(const std::vector<GroupPart>& parts, size_t members, GroupPiece& piece,
+               size_t& next) {
+  piece.first = next;
+  for (size_t taken = 0; next < parts.size() && taken < members; ++next) taken += parts[next].count;
+  piece.end = next;
+  return piece.first < piece.end;
+}
 
 class Duplicates : public ReportAccumulator {
  public:
@@ -141,16 +160,30 @@ void Duplicates::Write(ReportOutput& output) {
   DisplayReportFile(output);
   // A title of "none" is printed as it is here.
   if (!output.isQva()) ReportEntry(output, L"\n---- %ls ----\n\n", report_.title);
-  Writer writer(output);
+  std::vector<std::unique_ptr<GroupWriter>> writers;
+  for (size_t i = 0; i < run_.threads; ++i) {
+    writers.push_back(std::make_unique<GroupWriter>(output));
+  }
   DupBatch batch(output, run_);
+  const auto writeBatch = [&] {
+    batch.Format();
+    OrderedLines lines(output.stream());
+    size_t next = 0;  // part of the batch
+    lines.Share(run_.threads, [&](size_t thread) {
+      GroupPiece piece;
+      const auto take = [&] { return TakePiece(batch.parts(), run_.linesAtOnce, piece, next); };
+      while (lines.NextPiece(piece.number, take)) writers[thread]->Write(batch, piece, lines);
+    });
+    batch.Clear();
+  };
   DupGroup group;
   while (groups_->Next(group)) {
     for (uint32_t done = 0; done < group.count;) {
       done += batch.Add(*groups_, group, done);
-      if (batch.full()) writer.Write(batch);
+      if (batch.full()) writeBatch();
     }
   }
-  writer.Write(batch);
+  writeBatch();
 }
 
 }  // namespace

@@ -19,7 +19,7 @@
 namespace tabulon {
 
 // How much the duplicate finder takes in at a time; tests set it lower. Defaults: runs of 5,000,000
-// files, 192 MiB of gathered entries with 24 MiB of directories, and in the sorted stores 224, 128
+// files, 96 MiB of gathered entries with 24 MiB of directories, and in the sorted stores 224, 128
 // and 96 MiB.
 struct DupLimits {
   uint32_t runFiles = 5'000'000;       // files of one run: groups are counted run by run
