@@ -1,6 +1,7 @@
 #include "fuzz/faults.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -136,6 +137,7 @@ void operator delete(void* memory, size_t, std::align_val_t) noexcept {
         call, fail, [&] { return __real_##name arguments; }, doneAnyway);         \
   }
 
+TABULON_WRAP(int, flock, (int fd, int operation), (fd, operation), kCallLock, -1, false)
 TABULON_WRAP(int, mkdir, (const char* path, mode_t mode), (path, mode), kCallOpen, -1, false)
 TABULON_WRAP(ssize_t, read, (int fd, void* to, size_t size), (fd, to, Moved(kCallRead, size)),
              kCallRead, -1, false)

@@ -16,12 +16,13 @@ inline constexpr uint32_t kCallClose = 0x10;   // close
 inline constexpr uint32_t kCallName = 0x20;    // unlink, rename, link
 inline constexpr uint32_t kCallMemory = 0x40;  // operator new, calloc, mmap
 inline constexpr uint32_t kAnyFileCall = 0x3F;
+inline constexpr uint32_t kCallLock = 0x80;  // flock
 
 enum class Mishap {
   kFails,         // with `errnum`; a close or an unlink is done all the same
   kShort,         // a read or write moves half of what it was asked for (one byte at least)
   kLeavesHole,    // write leaves a hole in the file instead: offsets grow, the disk does not fill
-  kKilledBefore,  // `errnum` is a signal, raised before the call
+  kKilledBefore,  // `errnum` is a signal, raised before the call; SIGSTOP makes the process wait
   kKilledAfter,   // or after it
 };
 

@@ -108,13 +108,25 @@ void Sandbox::Clear() {
 
 Outcome Sandbox::Run(const std::vector<std::string>& args, const std::function<void()>& prepare,
                      bool leaks) {
+  return Wait(Start(args, prepare, leaks));
+}
+
+pid_t Sandbox::Start(const std::vector<std::string>& args, const std::function<void()>& prepare,
+                     bool leaks) {
   shared_->heap = shared_->peakHeap = 0;
   fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) BecomeProgram(args, prepare, leaks);
+  return child;
+}
+
+Outcome Sandbox::Wait(pid_t run, const std::function<void()>& whenStopped) {
   int status = 0;
   rusage used{};
-  wait4(child, &status, 0, &used);
+  while (wait4(run, &status, WUNTRACED, &used) == run && WIFSTOPPED(status)) {
+    if (whenStopped) whenStopped();
+    kill(run, SIGCONT);
+  }
   const auto seconds = [](const timeval& time) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
   };

@@ -46,6 +46,12 @@ class Sandbox {
   Outcome Run(const std::vector<std::string>& args, const std::function<void()>& prepare = {},
               bool leaks = false);
 
+  // Run in two steps. REQUIRES: no run of this sandbox is on its way.
+  pid_t Start(const std::vector<std::string>& args, const std::function<void()>& prepare = {},
+              bool leaks = false);
+  // When a signal stops the run, `whenStopped` is called, and the run goes on.
+  Outcome Wait(pid_t run, const std::function<void()>& whenStopped = {});
+
   RunTuning tuning;  // of the runs
 
   const TempDir& dir() const { return dir_; }
