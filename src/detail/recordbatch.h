@@ -86,7 +86,13 @@ class RecordBatch {
   std::string_view AsciiName(size_t i) const { return {NameStart(i), names_.length[i]}; }
   // A name that is not ASCII. It is decoded at most once, when the first report asks for it.
   const RecordText& OtherName(size_t i) const { return otherNames_[names_.other[i] - 1]; }
-  // Record `i` as a whole. Valid until the next call.
+  // File offset of the directory record that is current at record `i`, itself included; 0 before
+  // the first.
+  uint64_t DirectoryPositionOf(size_t i) {
+    if (!directoriesKnown_) NoteDirectories();
+    return directoryOf_[i] == kNone ? directoryBeforePosition_ : PositionOf(directoryOf_[i]);
+  }
+  // Record `i` as a whole. Valid until the next call. Code that needs no text does without.
   const ScanRecord& At(size_t i) {
     if (i != at_) Assemble(i);
     return record_;

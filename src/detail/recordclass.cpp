@@ -200,20 +200,14 @@ bool ConflictName(std::basic_string_view<Char> name) {
 
 template bool ConflictName(std::wstring_view name);
 
-bool HasFlag(const ScanRecord& record, uint32_t mask, const NameLimits&) {
-  return (record.fields().flags() & mask) != 0;
-}
-bool HasAttribute(const ScanRecord& record, uint32_t mask, const NameLimits&) {
-  return (record.fields().attributes() & mask) != 0;
-}
-bool HasLongPath(const ScanRecord& record, uint32_t, const NameLimits& limits) {
+bool HasLongPath(const ScanRecord& record, const NameLimits& limits) {
   const auto size = [](auto text) { return TextSize(text); };
   return CheckPathLength(record.directory->Visit(size), record.name.Visit(size), limits);
 }
-bool HasShortName(const ScanRecord& record, uint32_t, const NameLimits&) {
+bool HasShortName(const ScanRecord& record, const NameLimits&) {
   return record.name.Visit([](auto name) { return ConflictName(name); });
 }
-bool NeedsUtf(const ScanRecord& record, uint32_t, const NameLimits& limits) {
+bool NeedsUtf(const ScanRecord& record, const NameLimits& limits) {
   return !record.name.IsAscii() && UtfRequired(limits.isoCodepage, record.name.Wide());
 }
 

@@ -19,24 +19,24 @@ struct NameLimits {
   int isoCodepage = 1;               // part number of ISO 8859
 };
 
-// A test of a record. `mask` is the bits that it asks for, if it asks for bits.
-using RecordTest = bool (*)(const ScanRecord& record, uint32_t mask, const NameLimits& limits);
-bool HasFlag(const ScanRecord& record, uint32_t mask, const NameLimits&);
-bool HasAttribute(const ScanRecord& record, uint32_t mask, const NameLimits&);
-bool HasLongPath(const ScanRecord& record, uint32_t, const NameLimits& limits);
-bool HasShortName(const ScanRecord& record, uint32_t, const NameLimits&);
-bool NeedsUtf(const ScanRecord& record, uint32_t, const NameLimits& limits);
+// A test of a record's texts.
+using TextTest = bool (*)(const ScanRecord& record, const NameLimits& limits);
+bool HasLongPath(const ScanRecord& record, const NameLimits& limits);
+bool HasShortName(const ScanRecord& record, const NameLimits&);
+bool NeedsUtf(const ScanRecord& record, const NameLimits& limits);
 
 // What a kind of listing selects, its filter aside.
 struct RecordSelector {
-  RecordTest test = nullptr;  // null: all of them
-  uint32_t mask = 0;
+  TextTest test = nullptr;   // null: none
+  uint32_t flags = 0;        // of which it has some; 0: any
+  uint32_t attributes = 0;   // the same
   bool directories = false;  // directories are asked for (the subdirectory counts), else files
   bool cifsOnly = false;     // nothing is selected on NFS scans
 
-  bool Selects(const ScanRecord& record, const NameLimits& limits) const {
-    return record.fields().isDirectory() == directories &&
-           (test == nullptr || test(record, mask, limits));
+  // What can be told without the record's texts: all but the test.
+  bool Selects(const RecordFields& fields) const {
+    return fields.isDirectory() == directories && (flags == 0 || (fields.flags() & flags) != 0) &&
+           (attributes == 0 || (fields.attributes() & attributes) != 0);
   }
 };
 

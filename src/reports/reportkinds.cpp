@@ -27,10 +27,10 @@ constexpr bool kOnCifsOnly = true;
 // What listings select beside their filters: a test with its bits. A kind for all scans whose bits
 // have no meaning on an NFS scan (kOnCifsOnly) selects nothing there.
 constexpr RecordSelector Flagged(uint32_t mask) {
-  return {.test = HasFlag, .mask = mask};
+  return {.flags = mask};
 }
 constexpr RecordSelector WithAttribute(uint32_t mask) {
-  return {.test = HasAttribute, .mask = mask, .cifsOnly = kOnCifsOnly};
+  return {.attributes = mask, .cifsOnly = kOnCifsOnly};
 }
 constexpr RecordSelector kAnyFile = {};
 constexpr RecordSelector kAnyDirectory = {.directories = true};

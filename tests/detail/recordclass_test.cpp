@@ -30,7 +30,7 @@ TEST(RecordClass, PathLengths) {
                                         {kPathUtfBytes, row.utfBytes}}) {
       for (const uint32_t limit : {length, length - 1}) {
         const NameLimits limits{.maxPath = limit, .maxPathUnits = units};
-        EXPECT_EQ(HasLongPath(*record, 0, limits), limit < length)
+        EXPECT_EQ(HasLongPath(*record, limits), limit < length)
             << row.directory << " " << row.name << " " << units;
       }
     }
