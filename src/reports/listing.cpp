@@ -210,6 +210,7 @@ void Listing::Add(Pass& pass) {
   RecordBatch& batch = pass.batch;
   const RecordSelector selector = selector_;
   ChoosePassing(report_.plan, pass);
+  if (selector.test != nullptr) LookAtNamesFor(pass);
   ForEachChosen(pass, [&](size_t i) {
     if (!selector.Selects(batch.fields(i))) return;
     if (selector.test == nullptr || selector.test(batch.At(i), run_.settings)) Note(batch, i);
