@@ -12,9 +12,9 @@
 #include <random>
 #include <vector>
 
+#include "base/loganderr.h"
 #include "base/spoolfile.h"
 #include "base/textspool.h"
-#include "tests/ending.h"
 #include "tests/support.h"
 
 namespace tabulon {
@@ -22,7 +22,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::ExitedWithCode;
-using testing::MatchesRegex;
 
 // Temporary files go to a directory of the test's own.
 class TempFiles : public testing::Test {
@@ -184,36 +183,6 @@ TEST_F(SpoolFiles, GiveBackWhatWasAppended) {
   SpoolFile spool;
   EXPECT_FALSE(spool.Create("spool") || spool.IsOpen());
   EXPECT_NE(spool.path(), "");
-}
-
-TEST_F(SpoolFiles, DamageEndsTheRun) {
-  using Damage = void (*)(const std::string& path);
-  const Damage none = [](const std::string&) {};
-  const Damage remove = [](const std::string& path) { std::filesystem::remove(path); };
-  const Damage cut = [](const std::string& path) { std::filesystem::resize_file(path, 31999); };
-  // clang-format off
-  const struct { Damage beforeWriting, beforeReading; const char* message; rlim_t room; } rows[] = {
-      {none, cut, "reading '.*/spool.*'\n  \\(p5\\) Input/output error", 0},
-      {none, remove, "reading '.*/spool.*'\n  \\(p2\\) No such file or directory", 0},
-      {remove, none, "writing '.*/spool.*'\n  \\(p2\\) No such file or directory", 0},
-      {none, none, "writing '.*/spool.*'\n  \\(p27\\) File too large", 20000},
-  };
-  // clang-format on
-  for (const auto& row : rows) {
-    const auto run = [&] {
-      std::optional<FileSizeLimit> full;
-      if (row.room > 0) full.emplace(row.room);
-      SpoolFile spool;
-      spool.Create("spool");
-      row.beforeWriting(spool.path());
-      Fill(spool, 2000);
-      spool.Rewind();
-      row.beforeReading(spool.path());
-      for (Record record; spool.Read(&record, sizeof record);) continue;
-    };
-    EXPECT_ENDS(run(), 1, MatchesRegex(std::string("Error ") + row.message + "\n"));
-    EXPECT_THAT(dir_.Entries(), ElementsAre());
-  }
 }
 
 // Entries of a text spool: four bytes of length, and a text, by which they are sorted.

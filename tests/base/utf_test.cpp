@@ -75,13 +75,6 @@ TEST(Utf, EncodesWithItsOwnBoundaries) {
   for (const auto& [wide, bytes] : rows) EXPECT_EQ(ToUtf(wide), bytes);
 }
 
-TEST(Utf, ThreeByteTextSurvivesTheRoundTrip) {
-  for (wchar_t unit = 0x800; unit <= 0xFFFF; ++unit) {
-    const std::string bytes = ToUtf({unit});
-    ASSERT_EQ(ToUtf(ToWide(bytes)), bytes) << static_cast<int>(unit);
-  }
-}
-
 // Units with the highest bit set come first, also where wchar_t is unsigned.
 TEST(CompareUnits, TakesTheHighestBitForASign) {
   const auto low = static_cast<wchar_t>(0x80000000);

@@ -1,9 +1,5 @@
 #include "config/reportline.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include "base/fileio.h"
 #include "config/reportfields.h"
 #include "configtest.h"
 
@@ -20,12 +16,6 @@ class ReportLines : public ConfigTest {
   ReportDefinition& Add(const wchar_t* type) {
     ReportDefinition& report = made_.reportList.emplace_back();
     ReportLine(L"type", type, report, context_);
-    return report;
-  }
-  ReportDefinition& SetUp(const wchar_t* type, const wchar_t* file) {
-    ReportDefinition& report = Add(type);
-    ReportLine(L"reportfile", file, report, context_);
-    InitializeReportEntry(report, made_.settings, scan_);
     return report;
   }
 
@@ -52,19 +42,6 @@ TEST_F(ReportLines, SummaryAndSidUseMoveToTheFront) {
   for (const ReportDefinition& report : made_.reportList) types.push_back(report.typeName);
   EXPECT_THAT(types, ElementsAre(L"summary", L"Summary", L"SIDUSE", L"siduse", L"custom"));
   EXPECT_EQ(std::prev(made_.reportList.end(), 2)->title, L"first");
-}
-
-// A new report's file is made empty; what was there stays until the report is whole.
-TEST_F(ReportLines, ReportFilesAreMade) {
-  WriteFile(Path("a.txt"), "old");
-  SetUp(L"totals", L"a.txt");
-  EXPECT_EQ(ReadFile(Path("a.txt")), "old");
-  SetUp(L"totals", L"b.txt");
-  EXPECT_EQ(access(Path("b.txt").c_str(), F_OK), 0);
-
-  made_.settings.qvaFlag = true;
-  SetUp(L"totals", L"none.txt");
-  EXPECT_NE(access(Path("none.txt").c_str(), F_OK), 0);
 }
 
 }  // namespace

@@ -192,14 +192,6 @@ TEST(ConfigurationRoad, DebugSwitchKeepsTheDuplicateFiles) {
                 Heading("A") + group + Heading("B") + group);
   EXPECT_THAT(outcome.files,
               ElementsAre(Key("dupmerge.tmp"), Key("duptemp0.tmp"), Key("duptemp1.tmp")));
-
-  const TempDir dir;
-  WriteDtl(dir / "trawlx.dtl", SmallScan());
-  WriteFile(dir / "c", Section(lines));
-  std::filesystem::create_directory(dir / "dupmerge.tmp");
-  const RunResult run = RunTabulon({"-z", "-cfg", "c"}, {.cwd = dir.path()});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("Unable to create temporary file 'dupmerge.tmp'\n  (p21) Is a "));
 }
 
 }  // namespace

@@ -84,22 +84,5 @@ TEST(Examples, WriteAllTheirReportsOnEachKindTheyName) {
   }
 }
 
-// Beside the duplicates and the totals, which count them.
-TEST(Examples, ForUnixWriteWhatTheirTwinsWrite) {
-  for (const std::string name : {"cleanup", "dashboard"}) {
-    const TempDir both, unixOnly;
-    RunExample(both, name + ".cfg", "nfs");
-    RunExample(unixOnly, name + "-unix.cfg", "nfs");
-    for (const auto& entry : std::filesystem::directory_iterator(both / "reports")) {
-      const std::string file = entry.path().filename();
-      const std::string text = ReadFile(entry.path()),
-                        twin = ReadFile(unixOnly / "reports/" + file);
-      const bool counted =
-          file.starts_with("duplicates") || file == "same-name.txt" || file.starts_with("totals");
-      EXPECT_EQ(text == twin, !counted) << name << ", " << file;
-    }
-  }
-}
-
 }  // namespace
 }  // namespace tabulon

@@ -46,29 +46,20 @@ struct Road {
 
 constexpr PassShare kThreeThreads = {.threads = 3, .block = 4096};
 
+// clang-format off
 std::vector<Road> Roads() {
+  const std::vector<std::string> configuration = {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"};
   return {
-      {"CompressedConfiguration",
-       ScanKind::kNfs,
-       true,
-       {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"}},
-      {"Configuration",
-       ScanKind::kCifs,
-       false,
-       {"-cfg", "c.cfg", "-rdir", "r", "-l", "log"},
-       false,
-       kThreeThreads},
+      {"CompressedConfiguration", ScanKind::kNfs, true, configuration},
+      {"Configuration", ScanKind::kCifs, false, configuration, false, kThreeThreads},
       {"CompressedSummary", ScanKind::kCifs, true, {"-l", "log", "-e", "errors"}},
       {"DamagedSummary", ScanKind::kCifs, true, {"-l", "log"}, true},
       {"CompressedQuery", ScanKind::kNfs, true, {"-l", "log", "-qf", SampleQuery(ScanKind::kNfs)}},
-      {"Query",
-       ScanKind::kCifs,
-       false,
-       {"-l", "log", "-qf", SampleQuery(ScanKind::kCifs)},
-       false,
+      {"Query", ScanKind::kCifs, false, {"-l", "log", "-qf", SampleQuery(ScanKind::kCifs)}, false,
        kThreeThreads},
   };
 }
+// clang-format on
 
 // A scan with enough records for every temporary file to be written.
 std::string LargerScan(ScanKind kind) {
@@ -174,25 +165,22 @@ TEST_P(Faults, ShortAndInterruptedTransfersAreFinished) {
 }
 
 TEST_P(Faults, FailuresAreTold) {
-  const struct {
-    uint32_t calls;
-    int errnum;
-  } rows[] = {{kCallOpen, EMFILE},
-              {kCallRead, EIO},
-              {kCallWrite, ENOSPC},
-              {kCallSync | kCallClose, EIO},
-              {kCallName, EACCES}};
-  for (const auto& row : rows) {
-    AtEachCall({row.calls, Mishap::kFails, row.errnum}, 4, [&](const Outcome& run, auto files) {
+  const std::pair<uint32_t, int> rows[] = {{kCallOpen, EMFILE},
+                                           {kCallRead, EIO},
+                                           {kCallWrite, ENOSPC},
+                                           {kCallSync | kCallClose, EIO},
+                                           {kCallName, EACCES}};
+  for (const auto& [kind, errnum] : rows) {
+    AtEachCall({kind, Mishap::kFails, errnum}, 4, [&](const Outcome& run, auto files) {
       const auto log = files.find("errors");
       const bool inLog = run.status == 1 && log != files.end() && !log->second.empty();
       // What could not be written was standard error itself.
       const bool mute =
-          run.status == 1 && row.calls == kCallWrite && (run.err.empty() || GetParam().damaged);
+          run.status == 1 && kind == kCallWrite && (run.err.empty() || GetParam().damaged);
       EXPECT_TRUE(run.Clean() || inLog || mute) << run.status << ' ' << run.signal << run.err;
-      ExpectScanAndNothingElse(files, row.calls == kCallName);
-      if (run.status == 0 && row.calls != kCallName && run.out == sound_.out) {
-        EXPECT_EQ(Differences(files, soundFiles_), "") << "errno " << row.errnum;
+      ExpectScanAndNothingElse(files, kind == kCallName);
+      if (run.status == 0 && kind != kCallName && run.out == sound_.out) {
+        EXPECT_EQ(Differences(files, soundFiles_), "") << "errno " << errnum;
       }
     });
   }
@@ -222,19 +210,13 @@ TEST_P(Faults, SignalsLoseNothing) {
 TEST(FaultMessages, ComeFromTheCallsTheyAreAbout) {
   const std::vector<std::string> duplicates = {"-cfg", "d.cfg", "-rdir", "r"};
   const DupLimits spilling = {.gathered = 100}, sorting = {.sorted = 100};
+  // clang-format off
   const struct {
-    bool compressed;
-    std::vector<std::string> args;
-    uint32_t calls;
-    std::string message;  // a regular expression
+    bool compressed; std::vector<std::string> args; uint32_t call; std::string message;  // an expression
     DupLimits limits = {};
-    int times = 1;  // calls that bring it about
   } rows[] = {
       {true, {}, kCallOpen, "Unable to open scan detail file 'x.dtl'"},
-      {true,
-       {},
-       kCallWrite,
-       "Error occurred during decompression of 'x.dtl'\nCould not write temp"},
+      {true, {}, kCallWrite, "Error occurred during decompression of 'x.dtl'\nCould not write temp"},
       {false, {}, kCallOpen, "Unable to create temporary file '"},
       {false, {}, kCallRead, "^[^\n]+\n'x.dtl' is not a valid Trawlix detail log file\n$"},
       {false, {}, kCallRead, "Error reading scan detail file\n  .p5"},
@@ -246,24 +228,25 @@ TEST(FaultMessages, ComeFromTheCallsTheyAreAbout) {
       {false, duplicates, kCallWrite, "Error writing '.*/dupm", sorting},
       {false, duplicates, kCallRead, "Error reading '.*/dupm", sorting},
   };
+  // clang-format on
   const std::string plain = LargerScan(ScanKind::kCifs);
   Sandbox box;
   SharedCount calls;
   for (const auto& row : rows) {
     std::vector<std::string> args = row.args;
     args.insert(args.end(), {"-dtl", "x.dtl"});
-    int found = 0;
+    bool found = false;
     bool reached = true;
-    for (Fault fault{row.calls, Mishap::kFails, EIO, 1}; reached && found < row.times; ++fault.n) {
+    for (Fault fault{row.call, Mishap::kFails, EIO, 1}; reached && !found; ++fault.n) {
       box.Clear();
       WriteFile(box.dir() / "x.dtl", row.compressed ? CompressDtl(plain) : plain);
       WriteFile(box.dir() / "d.cfg", "[report]\ntype=duplicates\nreportfile=d\n");
       box.tuning.dupLimits = row.limits;
       const Outcome run = box.Run(args, [&] { ArmFault(fault, calls.get()); });
       reached = *calls.get() >= fault.n;
-      found += run.status == 1 && testing::Value(run.err, testing::ContainsRegex(row.message));
+      found = run.status == 1 && testing::Value(run.err, testing::ContainsRegex(row.message));
     }
-    EXPECT_EQ(found, row.times) << row.message;
+    EXPECT_TRUE(found) << row.message;
   }
 }
 

@@ -57,17 +57,14 @@ TEST_F(Limits, AFullDiskIsToldAndTheOtherReportsAreWhole) {
   EXPECT_THAT(run.err, HasSubstr("Error writing 'r/long'\n  (p27) File too large\n"));
   EXPECT_EQ(Get("r/short"), whole);
 
-  const struct {
-    std::vector<std::string> args;
-    const char* name;
-  } rows[] = {{{"-l", "/dev/full"}, "/dev/full"},
-              {{"-l", "/dev/full", "-q", "size ge 0"}, "/dev/full"},
-              {{"-rdir", "/dev", "-cfg", "full.cfg"}, "/dev/full"}};
+  const std::vector<std::string> rows[] = {{"-l", "/dev/full"},
+                                           {"-l", "/dev/full", "-q", "size ge 0"},
+                                           {"-rdir", "/dev", "-cfg", "full.cfg"}};
   Put("full.cfg", "[report]\ntype=custom\nreportfile=full\n[report]\ntype=totals\n");
-  for (const auto& row : rows) {
-    const Outcome full = Run(row.args);
+  for (const auto& args : rows) {
+    const Outcome full = Run(args);
     EXPECT_EQ(full.status, 1);
-    EXPECT_THAT(full.err, HasSubstr(std::string("Error writing '") + row.name + "'\n  (p28) "));
+    EXPECT_THAT(full.err, HasSubstr("Error writing '/dev/full'\n  (p28) "));
   }
 }
 
@@ -107,14 +104,10 @@ TEST_F(Limits, ATerminalSeesNoControlCharacters) {
   // Every report that shows directories or link targets.
   Put("x.dtl", BuildDtl({.records = {DirectoryRecord("/d\x1B[2J"), FileRecord("a"), FileRecord("b"),
                                      LinkRecord("l\x1B", "\x07")}}));
-  const std::string forms[] = {"type=duplicates",
-                               "type=custom",
-                               "type=custom\nnameform=fullpath",
-                               "type=custom\nshowlink=yes",
-                               "type=custom\nformat=csv",
-                               "type=custom\nformat=csv\nnameform=fullpath"};
-  for (const std::string& form : forms) {
-    Put("c.cfg", "[report]\n" + form + "\n");
+  for (const std::string form :
+       {"duplicates", "custom", "custom\nnameform=fullpath", "custom\nshowlink=yes",
+        "custom\nformat=csv", "custom\nformat=csv\nnameform=fullpath"}) {
+    Put("c.cfg", "[report]\ntype=" + form + "\n");
     EXPECT_THAT(shown({"-cfg", "c.cfg"}),
                 testing::AllOf(HasSubstr("d?[2J"), Not(HasSubstr("\x1B")), Not(HasSubstr("\x07"))))
         << form;

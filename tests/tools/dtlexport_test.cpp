@@ -17,13 +17,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-std::string DtlexportPath() {
-  return std::filesystem::path(MkdtlPath()).replace_filename("dtlexport");
-}
+const std::string kDtlexport = std::filesystem::path(MkdtlPath()).replace_filename("dtlexport");
 
-RunResult RunExport(std::vector<std::string> args, const RunOptions& options = {}) {
-  args.insert(args.begin(), DtlexportPath());
-  return RunProgram(args, options);
+RunResult RunExport(const std::vector<std::string>& args, const RunOptions& options = {}) {
+  return RunCompanion("dtlexport", args, options);
 }
 
 // Runs SQL on an empty database and returns the lines that come out.
@@ -55,10 +52,7 @@ class Dtlexport : public testing::Test {
   // Rows of the scan, which must be exported without complaint.
   std::string Export(std::vector<std::string> args) {
     args.push_back(scan_);
-    const RunResult run = RunExport(args);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.err, "");
-    return run.out;
+    return OutputOf("dtlexport", args);
   }
   void Synth(const std::string& kind, const std::string& records) {
     ASSERT_EQ(RunMkdtl({"synth", "--kind", kind, "--records", records, scan_}).status, 0);
@@ -228,14 +222,6 @@ TEST_F(Dtlexport, GuardedTextsAreNoFormulas) {
               HasSubstr("\n'-r=d/a=1,'-r=d,'-r\n"));
 }
 
-TEST_F(Dtlexport, TextsOfAnyLengthFit) {
-  const std::string target(65000, '\xFF'), directory = "/" + std::string(65000, '"');
-  WriteDtl(scan_, {.records = {DirectoryRecord(directory), LinkRecord("n", target)}});
-  const std::string quotes(2 * 65000, '"');
-  EXPECT_EQ(Export({"--format", "csv", "--no-header", "--fields", "path,target_bytes"}),
-            "\"/" + quotes + "/n\"," + Hex(target) + "\n");
-}
-
 TEST_F(Dtlexport, ShardsMakeUpTheWhole) {
   for (const std::string kind : {"nfs", "cifs"}) {
     Synth(kind, "3000");
@@ -329,7 +315,7 @@ TEST_F(Dtlexport, ATerminalSeesNoControlOrDirectionCharacters) {
       {"paths0", std::string("/?[2J???txt?z\u00E9\0", 16)}};
   for (const auto& [format, shown] : rows) {
     Terminal terminal;
-    const std::string line = "exec " + DtlexportPath() + " --format " + format + " " + scan_;
+    const std::string line = "exec " + kDtlexport + " --format " + format + " " + scan_;
     const pid_t child = fork();
     if (child == 0) {
       dup2(terminal.line(), STDOUT_FILENO);
@@ -367,7 +353,7 @@ TEST_F(Dtlexport, RowsThatCannotBeWrittenEndTheRun) {
   for (const auto& [limit, target, reason] :
        {std::tuple("ulimit -f 100; ", "> rows", "Error writing the rows\n  (p27) File too large\n"),
         std::tuple("", ">&-", "Error writing the rows\n  (p9) Bad file descriptor\n")}) {
-    const std::string command = limit + ("exec " + DtlexportPath()) + " --format csv scan.dtl ";
+    const std::string command = limit + ("exec " + kDtlexport) + " --format csv scan.dtl ";
     const RunResult run = RunProgram({"/bin/sh", "-c", command + target}, {.cwd = dir_.path()});
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(run.err.ends_with(reason)) << run.err;

@@ -4,9 +4,7 @@
 
 #include <tuple>
 
-#include "scanread.h"
 #include "tests/support/dtlbuild.h"
-#include "tools/common/terminaltext.h"
 
 namespace tabulon {
 namespace {
@@ -48,38 +46,6 @@ TEST(DtlWriter, RecordsStandByteForByteAsTheFormatWants) {
     const size_t fixed = kind == ScanKind::kNfs ? 48 : 80;
     EXPECT_EQ(bytes.substr(map.recordsEnd), "\xFF\xFF\xFF\xFF" + Zeros(fixed - 4));
   }
-}
-
-TEST(DtlWriter, HeaderAndRootComeBackFromTheReader) {
-  const TempDir dir;
-  // clang-format off
-  WriteDtl(dir / "s.dtl",
-           {.kind = ScanKind::kCifs, .flags = kHeaderSacls | kHeaderQvaTagged, .server = "M\xFC\xC3\xBCller",
-            .rootPath = "C:\\\xF0\x9F\x98\x80", .share = "\\\\s\\x", .host = "h", .qvaRoot = "q",
-            .tag = PaddedTag("TAG"), .version = {"1.2.3-toolong", "platform", "arch"},
-            .descriptors = {"d1", "d2"}, .domains = {"DOM"},
-            .sids = {{.sid = "sid", .name = "user"}}});
-  // clang-format on
-  const auto& [header, root, version, records, end] = ReadScan(dir / "s.dtl");
-  const std::string bytes = ReadFile(dir / "s.dtl");
-  EXPECT_EQ(header.flags, kHeaderSacls | kHeaderQvaTagged);
-  EXPECT_EQ(header.uniqueSds * 10 + header.sids, 21u);
-  EXPECT_EQ(version.scanVersion + version.buildPlatform + version.buildArchitecture,
-            "1.2.3-toolonplatformarch");
-  EXPECT_EQ(ReadUnits(bytes, header.serverString), u"M\uFFFDüller\0"s);
-  EXPECT_EQ(ReadUnits(bytes, root.rootString), u"C:\\\U0001F600\0"s);
-  EXPECT_EQ(ReadUnits(bytes, root.shareString), u"\\\\s\\x\0"s);
-  EXPECT_EQ(ReadUnits(bytes, root.hostString), u"h\0"s);
-  EXPECT_EQ(ReadUnits(bytes, root.qvaRootString), u"q\0"s);
-  EXPECT_EQ(ReadUnits(bytes, header.tagString).size(), 33u);
-  EXPECT_EQ(bytes.substr(header.securitySection),
-            "\2\0\0\0\2\0\0\0d1\2\0\0\0d2"
-            "\1\0\0\0\x10\0\0\0D\0\0\0O\0\0\0M\0\0\0\0\0\0\0"
-            "\1\0\0\0\3\0\0\0\x14\0\0\0\0\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0"
-            "sidu\0\0\0s\0\0\0e\0\0\0r\0\0\0\0\0\0\0"s);
-  const std::string ids = BuildDtl({.ids = {{7, kIdGroup, 9, "wheel"}}});
-  EXPECT_TRUE(ids.ends_with("\1\0\0\0\7\0\0\0\2\0\0\0\x9\0\0\0\5\0\0\0wheel"s));
-  EXPECT_EQ(LoadU64(ids.data() + dtl_at::kIdSection), ids.size() - 25);
 }
 
 }  // namespace
