@@ -1,5 +1,6 @@
 #include "reports/md5lanes.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "base/bytes.h"
@@ -69,7 +70,7 @@ uint64_t BigEndian(uint32_t first, uint32_t second) {
 // After the message come a byte 0x80, zeros, and its length in bits.
 void Md5Lanes::Set(size_t lane, std::span<const unsigned char> message) {
   std::array<unsigned char, kWords * sizeof(uint32_t)> block{};
-  std::memcpy(block.data(), message.data(), message.size());
+  std::ranges::copy(message, block.begin());
   block[message.size()] = 0x80;
   for (size_t i = 0; i < kWords; ++i) words_[i][lane] = LoadU32(&block[i * sizeof(uint32_t)]);
   words_[kWords - 2][lane] = static_cast<uint32_t>(message.size() * 8);
