@@ -68,7 +68,7 @@ struct CloseDirectory {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 
-// Tells of copies that runs which were killed have left beside `name`.
+// Tells of the copies beside `name` that killed runs have left.
 void TellLeftovers(const std::string& name) {
   const size_t base = name.rfind('/') + 1;  // 0 without a separator
   const std::string directory = name.substr(0, base);
@@ -113,7 +113,7 @@ void InflateBeside(DetailFile& detail) {
   }
 }
 
-// The file that `name` stands for: the last one of a chain of symbolic links.
+// The file that `name` leads to: the last one of a chain of symbolic links.
 std::string Resolved(const std::string& name) {
   const std::unique_ptr<char, decltype(&std::free)> path(realpath(name.c_str(), nullptr),
                                                          std::free);
@@ -135,7 +135,7 @@ DetailFile OpenDtlFile(const char* name, const char* mode) {
   DetailFile detail;
   detail.name = name;
   const int access = std::strchr(mode, '+') != nullptr ? O_RDWR : O_RDONLY;
-  // Without waiting for the other end of a pipe, which is no scan anyway.
+  // Opened so that a pipe, which is no scan, is not waited for.
   detail.file = UniqueFd(open(name, access | O_NONBLOCK | O_CLOEXEC));
   if (!detail.file.valid()) PosixErrExit(0, L"Unable to open scan detail file '%s'\n", name);
   struct stat info {};
@@ -162,7 +162,7 @@ void CloseDtlFile(DetailFile& detail) {
     PosixErrExit(0, L"Couldn't find DTL file: '%s'\n", detail.name);
   }
   FreeTempName(detail.name, detail.copy);
-  // The line is what users and scripts know this moment by; the file was compressed all the time.
+  // Nothing is compressed here: the file has been so all the time. Users and scripts know the line.
   ConsoleEntry(Console(), L"Compressing DTL file\n");
   detail.copy.Remove();
 }

@@ -16,7 +16,7 @@ namespace tabulon {
 
 struct DetailFile {
   std::string name;   // as given
-  UniqueFd file;      // what `name` stood for when it was opened, under a shared lock
+  UniqueFd file;      // what `name` led to when it was opened, under a shared lock
   FileState opened;   // of `file`, before its first byte was read
   TempFile copy;      // the inflated form; valid for a compressed file only
   bool whole = true;  // a compressed file that is damaged or changed: the copy is not the scan
@@ -27,24 +27,24 @@ struct DetailFile {
 };
 
 // Opens the file named by -dtl, inflating it when it is compressed. `mode` is "rb". Every failure
-// ends the run, and leaves the file as it is; so does a file that is no regular file. A compressed
-// file that is damaged is told and makes the exit status 1; what could be inflated is read.
+// ends the run and leaves the file as it is; a file that is no regular file is such a failure. Of a
+// damaged compressed file, what could be inflated is read; the damage is told, and the exit status
+// is 1.
 DetailFile OpenDtlFile(const char* name, const char* mode);
 
-// Ends the use of the file on every road but a query: nothing of it stays but the file itself. A
-// compressed file's name must still be there, and the name for its temporary file free, or the run
-// ends with the message of that.
+// Ends the use of the file after anything but a query: the copy goes, the file is as it was. Of a
+// compressed file, the name must still exist, and the name of its temporary file must be free; if
+// not, the run ends with the message for that.
 void CloseDtlFile(DetailFile& detail);
 
 // Ends the use of the file after a query: the inflated copy takes the place of a compressed file,
 // with its owner (where permitted) and mode, so that the next query need not inflate it. A symbolic
-// link is followed. What keeps the copy from it (another run reads the file, somebody else has put
-// another file there, the file is damaged, the disk refuses) is told; then the file stays
-// compressed.
+// link is followed. The file stays compressed, and the reason is told, when another run reads it,
+// another file has come to its place, it is damaged, or the disk refuses.
 void KeepInflated(DetailFile& detail);
 
-// Tells when the file is no longer what it was when it was opened, because it was written to while
-// the run read it, and makes the exit status 1. To be called after the last byte has been read.
+// Tells when the file has changed since it was opened, because something wrote to it while the run
+// read it, and makes the exit status 1. To be called after the last byte has been read.
 void CheckUnchanged(const DetailFile& detail);
 
 }  // namespace tabulon

@@ -12,13 +12,13 @@ namespace tabulon {
 inline constexpr uint32_t kOptTakesArgument = 0x1;
 inline constexpr uint32_t kOptArgumentRequired = 0x2;
 inline constexpr uint32_t kOptNumeric = 0x4;          // the argument must be a number
-inline constexpr uint32_t kOptPlusAllowed = 0x8;      // '+' may stand for '-'
+inline constexpr uint32_t kOptPlusAllowed = 0x8;      // '+' may take the place of '-'
 inline constexpr uint32_t kOptRepeatable = 0x10;      // each occurrence goes to the row's list
 inline constexpr uint32_t kOptMayAttach = 0x20;       // the rest of the element may be the argument
 inline constexpr uint32_t kOptMustAttach = 0x40;      // the next element is never the argument
-inline constexpr uint32_t kOptTextMayFollow = 0x80;   // behind a name of several letters
-inline constexpr uint32_t kOptNoTextFollows = 0x100;  // behind a name of one letter
-inline constexpr uint32_t kOptAlias = 0x200;          // stands for the row numbered `position`
+inline constexpr uint32_t kOptTextMayFollow = 0x80;   // after a name of several letters
+inline constexpr uint32_t kOptNoTextFollows = 0x100;  // after a name of one letter
+inline constexpr uint32_t kOptAlias = 0x200;          // another name of the row numbered `position`
 
 // How an option was given; set by the parser.
 inline constexpr uint32_t kOptGiven = 0x10000;
@@ -40,7 +40,7 @@ struct CmdOption {
   const char* name = nullptr;  // without its prefix character; null ends the table
   uint32_t flags = 0;
   int32_t position = -1;        // index of the element that gave the option, -1 = not given; of an
-                                // alias, the row it stands for
+                                // alias, the row that it names
   const char* value = nullptr;  // the argument; null = none
   int64_t number = 0;           // the argument as a number, an unsigned one by its bit pattern; the
                                 // number of occurrences of a repeatable option

@@ -26,7 +26,7 @@ struct CommandLine {
   size_t next = 1;  // the element to process next
 };
 
-// Parses the program's command line: ends the run on errors, names are case-sensitive.
+// Parses the program's command line. Errors end the run; letter case counts in names.
 CmdOptions ParseCommandLine(std::span<char*> elements);
 
 // Parses into any table that ends with a nameless row. Returns the element at which parsing failed
@@ -34,12 +34,12 @@ CmdOptions ParseCommandLine(std::span<char*> elements);
 const char* ParseCommandLineEx(std::span<char*> elements, uint32_t mode,
                                std::span<CmdOption> table);
 
-// Parses the next element with the arguments it takes from its followers, and moves behind them.
+// Parses the next element with the arguments it takes from its followers, and moves past them.
 // Returns the element when it failed, or null. REQUIRES: line.next < line.elements.size().
 const char* ProcessCommandLineElement(CommandLine& line, std::span<CmdOption> table);
 
-// The row whose name `text` begins with, and the row that it stands for when it is an alias: the
-// longest name wins, the later one of equally long names. -1 = none.
+// FindOption: the row whose name `text` begins with; the longest name wins, and the later one of
+// equally long names. ReplaceAlias: the row that an alias names, any other row itself. -1 = none.
 int FindOption(std::span<const CmdOption> table, const char* text, uint32_t mode);
 int ReplaceAlias(std::span<const CmdOption> table, int row);
 

@@ -33,7 +33,7 @@ std::wstring ShownRoot(const Scan& scan) {
   return last;
 }
 
-// The part of the file name that stands for the root.
+// The part of the file name that is made from the root.
 std::wstring RootNamePart(std::wstring_view root, wchar_t pathSep) {
   if (root.size() > 1 && root[1] == L':') return Formatted(L"%cdrive", root[0]);
   if (!root.empty() && root.front() == pathSep) root.remove_prefix(1);

@@ -1,4 +1,4 @@
-// Completes the module parsecommand.
+// Completes the module driver.
 #include "driver/rest.h"
 
 #include "driver/parsecommand.h"

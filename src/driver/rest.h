@@ -1,5 +1,4 @@
-// Completes the module parsecommand: looking an option up without parsing, which this program does
-// not do.
+// Completes the module driver: looking up an option without parsing it.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +8,7 @@
 
 namespace tabulon {
 
-// The row that FindOption finds, or the row that it stands for when it is an alias. -1 = none.
+// The row that FindOption finds, or the one that it names when it is an alias. -1 = none.
 int CheckOptionTable(std::span<const CmdOption> table, const char* text, uint32_t mode);
 
 }  // namespace tabulon

@@ -9,8 +9,8 @@
 namespace tabulon {
 namespace {
 
-// Kept as it stands: the default is "trawlx.dtl" in truth, <report-directory lacks its '>', and
-// the options for support and tests are not mentioned.
+// Kept so, with its errors: the default is "trawlx.dtl" in truth, <report-directory lacks its '>',
+// and the options for support and tests are not mentioned.
 constexpr std::string_view kUsageText =
     R"(
 Tabulon is the report generation partner application of Trawlix

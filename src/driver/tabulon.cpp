@@ -100,7 +100,7 @@ void TellScanTime() {
   ConsoleEntry(ErrorConsole(), L"Scan time: %ls.\n", time);
 }
 
-// "all" stands in front of the categories, whatever its place on the command line.
+// "all" is the first of the categories, wherever it is on the command line.
 std::list<std::wstring> CollectCategories(const CmdOptions& cmdOpts) {
   std::list<std::wstring> catList;
   for (const CmdOccurrence& category : cmdOpts[kOptCat].list) {
@@ -132,15 +132,15 @@ DetailInput OpenDetail(const CmdOptions& cmdOpts, const Settings& settings) {
   return input;
 }
 
-// Gives back what the detail file's use took.
+// Ends the use of the detail file.
 void CleanUp(DetailInput& input) {
   input.scan.security.reset();
   CloseDebugLogFile();
   CloseDtlFile(input.file);
 }
 
-// A scan that lost its end gives whole reports of what is left: somebody has to know. Readers of
-// the results do not, so the list log is not told.
+// A scan that lost its end gives whole reports of what is left, so the error log tells of it. The
+// list log holds results only.
 void TellBreakOff(const DetailInput& input, const PassEnd& end) {
   if (end.atEndMarker) return;
   const LogRoot& root = input.scan.logRoot;
@@ -167,7 +167,7 @@ void RunDefaultSummary(const Settings& settings, DetailInput& input) {
 // Every report of the configuration file, in one pass.
 void RunConfiguration(const char* path, const Settings& options, const RunTuning& tuning,
                       DetailInput& input) {
-  // Whoever stops reading the list log shall not cost anyone a report file.
+  // When the reader of the list log goes away, the report files are written all the same.
   std::signal(SIGPIPE, SIG_IGN);
   const Scan& scan = input.scan;
   Configuration configuration = ReadConfiguration(path, scan, kReportKinds, options);
