@@ -11,6 +11,7 @@
 
 #include "base/memory.h"
 #include "base/sortedruns.h"
+#include "base/threads.h"
 
 namespace tabulon {
 
@@ -37,9 +38,10 @@ class SortedSpool {
   }
   uint64_t total() const { return total_; }
 
-  // Ends the adding; the first entry in order is the next to be read.
-  void Finish() {
-    if (runs_.empty()) return Sort();
+  // Ends the adding; the first entry in order is the next to be read. What is in memory is sorted
+  // by so many threads.
+  void Finish(size_t threads = 1) {
+    if (runs_.empty()) return Sort(threads);
     SpillRun();
     entries_.Release();
     runs_.Start();
@@ -75,7 +77,7 @@ class SortedSpool {
     bool Less(const char* a, const char* b) const { return Order::Less(Load(a), Load(b)); }
   };
 
-  void Sort() {
+  void Sort(size_t threads = 1) {
     if (entries_.size() < kSortBuckets) {
       std::sort(entries_.begin(), entries_.end(), Order::Less);
       return;
@@ -91,9 +93,12 @@ class SortedSpool {
     spread.Resize(entries_.size());
     std::vector<size_t> next(ends.begin(), ends.end() - 1);
     for (const T& entry : entries_) spread[next[Order::Bucket(entry)]++] = entry;
-    for (uint32_t b = 0; b < kSortBuckets; ++b) {
-      std::sort(spread.begin() + ends[b], spread.begin() + ends[b + 1], Order::Less);
-    }
+    constexpr size_t kAtOnce = 16;
+    ShareOut(threads, kSortBuckets / kAtOnce, [&](size_t, size_t piece) {
+      for (size_t b = piece * kAtOnce; b < (piece + 1) * kAtOnce; ++b) {
+        std::sort(spread.begin() + ends[b], spread.begin() + ends[b + 1], Order::Less);
+      }
+    });
     entries_ = std::move(spread);
   }
 

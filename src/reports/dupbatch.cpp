@@ -171,8 +171,8 @@ uint32_t DupBatch::Add(DupGroups& groups, const DupGroup& group, uint32_t first)
   groups.members().Read(group.first + first, std::min<size_t>(group.count - first, room), some_);
   for (const DupMember& member : some_) {
     if (textLength_ >= mostText_) break;
-    textLength_ += member.textLength;
-    places_.Push({member.position, member.directory, static_cast<uint32_t>(places_.size()),
+    textLength_ += member.textLength();
+    places_.Push({member.position(), member.directory, static_cast<uint32_t>(places_.size()),
                   static_cast<uint32_t>(parts_.size())});
   }
   const auto count = static_cast<uint32_t>(places_.size() - at);

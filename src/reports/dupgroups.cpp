@@ -158,7 +158,7 @@ void DupGrouper::EndRun() {
 }
 
 void DupGrouper::AddMember(const Candidate& candidate) {
-  const DupMember member = {candidate.position, candidate.directory, candidate.textLength, 0};
+  const DupMember member(candidate.position, candidate.directory, candidate.textLength);
   if (++groupCount_ == 1) {
     first_ = member;
     return;
@@ -254,7 +254,7 @@ void DupGroups::Make(std::vector<DigestPartitions>& found) {
     }
   });
   for (DigestPartitions& some : found) some.Release();
-  groups_.Finish();
+  groups_.Finish(threads);
 }
 
 // A partition is that large when very many files are equal.

@@ -1,6 +1,7 @@
 // Candidates sorted into groups of duplicates, and the groups into the order of the report.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -65,12 +66,26 @@ class DupDebugFiles {
 
 // A file of a group.
 struct DupMember {
-  uint64_t position;    // file offset of its record
-  uint64_t directory;   // file offset of its directory's record
-  uint32_t textLength;  // bytes of its stored name and directory path
-  uint32_t unused;
+  DupMember() = default;
+  // `textLength`: bytes of its stored name and directory path.
+  DupMember(uint64_t position, uint64_t fromDirectory, uint32_t textLength)
+      : directory(fromDirectory),
+        packed_(position << kLengthBits | std::min((textLength + kUnit - 1) / kUnit, kMostUnits)) {}
+
+  // File offset of its record.
+  uint64_t position() const { return packed_ >> kLengthBits; }
+  // About the bytes of its stored name and directory path.
+  uint64_t textLength() const { return (packed_ & kMostUnits) * kUnit; }
+  uint64_t directory = 0;  // file offset of its directory's record
+
+ private:
+  // Positions have 52 bits: more than any file system allows.
+  static constexpr uint32_t kLengthBits = 12;
+  static constexpr uint32_t kUnit = 32;
+  static constexpr uint32_t kMostUnits = (1U << kLengthBits) - 1;
+  uint64_t packed_ = 0;
 };
-static_assert(sizeof(DupMember) == 24);
+static_assert(sizeof(DupMember) == 16);
 
 // The members of all groups, group after group. What exceeds the memory limit goes to a temporary
 // file.
@@ -166,13 +181,14 @@ class DupGrouper {
 
 class DupGroups {
  public:
-  // `files`: as for DupGrouper. `limit`: groups and members, each, held in memory.
+  // `files`: as for DupGrouper. `limit`: of a partition's candidates held in memory; twice as many
+  // groups and four times as many members are.
   DupGroups(DupDebugFiles* files, size_t limit, uint32_t fileIncr)
       : files_(files),
         fileIncr_(fileIncr),
         limit_(limit),
-        groups_(limit, "dupsort.tmp"),
-        members_(limit) {}
+        groups_(2 * limit, "dupsort.tmp"),
+        members_(4 * limit) {}
 
   // Makes the groups of all candidates, and counts.
   void Make(std::vector<DigestPartitions>& found);

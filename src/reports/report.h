@@ -19,12 +19,13 @@
 namespace tabulon {
 
 // How much the duplicate finder takes in at a time; tests set it lower. Defaults: runs of 5,000,000
-// files, 96 MiB of gathered entries with 24 MiB of directories, and in the sorted stores 224, 128
-// and 96 MiB.
+// files, 96 MiB of gathered entries with 24 MiB of directories, and in the sorted stores 224, 256
+// and 256 MiB.
 struct DupLimits {
   uint32_t runFiles = 5'000'000;       // files of one run: groups are counted run by run
   size_t gathered = size_t{12} << 20;  // entries gathered in memory
-  size_t sorted = size_t{4} << 20;     // candidates, groups and members, each, held in memory
+  size_t sorted = size_t{4} << 20;     // candidates held in memory; twice as many groups, four
+                                       // times as many members
   size_t written = size_t{2} << 20;    // members of groups whose records are read at a time
   size_t partition = 8192;             // files that are looked at together, about
   uint32_t rangeBits = 24;             // records are read in ranges of 2^rangeBits bytes

@@ -199,14 +199,14 @@ bool FindsDistantMembers() {
       });
       ArmFault({kept ? 0 : kCallWrite, Mishap::kLeavesHole}, calls.get());
     }
-    members.Add({.position = i, .directory = i / 2, .textLength = 0, .unused = 0});
+    members.Add(DupMember(i, i / 2, 0));
   }
   for (const uint64_t at : looked) {
     std::vector<DupMember> found;
     if (at >= members.count()) continue;
     members.Read(at - 1, 3, found);
     for (uint64_t i = 0; i < 3; ++i) {
-      if (found.size() != 3 || found[i].position != at - 1 + i) return false;
+      if (found.size() != 3 || found[i].position() != at - 1 + i) return false;
     }
   }
   return true;
