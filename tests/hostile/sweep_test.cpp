@@ -31,7 +31,7 @@ class Sampler {
 // Seconds of processor time for a run on 64 KiB: any, and one that a huge count must not lengthen.
 // Sanitizers, or a build without optimising, make each several times as long.
 constexpr double kLongestRun = 1;
-#if defined(__SANITIZE_ADDRESS__) || !defined(NDEBUG)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(NDEBUG)
 constexpr double kShortRun = 0.25;
 #else
 constexpr double kShortRun = 0.05;
