@@ -15,6 +15,7 @@
 #include "base/loganderr.h"
 #include "base/spoolfile.h"
 #include "base/textspool.h"
+#include "tests/ending.h"
 #include "tests/support.h"
 
 namespace tabulon {
@@ -183,6 +184,19 @@ TEST_F(SpoolFiles, GiveBackWhatWasAppended) {
   SpoolFile spool;
   EXPECT_FALSE(spool.Create("spool") || spool.IsOpen());
   EXPECT_NE(spool.path(), "");
+}
+
+TEST_F(SpoolFiles, WhatWasCutEndsTheRun) {
+  SpoolFile spool;
+  ASSERT_TRUE(spool.Create("spool"));
+  Fill(spool, 2000);
+  spool.Rewind();
+  std::filesystem::resize_file(spool.path(), 31999);
+  const auto read = [&] {
+    for (Record record; spool.Read(&record, sizeof record);) continue;
+  };
+  EXPECT_ENDS(read(), 1,
+              testing::MatchesRegex("Error reading '.*/spool.*'\n  \\(p5\\) Input/output error\n"));
 }
 
 // Entries of a text spool: four bytes of length, and a text, by which they are sorted.
