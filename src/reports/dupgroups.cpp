@@ -129,14 +129,15 @@ void DupMembers::Read(uint64_t first, size_t number, std::vector<DupMember>& out
 
 void DupGrouper::Add(const Candidate& candidate) {
   if (!run_.empty()) {
-    if (candidate.digest != run_.front().digest) {
+    if (candidate.digest != last_.digest) {
       EndGroup();
-    } else if (candidate.run != run_.front().run) {
+    } else if (candidate.run != last_.run) {
       EndRun();
-      run_.clear();
     }
   }
-  run_.push_back(candidate);
+  last_ = candidate;
+  run_.emplace_back(candidate.position, candidate.directory, candidate.textLength);
+  if (files_ != nullptr) kept_.push_back(candidate);
 }
 
 // Within a run the files of a group have sequence numbers 0, 1, 2 ... in file order, and are
@@ -149,16 +150,17 @@ void DupGrouper::EndRun() {
     std::sort(sequence_.begin(), sequence_.end(),
               [](uint32_t a, uint32_t b) { return __builtin_bswap32(a) < __builtin_bswap32(b); });
   }
-  if (files_ != nullptr) files_->AddRun(run_, sequence_);
+  if (files_ != nullptr) files_->AddRun(kept_, sequence_);
   for (const uint32_t i : sequence_) AddMember(run_[i]);
   const uint64_t later = run_.size() - 1;
   totals.files += later;
-  totals.bytes += later * run_.front().size;
-  totals.allocated += later * AllocatedSize(run_.front().size, fileIncr_);
+  totals.bytes += later * last_.size;
+  totals.allocated += later * AllocatedSize(last_.size, fileIncr_);
+  run_.clear();
+  kept_.clear();
 }
 
-void DupGrouper::AddMember(const Candidate& candidate) {
-  const DupMember member(candidate.position, candidate.directory, candidate.textLength);
+void DupGrouper::AddMember(const DupMember& member) {
   if (++groupCount_ == 1) {
     first_ = member;
     return;
@@ -169,20 +171,18 @@ void DupGrouper::AddMember(const Candidate& candidate) {
 
 void DupGrouper::EndGroup() {
   if (run_.empty()) return;
-  const Candidate& last = run_.back();
   EndRun();
   if (groupCount_ > 1) {
     made_ += groupCount_;
-    groups.push_back({.size = last.size,
+    groups.push_back({.size = last_.size,
                       .first = made_ - groupCount_,
                       .count = groupCount_,
-                      .modified = last.modified,
-                      .created = last.created,
+                      .modified = last_.modified,
+                      .created = last_.created,
                       .unused = 0});
   }
   if (files_ != nullptr) files_->EndGroup(groupCount_);
   groupCount_ = 0;
-  run_.clear();
 }
 
 namespace {
@@ -260,7 +260,8 @@ void DupGroups::Make(std::vector<DigestPartitions>& found) {
 // A partition is that large when very many files are equal.
 void DupGroups::GroupLarge(const std::vector<DigestPartitions>& found, size_t partition) {
   constexpr size_t kMembersAtOnce = 64U << 10;
-  SortedSpool<Candidate, CandidateOrder> sorted(limit_, "dups.tmp");
+  // Other candidates are in memory, and the members of a whole run.
+  SortedSpool<Candidate, CandidateOrder> sorted(limit_ / 4 + 1, "dups.tmp");
   for (const DigestPartitions& some : found) {
     some.ForEach(partition, [&](std::span<const Candidate> candidates) {
       for (const Candidate& candidate : candidates) sorted.Add(candidate);

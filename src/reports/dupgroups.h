@@ -168,11 +168,13 @@ class DupGrouper {
 
  private:
   void EndRun();
-  void AddMember(const Candidate& candidate);
+  void AddMember(const DupMember& member);
 
   DupDebugFiles* files_;
   uint32_t fileIncr_;
-  std::vector<Candidate> run_;      // the files of one group in one run, in file order
+  Candidate last_{};                // added
+  std::vector<DupMember> run_;      // the files of one group in one run, in file order
+  std::vector<Candidate> kept_;     // the same, for files_
   std::vector<uint32_t> sequence_;  // of these files
   DupMember first_{};               // of the group, until it has a second one
   uint32_t groupCount_ = 0;         // files of the group in the runs that have ended
