@@ -194,7 +194,8 @@ class SynthScan {
     record_.flags |= kRecordHasStreams;
     record_.streams.push_back({":Zone.Identifier:$DATA", 26});
     if (random_.PerMille(300)) {
-      record_.streams.push_back({":SummaryInformation:$DATA", random_.Between(100, 9000)});
+      const StreamSpec summary{":SummaryInformation:$DATA", random_.Between(100, 9000)};
+      record_.streams.push_back(summary);
     }
   }
 
