@@ -132,6 +132,18 @@ bool AppendRandom(std::string& name) {
   return true;
 }
 
+// Gives the file `from` the name `to`. When a file replaces another, ext4 writes it out at once
+// (see auto_da_alloc in ext4(5)), so that a crash loses not both; for a large report that takes
+// longer than to make it. An empty file that the run itself has made is no loss, so it changes
+// names.
+bool TakeName(const std::string& from, const std::string& to, bool isEmpty) {
+  if (isEmpty && renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE) == 0) {
+    unlink(from.c_str());
+    return true;
+  }
+  return rename(from.c_str(), to.c_str()) == 0;
+}
+
 }  // namespace
 
 TempPlace::TempPlace(std::optional<std::string> directory, std::optional<std::string> id)
@@ -288,7 +300,7 @@ void TempFile::KeepUnlessSignalled() {
 bool TempFile::Replace(TempFile& other) {
   {
     const ListLock lock;
-    if (rename(path_.c_str(), other.path_.c_str()) != 0) return false;
+    if (!TakeName(path_, other.path_, other.live_ != nullptr)) return false;
     for (const TempFile* file : {this, &other}) {
       if (file->live_) TakeOffList(*file->live_);
     }

@@ -187,7 +187,9 @@ TEST_P(Faults, FailuresAreTold) {
       ExpectScanAndNothingElse(files, kind == kCallName);
       // A query may leave the scan compressed.
       if (files.contains("x.dtl")) files["x.dtl"] = soundFiles_["x.dtl"];
-      if (!run.Clean() && !inLog) EXPECT_EQ(Differences(files, soundFiles_), "");
+      if (!run.Clean() && !inLog) {
+        EXPECT_EQ(Differences(files, soundFiles_), "");
+      }
       if (run.status == 0 && kind != kCallName && run.out == sound_.out) {
         EXPECT_EQ(Differences(files, soundFiles_), "") << "errno " << errnum;
       }
