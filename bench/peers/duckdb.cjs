@@ -1,14 +1,15 @@
-// DuckDB on a table of its own: node duckdb.cjs load|W1|...|W6. Results go to duckdb/, the seconds
+// DuckDB on a table of its own: node duckdb.cjs load|W1|...|W7. Results go to duckdb/, the seconds
 // from opening the database to the last result to standard output: the host's own start is no part.
 'use strict';
 const { DuckDBInstance } = require('@duckdb/node-api');
 
 const load = `create table f as select dir, name, ext, type, size, modified, accessed, created,
-    attributes, uid, gid
+    attributes, uid, gid, links, inode, target
   from read_csv('scan.csv', header = false, auto_detect = false, delim = ',', quote = '"',
-    force_not_null = ['ext'], columns = {dir: 'varchar', name: 'varchar', ext: 'varchar',
+    force_not_null = ['ext', 'target'], columns = {dir: 'varchar', name: 'varchar', ext: 'varchar',
       type: 'varchar', size: 'bigint', modified: 'timestamp', accessed: 'timestamp',
-      created: 'timestamp', attributes: 'uinteger', uid: 'uinteger', gid: 'uinteger'})`;
+      created: 'timestamp', attributes: 'uinteger', uid: 'uinteger', gid: 'uinteger',
+      links: 'uinteger', inode: 'uinteger', target: 'varchar'})`;
 
 const sizes = [4096, 32768, 131072, 1048576, 8388608, 67108864, 536870912];
 const days = ['2021-01-01', '2022-07-01', '2023-10-01', '2024-09-01'];
@@ -39,6 +40,7 @@ const filters = {
 const tags = Object.keys(filters);
 
 const path = "concat(dir, '/', name)";
+const time = (column) => `strftime(${column}, '%Y-%m-%dT%H:%M:%SZ')`;
 const noDirectory = "type <> 'dir' and attributes & 16 = 0";
 const queries = {
   W1: `with counts as materialized (select ${band(sizes.map((s) => `size <= ${s}`))} s,
@@ -62,7 +64,11 @@ const queries = {
       from (select size, ${tags.map((tag, i) => `${filters[tag]} h${i}`)} from f
         where type <> 'dir'))
     ${tags.map((tag, i) => `select '${tag},' || n${i} || ',' || b${i} from hits`).join(' union all ')}`,
+  W7: `select ${path}, case when attributes & 16 = 0 then 'F' else 'D' end, size, ${time('created')},
+      ${time('modified')}, ${time('accessed')}, links, inode, uid, gid, target, attributes & 4095
+    from f where type <> 'dir'`,
 };
+const partsOfW6 = ['W1', 'W2', 'W2b', 'W3', 'W4', 'W5'];
 
 (async () => {
   const work = process.argv[2];
@@ -74,9 +80,9 @@ const queries = {
     await connection.run('checkpoint');
   } else {
     await connection.run('set preserve_insertion_order = false');
-    for (const name of work === 'W6' ? Object.keys(queries) : [work]) {
+    for (const name of work === 'W6' ? partsOfW6 : [work]) {
       await connection.run(`copy (${queries[name]}) to 'duckdb/${name}'
-        (format csv, header false, quote '', escape '', delimiter E'\\t')`);
+        (format csv, header false, quote '', escape '', delimiter E'${name === 'W7' ? ',' : '\\t'}')`);
     }
   }
   connection.closeSync();
