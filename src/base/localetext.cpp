@@ -3,6 +3,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 namespace tabulon {
 
@@ -12,6 +13,11 @@ void ChooseLocale() {
   const char* all = std::getenv("LC_ALL");
   const bool plain = std::strcmp(type, "C") == 0 || std::strcmp(type, "POSIX") == 0;
   if (plain && (all == nullptr || *all == '\0')) std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
+void SettleTimeZone() {
+  setenv("TZ", ":/etc/localtime", 0);
+  tzset();
 }
 
 CaseFold::CaseFold() {

@@ -1,4 +1,4 @@
-// The process locale: how it is chosen, and its lower case.
+// The process locale: how it is chosen, and its lower case; the time zone.
 #pragma once
 
 #include <array>
@@ -11,6 +11,11 @@ namespace tabulon {
 // Sets the user's locale, which names and messages follow. Where that leaves plain ASCII without
 // anyone having asked for it (cron, containers), text is UTF-8, so that names survive.
 void ChooseLocale();
+
+// Settles the local time zone, before any other thread runs. Where nobody has chosen one it is that
+// of the system, and is named: for a zone without a name the C library reads /etc/localtime's state
+// anew at every time that is formatted, and keeps its name in new memory each time.
+void SettleTimeZone();
 
 // Lower-cases units: ASCII through a table, the rest through towlower(3). The table holds what
 // towlower says of the ASCII units, which in a locale like tr_TR is not always ASCII.

@@ -226,6 +226,7 @@ void RunQuery(const CmdOptions& cmdOpts, const Settings& settings, const PassSha
 
 int RealMain(std::span<char*> arguments, const RunTuning& tuning) {
   ChooseLocale();
+  SettleTimeZone();
   EndRunWhenMemoryIsExhausted();
   // A file that reaches the size limit is told like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "base/localetext.h"
 #include "base/loganderr.h"
 #include "base/tempfile.h"
 #include "detail/scandetail.h"
@@ -82,6 +83,7 @@ class Merging : public testing::Test {
  protected:
   void SetUp() override {
     std::setlocale(LC_ALL, "C.UTF-8");
+    SettleTimeZone();
     settings_.csvSep = L',';
     settings_.adsFull = true;
     settings_.fileIncr = 512;
