@@ -148,12 +148,12 @@ Logs& CurrentLogs() {
   return *currentLogs;
 }
 
-SideBySide::SideBySide() : logs_(CurrentLogs()) {
-  logs_.sideBySide = true;
+SideBySide::SideBySide() : logs_(CurrentLogs()), outermost_(!logs_.sideBySide) {
+  if (outermost_) logs_.sideBySide = true;
 }
 
 SideBySide::~SideBySide() {
-  logs_.sideBySide = logs_.ended = false;
+  if (outermost_) logs_.sideBySide = logs_.ended = false;
 }
 
 std::string MakeFilename(std::string_view pattern) {

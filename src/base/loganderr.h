@@ -141,7 +141,8 @@ void FaultEntry(WideFormat<A...> format, const A&... args) {
 }
 
 // While it lives, other threads than the one that made it run. They write nothing to the logs but
-// by WriteInTurn and the fatal exits. Of several fatal exits only the first tells its message.
+// by WriteInTurn and the fatal exits. Of several fatal exits only the first tells its message. One
+// of these threads may start threads of its own: the outermost counts.
 class SideBySide {
  public:
   SideBySide();
@@ -151,6 +152,7 @@ class SideBySide {
 
  private:
   Logs& logs_;
+  bool outermost_;
 };
 
 // Calls write() while no other thread writes; not at all when one has ended the run.

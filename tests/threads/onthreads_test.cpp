@@ -72,6 +72,21 @@ TEST(OnThreads, TellOneOfSeveralFailures) {
   EXPECT_ENDS(ErrExit(L"again\n"), 1, "again\n");
 }
 
+TEST(OnThreads, TellOneOfSeveralFailuresWhenOneHasStartedMore) {
+  const auto fail = [] {
+    std::atomic<bool> returned = false;
+    OnThreads(2, [&](size_t thread) {
+      if (thread == 1) {
+        OnThreads(2, [](size_t) {});
+        returned = true;
+      }
+      while (!returned) PauseProcessor();
+      ErrExit(L"once\n");
+    });
+  };
+  EXPECT_ENDS(fail(), 1, "once\n");
+}
+
 TEST(OnThreads, LeaveSignalsToTheFirst) {
   static std::atomic<pthread_t> heardBy;
   heardBy = pthread_t{};
