@@ -13,7 +13,6 @@
 namespace tabulon {
 namespace {
 
-constexpr mode_t kModeBits = 07777;
 constexpr mode_t kPermissionBits = 0777;
 
 // Brings the names in the directory of `path` to disk. A directory that may not be read, or a

@@ -53,11 +53,6 @@ class RecordBatch {
   uint64_t PositionOf(size_t i) const {
     return position_ + static_cast<uint64_t>(fixed_[i] - fixed_[0]);
   }
-  // File offset of the directory record that is current at record `i`; 0 before the first one.
-  uint64_t DirectoryPosition(size_t i) {
-    if (!directoriesKnown_) NoteDirectories();
-    return directoryOf_[i] == kNone ? directoryBeforePosition_ : PositionOf(directoryOf_[i]);
-  }
   const RecordLayout& layout() const { return *layout_; }
   // The fixed part of record `i`.
   RecordFields fields(size_t i) const { return {fixed_[i], layout_}; }

@@ -106,7 +106,7 @@ bool DupCandidates::Gather(Pass& pass) {
     const uint64_t fingerprint = *next++;
     if ((batch.fields(i).attributes() & kAttrDirectory) != 0) return;
     const uint64_t position = batch.PositionOf(i);
-    const uint64_t directory = batch.DirectoryPosition(i);
+    const uint64_t directory = batch.DirectoryPositionOf(i);
     if (directory != directory_ || position >= rangeEnd_) NoteDirectory(position, directory);
     runs_.Count(position);
     entries.Add(PartitionOf(fingerprint, partitions), EntryOf(fingerprint, position));
