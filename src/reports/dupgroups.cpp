@@ -117,8 +117,8 @@ void DupMembers::Read(uint64_t first, size_t number, std::vector<DupMember>& out
     const size_t at = out.size();
     out.resize(at + fromFile);
     const size_t bytes = fromFile * sizeof(DupMember);
-    if (ReadFullyAt(file_.fd(), out.data() + at, bytes,
-                    static_cast<off_t>(first * sizeof(DupMember))) != static_cast<ssize_t>(bytes)) {
+    if (!ReadExactlyAt(file_.fd(), out.data() + at, bytes,
+                       static_cast<off_t>(first * sizeof(DupMember)))) {
       PosixErrExit(0, L"Error reading '%s'\n", file_.path());
     }
   }
