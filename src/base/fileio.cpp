@@ -1,5 +1,6 @@
 #include "base/fileio.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -45,6 +46,11 @@ ssize_t ReadFullyAt(int fd, void* buffer, size_t size, off_t offset) {
 
 bool ReadExactlyAt(int fd, void* buffer, size_t size, off_t offset) {
   return Whole(ReadFullyAt(fd, buffer, size, offset), size, EIO);
+}
+
+uint64_t FileSize(int fd) {
+  struct stat info {};
+  return fstat(fd, &info) == 0 && info.st_size > 0 ? static_cast<uint64_t>(info.st_size) : 0;
 }
 
 bool WriteFully(int fd, const void* data, size_t size) {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 
 namespace tabulon {
@@ -45,6 +46,9 @@ ssize_t ReadFullyAt(int fd, void* buffer, size_t size, off_t offset);
 // Reads exactly `size` bytes at `offset`. Returns false with errno set, EIO when the file ends
 // before.
 bool ReadExactlyAt(int fd, void* buffer, size_t size, off_t offset);
+
+// The size of an open file in bytes; 0 when the system does not tell.
+uint64_t FileSize(int fd);
 
 // Writes all `size` bytes. Returns false with errno set when the file did not take them.
 bool WriteFully(int fd, const void* data, size_t size);

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <csignal>
@@ -12,11 +11,6 @@
 
 namespace tabulon {
 namespace {
-
-uint64_t SizeOfFile(int fd) {
-  struct stat info {};
-  return fstat(fd, &info) == 0 && info.st_size > 0 ? static_cast<uint64_t>(info.st_size) : 0;
-}
 
 // Offsets of mappings are multiples of this; all page sizes in use divide it.
 constexpr uint64_t kPage = 2 * 1024 * 1024;
@@ -40,7 +34,7 @@ bool EndRunOnBusErrors() {
 }  // namespace
 
 FileWindow::FileWindow(int fd, size_t readAtOnce)
-    : fd_(fd), readAtOnce_(readAtOnce), fileSize_(SizeOfFile(fd)) {
+    : fd_(fd), readAtOnce_(readAtOnce), fileSize_(FileSize(fd)) {
   static const bool prepared = EndRunOnBusErrors();
   static_cast<void>(prepared);
   posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);

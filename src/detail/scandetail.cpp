@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ctime>
 
+#include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/threads.h"
 #include "detail/baton.h"
@@ -161,8 +162,7 @@ constexpr uint64_t kWorthSharing = uint64_t{16} << 20;
 
 size_t ThreadsFor(const Scan& scan, const PassShare& share) {
   if (share.threads > 0) return std::min(share.threads, kMostThreads);
-  const uint64_t size = FileWindow(scan.dtlFile.get()).fileSize();
-  return size < kWorthSharing ? 1 : UsableProcessors();
+  return FileSize(scan.dtlFile.get()) < kWorthSharing ? 1 : UsableProcessors();
 }
 
 PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, const PassOptions& options) {

@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "base/fileio.h"
 #include "base/radixsort.h"
 #include "base/threads.h"
 #include "detail/attributes.h"
@@ -26,7 +27,7 @@ constexpr size_t kLookAhead = 16;
 constexpr uint64_t kMostLookedAtTwice = uint64_t{1} << 22;
 
 uint64_t SizeOf(const Scan& scan) {
-  return FileWindow(scan.dtlFile.get()).fileSize();
+  return FileSize(scan.dtlFile.get());
 }
 
 // Files that the scan can hold at most, whatever its totals say.

@@ -1,6 +1,5 @@
 #include "tools/scanreader/toolrun.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 #include <cstdio>
 #include <new>
 
+#include "base/fileio.h"
 #include "base/localetext.h"
 #include "base/loganderr.h"
 #include "base/memory.h"
@@ -98,8 +98,7 @@ void CloseRows(int rows) {
 
 uint64_t AssumedRecordsEnd(const Scan& scan) {
   const uint64_t firstRecord = scan.logRoot.firstRecord;
-  struct stat info {};
-  uint64_t end = fstat(scan.dtlFile.get(), &info) == 0 ? static_cast<uint64_t>(info.st_size) : 0;
+  uint64_t end = FileSize(scan.dtlFile.get());
   for (const uint64_t section : {scan.logHdr.securitySection, scan.logHdr.idSection}) {
     if (section > firstRecord) end = std::min(end, section);
   }
