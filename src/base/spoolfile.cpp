@@ -27,18 +27,31 @@ void ClosedTempFile::CreateOrEnd(const char* name) {
   if (!Create(name)) PosixErrExit(0, L"Unable to create temporary file '%s'\n", path());
 }
 
+bool ClosedTempFile::Open() {
+  return file_.valid() || file_.Reopen();
+}
+
+void ClosedTempFile::EndUse() {
+  if (!staysOpen_) file_.Close();
+}
+
+void ClosedTempFile::StayOpen(bool staysOpen) {
+  staysOpen_ = staysOpen;
+  EndUse();
+}
+
 void ClosedTempFile::Write(const void* bytes, size_t size, uint64_t offset) {
-  if (!file_.Reopen() || !WriteFullyAt(file_.fd(), bytes, size, static_cast<off_t>(offset))) {
+  if (!Open() || !WriteFullyAt(file_.fd(), bytes, size, static_cast<off_t>(offset))) {
     SpoolFailed(L"writing", path());
   }
-  file_.Close();
+  EndUse();
 }
 
 void ClosedTempFile::Read(void* bytes, size_t size, uint64_t offset) {
-  if (!file_.Reopen() || !ReadExactlyAt(file_.fd(), bytes, size, static_cast<off_t>(offset))) {
+  if (!Open() || !ReadExactlyAt(file_.fd(), bytes, size, static_cast<off_t>(offset))) {
     SpoolFailed(L"reading", path());
   }
-  file_.Close();
+  EndUse();
 }
 
 void ClosedTempFile::Damaged() const {
@@ -66,6 +79,7 @@ void SpoolFile::FlushToFile() {
 void SpoolFile::Rewind() {
   if (inFile_ > 0 && !reading_ && used_ > 0) FlushToFile();
   reading_ = true;
+  file_.StayOpen(true);
   readAt_ = 0;
   readInFile_ = 0;
   if (inFile_ > 0) used_ = 0;
@@ -74,7 +88,10 @@ void SpoolFile::Rewind() {
 // Brings the next bytes of the file into the buffer; false at the end.
 bool SpoolFile::Refill() {
   const auto size = static_cast<size_t>(std::min<uint64_t>(kBufferSize, inFile_ - readInFile_));
-  if (size == 0) return false;
+  if (size == 0) {
+    file_.StayOpen(false);
+    return false;
+  }
   file_.Read(buffer_.get(), size, readInFile_);
   readInFile_ += size;
   readAt_ = 0;

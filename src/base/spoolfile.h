@@ -21,13 +21,20 @@ class ClosedTempFile {
   void CreateOrEnd(const char* name);
   const std::string& path() const { return file_.path(); }
 
+  // Whether a descriptor is held between calls, too, from the next one on: for a file of which
+  // there are few at a time. Not so at first.
+  void StayOpen(bool staysOpen);
   void Write(const void* bytes, size_t size, uint64_t offset);
   void Read(void* bytes, size_t size, uint64_t offset);
   // Ends the run as a read that fails does: the file does not have what was written.
   [[noreturn]] void Damaged() const;
 
  private:
+  bool Open();
+  void EndUse();
+
   TempFile file_;
+  bool staysOpen_ = false;
 };
 
 // Fixed-size records that are appended during the scan and read back once, in order.
@@ -40,6 +47,10 @@ class SpoolFile {
   // needs none. A file that cannot be made then ends the run.
   void CreateWhenNeeded(const char* name) { laterName_ = name; }
   bool IsOpen() const { return created_; }
+  // Has the file hold a descriptor while records are appended, too, not only while they are read
+  // back: opening and closing a file costs about as much as moving a buffer, and far more where the
+  // file is on another machine.
+  void StayOpen() { file_.StayOpen(true); }
   const std::string& path() const { return file_.path(); }
 
   // Appends `size` bytes (at most kBufferSize). A write that fails ends the run with the file's

@@ -182,9 +182,9 @@ class Listing : public ReportAccumulator {
   Listing(const ReportDefinition& report, const ReportRun& run, const Listing* whole = nullptr)
       : report_(report), run_(run), selector_(report.kind->selects) {
     if (whole == nullptr) {
-      positions_.Create();
+      positions_.Create(run.filesStayOpen);
     } else {
-      positions_.CreateAsPartOf(whole->positions_);
+      positions_.CreateAsPartOf(whole->positions_, run.filesStayOpen);
     }
   }
 

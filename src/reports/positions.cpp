@@ -21,14 +21,18 @@ void CreatePositionFile(SpoolFile& positions) {
   ReportWriteError(positions.path(), errnum);
 }
 
-void PositionStore::Create() {
+void PositionStore::Create(bool staysOpen) {
   SpoolFile spool;
   CreatePositionFile(spool);
+  if (staysOpen) spool.StayOpen();
   if (spool.IsOpen()) streams_.emplace_back().spool = std::move(spool);
 }
 
-void PositionStore::CreateAsPartOf(const PositionStore& whole) {
-  if (!whole.streams_.empty()) streams_.emplace_back().spool.CreateWhenNeeded(kFileName);
+void PositionStore::CreateAsPartOf(const PositionStore& whole, bool staysOpen) {
+  if (whole.streams_.empty()) return;
+  SpoolFile& spool = streams_.emplace_back().spool;
+  spool.CreateWhenNeeded(kFileName);
+  if (staysOpen) spool.StayOpen();
 }
 
 void PositionStore::Merge(PositionStore& part) {

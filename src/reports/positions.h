@@ -24,11 +24,11 @@ void CreatePositionFile(SpoolFile& positions);
 class PositionStore {
  public:
   // Makes the store's temporary file as CreatePositionFile does. A store whose file could not be
-  // made stays empty, and so do its parts.
-  void Create();
+  // made stays empty, and so do its parts. `staysOpen`: see SpoolFile::StayOpen.
+  void Create(bool staysOpen);
   // Makes this a store that another thread fills, to be merged into `whole`. Its file is made only
   // when it holds much; if that fails, the run ends.
-  void CreateAsPartOf(const PositionStore& whole);
+  void CreateAsPartOf(const PositionStore& whole, bool staysOpen);
 
   // REQUIRES: the records come in ascending order.
   void Append(const PositionPair& pair) {

@@ -3,6 +3,13 @@
 #include "base/loganderr.h"
 
 namespace tabulon {
+namespace {
+
+// Files that listings may hold open: few beside the least number of descriptors that runs get by
+// with (64).
+constexpr size_t kMostOpenFiles = 32;
+
+}  // namespace
 
 void ReportAccumulator::MergeCounts(const ReportAccumulator& part) {
   counts_.count += part.counts_.count;
@@ -11,6 +18,7 @@ void ReportAccumulator::MergeCounts(const ReportAccumulator& part) {
 }
 
 ReportSet::ReportSet(std::list<ReportDefinition>& reportList, ReportRun& run) : run_(run) {
+  run.filesStayOpen = reportList.size() * run.threads <= kMostOpenFiles;
   for (ReportDefinition& report : reportList) {
     members_.push_back({&report, report.kind->make(report, run)});
     ReportAccumulator* const accumulator = members_.back().accumulator.get();

@@ -49,6 +49,8 @@ struct ReportRun {
   int keptFiles = 0;          // files of duplicates that -z has kept so far, over all reports
   size_t threads = 1;         // that share the work of the run
   size_t linesAtOnce = 4096;  // lines of a listing that a thread writes at a time
+  bool filesStayOpen =
+      false;  // listings are few enough to hold descriptors while they are gathered
 };
 
 // What a report counts.

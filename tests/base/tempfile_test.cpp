@@ -186,6 +186,23 @@ TEST_F(SpoolFiles, GiveBackWhatWasAppended) {
   EXPECT_NE(spool.path(), "");
 }
 
+TEST_F(SpoolFiles, HoldADescriptorWhileReadAndBeforeWhereAsked) {
+  for (const bool staysOpen : {false, true}) {
+    const auto before = OpenDescriptors();
+    SpoolFile spool;
+    ASSERT_TRUE(spool.Create("spool"));
+    if (staysOpen) spool.StayOpen();
+    EXPECT_EQ(OpenDescriptors(), before);
+    Fill(spool, 5000);
+    EXPECT_EQ(OpenDescriptors(), before + (staysOpen ? 1 : 0));
+    spool.Rewind();
+    Record record{};
+    while (spool.Read(&record, sizeof record)) EXPECT_EQ(OpenDescriptors(), before + 1);
+    EXPECT_EQ(record[0], 4999U);
+    EXPECT_EQ(OpenDescriptors(), before);
+  }
+}
+
 TEST_F(SpoolFiles, WhatWasCutEndsTheRun) {
   SpoolFile spool;
   ASSERT_TRUE(spool.Create("spool"));
