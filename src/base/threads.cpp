@@ -18,30 +18,10 @@
 #include <vector>
 
 #include "base/loganderr.h"
+#include "base/signalsblocked.h"
 
 namespace tabulon {
 namespace {
-
-// Signals that a fault of the thread itself raises; all others are for the calling thread.
-constexpr std::array<int, 6> kOwnSignals = {SIGBUS, SIGSEGV, SIGFPE, SIGILL, SIGTRAP, SIGPIPE};
-
-// Blocks the signals to the process in the calling thread, and so in threads that it starts
-// meanwhile.
-class SignalsElsewhere {
- public:
-  SignalsElsewhere() {
-    sigset_t others;
-    sigfillset(&others);
-    for (const int signal : kOwnSignals) sigdelset(&others, signal);
-    pthread_sigmask(SIG_BLOCK, &others, &before_);
-  }
-  ~SignalsElsewhere() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsElsewhere(const SignalsElsewhere&) = delete;
-  SignalsElsewhere& operator=(const SignalsElsewhere&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 std::string TextOf(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
@@ -135,7 +115,8 @@ void OnThreads(size_t threads, const std::function<void(size_t thread)>& work) {
   };
   std::vector<std::jthread> others;
   try {
-    const SignalsElsewhere blocked;
+    // Open stay those that a fault of the thread itself raises.
+    const SignalsBlocked blocked({SIGBUS, SIGSEGV, SIGFPE, SIGILL, SIGTRAP, SIGPIPE});
     while (others.size() + 1 < threads) others.emplace_back(call, others.size() + 1);
   } catch (const std::system_error&) {
     // Fewer threads do the same work.

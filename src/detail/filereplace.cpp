@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 
 #include "base/fileio.h"
+#include "base/signalsblocked.h"
 #include "base/utils.h"
 
 namespace tabulon {
@@ -31,22 +31,6 @@ FileState StateOf(const std::string& path) {
   struct stat info {};
   return stat(path.c_str(), &info) == 0 ? FileState::Of(info) : FileState{};
 }
-
-// Holds signals back while a name may be the only one of somebody else's file.
-class SignalsWait {
- public:
-  SignalsWait() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, &before_);
-  }
-  ~SignalsWait() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsWait(const SignalsWait&) = delete;
-  SignalsWait& operator=(const SignalsWait&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 // Exchanges the names `copy` and `target`, and then looks at the file that had the name `target`.
 // (With a look before a rename, a file that somebody else puts there in between would be lost.) A
@@ -96,7 +80,8 @@ int TakePlace(TempFile& copy, const std::string& target, const FileState& expect
   if (fsync(copy.fd()) != 0) return errno;
   int error = 0;
   {
-    const SignalsWait wait;
+    // A name may be the only one of somebody else's file meanwhile.
+    const SignalsBlocked wait;
     copy.Keep();
     error = Exchange(copy.path(), target, expected);
     if (error == EINVAL || error == ENOSYS) error = LookAndRename(copy.path(), target, expected);

@@ -1,0 +1,28 @@
+// Holding signals back.
+#pragma once
+
+#include <csignal>
+#include <initializer_list>
+
+namespace tabulon {
+
+// While it lives, signals are blocked in the thread that made it, and in threads that this thread
+// starts meanwhile.
+class SignalsBlocked {
+ public:
+  // All signals but those of `open`.
+  explicit SignalsBlocked(std::initializer_list<int> open = {}) {
+    sigset_t blocked;
+    sigfillset(&blocked);
+    for (const int signal : open) sigdelset(&blocked, signal);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+}  // namespace tabulon
