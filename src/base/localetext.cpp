@@ -5,6 +5,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/bytes.h"
+
 namespace tabulon {
 
 void ChooseLocale() {
@@ -21,7 +23,10 @@ void SettleTimeZone() {
 }
 
 CaseFold::CaseFold() {
-  for (std::size_t i = 0; i < ascii_.size(); ++i) ascii_[i] = Other(static_cast<wchar_t>(i));
+  for (std::size_t i = 0; i < ascii_.size(); ++i) {
+    ascii_[i] = Other(static_cast<wchar_t>(i));
+    isPlain_ &= ascii_[i] == static_cast<wchar_t>(LowerWord(i));
+  }
 }
 
 const CaseFold& FoldCase() {

@@ -27,12 +27,16 @@ class CaseFold {
     return code < ascii_.size() ? ascii_[code] : Other(unit);
   }
   wchar_t operator()(char ascii) const { return ascii_[static_cast<unsigned char>(ascii)]; }
+  // Whether ASCII is folded as LowerWord (base/bytes.h) does it. Not so in a Turkish locale, where
+  // 'I' becomes a dotless i.
+  bool isPlain() const { return isPlain_; }
 
  private:
   static wchar_t Other(wchar_t unit) {
     return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
   }
   std::array<wchar_t, 128> ascii_;
+  bool isPlain_ = true;
 };
 
 // The fold of the locale that was set when this was first called.

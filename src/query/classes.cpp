@@ -20,15 +20,6 @@ uint64_t Pack(const Units& units, Fold&& fold) {
   return packed;
 }
 
-// Whether lower-casing an ASCII unit gives an ASCII unit. Not so in a Turkish locale, where 'I'
-// becomes a dotless i.
-bool FoldsWithinAscii() {
-  for (wchar_t unit = 0; unit < 0x80; ++unit) {
-    if (!IsAsciiUnit(FoldCase()(unit))) return false;
-  }
-  return true;
-}
-
 bool CanBePacked(std::wstring_view text) {
   return text.size() <= kPackedUnits &&
          std::ranges::all_of(text, [](wchar_t unit) { return unit != 0 && IsAsciiUnit(unit); });
@@ -56,14 +47,14 @@ const FileClass* Classes::Find(std::wstring_view name) const {
 }
 
 ExtensionSet::ExtensionSet(const FileClass& fileClass, bool ignoreCase)
-    : ignoreCase_(ignoreCase), packs_(!ignoreCase || FoldsWithinAscii()) {
+    : ignoreCase_(ignoreCase), packs_(!ignoreCase || FoldCase().isPlain()) {
   for (const ClassPattern& pattern : fileClass.patterns) {
     if (pattern.wildcard) {
       templates_.emplace_back(pattern.text, true);  // backslash on NFS scans too: kept so
       continue;
     }
-    std::wstring& text = plain_.emplace_back(pattern.text);
-    if (ignoreCase_) std::ranges::transform(text, text.begin(), FoldCase());
+    const std::wstring& text =
+        plain_.emplace_back(ignoreCase_ ? Folded(pattern.text) : pattern.text);
     if (CanBePacked(text)) packed_.push_back(Pack(text, std::identity()));
   }
 }

@@ -29,14 +29,6 @@ struct TypeWork {
   std::string text;     // of the key in hand
 };
 
-// Whether the locale folds ASCII as LowerWord does.
-bool FoldsAsciiPlainly() {
-  for (unsigned char c = 0; c < 0x80; ++c) {
-    if (FoldCase()(static_cast<wchar_t>(c)) != static_cast<wchar_t>(LowerWord(c))) return false;
-  }
-  return true;
-}
-
 // The word of an extension: its bytes, when they are few and ASCII, else a hash of its key. It
 // leaves the text of the key in work.text, and says how much of that is the key.
 uint64_t ExtensionWord(TypeWork& work, std::wstring_view extension, size_t& keyLength) {
@@ -143,7 +135,7 @@ class IdFinder {
 TypeWork::TypeWork(const ReportDefinition& report, ReportRun& run)
     : longest(size_t{report.extLength} + 1),
       foldCase(run.scan.isCifs()),
-      packs(!foldCase || FoldsAsciiPlainly()),
+      packs(!foldCase || FoldCase().isPlain()),
       tallies(run.typeLimits) {}
 
 // The order of the report.
