@@ -34,6 +34,15 @@ void MkdirRecursive(const char* path);
 // Whether two texts are equal when letter case is ignored (towlower).
 bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b);
 
+// The first row of a table that has this `keyword`, letter case ignored; null when there is none.
+template <class Rows>
+auto FindKeyword(const Rows& rows, std::wstring_view keyword) -> decltype(&rows[0]) {
+  for (const auto& row : rows) {
+    if (EqualIgnoringCase(row.keyword, keyword)) return &row;
+  }
+  return nullptr;
+}
+
 // Parses decimal digits; with `allowSuffix` exactly one letter may follow: K M G multiply by powers
 // of 1024, k m g by powers of 1000. Empty text is 0, a suffix alone is 0. No overflow check (the
 // value wraps). Returns -1 for anything else, and without suffixes for more than 4294967295.

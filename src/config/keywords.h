@@ -1,5 +1,5 @@
-// Looking up the words of the configuration: tables whose rows begin with a `keyword`, values that
-// are one word of a few, and comma lists.
+// Looking up the words of the configuration: tables whose rows begin with a `keyword` (as
+// FindKeyword of base/utils.h does), values that are one word of a few, and comma lists.
 #pragma once
 
 #include <string_view>
@@ -8,15 +8,6 @@
 #include "base/utils.h"
 
 namespace tabulon {
-
-// The first row of that keyword, letter case ignored; null when there is none.
-template <class Rows>
-auto FindKeyword(const Rows& rows, std::wstring_view keyword) -> decltype(&rows[0]) {
-  for (const auto& row : rows) {
-    if (EqualIgnoringCase(row.keyword, keyword)) return &row;
-  }
-  return nullptr;
-}
 
 // The first row of exactly that keyword; null when there is none.
 template <class Rows>

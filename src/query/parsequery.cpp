@@ -121,10 +121,7 @@ static_assert(
     "an element finds its row by its object code");
 
 const FilterObject* FindFilterObject(std::wstring_view keyword) {
-  const auto row = std::ranges::find_if(filterObjects, [&](const FilterObject& each) {
-    return EqualIgnoringCase(each.keyword, keyword);
-  });
-  return row != filterObjects.end() ? &*row : nullptr;
+  return FindKeyword(filterObjects, keyword);
 }
 
 const FilterObject* FindFilterObject(uint32_t object) {
@@ -133,9 +130,7 @@ const FilterObject* FindFilterObject(uint32_t object) {
 }
 
 const OpVerb* FindOpVerb(std::wstring_view keyword) {
-  const auto row = std::ranges::find_if(
-      opVerbs, [&](const OpVerb& each) { return EqualIgnoringCase(each.keyword, keyword); });
-  return row != opVerbs.end() ? &*row : nullptr;
+  return FindKeyword(opVerbs, keyword);
 }
 
 namespace {
