@@ -38,6 +38,14 @@ inline int32_t LoadI32(const void* bytes) {
   return LoadLittle<int32_t>(bytes);
 }
 
+// Both halves of the 128-bit product, folded together: every bit of the factors affects every bit
+// of the result, for one multiplication.
+inline uint64_t FoldedProduct(uint64_t a, uint64_t b) {
+  __extension__ using Wide = unsigned __int128;
+  const Wide product = static_cast<Wide>(a) * b;
+  return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
+}
+
 // Eight bytes of a text at a time, as one 64-bit word: the lowest byte comes first in the text.
 inline constexpr size_t kWordBytes = sizeof(uint64_t);
 inline constexpr size_t kWordBits = 8 * kWordBytes;

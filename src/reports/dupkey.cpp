@@ -21,31 +21,23 @@ constexpr uint64_t kMixTime = 0xD6E8FEB86659FD93;
 constexpr uint64_t kMixText = 0xA0761D6478BD642F;
 constexpr uint64_t kMixEnd = 0xE7037ED1A0B428DB;
 
-// Both halves of the 128-bit product, folded together: every bit of the input affects every bit of
-// the result, for one multiplication.
-inline uint64_t Mix(uint64_t a, uint64_t b) {
-  __extension__ using Wide = unsigned __int128;
-  const Wide product = static_cast<Wide>(a) * b;
-  return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
-}
-
 inline uint64_t MixFields(const RecordFields& record, uint32_t fields) {
   uint64_t hash = kMixTime;
   if ((fields & kDupMdate) != 0) hash ^= record.modified();
   if ((fields & kDupCdate) != 0) hash ^= uint64_t{record.created()} << 32;
-  return Mix(record.size() ^ kMixSize, hash);
+  return FoldedProduct(record.size() ^ kMixSize, hash);
 }
 
 // Mixes in the end of a text of `length` bytes: its last one to eight, the last one highest, or 0
 // for an empty text.
 inline uint64_t MixEnd(uint64_t hash, uint64_t word, size_t length) {
-  return Mix(hash ^ word, kMixEnd + length);
+  return FoldedProduct(hash ^ word, kMixEnd + length);
 }
 
 uint64_t MixBytes(uint64_t hash, std::string_view bytes) {
   const size_t length = bytes.size();
   for (; bytes.size() > kWordBytes; bytes.remove_prefix(kWordBytes)) {
-    hash = Mix(hash ^ LoadU64(bytes.data()), kMixText);
+    hash = FoldedProduct(hash ^ LoadU64(bytes.data()), kMixText);
   }
   uint64_t word = 0;
   std::memcpy(&word, bytes.data(), bytes.size());
@@ -104,7 +96,7 @@ uint64_t DupKey::MixText(uint64_t hash, const RecordText& name, size_t from) {
   const std::wstring_view text = name.Wide().substr(from);
   narrowed_.clear();
   for (const wchar_t unit : text) {
-    if (!IsAsciiUnit(unit)) hash = Mix(hash ^ static_cast<uint32_t>(unit), kMixText);
+    if (!IsAsciiUnit(unit)) hash = FoldedProduct(hash ^ static_cast<uint32_t>(unit), kMixText);
     narrowed_.push_back(static_cast<char>(unit));
   }
   return MixBytes(hash, narrowed_);

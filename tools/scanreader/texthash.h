@@ -13,11 +13,9 @@ namespace tabulon {
 // A random number; the clock's when the system has none to give.
 uint64_t RandomSeed();
 
-// Mixes two words: the halves of their product, folded.
+// Mixes two words.
 inline uint64_t MixWords(uint64_t a, uint64_t b) {
-  __extension__ using Wide = unsigned __int128;
-  const Wide product = static_cast<Wide>(a ^ 0x9E3779B97F4A7C15) * (b ^ 0xD6E8FEB86659FD93);
-  return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
+  return FoldedProduct(a ^ 0x9E3779B97F4A7C15, b ^ 0xD6E8FEB86659FD93);
 }
 
 // The hash of a text; `seed` is the hash of what precedes it.
