@@ -233,14 +233,21 @@ bool TempFile::Open(int flags, mode_t mode) {
   return true;
 }
 
-TempFile TempFile::Create(const char* name, mode_t mode) {
+// Makes a new file of the first name that is free.
+template <class NextName>
+TempFile TempFile::CreateFirstFree(NextName nextName, mode_t mode) {
   TempFile file;
   for (int i = 0; i < kNameTries && !file.valid(); ++i) {
-    std::string path = DefinedTempName(name);
+    std::string path = nextName();
     if (path.empty()) return file;
     file = CreateExclusive(std::move(path), mode);
     if (!file.valid() && errno != EEXIST) return file;
   }
+  return file;
+}
+
+TempFile TempFile::Create(const char* name, mode_t mode) {
+  TempFile file = CreateFirstFree([&] { return DefinedTempName(name); }, mode);
   // The process mask may deny the owner what Reopen needs.
   if (file.valid()) fchmod(file.fd(), mode);
   return file;
@@ -254,14 +261,11 @@ TempFile TempFile::CreateExclusive(std::string path, mode_t mode) {
 }
 
 TempFile TempFile::CreateBeside(const std::string& path) {
-  TempFile file;
-  for (int i = 0; i < kNameTries && !file.valid(); ++i) {
+  const auto nextName = [&] {
     std::string name = path + ".";
-    if (!AppendRandom(name)) return file;
-    file = CreateExclusive(std::move(name), 0600);
-    if (!file.valid() && errno != EEXIST) return file;
-  }
-  return file;
+    return AppendRandom(name) ? name : std::string();
+  };
+  return CreateFirstFree(nextName, 0600);
 }
 
 TempFile TempFile::CreateNamed(std::string path, mode_t mode) {

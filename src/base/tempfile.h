@@ -88,6 +88,8 @@ class TempFile {
   struct Forget {
     void operator()(Live* file) const;
   };
+  template <class NextName>
+  static TempFile CreateFirstFree(NextName nextName, mode_t mode);
   bool Open(int flags, mode_t mode);
   template <class Make>
   void Note(Make make);
