@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <clocale>
 
 #include "base/fileio.h"
@@ -65,17 +64,6 @@ TEST(TextStream, KeepsOrderAcrossBuffersAndForms) {
   });
   EXPECT_TRUE(utf16.size() == 600000 && utf16.find_first_not_of("\xAC\x20") == utf16.npos);
   std::setlocale(LC_ALL, "C");
-}
-
-TEST(TextStream, RemembersTheFirstWriteError) {
-  TextStream stream;
-  stream.Attach(open("/dev/full", O_WRONLY), true, TextEncoding::kLocale, "full");
-  stream.Write(L"lost");
-  stream.Flush();
-  EXPECT_EQ(stream.error(), ENOSPC);
-  stream.Write(std::wstring(1000000, L'x'));
-  EXPECT_EQ(stream.Close(), ENOSPC);
-  EXPECT_FALSE(stream.IsOpen());
 }
 
 TEST(TextStream, TerminalsGetTheirLinesAtOnce) {

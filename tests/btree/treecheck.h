@@ -14,13 +14,17 @@ namespace tabulon {
 
 // A tree with room for so many resident nodes of each kind.
 inline TreeSettings Settings(uint32_t fanOut, int32_t treeNodes, uint32_t keysPerKeyNode,
-                             int32_t keyNodes) {
+                             int32_t keyNodes, uint32_t extraBytes = 0, uint32_t flags = 0,
+                             TreeCompare compare = nullptr) {
   TreeSettings settings;
   settings.fanOut = fanOut;
   settings.treeMemory = -treeNodes;
   settings.keysPerKeyNode = keysPerKeyNode;
   settings.keyMemory = -keyNodes;
   settings.maxKeyBytes = 11;
+  settings.extraBytes = extraBytes;
+  settings.flags = flags;
+  settings.compare = compare;
   return settings;
 }
 
@@ -36,15 +40,10 @@ inline KeyRecord Find(const TreeHandle& tree, const std::string& key) {
   return TreeSearch(tree.get(), key.data(), static_cast<uint32_t>(key.size()));
 }
 
-inline bool Delete(const TreeHandle& tree, const std::string& key) {
-  return TreeDeleteKey(tree.get(), key.data(), static_cast<uint32_t>(key.size()));
-}
-
-// The keys from the lowest to the highest; gives up behind `limit` of them.
-inline std::vector<std::string> Keys(const TreeHandle& tree, size_t limit = 100'000) {
+// The keys from the lowest to the highest.
+inline std::vector<std::string> Keys(const TreeHandle& tree) {
   std::vector<std::string> keys;
-  for (KeyRecord r = TreeLowKey(tree.get()); r && keys.size() < limit;
-       r = TreeNextKey(tree.get())) {
+  for (KeyRecord r = TreeLowKey(tree.get()); r; r = TreeNextKey(tree.get())) {
     keys.push_back(KeyText(r));
   }
   return keys;
