@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 
+#include <cstdio>
 #include <functional>
 #include <string>
 
@@ -15,6 +16,7 @@ namespace tabulon {
 inline RunResult RunInChild(const std::function<void()>& body) {
   const TempDir dir;
   Console().Flush();
+  std::fflush(nullptr);  // or the child would write the buffers, too
   const pid_t child = fork();
   if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (child == 0) {

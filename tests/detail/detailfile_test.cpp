@@ -9,8 +9,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <string>
 
 #include "base/fileio.h"
 #include "detail/child.h"
@@ -24,7 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 class DetailFileTest : public testing::Test {
  protected:
@@ -53,7 +50,6 @@ class DetailFileTest : public testing::Test {
   const std::string path_ = dir_ / "x.dtl";
   const std::string plain_ = BuildDtl({.tail = std::string(4000, 'x')});
   const std::string packed_ = CompressDtl(plain_);
-  const std::string inflating_ = "Decompressing DTL file\n";
 };
 
 TEST_F(DetailFileTest, PlainFilesAreReadAsTheyAre) {
@@ -75,8 +71,7 @@ TEST_F(DetailFileTest, OnlyAQueryLeavesTheInflatedForm) {
   struct stat before {
   }, after{};
   stat(path_.c_str(), &before);
-  const RunResult closed = Run(CloseDtlFile);
-  EXPECT_EQ(closed.out + closed.err, inflating_ + "Compressing DTL file\n");
+  EXPECT_EQ(Run(CloseDtlFile).status, 0);
   stat(path_.c_str(), &after);
   EXPECT_TRUE(FileState::Of(before) == FileState::Of(after) && before.st_ino == after.st_ino);
   EXPECT_EQ(before.st_ctim.tv_nsec, after.st_ctim.tv_nsec);
@@ -86,8 +81,7 @@ TEST_F(DetailFileTest, OnlyAQueryLeavesTheInflatedForm) {
     DetailFile detail = OpenDtlFile((dir_ / "link").c_str(), "rb");
     KeepInflated(detail);
   });
-  EXPECT_EQ(kept.out + kept.err, inflating_);
-  EXPECT_EQ(kept.status, 0);
+  EXPECT_EQ(kept.out + kept.err, "Decompressing DTL file\n");
   EXPECT_TRUE(fs::is_symlink(dir_ / "link"));
   EXPECT_EQ(ReadFile(path_), plain_);
   EXPECT_EQ(ReadFile(dir_ / "other"), packed_);
@@ -96,32 +90,24 @@ TEST_F(DetailFileTest, OnlyAQueryLeavesTheInflatedForm) {
   EXPECT_THAT(dir_.Entries(), ElementsAre("link", "other", "x.dtl"));
 }
 
-// What stands in the way of a run, and what it says.
 TEST_F(DetailFileTest, WhatCannotBeReadEndsTheRun) {
-  EXPECT_ENDS(Open(), 1,
-              "Couldn't find DTL file: '" + path_ + "'\n  (p2) No such file or directory\n");
-  for (const auto& name : {std::string("/dev/zero"), dir_.path(), dir_ / "pipe"}) {
-    mkfifo((dir_ / "pipe").c_str(), 0600);
+  mkfifo((dir_ / "pipe").c_str(), 0600);
+  for (const auto& name : {std::string("/dev/zero"), dir_ / "pipe"}) {
     EXPECT_ENDS(OpenDtlFile(name.c_str(), "rb"), 1,
                 "'" + name + "' is not a valid Trawlix detail log file\n");
   }
   Put(packed_);
-  // The names of copies hold the time: all that can come before the test is given up.
-  const auto occupy = [&] {
-    for (int ahead = 0; ahead < 400; ++ahead) {
-      const auto name = path_ + "-" + std::to_string(std::time(nullptr) + ahead) + ".tmp";
-      if (symlink("nowhere", name.c_str()) != 0 && errno != EEXIST) std::exit(9);
-    }
-  };
-  const std::string taken =
-      "Error. Could not write temp file for decompressing '" + path_ + "'\n  (p17) File exists\n";
-  // The copy of the run itself is not in the way, unless the time has moved on.
-  EXPECT_THAT(Run(CloseDtlFile, occupy).err, testing::AnyOf("", taken));
-  occupy();
-  EXPECT_ENDS(Open(), 1, taken);
-  Put(packed_);
   EXPECT_EQ(Run(CloseDtlFile, [&] { unlink(path_.c_str()); }).err,
             "Couldn't find DTL file: '" + path_ + "'\n  (p2) No such file or directory\n");
+  Put(packed_);
+  // The names of copies hold the time: all that can come before the test is given up.
+  for (int ahead = 0; ahead < 400; ++ahead) {
+    const auto name = path_ + "-" + std::to_string(std::time(nullptr) + ahead) + ".tmp";
+    fs::create_symlink("nowhere", name);
+  }
+  EXPECT_ENDS(
+      Open(), 1,
+      "Error. Could not write temp file for decompressing '" + path_ + "'\n  (p17) File exists\n");
 }
 
 // Damage and change while it is read are told and count; the file stays what it is.
