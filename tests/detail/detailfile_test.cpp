@@ -35,7 +35,7 @@ class DetailFileTest : public testing::Test {
     chmod(path_.c_str(), 0604);
   }
   DetailFile Open() const { return OpenDtlFile(path_.c_str(), "rb"); }
-  // A run that ends in the way given, and its copy's bytes on standard output behind everything.
+  // A run that ends in the way given; `meanwhile` happens after its opening.
   RunResult Run(
       void (*end)(DetailFile&), const std::function<void()>& meanwhile = [] {}) {
     return RunInChild([&] {
@@ -110,41 +110,14 @@ TEST_F(DetailFileTest, WhatCannotBeReadEndsTheRun) {
       "Error. Could not write temp file for decompressing '" + path_ + "'\n  (p17) File exists\n");
 }
 
-// Damage and change while it is read are told and count; the file stays what it is.
-TEST_F(DetailFileTest, WhatIsNotWholeCounts) {
-  const std::string cut = packed_.substr(0, packed_.size() - 2);
+// Damage and change while it is read are told and count. What only keeps a query's inflated copy
+// from the file's place is told, and no fault. The file stays what it is.
+TEST_F(DetailFileTest, WhatIsNotWholeOrNotAloneIsTold) {
+  const auto nothing = [] {};
   const auto append = [&] {
     const UniqueFd file(open(path_.c_str(), O_WRONLY | O_APPEND));
     WriteFully(file.get(), "x", 1);
   };
-  const std::string damage =
-      Told("is damaged; what could be decompressed of it is used for this run");
-  const struct {
-    std::string stored, after, err;
-    std::function<void()> meanwhile;
-    int status;
-  } rows[] = {
-      {cut, cut, damage, [] {}, 1},
-      {packed_ + "more", packed_ + "more",
-       Told("holds 4 bytes after the end of its compressed stream"), [] {}, 0},
-      {plain_, plain_ + "x", Told("was changed while it was read"), append, 1},
-      {packed_, packed_ + "x", "", append, 0},  // after its last byte has been read
-  };
-  for (const auto& row : rows) {
-    Put(row.stored);
-    const RunResult run = Run(CloseDtlFile, row.meanwhile);
-    EXPECT_EQ(run.err, row.err);
-    EXPECT_EQ(run.status, row.status) << row.err;
-    EXPECT_EQ(ReadFile(path_), row.after);
-  }
-  Put(cut);
-  EXPECT_EQ(Run(KeepInflated).status, 1);
-  EXPECT_EQ(ReadFile(path_), cut);
-  EXPECT_THAT(dir_.Entries(), ElementsAre("x.dtl"));
-}
-
-// What keeps a query's inflated copy from the file's place is told, and no fault.
-TEST_F(DetailFileTest, OthersGoFirst) {
   const auto reader = [&] {
     static UniqueFd held;  // until the child ends
     held = UniqueFd(open(path_.c_str(), O_RDONLY));
@@ -154,19 +127,33 @@ TEST_F(DetailFileTest, OthersGoFirst) {
     WriteFile(dir_ / "new", "a newer scan");
     fs::rename(dir_ / "new", path_);
   };
-  const auto writer = [&] { WriteFile(path_, packed_ + "x"); };
+  const std::string cut = packed_.substr(0, packed_.size() - 2), more = packed_ + "more";
+  const std::string damage =
+      Told("is damaged; what could be decompressed of it is used for this run");
   const std::string replaced = Told("is no longer the file that was read, and stays as it is");
   const struct {
+    void (*end)(DetailFile&);
+    std::string stored;
     std::function<void()> meanwhile;
     std::string err, after;
-  } rows[] = {{reader, Told("stays compressed: another run reads it"), packed_},
-              {successor, replaced, "a newer scan"},
-              {writer, replaced, packed_ + "x"}};
+    int status;
+  } rows[] = {
+      {CloseDtlFile, cut, nothing, damage, cut, 1},
+      {KeepInflated, cut, nothing, damage, cut, 1},
+      {CloseDtlFile, more, nothing, Told("holds 4 bytes after the end of its compressed stream"),
+       more, 0},
+      {CloseDtlFile, plain_, append, Told("was changed while it was read"), plain_ + "x", 1},
+      // After its last byte has been read.
+      {CloseDtlFile, packed_, append, "", packed_ + "x", 0},
+      {KeepInflated, packed_, append, replaced, packed_ + "x", 0},
+      {KeepInflated, packed_, successor, replaced, "a newer scan", 0},
+      {KeepInflated, packed_, reader, Told("stays compressed: another run reads it"), packed_, 0},
+  };
   for (const auto& row : rows) {
-    Put(packed_);
-    const RunResult run = Run(KeepInflated, row.meanwhile);
+    Put(row.stored);
+    const RunResult run = Run(row.end, row.meanwhile);
     EXPECT_EQ(run.err, row.err);
-    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.status, row.status) << row.err;
     EXPECT_EQ(ReadFile(path_), row.after);
     EXPECT_THAT(dir_.Entries(), ElementsAre("x.dtl"));
   }

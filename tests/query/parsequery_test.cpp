@@ -1,27 +1,17 @@
 #include "query/parsequery.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
-#include "base/loganderr.h"
 #include "base/template.h"
-#include "base/utf.h"
-#include "query/filterplan.h"
+#include "query/testrecord.h"
 #include "tests/ending.h"
 #include "tests/support/openscan.h"
 
 namespace tabulon {
 namespace {
-
-std::wstring Wide(std::string_view text) {
-  std::wstring wide;
-  AppendUtfToWide(wide, text);
-  return wide;
-}
 
 // Wildcards of a coded template print as <?>, <*> and <~>.
 std::string DumpPattern(std::wstring_view coded) {
@@ -66,8 +56,7 @@ std::string Dump(const Filter* list) {
 
 class ParseQueryTest : public testing::Test {
  protected:
-  void SetUp() override {
-    OpenLogErrFiles(0, nullptr, nullptr);
+  ParseQueryTest() {
     classes_.Add(L"Docs")->patterns = {{false, L"doc"}, {true, ConvertTemplate(L"htm?")}};
   }
   Classes classes_;

@@ -1,14 +1,23 @@
-// Records for filter tests, made without a scan file.
+// What tests of queries share: their text, and records made without a scan file.
 #pragma once
 
 #include <string>
+#include <string_view>
 
+#include "base/utf.h"
 #include "detail/scan.h"
 #include "detail/scanrecord.h"
 #include "tools/scanwriter/dtlwriter.h"
 #include "tools/scanwriter/littlebytes.h"
 
 namespace tabulon {
+
+// Text as the program holds it.
+inline std::wstring Wide(std::string_view text) {
+  std::wstring wide;
+  AppendUtfToWide(wide, text);
+  return wide;
+}
 
 // One record of a scan's kind, in a directory.
 class TestRecord {
