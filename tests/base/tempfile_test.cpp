@@ -45,7 +45,7 @@ TEST_F(TempFiles, AreNamedByPlaceAndPurpose) {
     std::string environment; std::optional<std::string> option, id; const char* name;
     std::string made;
   } rows[] = {
-      {other, given, "id", "tpage.tmp", other + "/id.tp"}, {"", given, "id", nullptr, given + "/id"},
+      {other, given, "id", "tpage.tmp", other + "/id[.]tp"}, {"", given, "id", nullptr, given + "/id"},
       {other + "//", std::nullopt, std::nullopt, "tpage.tmp", other + "/tpage"},
       {given + "/none", given + "/", std::nullopt, nullptr, given + "/file"},
       {given + "/file", given, std::nullopt, "x", given + "/x"},

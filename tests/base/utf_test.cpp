@@ -23,7 +23,7 @@ TEST(Utf, DecodesOneToThreeBytesUpToAZero) {
       {"\xC3zq", {0xFA, L'q'}}, {{"\xC3\0b", 3}, L"\u00c0b"}, {{"\xE1\0\0z", 4}, L"\U000e1000z"},
       // A sequence cut by the end of the text reads zeros there.
       {"\xC3", {0xC0}}, {"a\xE2", {L'a', 0xE2000}}, {"a\xE2\x82", {L'a', 0xE2080}},
-      {{"abcdefgh\0i", 10}, L"abcdefgh"}, {{"\xC0\x80z", 3}, {0, L'z'}},  // a unit 0 is stored
+      {{"abc\0defgh", 9}, L"abc"}, {{"\xC0\x80z", 3}, {0, L'z'}},  // a unit 0 is stored
   };
   // clang-format on
   for (const auto& [bytes, wide] : rows) {

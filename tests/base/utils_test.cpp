@@ -75,6 +75,7 @@ TEST(Paths, ContentsFollowTheirDirectory) {
   EXPECT_EQ(PathCmp(L"a/b", L"a-b"), -1);
   EXPECT_EQ(PathCmp(L"a", L"a/b"), -47);
   EXPECT_EQ(PathNCmp(L"ab/c", L"ab.c", 2), 0);
+  EXPECT_EQ(PathNCmp(L"ab/c", L"ab.c", 3), -1);
 }
 
 TEST(ByteOrder, IsReversedWhenItDiffers) {
@@ -107,7 +108,9 @@ TEST(Arena, StartsABlockForAPieceThatFillsItExactly) {
 TEST(StringObject, TakesItsOwnText) {
   const auto object = NewStringObject(L"0123456789", 4);
   EXPECT_STREQ(StringObjectSet(*object, L"ab"), L"ab");
-  for (int i = 0; i < 6; ++i) StringObjectCat(*object, object->view());  // doubles, and grows
+  std::wstring expected = L"ab";
+  for (; expected.size() < 128; expected += expected) StringObjectCat(*object, object->view());
+  EXPECT_EQ(object->view(), expected);
   EXPECT_STREQ(StringObjectSet(*object, object->view().substr(125)), L"bab");
 }
 

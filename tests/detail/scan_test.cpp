@@ -59,6 +59,7 @@ TEST_F(ScanTest, FieldsEndAtTheirWidthAndWithTheFile) {
                 .availableSpace = 0x1122334455667788,
                 .volumeCapacity = 77});
   Load(whole);
+  EXPECT_EQ(scan_.fsysHost, L"server");  // which has no name of its own
   const VersionBlock& version = scan_.version;
   EXPECT_EQ(version.scanVersion + version.buildPlatform + version.buildArchitecture,
             "123456789012" + std::string(32, 'p') + std::string(32, 'a'));
