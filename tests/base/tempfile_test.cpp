@@ -132,6 +132,10 @@ TEST_F(TempFilesDeathTest, GoWithTheProcessUnlessKept) {
   }
 }
 
+auto OpenDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
 // Records of any size may lie across the ends of the spool's buffers.
 using Record = std::array<uint64_t, 3>;
 
