@@ -28,6 +28,21 @@ inline RunResult RunCompanion(const std::string& name, std::vector<std::string> 
   return RunProgram(args, options);
 }
 
+// Runs commands with bash in this directory, the tabulon of this build and its companions among
+// them.
+inline RunResult RunShell(const TempDir& dir, const std::string& commands) {
+  const std::string path =
+      std::filesystem::path(MkdtlPath()).parent_path().string() + ":/usr/bin:/bin";
+  return RunProgram({"/bin/bash", "-o", "pipefail", "-c", commands},
+                    {.env = {{"PATH", path}, {"LC_ALL", "C.UTF-8"}}, .cwd = dir.path()});
+}
+
+// Makes a file, and its directory.
+inline void PutFile(const std::filesystem::path& path, std::string_view text = "") {
+  std::filesystem::create_directories(path.parent_path());
+  WriteFile(path, text);
+}
+
 // Runs it and returns its output. It must end with this status and without complaint.
 inline std::string OutputOf(const std::string& name, std::vector<std::string> args,
                             int status = 0) {

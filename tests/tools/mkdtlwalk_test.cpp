@@ -8,12 +8,11 @@
 
 #include <atomic>
 #include <cerrno>
-#include <filesystem>
 #include <functional>
 #include <thread>
 
 #include "base/bytes.h"
-#include "support.h"
+#include "companion.h"
 
 namespace tabulon {
 namespace {
@@ -58,10 +57,7 @@ Names Told(const std::string& when, const std::function<void(const fs::path&)>& 
            const std::string& stopAt = "", const WalkLimits& limits = {}) {
   const TempDir dir;
   const fs::path root = dir.path();
-  for (const char* name : {"a/b/deep/x", "a/c/y", "z/w"}) {
-    fs::create_directories((root / name).parent_path());
-    WriteFile(root / name, "");
-  }
+  for (const char* name : {"a/b/deep/x", "a/c/y", "z/w"}) PutFile(root / name);
   MeddlingVisitor visitor;
   visitor.when = when;
   visitor.stopAt = stopAt;
@@ -111,17 +107,15 @@ TEST(Walk, LostDirectoryIsToldOnceAndTheRestGoesOn) {
 
 // A tree with everything that a walk can meet.
 void MakeHostileTree(const fs::path& root) {
-  const auto put = [&](const fs::path& name) {
-    fs::create_directories((root / name).parent_path());
-    WriteFile(root / name, "");
-  };
   for (const char* name : {"\xFF\xC3(", "new\nline", "\x1B[31m", "-", " ", "\u202Eflip", "..."}) {
-    put(name);
-    put(fs::path(name + std::string(".d")) / name);
+    PutFile(root / name);
+    PutFile(root / (name + std::string(".d")) / name);
   }
-  for (int i = 0; i < 3000; ++i) put("wide/" + std::to_string(i * 7919 % 3000));
+  for (int i = 0; i < 3000; ++i) PutFile(root / "wide" / std::to_string(i * 7919 % 3000));
   for (int i = 0; i < 1500; ++i) fs::create_directories(root / "forest" / std::to_string(i) / "t");
-  for (int i = 0; i < 300; ++i) put("bushes/" + std::to_string(i) + "/" + std::string(200, 'n'));
+  for (int i = 0; i < 300; ++i) {
+    PutFile(root / "bushes" / std::to_string(i) / std::string(200, 'n'));
+  }
   fs::create_directory_symlink("..", root / "loop");
   fs::create_directory_symlink(".", root / "wide/self");
   fs::create_symlink(std::string(4000, 't'), root / "forest/long");
@@ -196,8 +190,7 @@ TEST(Walk, ExcludedIsLeftOutWithAllBelow) {
   const TempDir dir;
   const fs::path root = dir.path();
   for (const char* name : {"a/b/x.tmp", "a/b/y", "a/tmp/z", "b/a/b/q", "top.tmp"}) {
-    fs::create_directories((root / name).parent_path());
-    WriteFile(root / name, "");
+    PutFile(root / name);
   }
   // clang-format off
   const std::pair<std::vector<std::string>, Names> rows[] = {
