@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -43,13 +44,12 @@ class TempDir {
   std::string operator/(std::string_view name) const { return (path_ / name).string(); }
   // Names of its entries, sorted; directories are not entered.
   std::vector<std::string> Entries() const {
-    std::map<std::string, bool> names;
+    std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path_)) {
-      names[entry.path().filename().string()] = true;
+      names.push_back(entry.path().filename().string());
     }
-    std::vector<std::string> list;
-    for (const auto& [name, unused] : names) list.push_back(name);
-    return list;
+    std::sort(names.begin(), names.end());
+    return names;
   }
 
  private:

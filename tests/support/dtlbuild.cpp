@@ -1,12 +1,10 @@
 #include "tests/support/dtlbuild.h"
 
 #include <array>
-#include <cerrno>
-#include <fstream>
-#include <system_error>
 #include <utility>
 
 #include "detail/filecompress.h"
+#include "tests/support.h"
 #include "tests/support/stringsink.h"
 
 namespace tabulon {
@@ -39,11 +37,7 @@ std::string BuildDtl(const ScanSpec& spec, DtlMap* map) {
 }
 
 void WriteDtl(const std::string& path, const ScanSpec& spec) {
-  const std::string bytes = BuildDtl(spec);
-  std::ofstream out(path, std::ios::binary);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  out.close();
-  if (!out) throw std::system_error(errno, std::generic_category(), path);
+  WriteFile(path, BuildDtl(spec));
 }
 
 RecordSpec DirectoryRecord(std::string path, RecordSpec rest) {

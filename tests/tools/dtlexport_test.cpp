@@ -1,9 +1,7 @@
 // dtlexport as its users meet it: rows that other programs read back, shards that make up the
 // whole, and the same choice of files as tabulon's.
-#include <filesystem>
 #include <map>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "companion.h"
@@ -13,14 +11,7 @@ namespace tabulon {
 namespace {
 
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::StartsWith;
-
-const std::string kDtlexport = std::filesystem::path(MkdtlPath()).replace_filename("dtlexport");
-
-RunResult RunExport(const std::vector<std::string>& args, const RunOptions& options = {}) {
-  return RunCompanion("dtlexport", args, options);
-}
 
 // Prints the named fields of the rows that come in, the bytes of each as hexadecimal digits.
 constexpr char kReadRows[] = R"(
@@ -51,7 +42,8 @@ class Dtlexport : public testing::Test {
     return OutputOf("dtlexport", args);
   }
   void Synth(const std::string& kind, const std::string& records) {
-    ASSERT_EQ(RunMkdtl({"synth", "--kind", kind, "--records", records, scan_}).status, 0);
+    ASSERT_EQ(
+        RunShell(dir_, "mkdtl synth scan.dtl --kind " + kind + " --records " + records).status, 0);
   }
 };
 
@@ -185,7 +177,7 @@ TEST_F(Dtlexport, PathsForOtherProgramsStayBelowTheRoot) {
     WriteDtl(scan_, {.kind = row.kind,
                      .rootPath = row.root,
                      .records = {DirectoryRecord(row.directory), FileRecord(row.name)}});
-    const RunResult run = RunExport({"--format", "paths0", scan_});
+    const RunResult run = RunShell(dir_, "dtlexport --format paths0 scan.dtl");
     const bool written = row.fault == nullptr;
     EXPECT_EQ(run.status, written ? 0 : 3) << row.path;
     EXPECT_EQ(run.out, written ? row.path + '\0' : "");
@@ -255,10 +247,10 @@ TEST_F(Dtlexport, QueriesChooseWhatTabulonLists) {
   for (const auto& [kind, texts] : queries) {
     Synth(kind, "20000");
     for (const std::string& query : texts) {
-      const RunOptions options{.env = {{"LC_ALL", "C.UTF-8"}}};
-      const RunResult listed = RunTabulon({"-dtl", scan_, "-qf", query}, options);
-      const RunResult run = RunExport(
-          {"--format", "csv", "--no-header", "--fields", "path", "--where", query, scan_}, options);
+      const RunResult listed = RunShell(dir_, "tabulon -dtl scan.dtl -qf '" + query + "'");
+      const RunResult run =
+          RunShell(dir_, "dtlexport --format csv --no-header --fields path scan.dtl --where '" +
+                             query + "'");
       EXPECT_EQ(listed.status + run.status, 0) << query;
       EXPECT_GT(AsciiLines(run.out).size(), 30u) << query;
       std::vector<std::string> lines = AsciiLines(listed.out);
@@ -280,7 +272,7 @@ TEST_F(Dtlexport, ScanThatBreaksOffIsToldAndWhatItHoldsWritten) {
   for (size_t size = map.records[0]; size < bytes.size(); size += 3) {
     WriteFile(scan_, bytes.substr(0, size));
     const RunResult run =
-        RunExport({"--format", "csv", "--fields", "name,target", "--no-header", scan_});
+        RunShell(dir_, "dtlexport --format csv --fields name,target --no-header scan.dtl");
     const bool ended = size >= map.recordsEnd + sizeof kRecordEnd;
     ASSERT_EQ(run.status, ended ? 0 : 3) << size;
     if (!ended) {
@@ -305,33 +297,27 @@ TEST_F(Dtlexport, ATerminalSeesNoControlOrDirectionCharacters) {
       {"paths0", std::string("/?[2J???txt?z\u00E9\0", 16)}};
   for (const auto& [format, shown] : rows) {
     Terminal terminal;
-    const std::string line = "exec " + kDtlexport + " --format " + format + " " + scan_;
-    const pid_t child = fork();
-    if (child == 0) {
-      dup2(terminal.line(), STDOUT_FILENO);
-      execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
-      _exit(127);
-    }
+    const std::string line = std::to_string(terminal.line());
+    EXPECT_EQ(RunShell(dir_, "dtlexport --format " + format + " scan.dtl >&" + line).status, 0);
     terminal.TakeLine();
     EXPECT_EQ(terminal.Shown(), shown) << format;
-    waitpid(child, nullptr, 0);
   }
 }
 
 TEST_F(Dtlexport, CompressedScanIsReadAndNotTouched) {
-  Synth("nfs", "2000");
-  const std::string rows = Export({"--format", "csv"});
-  ASSERT_EQ(RunMkdtl({"synth", "--kind", "nfs", "--records", "2000", "--compress", scan_}).status,
-            0);
+  Synth("nfs", "2000 --compress");
   const std::string packed = ReadFile(scan_);
-  const RunOptions options{.env = {{"TMPDIR", dir_.path()}}};
-  EXPECT_TRUE(RunExport({"--format", "csv", scan_}, options).out == rows);
+  const std::string exported = "TMPDIR=$PWD dtlexport --format csv scan.dtl";
+  const std::string plain =
+      "mkdtl synth --kind nfs --records 2000 plain > log; dtlexport --format csv plain; rm plain "
+      "log";
+  EXPECT_TRUE(RunShell(dir_, exported).out == RunShell(dir_, plain).out);
   EXPECT_TRUE(ReadFile(scan_) == packed);
   WriteFile(scan_, packed.substr(0, packed.size() / 2));
-  const RunResult run = RunExport({"--format", "csv", scan_}, options);
+  const RunResult run = RunShell(dir_, exported);
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, HasSubstr("Error occurred during decompression of '" + scan_ + "'\n"));
+  EXPECT_THAT(run.err, HasSubstr("Error occurred during decompression of 'scan.dtl'\n"));
   EXPECT_THAT(dir_.Entries(), testing::ElementsAre("scan.dtl"));
 }
 

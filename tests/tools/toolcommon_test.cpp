@@ -28,18 +28,17 @@ TEST(TerminalText, NothingThatActsOnATerminal) {
 }
 
 TEST(Figures, AsPeopleReadThem) {
+  // clang-format off
   const std::pair<uint64_t, const char*> sizes[] = {
-      {0, "0 bytes"},       {1023, "1023 bytes"},    {1024, "1.00 KB"},
-      {1048575, "1.00 MB"}, {9739796417, "9.07 GB"}, {UINT64_MAX, "16.00 EB"}};
-  for (const auto& [bytes, text] : sizes) EXPECT_EQ(SizeText(bytes), text);
-  EXPECT_EQ(Grouped(0) + Grouped(999) + Grouped(1000) + Grouped(1234567), "09991,0001,234,567");
+      {0, "0 bytes"}, {1023, "1023 bytes"}, {1024, "1.00 KB"}, {1048575, "1.00 MB"},
+      {UINT64_MAX, "16.00 EB"}};
   using Seconds = std::chrono::duration<double>;
-  const std::pair<double, const char*> times[] = {{0.04, "0.0 s"},
-                                                  {59.94, "59.9 s"},
-                                                  {59.96, "1 min 0 s"},
-                                                  {725, "12 min 5 s"},
-                                                  {10920, "3 h 2 min"}};
+  const std::pair<double, const char*> times[] = {
+      {0.04, "0.0 s"}, {59.94, "59.9 s"}, {59.96, "1 min 0 s"}, {10920, "3 h 2 min"}};
+  // clang-format on
+  for (const auto& [bytes, text] : sizes) EXPECT_EQ(SizeText(bytes), text);
   for (const auto& [time, text] : times) EXPECT_EQ(DurationText(Seconds(time)), text);
+  EXPECT_EQ(Grouped(999) + Grouped(1000) + Grouped(1234567), "9991,0001,234,567");
   EXPECT_EQ(RemainingText(0, 10, Seconds(5)), "");
   EXPECT_EQ(RemainingText(25, 100, Seconds(4)), "about 12 s left");
   EXPECT_EQ(RemainingText(1, 100, Seconds(4)), "about 6 min 36 s left");
