@@ -6,6 +6,10 @@
 
 namespace tabulon {
 
+// Signals that a fault of the thread itself raises, or its writing to a pipe that nobody reads.
+inline constexpr std::initializer_list<int> kOwnSignals = {SIGBUS, SIGSEGV, SIGFPE,
+                                                           SIGILL, SIGTRAP, SIGPIPE};
+
 // While it lives, signals are blocked in the thread that made it, and in threads that this thread
 // starts meanwhile.
 class SignalsBlocked {

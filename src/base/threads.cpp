@@ -115,8 +115,7 @@ void OnThreads(size_t threads, const std::function<void(size_t thread)>& work) {
   };
   std::vector<std::jthread> others;
   try {
-    // Open stay those that a fault of the thread itself raises.
-    const SignalsBlocked blocked({SIGBUS, SIGSEGV, SIGFPE, SIGILL, SIGTRAP, SIGPIPE});
+    const SignalsBlocked blocked(kOwnSignals);
     while (others.size() + 1 < threads) others.emplace_back(call, others.size() + 1);
   } catch (const std::system_error&) {
     // Fewer threads do the same work.
