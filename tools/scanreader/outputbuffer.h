@@ -1,11 +1,13 @@
 // Bytes on their way to a descriptor, in a buffer that is written when it has filled up.
 #pragma once
 
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 #include <vector>
+
+#include "base/decimal.h"
 
 namespace tabulon {
 
@@ -25,9 +27,9 @@ class OutputBuffer {
   }
   template <class Integer>
   void Decimal(Integer value) {
-    constexpr size_t kMostDigits = 20;
-    Reserve(kMostDigits);
-    at_ = std::to_chars(at_, end_, value).ptr;
+    Reserve(kLongestDecimal);
+    at_ = std::is_signed_v<Integer> ? PutSigned(at_, static_cast<int64_t>(value))
+                                    : PutDecimal(at_, static_cast<uint64_t>(value));
   }
   // Takes back the byte put last when it is this one.
   void DropLast(char byte) {

@@ -20,11 +20,10 @@ inline uint64_t MixWords(uint64_t a, uint64_t b) {
 
 // The hash of a text; `seed` is the hash of what precedes it.
 inline uint64_t HashText(uint64_t seed, std::string_view text) {
-  constexpr size_t kWord = sizeof(uint64_t);
   uint64_t hash = MixWords(seed, text.size());
-  while (text.size() >= kWord) {
+  while (text.size() >= kWordBytes) {
     hash = MixWords(hash, LoadU64(text.data()));
-    text.remove_prefix(kWord);
+    text.remove_prefix(kWordBytes);
   }
   uint64_t rest = 0;
   if (!text.empty()) std::memcpy(&rest, text.data(), text.size());  // an empty view may be null

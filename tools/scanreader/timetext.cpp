@@ -2,15 +2,12 @@
 
 #include <chrono>
 
+#include "base/decimal.h"
+
 namespace tabulon {
 namespace {
 
 constexpr uint32_t kSecondsPerDay = 86'400;
-
-void PutTwoDigits(char* to, unsigned value) {
-  to[0] = static_cast<char>('0' + value / 10);
-  to[1] = static_cast<char>('0' + value % 10);
-}
 
 }  // namespace
 
