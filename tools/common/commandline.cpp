@@ -7,6 +7,9 @@
 #include "tools/common/terminaltext.h"
 
 namespace tabulon {
+
+const char* const kToolVersion = TOOL_VERSION;
+
 namespace {
 
 int ToStandardOutput(const std::string& text) {
@@ -21,7 +24,7 @@ int ShowHelp(const Companion& companion) {
 }
 
 int ShowVersion(const Companion& companion) {
-  return ToStandardOutput(std::string(companion.name) + " " TOOL_VERSION "\n");
+  return ToStandardOutput(std::string(companion.name) + " " + kToolVersion + "\n");
 }
 
 int UsageError(const Companion& companion, std::string_view problem, std::string_view what) {

@@ -11,6 +11,8 @@ inline constexpr int kExitFailed = 1;      // nothing was written, or not all
 inline constexpr int kExitUsage = 2;       // the command line is wrong; nothing was done
 inline constexpr int kExitIncomplete = 3;  // done, but not everything could be read
 
+extern const char* const kToolVersion;  // that of the project: "2.2.0"
+
 // A companion as its command line shows it.
 struct Companion {
   const char* name;
@@ -24,8 +26,7 @@ int ShowVersion(const Companion& companion);  // "mkdtl 2.2.0"
 // Tells what is wrong and where help is, on standard error. Returns kExitUsage.
 int UsageError(const Companion& companion, std::string_view problem, std::string_view what = "");
 
-// Whether an argument means standard output. No file of that name is ever made: "./-" names
-// one.
+// Whether an argument means standard output. No file of that name is ever made: "./-" names one.
 inline bool IsStandardOutput(std::string_view argument) {
   return argument == "-";
 }

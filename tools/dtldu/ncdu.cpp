@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/loganderr.h"
+#include "tools/common/commandline.h"
 #include "tools/dtldu/rows.h"
 #include "tools/scanreader/filewalk.h"
 #include "tools/scanreader/outputbuffer.h"
@@ -152,7 +153,9 @@ void NcduWriter::LinkChildren() {
 void NcduWriter::Write() {
   const DirNumber first = options_.dir ? FindDirectory(tree_, scan_.root, *options_.dir) : kRootDir;
   if (first == kNoDir) ErrExit(L"The scan has no directory '%s'\n", *options_.dir);
-  out_.Raw("[1,2,{\"progname\":\"dtldu\",\"progver\":\"" TOOL_VERSION "\",\"timestamp\":");
+  out_.Raw("[1,2,{\"progname\":\"dtldu\",\"progver\":\"");
+  out_.Raw(kToolVersion);
+  out_.Raw("\",\"timestamp\":");
   out_.Decimal(scan_.scan.logHdr.scanTime);
   out_.Put('}');
   std::string path;

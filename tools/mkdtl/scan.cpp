@@ -15,6 +15,7 @@
 #include <memory>
 #include <string>
 
+#include "tools/common/commandline.h"
 #include "tools/common/figures.h"
 #include "tools/common/progress.h"
 #include "tools/common/terminaltext.h"
@@ -73,7 +74,7 @@ ScanSpec DescribeScan(const ScanOptions& options, const std::string& path, int r
                 .server = options.server.value_or(system.nodename),
                 .rootPath = options.rootName.value_or(path),
                 .host = options.server.value_or(system.nodename),
-                .version = {MKDTL_VERSION, system.sysname, system.machine}};
+                .version = {kToolVersion, system.sysname, system.machine}};
   if (options.tag) {
     spec.flags = kHeaderQvaTagged;
     spec.tag = *options.tag;
