@@ -11,10 +11,10 @@ file with a record for every directory and file, and writes reports: an audit
 summary, the files that a query selects, totals by extension and owner, size
 and age distributions, duplicates, use of accounts, as text or CSV.
 .
-The package holds mkdtl as well, which scans local directory trees, and
+The package holds mkdtl as well, which scans local directory trees,
 dtlexport, which writes scans as rows for databases, dtldu, which tells the
-size of every directory, and dtldiff, which compares two scans. report-page, which draws a
-scan as one HTML page, needs python3.")
+size of every directory, and dtldiff, which compares two scans. report-page,
+which draws a scan as one HTML page, needs python3.")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS python3)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 if("$ENV{DEB_BUILD_OPTIONS}" MATCHES "(^|[ ,])nostrip($|[ ,])")
