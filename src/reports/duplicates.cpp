@@ -151,7 +151,7 @@ void Duplicates::Finish() {
   groups_->Make(found);
   if (files_) files_->Finish();
   const DupTotals& totals = groups_->totals();
-  counts_.count += static_cast<int32_t>(totals.files);
+  counts_.count += static_cast<uint32_t>(totals.files);
   counts_.totalBytes += totals.bytes;
   counts_.allocatedBytes += totals.allocated;
 }

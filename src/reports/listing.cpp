@@ -247,7 +247,7 @@ void Listing::Write(ReportOutput& output) {
     if (!piece.records.empty()) directory = piece.records.back().directory;
     return !piece.records.empty();
   };
-  const size_t pieces = static_cast<uint32_t>(counts_.count) / run_.linesAtOnce + 1;
+  const size_t pieces = counts_.count / run_.linesAtOnce + 1;
   const size_t threads = std::min(run_.threads, pieces);
   lines.Share(threads, [&](size_t) {
     ListingWriter writer(output, run_.scan, lines);

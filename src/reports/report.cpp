@@ -70,8 +70,10 @@ std::vector<Tally> ReportSet::Tallies() const {
   for (const auto& [report, accumulator] : members_) {
     if ((report->flags & kFlagTotals) == 0) continue;
     const ReportCounts& counts = accumulator->counts();
+    // A count is shown as a signed number: from 2^31 on it is negative. Kept so.
+    const auto shown = static_cast<int32_t>(counts.count);
     tallies.push_back({.name = report->totalTag ? *report->totalTag : report->title,
-                       .count = static_cast<uint64_t>(counts.count),
+                       .count = static_cast<uint64_t>(shown),
                        .totalBytes = counts.totalBytes,
                        .allocatedBytes = counts.allocatedBytes});
   }

@@ -55,7 +55,7 @@ struct ReportRun {
 
 // What a report counts.
 struct ReportCounts {
-  int32_t count = 0;            // matching records
+  uint32_t count = 0;           // matching records; wraps at 32 bits
   uint64_t totalBytes = 0;      // sum of their sizes
   uint64_t allocatedBytes = 0;  // sum of their allocated sizes
 };

@@ -175,7 +175,7 @@ TEST(Listing, GoesOnWithoutAPositionFile) {
     OpenLogErrFiles(0, (dir / "list").c_str(), nullptr);
     const auto listing = report.kind->make(report, run);
     ScanDetail(scan, [&](Pass& pass) { listing->Add(pass); });
-    EXPECT_EQ(listing->counts().count, 2);
+    EXPECT_EQ(listing->counts().count, 2U);
     ReportOutput output(report, settings);
     listing->Write(output);
     CloseLogErrFiles();
