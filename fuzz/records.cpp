@@ -28,7 +28,7 @@ const std::vector<uint32_t> kTypes[] = {
     {kReportCustom, kReportDuplicates, kReportLongPaths, kReportTotals},
     {kReportFiletypes, kReportSymlinks, kReportNameConflict, kReportSubdirCount, kReportTotals}};
 
-// A scan whose records are replaced behind its back: everything in front of them stays the same.
+// A scan whose records are replaced while it is open: everything before them stays the same.
 class Scans {
  public:
   // The scan of a choice, with these records.
