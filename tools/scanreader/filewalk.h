@@ -11,9 +11,9 @@
 
 namespace tabulon {
 
-// Calls directory(path, position) for each record of a directory, with its stored path and the file
-// offset of what comes next, and file(batch, i) for each record of something else that passes the
-// plan (null: all do), in the order of the scan. Returns false when the scan breaks off.
+// Calls directory(path, position) for each record of a directory, with its stored path and its file
+// offset, and file(batch, i) for each record of something else that passes the plan (null: all do),
+// in the order of the scan. Returns false when the scan breaks off.
 template <class Directory, class File>
 bool WalkFiles(const Scan& scan, const FilterPlan* plan, ReadProgress& progress,
                Directory&& directory, File&& file) {
