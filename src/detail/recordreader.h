@@ -81,7 +81,6 @@ class RecordReader {
     size_t available = 0;
     window_.At(position, size, available);
   }
-  uint64_t fileSize() const { return window_.fileSize(); }
   // The file offset of a byte in the window where it is now.
   uint64_t PositionOf(const unsigned char* byte) const { return window_.PositionOf(byte); }
 

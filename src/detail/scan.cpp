@@ -111,6 +111,7 @@ Scan LoadScan(UniqueFd file, const char* name, const ScanDemands& demands) {
   Scan scan;
   scan.dtlFile = std::move(file);
   const int fd = scan.dtlFile.get();
+  scan.fileSize = FileSize(fd);
   LoadHeader(scan, name, demands);
   std::array<unsigned char, kRootSize> root;
   ReadBlock(fd, root, kHeaderSize);

@@ -17,7 +17,9 @@ inline constexpr int kRootCifs = 1;
 inline constexpr int kRootNfs = 2;
 
 struct Scan {
-  UniqueFd dtlFile;  // the open detail file
+  UniqueFd dtlFile;       // the open detail file
+  uint64_t fileSize = 0;  // its bytes when it was loaded. What the run shares out by size goes by
+                          // this one: somebody may still be copying the file.
   LogHeader logHdr;
   LogRoot logRoot;
   VersionBlock version;    // empty texts unless dtlVersionHdrPresent

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <ctime>
 
-#include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/threads.h"
 #include "detail/baton.h"
@@ -86,7 +85,7 @@ class BlockReader {
       // Blocks are parts of the file of equal size; the first one begins at the first record.
       const uint64_t first = shared_.scan.logRoot.firstRecord;
       const uint64_t start = first + block * blockSize_;
-      if (start >= reader_.fileSize()) return;
+      if (start >= shared_.scan.fileSize) return;
       reader_.Hold(start, blockSize_ + kBehindBlock);
       if (!shared_.baton.Await(block)) return;
       more = WalkOver(start + blockSize_);
@@ -162,7 +161,7 @@ constexpr uint64_t kWorthSharing = uint64_t{16} << 20;
 
 size_t ThreadsFor(const Scan& scan, const PassShare& share) {
   if (share.threads > 0) return std::min(share.threads, kMostThreads);
-  return FileSize(scan.dtlFile.get()) < kWorthSharing ? 1 : UsableProcessors();
+  return scan.fileSize < kWorthSharing ? 1 : UsableProcessors();
 }
 
 PassEnd ScanDetail(const Scan& scan, const BatchSink& sink, const PassOptions& options) {

@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include "base/fileio.h"
 #include "base/radixsort.h"
 #include "base/threads.h"
 #include "detail/recordreader.h"
@@ -21,7 +20,7 @@ constexpr size_t kPartMembers = 64U << 10;
 // memory.
 uint64_t MostText(const Scan& scan) {
   constexpr uint64_t kLeast = uint64_t{96} << 20;
-  return std::clamp(FileSize(scan.dtlFile.get()) / 32, kLeast, 2 * kLeast);
+  return std::clamp(scan.fileSize / 32, kLeast, 2 * kLeast);
 }
 
 // Places that a thread takes at a time.

@@ -5,7 +5,6 @@
 #include <span>
 #include <utility>
 
-#include "base/fileio.h"
 #include "base/radixsort.h"
 #include "base/threads.h"
 #include "detail/attributes.h"
@@ -26,14 +25,10 @@ constexpr size_t kLookAhead = 16;
 // any partition has, unless nearly all files are alike.
 constexpr uint64_t kMostLookedAtTwice = uint64_t{1} << 22;
 
-uint64_t SizeOf(const Scan& scan) {
-  return FileSize(scan.dtlFile.get());
-}
-
 // Files that the scan can hold at most, whatever its totals say.
 uint64_t ExpectedFiles(const Scan& scan) {
   return std::min<uint64_t>(uint64_t{scan.logRoot.files} + scan.logRoot.directories,
-                            SizeOf(scan) / scan.layout().fixedSize);
+                            scan.fileSize / scan.layout().fixedSize);
 }
 
 // The number of one of `partitions`: the higher the hash the higher.
@@ -85,10 +80,10 @@ DupCandidates::DupCandidates(const Scan& scan, uint32_t fields, const DupLimits&
       limits_(limits),
       everyFile_(everyFile),
       key_(fields),
-      positionBits_(static_cast<uint32_t>(std::bit_width(SizeOf(scan)))),
-      rangeBits_(RangeBits(SizeOf(scan), limits.rangeBits)),
-      ranges_(static_cast<size_t>(SizeOf(scan) >> rangeBits_) + 1),
-      runs_(SizeOf(scan), limits.runFiles) {
+      positionBits_(static_cast<uint32_t>(std::bit_width(scan.fileSize))),
+      rangeBits_(RangeBits(scan.fileSize, limits.rangeBits)),
+      ranges_(static_cast<size_t>(scan.fileSize >> rangeBits_) + 1),
+      runs_(scan.fileSize, limits.runFiles) {
   const uint64_t partitions = ExpectedFiles(scan) / limits.partition;
   Part part = {{std::clamp<uint64_t>(partitions, 1, kMostPartitions), limits.gathered},
                {ranges_, limits.gathered / 8 + 1}};

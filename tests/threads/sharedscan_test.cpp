@@ -1,12 +1,17 @@
 // However many threads share a scan, and wherever it is cut into blocks: the same bytes everywhere.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <atomic>
 #include <map>
 #include <random>
+#include <thread>
 
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
 #include "tests/support/dtlbuild.h"
+#include "tests/support/openscan.h"
 #include "tools/scanwriter/littlebytes.h"
 
 namespace tabulon {
@@ -134,6 +139,26 @@ TEST_F(SharedScan, CutLargeScansIntoBlocksOfAMebibyte) {
   ASSERT_GT(scan.size(), size_t{3} << 20);
   config_ = SampleConfiguration(ScanKind::kNfs);
   ExpectSame(scan, kConfigured, {{3, PassShare().block}});
+}
+
+// A scan that is still being copied: threads that look at its size one after the other see others.
+TEST(GrowingScan, IsReadToSomeEnd) {
+  DtlMap map;
+  const std::string bytes = BuildDtl({.records = {FileRecord("a")}}, &map);
+  constexpr size_t kBlock = 4096, kThreads = 8;
+  for (int i = 0; i < 200; ++i) {
+    Scan scan = OpenInMemory(bytes.substr(0, map.recordsEnd));
+    std::atomic<uint64_t> taken = 0;
+    const std::vector<BatchSink> sinks(kThreads, [&](Pass& pass) { taken += pass.batch.size(); });
+    std::jthread grow([&](const std::stop_token& over) {
+      for (off_t size = 0; size < 1'000 * off_t{kBlock} && !over.stop_requested();) {
+        ftruncate(scan.dtlFile.get(), size += 2 * kBlock);
+      }
+    });
+    const PassEnd end = ScanDetail(scan, sinks, {.block = kBlock});
+    EXPECT_EQ(end.records, taken);
+    EXPECT_FALSE(end.atEndMarker);
+  }
 }
 
 TEST_F(SharedScan, RunTheExamplesAsOneDoes) {

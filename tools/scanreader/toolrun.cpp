@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <new>
 
-#include "base/fileio.h"
 #include "base/localetext.h"
 #include "base/loganderr.h"
 #include "base/memory.h"
@@ -98,7 +97,7 @@ void CloseRows(int rows) {
 
 uint64_t AssumedRecordsEnd(const Scan& scan) {
   const uint64_t firstRecord = scan.logRoot.firstRecord;
-  uint64_t end = FileSize(scan.dtlFile.get());
+  uint64_t end = scan.fileSize;
   for (const uint64_t section : {scan.logHdr.securitySection, scan.logHdr.idSection}) {
     if (section > firstRecord) end = std::min(end, section);
   }
