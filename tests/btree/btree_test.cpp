@@ -95,7 +95,8 @@ TEST_P(TreeModelTest, HoldsWhatAMapHolds) {
     for (uint32_t i = 0; i < order.size(); ++i) {
       model.emplace(order[i], i);
       ASSERT_TRUE(Add(tree, order[i], &i));
-      ASSERT_FALSE(Add(tree, order[i / 2], &before)) << "an equal key is refused";
+      const uint32_t other = ~i;
+      ASSERT_FALSE(Add(tree, order[i / 2], &other)) << "an equal key is refused";
       ASSERT_NO_FATAL_FAILURE(CheckTree(*tree, model.size()));
     }
     ExpectModel(tree, model, settings.extraBytes);
