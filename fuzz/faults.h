@@ -26,11 +26,13 @@ enum class Mishap {
   kKilledAfter,   // or after it
 };
 
+inline constexpr uint64_t kNever = UINT64_MAX;
+
 struct Fault {
   uint32_t calls = 0;
   Mishap mishap = Mishap::kFails;
   int errnum = 0;
-  uint64_t n = 0;  // which call, from 1; 0 = every call from the first on
+  uint64_t n = 0;  // which call, from 1; 0 = all of them; kNever = none, they are counted
 };
 
 // A number that this process shares with its children.

@@ -1,6 +1,7 @@
 #include "fuzz/samples.h"
 
 #include <array>
+#include <cstring>
 #include <utility>
 
 #include "base/bytes.h"
@@ -164,6 +165,11 @@ Sample MakeSample(ScanKind kind, uint32_t revision) {
 
 }  // namespace
 
+std::string WithField(std::string bytes, const Field& field, uint32_t value) {
+  std::memcpy(&bytes.at(field.at), &value, field.width);
+  return bytes;
+}
+
 const std::vector<Sample>& Samples() {
   static const std::vector<Sample> samples = [] {
     std::vector<Sample> made;
@@ -173,6 +179,22 @@ const std::vector<Sample>& Samples() {
     return made;
   }();
   return samples;
+}
+
+std::string TwinScan(ScanKind kind, uint32_t files) {
+  const bool cifs = kind == ScanKind::kCifs;
+  // clang-format off
+  ScanSpec spec{.kind = kind, .revision = 8 | kRevisionSubdirCounts, .scanTime = kNow,
+                .rootPath = cifs ? "C:\\" : "/", .records = {DirectoryRecord(cifs ? "\\" : "/")},
+                .descriptors = {"descriptor"}, .domains = {"D"},
+                .sids = {{.sid = BinarySid(5, {1}), .name = "a"}},
+                .ids = {{.id = 1, .name = "root"}}};
+  // clang-format on
+  for (uint32_t i = 0; i < files; ++i) {
+    const std::string name = "f" + std::to_string(i % 700) + ".txt";
+    spec.records.push_back(FileRecord(name, {.size = 100 + i % 40}));
+  }
+  return BuildDtl(spec);
 }
 
 std::string SampleConfiguration(ScanKind kind) {

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "base/fileio.h"
 
@@ -85,9 +86,25 @@ std::filesystem::path FastDirectory() {
   return usable ? kInMemory : std::filesystem::temp_directory_path();
 }
 
-bool Outcome::HasMessage() const {
+std::string Differences(const FileMap& a, const FileMap& b) {
+  std::string names;
+  for (const auto& [from, to] : {std::pair(&a, &b), std::pair(&b, &a)}) {
+    for (const auto& [name, bytes] : *from) {
+      const auto other = to->find(name);
+      if (other == to->end() || other->second != bytes) names += name + ' ';
+    }
+  }
+  return names;
+}
+
+uint64_t SweepStep(uint64_t cases, uint64_t tries) {
+  const bool full = std::getenv("TABULON_FULL") != nullptr;
+  return full ? 1 : std::max<uint64_t>(1, cases / tries);
+}
+
+std::string Outcome::Told() const {
   const bool begun = err.starts_with("Scan time: ");
-  return err.size() > (begun ? err.find('\n') + 1 : 0);
+  return begun ? err.substr(std::min(err.find('\n'), err.size() - 1) + 1) : err;
 }
 
 Sandbox::Sandbox()
@@ -104,6 +121,16 @@ Sandbox::~Sandbox() {
 
 void Sandbox::Clear() {
   for (const std::string& name : dir_.Entries()) std::filesystem::remove_all(dir_ / name);
+}
+
+FileMap Sandbox::Files() const {
+  FileMap files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(dir_.path())) {
+    if (entry.is_regular_file() && !entry.path().filename().string().starts_with("sdtem")) {
+      files[entry.path().lexically_relative(dir_.path())] = ReadFile(entry.path());
+    }
+  }
+  return files;
 }
 
 Outcome Sandbox::Run(const std::vector<std::string>& args, const std::function<void()>& prepare,

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -23,13 +24,23 @@ struct Outcome {
 
   // 0 or 1, not killed, and no message where one is due. Sanitizer reports exit with kReported.
   bool Clean() const { return status == 0 || (status == 1 && HasMessage()); }
-  // Anything on the error stream after the line that every run begins with.
-  bool HasMessage() const;
+  // What is on the error stream after the line with the time, which a run begins with.
+  std::string Told() const;
+  bool HasMessage() const { return !Told().empty(); }
 };
 
 // Where files are made and removed a thousand times a second: in memory when there is room, since
 // disk file systems (ext4) take several times as long for that as the runs themselves.
 std::filesystem::path FastDirectory();
+
+// Contents of files by their names.
+using FileMap = std::map<std::string, std::string>;
+// The names under which the two differ, with a blank after each.
+std::string Differences(const FileMap& a, const FileMap& b);
+
+// The step at which a sweep over so many cases tries about `tries` of them. With TABULON_FULL in
+// the environment it is 1, and the sweep tries them all.
+uint64_t SweepStep(uint64_t cases, uint64_t tries);
 
 // Exit status of a run that a sanitizer ended.
 inline constexpr int kReported = 99;
@@ -55,6 +66,9 @@ class Sandbox {
   RunTuning tuning;  // of the runs
 
   const TempDir& dir() const { return dir_; }
+  // The files of the directory and of those in it, by their paths from there, but for the
+  // descriptors' file, which queries leave under a name of its own each time.
+  FileMap Files() const;
   // Empties the directory.
   void Clear();
 

@@ -113,11 +113,11 @@ TEST(ParseCommandLineEx, SupportsEveryKindOfRow) {
       {{"-n-s"}, "n=-s|"}, {{"-n", "-s"}, "n s|"}, {{"-only=1", "2"}, "only==1|2;"},
       {{"+s"}, "s+|"}, {{"-size", "3"}, "n=3#3|"}, {{"-LONE"}, "lone|"},
   };
+  constexpr uint32_t kMode = kParseReturnErrors | kParseIgnoreCase;
   for (const Parsed& row : rows) {
     std::vector<CmdOption> table = ToolTable();
     Arguments arguments(row.elements);
-    EXPECT_EQ(ParseCommandLineEx(arguments.elements(),
-                                 kParseReturnErrors | kParseIgnoreCase, table), nullptr);
+    EXPECT_EQ(ParseCommandLineEx(arguments.elements(), kMode, table), nullptr);
     EXPECT_EQ(Found(table, arguments), row.found);
   }
   // The failing element is handed back.

@@ -16,6 +16,15 @@ ScanSpec ThreeFiles() {
           .records = {DirectoryRecord("/"), FileRecord("a"), FileRecord("b"), FileRecord("c")}};
 }
 
+// The same, tagged for QVA output, from the host "h".
+ScanSpec TaggedFiles(const std::string& tag) {
+  ScanSpec scan = ThreeFiles();
+  scan.flags = kHeaderQvaTagged;
+  scan.host = "h";
+  scan.tag = PaddedTag(tag);
+  return scan;
+}
+
 // A directory with a scan, "x.dtl", and a configuration, "c", that sends all files to "r".
 class WholeAnswers : public testing::Test {
  protected:
@@ -70,14 +79,19 @@ TEST_F(WholeAnswers, StreamsThatTakeNothingFailTheRun) {
   const struct { const char* arguments; const char* told; } rows[] = {
       {"-q 'size ge 0' >&-", "Error writing 'standard output'\n  (p9) "},
       {"-q 'size ge 0' >/dev/full", "Error writing 'standard output'\n  (p28) "},
+      {"-l /dev/full", "Error writing '/dev/full'\n  (p28) "},
+      {"-l /dev/full -q 'size ge 0'", "Error writing '/dev/full'\n  (p28) "},
+      {"-rdir /dev -cfg full", "Error writing '/dev/full'\n  (p28) "},
       {"-cfg c 2>&-", ""},
       {"-cfg c 2>/dev/full", ""},
       {"-cfg c -l list -e log <&- >&- 2>&-", ""},
       {"-cfg nothing -e /dev/full", "Cannot open configuration file 'nothing'"},
+      {"-tempdir /proc -l list -q 'size ge 0'", "Error writing '/proc/tabul"},
       {"-q 'size gt 1 [and] size gt 2' -debug 4", "Error writing 'TabulonDebug.log'\n  (p28) "},
   };
   // clang-format on
   std::filesystem::create_symlink("/dev/full", dir_ / "TabulonDebug.log");
+  WriteFile(dir_ / "full", Section("type=custom;reportfile=full"));
   const std::string scan = ReadFile(dir_ / "x.dtl");
   for (const auto& row : rows) {
     const RunResult run = Run(row.arguments);
@@ -87,95 +101,67 @@ TEST_F(WholeAnswers, StreamsThatTakeNothingFailTheRun) {
   }
   EXPECT_EQ(ReadFile(dir_ / "r"), "/srv/a\n/srv/b\n/srv/c\n");
   EXPECT_THAT(ReadFile(dir_ / "log"), StartsWith("Error writing 'standard output'\n  (p9) "));
+  EXPECT_THAT(ReadFile(dir_ / "list"), StartsWith("Cannot open tmp file /proc/tabul"));
   EXPECT_EQ(Run("-cfg c <&-").status, 0);
-}
-
-// A scan whose end does not come is told to the error log alone, whatever that is.
-TEST_F(WholeAnswers, FullErrorLogsFailTheRun) {
+  // A scan whose end does not come is told to the error log alone, whatever that is.
   std::filesystem::resize_file(dir_ / "x.dtl", 300);
   const RunResult run = Run("-e /dev/full -q 'size ge 0'");
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("Error writing '/dev/full'\n  (p28) "));
 }
 
-// A log that would be written over a file of the run is refused before anything is opened.
-TEST_F(WholeAnswers, LogsSpareTheFilesOfTheRun) {
-  std::filesystem::create_directory(dir_ / "d");
-  std::filesystem::create_hard_link(dir_ / "x.dtl", dir_ / "hard");
-  std::filesystem::create_symlink("c", dir_ / "soft");
-  std::filesystem::create_symlink("TabulonDebug.log", dir_ / "led");
-  const auto entries = dir_.Entries();
-  const std::string scan = ReadFile(dir_ / "x.dtl"), config = ReadFile(dir_ / "c");
-  // clang-format off
-  const std::pair<const char*, const char*> rows[] = {
-      {"-l x.dtl", "scan 'x.dtl' and list log 'x.dtl'"},
-      {"-e d/../hard", "scan 'x.dtl' and error log 'd/../hard'"},
-      {"-cfg c -l soft", "configuration 'c' and list log 'soft'"},
-      {"-q 'size ge 0' -cfg c -e ./c", "configuration 'c' and error log './c'"},
-      {"-debug 1 -l led", "list log 'led' and debug log 'TabulonDebug.log'"},
-      {"-debug 1 -e d/../TabulonDebug.log",
-       "error log 'd/../TabulonDebug.log' and debug log 'TabulonDebug.log'"},
-  };
-  // clang-format on
-  for (const auto& [arguments, files] : rows) {
-    const RunResult run = Run(arguments);
-    EXPECT_EQ(run.status, 1) << arguments;
-    EXPECT_EQ(run.err, std::string(files) + " are one file\n");
-    EXPECT_EQ(ReadFile(dir_ / "x.dtl"), scan);
-    EXPECT_EQ(ReadFile(dir_ / "c"), config);
-    EXPECT_EQ(dir_.Entries(), entries);
-  }
-  EXPECT_EQ(Run("-l /dev/null -e /dev/null").status, 0);
-}
-
-// The same for what the configuration names, and for the QVA file.
-TEST_F(WholeAnswers, ReportsSpareTheFilesOfTheRun) {
-  const std::string custom = "type=custom;reportfile=";
-  ScanSpec tagged = ThreeFiles();
-  tagged.tag = PaddedTag("T");
-  tagged.flags = kHeaderQvaTagged;
-  tagged.host = "h";
-  WriteDtl(dir_ / "x.dtl", tagged);
+// What would be written over a file of the run is refused: a log before anything is opened.
+TEST_F(WholeAnswers, FilesOfTheRunAreSpared) {
+  WriteDtl(dir_ / "x.dtl", TaggedFiles("T"));
   WriteFile(dir_ / "r", "of yesterday");
   std::filesystem::create_directory(dir_ / "d");
-  std::filesystem::create_symlink("r", dir_ / "soft");
+  std::filesystem::create_hard_link(dir_ / "x.dtl", dir_ / "hard");
+  std::filesystem::create_symlink("c", dir_ / "toC");
+  std::filesystem::create_symlink("r", dir_ / "toR");
+  std::filesystem::create_symlink("TabulonDebug.log", dir_ / "led");
   const auto entries = dir_.Entries();
-  const std::string scan = ReadFile(dir_ / "x.dtl");
+  const std::string scan = ReadFile(dir_ / "x.dtl"),
+                    custom = "type=custom;reportfile=", config = custom + "r";
   // clang-format off
-  const struct { std::string sections; const char* arguments; const char* told; } rows[] = {
-      {custom + "x.dtl", "", "scan 'x.dtl' and report file 'x.dtl' are one file\n"},
-      {custom + "c", "", "configuration 'c' and report file 'c' are one file\n"},
-      {custom + "r\n[report]\n" + custom + "soft", "",
-       "report file 'r' and report file 'soft' are one file\n"},
-      {custom + "new\n[report]\n" + custom + "d/../new", "",
-       "report file 'new' and report file 'd/../new' are one file\n"},
-      {custom + "soft", "-rdir . -e new -l r", "list log 'r' and report file './soft' are one file\n"},
-      {"type=totals", "-qva -l T_h_srv", "list log 'T_h_srv' and QVA output file 'T_h_srv' are one file\n"},
+  const struct {
+    std::string sections; const char* arguments; const char* files; bool logged = false;
+  } rows[] = {
+      {config, "-l x.dtl", "scan 'x.dtl' and list log 'x.dtl'"},
+      {config, "-e d/../hard", "scan 'x.dtl' and error log 'd/../hard'"},
+      {config, "-cfg c -l toC", "configuration 'c' and list log 'toC'"},
+      {config, "-q 'size ge 0' -cfg c -e ./c", "configuration 'c' and error log './c'"},
+      {config, "-debug 1 -l led", "list log 'led' and debug log 'TabulonDebug.log'"},
+      {config, "-debug 1 -e d/../TabulonDebug.log",
+       "error log 'd/../TabulonDebug.log' and debug log 'TabulonDebug.log'"},
+      {custom + "x.dtl", "-cfg c", "scan 'x.dtl' and report file 'x.dtl'"},
+      {custom + "c", "-cfg c", "configuration 'c' and report file 'c'"},
+      {config + "\n[report]\n" + custom + "toR", "-cfg c", "report file 'r' and report file 'toR'"},
+      {custom + "new\n[report]\n" + custom + "d/../new", "-cfg c",
+       "report file 'new' and report file 'd/../new'"},
+      {custom + "toR", "-cfg c -rdir . -e new -l r", "list log 'r' and report file './toR'", true},
+      {"type=totals", "-cfg c -qva -l T_h_srv",
+       "list log 'T_h_srv' and QVA output file 'T_h_srv'", true},
   };
   // clang-format on
   for (const auto& row : rows) {
     WriteFile(dir_ / "c", Section(row.sections));
-    const RunResult run = Run(std::string("-cfg c ") + row.arguments);
-    EXPECT_EQ(run.status, 1) << row.told;
-    EXPECT_THAT(run.err, EndsWith(row.told));
+    const RunResult run = Run(row.arguments);
+    EXPECT_EQ(run.status, 1) << row.files;
+    EXPECT_THAT(run.err, EndsWith(std::string(row.files) + " are one file\n"));
     EXPECT_EQ(ReadFile(dir_ / "x.dtl"), scan);
     EXPECT_EQ(ReadFile(dir_ / "c"), Section(row.sections));
-    if (row.arguments[0] == '\0') {
-      EXPECT_EQ(ReadFile(dir_ / "r"), "of yesterday");
-      EXPECT_EQ(dir_.Entries(), entries);
-    }
+    if (row.logged) continue;
+    EXPECT_EQ(ReadFile(dir_ / "r"), "of yesterday");
+    EXPECT_EQ(dir_.Entries(), entries);
   }
+  EXPECT_EQ(Run("-l /dev/null -e /dev/null").status, 0);
   // Reports that are not written spare everything.
   WriteFile(dir_ / "c", Section(custom + "c") + Section(custom + "c;inactive=yes"));
   EXPECT_EQ(Run("-qva -cfg c").status, 0);
 }
 
 TEST_F(WholeAnswers, OnlyQvaFilesAreReplacedByOne) {
-  ScanSpec tagged = ThreeFiles();
-  tagged.tag = PaddedTag("T|\u00E9");
-  tagged.flags = kHeaderQvaTagged;
-  tagged.host = "h";
-  WriteDtl(dir_ / "x.dtl", tagged);
+  WriteDtl(dir_ / "x.dtl", TaggedFiles("T|\u00E9"));
   const std::string name = dir_ / "T|\u00E9_h_srv", plain = Section("type=totals");
   WriteFile(dir_ / "c", "[parameters]\ntextoutput=unicode\n" + plain);
   EXPECT_EQ(Run("-qva -cfg c").status, 0);
@@ -195,27 +181,24 @@ TEST_F(WholeAnswers, OnlyQvaFilesAreReplacedByOne) {
   EXPECT_EQ(Run("-qva -cfg c").status, 0);
 }
 
-// A report that cannot be written whole, or that a fault keeps from being written.
+// A fault keeps reports from being written.
 TEST_F(WholeAnswers, ReportsOfYesterdayOutliveAFailure) {
-  ScanSpec many = ThreeFiles();
-  many.records.resize(2000, FileRecord(std::string(60, 'f')));
-  WriteDtl(dir_ / "x.dtl", many);
   for (const char* name : {"r", "second"}) WriteFile(dir_ / name, "of yesterday");
   const std::string first = ReadFile(dir_ / "c");
   // clang-format off
-  const struct { std::string config; const char* words; const char* told; } rows[] = {
-      {first, "ulimit -f 128; trap '' XFSZ; ", "Error writing 'r'\n  (p27) "},
-      {first + Section("type=custom;reportfile=none/x"), "", "Unable to create report file 'none/x'\n  (p2) "},
-      {Section("type=duplicates;reportfile=r") + Section("type=totals;reportfile=second"), "",
+  const std::pair<std::string, const char*> rows[] = {
+      {first + Section("type=custom;reportfile=none/x"),
+       "Unable to create report file 'none/x'\n  (p2) "},
+      {Section("type=duplicates;reportfile=r") + Section("type=totals;reportfile=second"),
        "Unable to create temporary file 'dupmerge.tmp'"},
   };
   // clang-format on
   std::filesystem::create_directory(dir_ / "dupmerge.tmp");
-  for (const auto& row : rows) {
-    WriteFile(dir_ / "c", row.config);
-    const RunResult run = Run("-z -tempdir /tmp -cfg c", row.words);
+  for (const auto& [config, told] : rows) {
+    WriteFile(dir_ / "c", config);
+    const RunResult run = Run("-z -tempdir /tmp -cfg c");
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.err, HasSubstr(row.told));
+    EXPECT_THAT(run.err, HasSubstr(told));
     EXPECT_EQ(ReadFile(dir_ / "r") + ReadFile(dir_ / "second"), "of yesterdayof yesterday");
   }
   WriteFile(dir_ / "c", first);

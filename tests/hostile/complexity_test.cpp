@@ -30,10 +30,12 @@ struct Job {
   bool compressed = false;
 };
 
+using MakeJob = std::function<Job(size_t n)>;
+
 struct Row {
   const char* name;
   size_t least;  // the smallest size
-  std::function<Job(size_t n)> make;
+  MakeJob make;
   size_t step = kUsualStep;
 };
 
@@ -65,7 +67,9 @@ const std::string kEveryKind = Report("type=summary\n", 1) +
                                Report("type=filetypes\nextlen=9\n", 5) +
                                Report("type=duplicates\n", 6) + Report("type=totals\n", 7);
 
-ScanSpec Scan(size_t n, const std::function<RecordSpec(uint32_t)>& make) {
+using MakeRecord = std::function<RecordSpec(uint32_t number)>;
+
+ScanSpec Scan(size_t n, const MakeRecord& make) {
   ScanSpec scan{.records = {DirectoryRecord("/d")}};
   for (uint32_t i = 0; i < n; ++i) scan.records.push_back(make(i));
   return scan;
@@ -74,222 +78,173 @@ RecordSpec PlainFile(uint32_t i) {
   return FileRecord("f" + Number(i) + ".txt", {.size = i});
 }
 
-ScanSpec Directories(size_t n) {
-  ScanSpec scan;
-  for (size_t i = 0; i < n; ++i) {
-    scan.records.push_back(DirectoryRecord("/d" + Number(i)));
-    scan.records.push_back(FileRecord("a.txt", {.size = i / 2}));
+// A run on `n` records.
+MakeJob Records(const MakeRecord& make, const std::string& config,
+                const std::vector<std::string>& args = {}) {
+  return [=](size_t n) { return Job{Scan(n, make), config, args}; };
+}
+// A run on `records` records, in each of which something is `n` long.
+MakeJob Lengths(size_t records, RecordSpec (*make)(size_t n, uint32_t number),
+                const std::string& config, const std::vector<std::string>& args = {}) {
+  return [=](size_t n) {
+    return Job{Scan(records, [&](uint32_t i) { return make(n, i); }), config, args};
+  };
+}
+// A run with a query of `n` parts.
+MakeJob InQuery(std::string (*make)(size_t n)) {
+  return [=](size_t n) { return Job{Scan(200, PlainFile), "", {"-q", make(n)}}; };
+}
+
+// A list in a configuration, on as many lines as it needs: its items, and a last one.
+std::string List(size_t n, const std::string& last,
+                 const std::function<std::string(size_t)>& item) {
+  return Repeated(n, [&](size_t i) { return item(i) + (i % 8 == 7 ? ",_\n" : ","); }) + last + "\n";
+}
+
+Job NamedOwners(size_t n) {
+  Job job{Scan(n, [](uint32_t i) { return FileRecord("a", {.uid = i, .gid = i}); }),
+          Report("type=custom\noutput=csv\n")};
+  for (uint32_t i = 0; i < n; ++i) {
+    job.scan.ids.push_back({.id = i, .kind = kIdUser, .name = "u" + Number(i)});
+    job.scan.ids.push_back({.id = i, .kind = kIdGroup, .name = "g" + Number(i)});
   }
-  return scan;
+  return job;
 }
 
 // A Windows share with so many accounts, each in a domain of its own and with a descriptor.
-ScanSpec Accounts(size_t n) {
+Job Accounts(size_t n) {
   ScanSpec scan{.kind = ScanKind::kCifs, .rootPath = "C:\\"};
   for (uint32_t i = 0; i < n; ++i) {
-    const auto low = static_cast<unsigned char>(i);
     scan.domains.push_back("D" + Number(i));
     scan.descriptors.push_back("descriptor" + Number(i));
-    scan.sids.push_back({.sid = std::string("\1\1\0\0\0\0\0\5", 8) + static_cast<char>(low) +
-                                static_cast<char>(i >> 8) + std::string(2, '\0'),
+    scan.sids.push_back({.sid = BinarySid(5, {i}),
                          .name = "account" + Number(n - i),
                          .domain = i,
                          .firstCount = 1});
     scan.records.push_back(FileRecord("f" + Number(i), {.flags = i}));
   }
-  return scan;
+  return {scan, Report("type=siduse\n", 1) + Report("type=custom\noutput=csv\n", 2)};
 }
 
+Job Streams(size_t n) {
+  std::vector<StreamSpec> streams;
+  for (size_t i = 0; i < n; ++i) streams.push_back({":s" + Number(i) + ":$DATA", i});
+  return {{.kind = ScanKind::kCifs, .records = {WithStreams(FileRecord("a"), streams)}},
+          kEveryKind,
+          {"-adsfull"}};
+}
+
+Job ShortNames(size_t n) {
+  Job job{Scan(n, [](uint32_t i) { return FileRecord("F" + Number(i) + "~1.TXT"); }), kEveryKind};
+  job.scan.kind = ScanKind::kCifs;
+  return job;
+}
+
+Job Categories(size_t n) {
+  Job job{.config = Report("type=custom\n")};
+  for (size_t i = 0; i < n; ++i) job.args.insert(job.args.end(), {"-cat", "c" + Number(i)});
+  return job;
+}
+
+// clang-format off
 const Row kRows[] = {
-    {"Files", 1'000,
-     [](size_t n) {
-       return Job{Scan(n, PlainFile), kEveryKind};
-     }},
+    {"Files", 1'000, Records(PlainFile, kEveryKind)},
     {"CompressedScan", 1'000,
      [](size_t n) { return Job{.scan = Scan(n, PlainFile), .compressed = true}; }},
-    {"QueriedFiles", 1'000,
-     [](size_t n) {
-       return Job{Scan(n, PlainFile), "", {"-qf", "name matches f*1.txt"}};
-     }},
+    {"QueriedFiles", 1'000, Records(PlainFile, "", {"-qf", "name matches f*1.txt"})},
+    {"Directories", 1'000, Records([](uint32_t i) {
+       return i % 2 == 0 ? DirectoryRecord("/d" + Number(i)) : FileRecord("a.txt", {.size = i / 4});
+     }, kEveryKind)},
     {"Extensions", 1'000,
-     [](size_t n) {
-       const auto make = [](uint32_t i) { return FileRecord("a." + Number(i)); };
-       return Job{Scan(n, make), Report("type=filetypes\nextlen=9\n")};
-     }},
+     Records([](uint32_t i) { return FileRecord("a." + Number(i)); },
+             Report("type=filetypes\nextlen=9\n"))},
     {"LongExtensions", 1'000,
-     [](size_t n) {
-       const auto make = [](uint32_t i) { return FileRecord("a.extension\xC3\xA9" + Number(i)); };
-       return Job{Scan(n, make), Report("type=filetypes\nextlen=30\n")};
-     }},
+     Records([](uint32_t i) { return FileRecord("a.extension\xC3\xA9" + Number(i)); },
+             Report("type=filetypes\nextlen=30\n"))},
     {"Owners", 1'000,
-     [](size_t n) {
-       const auto make = [](uint32_t i) { return FileRecord("a", {.uid = i << 12, .gid = ~i}); };
-       return Job{Scan(n, make), Report("type=uidtotals\n", 1) + Report("type=gidtotals\n", 2)};
-     }},
-    {"NamedOwners", 500,
-     [](size_t n) {
-       ScanSpec scan = Scan(n, [](uint32_t i) { return FileRecord("a", {.uid = i, .gid = i}); });
-       for (uint32_t i = 0; i < n; ++i) {
-         scan.ids.push_back({.id = i, .kind = kIdUser, .name = "u" + Number(i)});
-         scan.ids.push_back({.id = i, .kind = kIdGroup, .name = "g" + Number(i)});
-       }
-       return Job{scan, Report("type=custom\noutput=csv\n")};
-     }},
-    {"Directories", 500,
-     [](size_t n) {
-       return Job{Directories(n), kEveryKind};
-     }},
-    {"Pairs", 500,
-     [](size_t n) {
-       const auto make = [](uint32_t i) { return FileRecord("a", {.size = i / 2}); };
-       return Job{Scan(2 * n, make), Report("type=duplicates\n")};
-     }},
+     Records([](uint32_t i) { return FileRecord("a", {.uid = i << 12, .gid = ~i}); },
+             Report("type=uidtotals\n", 1) + Report("type=gidtotals\n", 2))},
+    {"NamedOwners", 500, NamedOwners},
+    {"Pairs", 1'000,
+     Records([](uint32_t i) { return FileRecord("a", {.size = i / 2}); }, Report("type=duplicates\n"))},
     {"OneGroup", 1'000,
-     [](size_t n) {
-       return Job{Scan(n, [](uint32_t) { return FileRecord("a"); }), Report("type=duplicates\n")};
-     }},
-    {"Listings", 30,
-     [](size_t n) {
+     Records([](uint32_t) { return FileRecord("a"); }, Report("type=duplicates\n"))},
+    {"Accounts", 400, Accounts},
+    {"Streams", 300, Streams},
+    {"ShortNames", 300, ShortNames},
+
+    {"PathDepth", 1'000, Lengths(60, [](size_t n, uint32_t i) {
+       return i % 2 == 0 ? DirectoryRecord(Repeated(n, "/d")) : FileRecord("a.txt");
+     }, kEveryKind)},
+    {"NameLength", 1'000,
+     Lengths(60, [](size_t n, uint32_t) { return FileRecord(std::string(n, 'n') + ".txt"); },
+             kEveryKind)},
+    {"OtherNameLength", 1'000,
+     Lengths(10, [](size_t n, uint32_t) { return FileRecord(Repeated(n, "\xC3\xA9") + ".t"); },
+             kEveryKind)},
+    {"ExtensionLength", 1'000,
+     Lengths(30, [](size_t n, uint32_t i) { return FileRecord("a." + std::string(n + i % 9, 'x')); },
+             Report("type=filetypes\nextlen=65533\n"))},
+    {"TargetLength", 1'000,
+     Lengths(60, [](size_t n, uint32_t) { return LinkRecord("a", std::string(n, 't')); }, kEveryKind)},
+    {"MatchedNameLength", 1'000,
+     Lengths(100, [](size_t n, uint32_t) { return FileRecord(std::string(n, 'a')); }, "",
+             {"-q", "name matches *ab*ab [or] name matches *a*a*a*b"})},
+
+    {"FilterTests", 100, InQuery([](size_t n) { return Repeated(n, "size eq 3 [or] ") + "name is x"; })},
+    {"FilterPatterns", 50,
+     InQuery([](size_t n) { return Repeated(n, "name matches *a*z [or] ") + "path matches ~x~"; })},
+    {"FilterExtensions", 100, InQuery([](size_t n) {
+       const auto test = [](size_t i) { return "name matches *.e" + Number(i) + " [or] "; };
+       return Repeated(n, test) + "name is x";
+     })},
+    {"Parentheses", 1'000,
+     InQuery([](size_t n) { return std::string(n, '(') + "size gt 1" + std::string(n, ')'); })},
+    {"Wildcards", 30, [](size_t n) {
+       return Job{Scan(200, [](uint32_t) { return FileRecord(std::string(9'000, 'a') + "c"); }), "",
+                  {"-q", "name matches " + Repeated(n, "*a") + "*b?"}};
+     }, 2},
+
+    {"Listings", 30, [](size_t n) {
        return Job{.config = Repeated(n, [](size_t i) { return Report("type=custom\n", i); })};
      }},
-    {"Totals", 30,
-     [](size_t n) {
-       return Job{
-           .config =
-               Repeated(n, [](size_t i) { return Report("type=uidtotals\ntotals=yes\n", i); }) +
-               Report("type=totals\n", n)};
+    {"Totals", 30, [](size_t n) {
+       const auto totals = [](size_t i) { return Report("type=uidtotals\ntotals=yes\n", i); };
+       return Job{.config = Repeated(n, totals) + Report("type=totals\n", n)};
      }},
-    {"FilterTests", 100,
-     [](size_t n) {
-       return Job{Scan(200, PlainFile), "", {"-q", Repeated(n, "size eq 3 [or] ") + "name is x"}};
+    {"Classes", 150, [](size_t n) {
+       const auto line = [](size_t i) { return "C" + Number(i) + "=a" + Number(i) + "\n"; };
+       return Job{.config = "[classes]\n" + Repeated(n, line) +
+                            Report("type=custom\nfilter=class is C3\n")};
      }},
-    {"FilterPatterns", 50,
-     [](size_t n) {
-       return Job{Scan(200, PlainFile),
-                  "",
-                  {"-q", Repeated(n, "name matches *a*z [or] ") + "path matches ~x~"}};
-     }},
-    {"FilterExtensions", 100,
-     [](size_t n) {
-       const auto test = [](size_t i) { return "name matches *.e" + Number(i) + " [or] "; };
-       return Job{Scan(200, PlainFile), "", {"-q", Repeated(n, test) + "name is x"}};
-     }},
-    {"Parentheses", 1'000,
-     [](size_t n) {
-       return Job{.args = {"-q", Repeated(n, "(") + "size gt 1" + Repeated(n, ")")}};
-     }},
-    {"ClassPatterns", 12,
-     [](size_t n) {
-       const auto item = [](size_t i) {
-         return "e" + Number(i + 10) + (i % 12 == 11 ? "*,_\n" : ",");
-       };
-       return Job{Scan(2'000, PlainFile), "[classes]\nC=" + Repeated(n, item) + "x\n" +
-                                              Report("type=custom\nselect=class is C\n")};
-     },
-     2},
-    {"Classes", 150,
-     [](size_t n) {
-       return Job{
-           .config =
-               "[classes]\n" +
-               Repeated(n, [](size_t i) { return "C" + Number(i) + "=a" + Number(i) + "\n"; }) +
-               Report("type=custom\nfilter=class is C3\n")};
-     }},
-    {"Categories", 150,
-     [](size_t n) {
-       Job job{.config = Report("type=custom\n")};
-       for (size_t i = 0; i < n; ++i) job.args.insert(job.args.end(), {"-cat", "c" + Number(i)});
-       return job;
-     }},
+    {"ClassPatterns", 12, [](size_t n) {
+       const auto item = [](size_t i) { return "e" + Number(i + 10) + (i % 12 == 11 ? "*" : ""); };
+       return Job{Scan(2'000, PlainFile),
+                  "[classes]\nC=" + List(n, "x", item) + Report("type=custom\nselect=class is C\n")};
+     }, 2},
+    {"Bands", 24, [](size_t n) {
+       const auto size = [](size_t i) { return Number(i + 10); };
+       return Job{Scan(5'000, PlainFile),
+                  "[parameters]\nfilesizebands=" + List(n, "1000", size) + Report("type=summary\n")};
+     }, 2},
+    {"DateBands", 12, [](size_t n) {
+       const auto date = [](size_t i) { return Number(1980 + i / 2) + (i % 2 == 0 ? "0101" : "0701"); };
+       return Job{Scan(5'000, PlainFile),
+                  "[parameters]\nmdatebands=" + List(n, "20300101", date) + Report("type=summary\n")};
+     }, 2},
+    {"Categories", 150, Categories},
     {"EmptyLines", 6'000,
      [](size_t n) { return Job{.config = Report("type=totals\n") + std::string(n, '\n')}; }},
-    {"Bands", 24,
-     [](size_t n) {
-       const auto size = [](size_t i) { return Number(i + 10) + (i % 12 == 11 ? ",_\n" : ","); };
-       return Job{Scan(5'000, PlainFile), "[parameters]\nfilesizebands=" + Repeated(n, size) +
-                                              "1000\n" + Report("type=summary\n")};
-     },
-     2},
-    {"DateBands", 12,
-     [](size_t n) {
-       const auto date = [](size_t i) {
-         return Number(1980 + i / 2) + (i % 2 == 0 ? "0101" : "0701") + (i % 8 == 7 ? ",_\n" : ",");
-       };
-       return Job{Scan(5'000, PlainFile), "[parameters]\nmdatebands=" + Repeated(n, date) +
-                                              "20300101\n" + Report("type=summary\n")};
-     },
-     2},
-    {"PathDepth", 1'000,
-     [](size_t n) {
-       ScanSpec scan;
-       for (int i = 0; i < 30; ++i) {
-         scan.records.push_back(DirectoryRecord(Repeated(n, "/d")));
-         scan.records.push_back(FileRecord("a.txt"));
-       }
-       return Job{scan, kEveryKind};
-     }},
-    {"NameLength", 1'000,
-     [](size_t n) {
-       const auto make = [&](uint32_t) { return FileRecord(std::string(n, 'n') + ".txt"); };
-       return Job{Scan(60, make), kEveryKind};
-     }},
-    {"OtherNameLength", 1'000,
-     [](size_t n) {
-       const auto make = [&](uint32_t) { return FileRecord(Repeated(n, "\xC3\xA9") + ".t"); };
-       return Job{Scan(10, make), kEveryKind};
-     }},
-    {"ExtensionLength", 1'000,
-     [](size_t n) {
-       const auto make = [&](uint32_t i) { return FileRecord("a." + std::string(n + i % 9, 'x')); };
-       return Job{Scan(30, make), Report("type=filetypes\nextlen=65533\n")};
-     }},
-    {"TargetLength", 1'000,
-     [](size_t n) {
-       const auto make = [&](uint32_t) { return LinkRecord("a", std::string(n, 't')); };
-       return Job{Scan(60, make), kEveryKind};
-     }},
-    {"MatchedNameLength", 1'000,
-     [](size_t n) {
-       const auto make = [&](uint32_t) { return FileRecord(std::string(n, 'a')); };
-       return Job{Scan(100, make), "", {"-q", "name matches *ab*ab [or] name matches *a*a*a*b"}};
-     }},
-    {"Wildcards", 30,
-     [](size_t n) {
-       const auto make = [&](uint32_t) { return FileRecord(std::string(9'000, 'a') + "c"); };
-       return Job{Scan(200, make), "", {"-q", "name matches " + Repeated(n, "*a") + "*b?"}};
-     },
-     2},
-    {"Streams", 300,
-     [](size_t n) {
-       std::vector<StreamSpec> streams;
-       for (size_t i = 0; i < n; ++i) streams.push_back({":s" + Number(i) + ":$DATA", i});
-       return Job{{.kind = ScanKind::kCifs, .records = {WithStreams(FileRecord("a"), streams)}},
-                  kEveryKind,
-                  {"-adsfull"}};
-     }},
-    {"Accounts", 400,
-     [](size_t n) {
-       return Job{Accounts(n), Report("type=siduse\n", 1) + Report("type=custom\noutput=csv\n", 2)};
-     }},
-    {"ShortNames", 300,
-     [](size_t n) {
-       ScanSpec scan{.kind = ScanKind::kCifs};
-       for (size_t i = 0; i < n; ++i)
-         scan.records.push_back(FileRecord("F" + Number(i) + "~1.TXT"));
-       return Job{scan, kEveryKind};
-     }},
 };
+// clang-format on
 
 class Complexity : public testing::TestWithParam<Row> {
  protected:
   // The instructions of a run; 0 with a failure.
   static double Count(const Job& job) {
     const TempDir dir;
-    if (job.compressed) {
-      WriteFile(dir / "x.dtl", CompressDtl(BuildDtl(job.scan)));
-    } else {
-      WriteDtl(dir / "x.dtl", job.scan);
-    }
+    const std::string plain = BuildDtl(job.scan);
+    WriteFile(dir / "x.dtl", job.compressed ? CompressDtl(plain) : plain);
     std::vector<std::string> command = {
         "/usr/bin/env",  "valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null",
         TABULON_PROGRAM, "-dtl",     dir / "x.dtl"};

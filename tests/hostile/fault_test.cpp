@@ -7,8 +7,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
-#include <map>
 
 #include "fuzz/faults.h"
 #include "fuzz/samples.h"
@@ -17,23 +15,6 @@
 
 namespace tabulon {
 namespace {
-
-constexpr uint64_t kNever = UINT64_MAX;
-
-// Names of files with their contents.
-using FileMap = std::map<std::string, std::string>;
-
-// The names under which the two differ.
-std::string Differences(const FileMap& a, const FileMap& b) {
-  std::string names;
-  for (const auto& [from, to] : {std::pair(&a, &b), std::pair(&b, &a)}) {
-    for (const auto& [name, bytes] : *from) {
-      const auto other = to->find(name);
-      if (other == to->end() || other->second != bytes) names += name + ' ';
-    }
-  }
-  return names;
-}
 
 struct Road {
   const char* name;
@@ -61,45 +42,21 @@ std::vector<Road> Roads() {
 }
 // clang-format on
 
-// A scan with enough records for every temporary file to be written.
-std::string LargerScan(ScanKind kind) {
-  const bool cifs = kind == ScanKind::kCifs;
-  ScanSpec spec{.kind = kind,
-                .revision = 8 | kRevisionSubdirCounts,
-                .scanTime = 1'700'000'000,
-                .rootPath = cifs ? "C:\\" : "/"};
-  spec.records.push_back(DirectoryRecord(cifs ? "\\" : "/"));
-  for (uint32_t i = 0; i < 1'500; ++i) {
-    spec.records.push_back(FileRecord(std::string("f").append(std::to_string(i % 700)) + ".txt",
-                                      {.size = 100 + i % 40}));
-  }
-  spec.descriptors = {"descriptor"};
-  spec.domains = {"D"};
-  spec.sids = {{.sid = BinarySid(5, {1}), .name = "a"}};
-  spec.ids = {{.id = 1, .name = "root"}};
-  return BuildDtl(spec);
-}
-
 std::ostream& operator<<(std::ostream& out, const Road& road) {
   return out << road.name;
-}
-
-// What a run has told on standard error after the time that it began.
-std::string_view AfterTime(std::string_view told) {
-  return told.substr(std::min(told.find('\n'), told.size()));
 }
 
 class Faults : public testing::TestWithParam<Road> {
  protected:
   Faults()
-      : plain_(LargerScan(GetParam().kind)),
+      : plain_(TwinScan(GetParam().kind, 1'500)),
         stored_(GetParam().compressed ? CompressDtl(plain_) : plain_) {
     if (GetParam().damaged) stored_.resize(stored_.size() / 2);
     args_ = GetParam().args;
     args_.insert(args_.end(), {"-dtl", "x.dtl"});
     sound_ = Run({kAnyFileCall | kCallMemory, Mishap::kFails, 0, kNever});
     EXPECT_EQ(sound_.status, GetParam().damaged ? 1 : 0) << sound_.err;
-    soundFiles_ = Files();
+    soundFiles_ = box_.Files();
   }
 
   Outcome Run(const Fault& fault) {
@@ -108,16 +65,6 @@ class Faults : public testing::TestWithParam<Road> {
     WriteFile(box_.dir() / "x.dtl", stored_);
     box_.tuning = {{.runFiles = 500, .gathered = 100, .sorted = 100}, GetParam().share};
     return box_.Run(args_, [&] { ArmFault(fault, calls_.get()); });
-  }
-
-  // Contents of every file of the run's directory.
-  FileMap Files() const {
-    FileMap files;  // but for the descriptors' file, which queries leave
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(box_.dir().path())) {
-      if (entry.is_regular_file()) files[entry.path().filename()] = ReadFile(entry.path());
-    }
-    std::erase_if(files, [](const auto& file) { return file.first.starts_with("sdtem"); });
-    return files;
   }
 
   // The scan's name stands for what it stood for before the run, or for what it does after it.
@@ -136,14 +83,12 @@ class Faults : public testing::TestWithParam<Road> {
     fault.n = kNever;
     Run(fault);
     const uint64_t calls = *calls_.get();
-    const bool full = std::getenv("TABULON_FULL") != nullptr;
-    const uint64_t step = full ? 1 : std::max<uint64_t>(1, calls / tries);
-    for (fault.n = 1; fault.n <= calls; fault.n += step) {
+    for (fault.n = 1; fault.n <= calls; fault.n += SweepStep(calls, tries)) {
       SCOPED_TRACE(GetParam().name + std::string(", call ") + std::to_string(fault.n));
       const Outcome run = Run(fault);
       if (*calls_.get() < fault.n)
         continue;  // threads make some calls more in one run than in another
-      check(run, Files());
+      check(run, box_.Files());
       if (HasFailure()) return;
     }
   }
@@ -161,7 +106,7 @@ TEST_P(Faults, ShortAndInterruptedTransfersAreFinished) {
   for (const uint32_t call : {kCallRead, kCallWrite}) {
     const Outcome run = Run({call, Mishap::kShort, 0, 0});
     EXPECT_EQ(run.status, sound_.status) << run.err;
-    EXPECT_EQ(Differences(Files(), soundFiles_), "");
+    EXPECT_EQ(Differences(box_.Files(), soundFiles_), "");
     AtEachCall({call, Mishap::kFails, EINTR}, 4, [&](const Outcome& interrupted, auto files) {
       EXPECT_EQ(interrupted.status, sound_.status) << interrupted.err;
       EXPECT_EQ(Differences(files, soundFiles_), "");
@@ -180,9 +125,8 @@ TEST_P(Faults, FailuresAreTold) {
       const auto log = files.find("errors");
       const bool inLog = run.status == 1 && log != files.end() && !log->second.empty();
       // What could not be written was standard error itself.
-      const bool mute =
-          run.status == 1 && kind == kCallWrite &&
-          (AfterTime(sound_.err).starts_with(AfterTime(run.err)) || GetParam().damaged);
+      const bool mute = run.status == 1 && kind == kCallWrite &&
+                        (sound_.Told().starts_with(run.Told()) || GetParam().damaged);
       EXPECT_TRUE(run.Clean() || inLog || mute) << run.status << ' ' << run.signal << run.err;
       ExpectScanAndNothingElse(files, kind == kCallName);
       // A query may leave the scan compressed.
@@ -200,9 +144,8 @@ TEST_P(Faults, FailuresAreTold) {
 TEST_P(Faults, MemoryThatIsRefusedEndsTheRun) {
   AtEachCall({kCallMemory, Mishap::kFails, ENOMEM}, 12, [&](const Outcome& run, auto files) {
     EXPECT_EQ(run.status, 1);
-    const bool told = run.err.find("Insufficient memory") != std::string::npos ||
-                      run.err.find("(p12)") != std::string::npos;  // a file cannot be mapped
-    EXPECT_TRUE(told) << run.err;
+    // Number 12 is told of a file that cannot be mapped.
+    EXPECT_THAT(run.err, testing::ContainsRegex("Insufficient memory|[(]p12[)]"));
     ExpectScanAndNothingElse(files, false);
   });
 }
@@ -240,7 +183,7 @@ TEST(FaultMessages, ComeFromTheCallsTheyAreAbout) {
       {false, duplicates, kCallRead, "Error reading '.*/dupm", sorting},
   };
   // clang-format on
-  const std::string plain = LargerScan(ScanKind::kCifs);
+  const std::string plain = TwinScan(ScanKind::kCifs, 1'500);
   Sandbox box;
   SharedCount calls;
   for (const auto& row : rows) {

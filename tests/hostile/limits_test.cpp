@@ -47,25 +47,16 @@ const std::string kTwoReports =
     "[report]\ntype=custom\nreportfile=long\nnameform=fullpath\n[report]\ntype=totals\n"
     "reportfile=short\n";
 
-TEST_F(Limits, AFullDiskIsToldAndTheOtherReportsAreWhole) {
+TEST_F(Limits, AFullDiskIsToldAndLeavesTheOldReportAndTheOthersWhole) {
   ASSERT_EQ(Configure(kTwoReports).status, 0);
-  const std::string whole = Get("r/short");
-  ASSERT_GT(Get("r/long").size(), 2 * whole.size());
-  const rlim_t room = Get("r/long").size() - 1;
+  const std::string whole = Get("r/short"), old = Get("r/long");
+  ASSERT_GT(old.size(), 2 * whole.size());
+  const rlim_t room = old.size() - 1;
   const Outcome run = Configure(kTwoReports, [&] { static const FileSizeLimit limit(room); });
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("Error writing 'r/long'\n  (p27) File too large\n"));
   EXPECT_EQ(Get("r/short"), whole);
-
-  const std::vector<std::string> rows[] = {{"-l", "/dev/full"},
-                                           {"-l", "/dev/full", "-q", "size ge 0"},
-                                           {"-rdir", "/dev", "-cfg", "full.cfg"}};
-  Put("full.cfg", "[report]\ntype=custom\nreportfile=full\n[report]\ntype=totals\n");
-  for (const auto& args : rows) {
-    const Outcome full = Run(args);
-    EXPECT_EQ(full.status, 1);
-    EXPECT_THAT(full.err, HasSubstr("Error writing '/dev/full'\n  (p28) "));
-  }
+  EXPECT_EQ(Get("r/long"), old);
 }
 
 TEST_F(Limits, AClosedPipeEndsFiltersQuietlyAndReportsNot) {
@@ -137,16 +128,10 @@ TEST_F(Limits, LargeNumbersOfThings) {
     for (int i = 0; i < times; ++i) all += text;
     return all;
   };
-  std::string bands = "[parameters]\nfilesizebands=";
-  for (int i = 1; i <= 100'000; ++i) bands += std::to_string(i) + (i % 20 == 0 ? ",_\n" : ",");
   const std::string report = "[report]\ntype=filetypes\nextlen=4294967294\n";
-  const struct {
-    std::string config;  // or a query
-    std::string message;
-  } rows[] = {
-      {bands, "Configuration line too long\n"},
+  // A configuration or a query, and the message.
+  const std::pair<std::string, std::string> rows[] = {
       {"[parameters]\n" + std::string(520, 'x'), "Missing '=' in xxx"},
-      {"[report]\ntype=custom\nfilter=name is " + repeated("nnnnnnnnnn_\n", 30), "token too long"},
       {repeated(report, 200), ""},
       {std::string(131'000, '('), "Syntax error: (((("},
       {repeated("(size gt 1)[or]", 8'000) + "(size gt 1)", ""},
@@ -154,13 +139,11 @@ TEST_F(Limits, LargeNumbersOfThings) {
       {repeated("(", 60'000) + "size gt 1" + repeated(")", 60'001), "Syntax error: "},
       {"name matches " + repeated("*a", 127), ""},
   };
-  for (const auto& row : rows) {
-    const bool isQuery = row.config.find("[parameters]") == std::string::npos &&
-                         row.config.find("[report]") == std::string::npos;
-    const Outcome run = isQuery ? Run({"-q", row.config}) : Configure(row.config);
-    SCOPED_TRACE(row.config.substr(0, 40));
-    EXPECT_EQ(run.status, row.message.empty() ? 0 : 1) << run.signal << run.err.substr(0, 200);
-    EXPECT_THAT(run.err, HasSubstr(row.message));
+  for (const auto& [text, message] : rows) {
+    const Outcome run = text[0] == '[' ? Configure(text) : Run({"-q", text});
+    SCOPED_TRACE(text.substr(0, 40));
+    EXPECT_EQ(run.status, message.empty() ? 0 : 1) << run.signal << run.err.substr(0, 200);
+    EXPECT_THAT(run.err, HasSubstr(message));
     EXPECT_LT(run.seconds, 2);
   }
 }

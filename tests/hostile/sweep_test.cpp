@@ -5,13 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <set>
 
-#include "base/bytes.h"
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
-#include "tools/scanwriter/littlebytes.h"
 
 namespace tabulon {
 namespace {
@@ -19,8 +16,7 @@ namespace {
 // Takes one case of `stride`, another one in each sweep; every case in the full set.
 class Sampler {
  public:
-  explicit Sampler(size_t stride)
-      : stride_(std::getenv("TABULON_FULL") != nullptr ? 1 : stride), at_(stride_ / 2) {}
+  explicit Sampler(size_t stride) : stride_(SweepStep(stride, 1)), at_(stride_ / 2) {}
   bool Takes() { return at_++ % stride_ == 0; }
 
  private:
@@ -37,54 +33,43 @@ constexpr double kShortRun = 0.25;
 constexpr double kShortRun = 0.05;
 #endif
 
-struct Road {
-  const char* name;
-  std::vector<std::string> args;
-};
+using Arguments = std::vector<std::string>;
 
 class Sweep : public testing::TestWithParam<size_t> {
  protected:
   Sweep() : sample_(Samples()[GetParam()]) {
     WriteFile(box_.dir() / "c.cfg", SampleConfiguration(sample_.kind));
-    roads_ = {{"summary", {}},
-              {"configuration", {"-cfg", "c.cfg", "-rdir", "r", "-cat", "all"}},
-              {"query", {"-qf", SampleQuery(sample_.kind)}}};
-    for (Road& road : roads_) {
-      road.args.insert(road.args.end(), {"-dtl", "x.dtl"});
-      if (sample_.name.back() != '6') road.args.push_back("-adsfull");
+    for (Arguments& road : roads_) {
+      road.insert(road.end(), {"-dtl", "x.dtl"});
+      if (sample_.name.back() != '6') road.push_back("-adsfull");
       sound_.push_back(Run(sample_.bytes, road));
-      EXPECT_EQ(sound_.back().status, 0) << road.name << ": " << sound_.back().err;
+      EXPECT_EQ(sound_.back().status, 0)
+          << testing::PrintToString(road) << ": " << sound_.back().err;
     }
   }
 
-  Outcome Run(const std::string& bytes, const Road& road) {
+  Outcome Run(const std::string& bytes, const Arguments& road) {
     WriteFile(box_.dir() / "x.dtl", bytes);
     const bool leaks = ++runs_ % 16 == 0;
     box_.tuning.dupLimits = {.runFiles = 10, .gathered = 8, .sorted = 8, .written = 3};
-    return box_.Run(road.args, {}, leaks);
-  }
-
-  void ExpectNothingLeft() {
-    for (const std::string& name : box_.dir().Entries()) {
-      // Queries of CIFS scans leave the descriptors' file.
-      if (name.starts_with("sdtem")) {
-        unlink((box_.dir() / name).c_str());
-      } else {
-        EXPECT_TRUE(name == "x.dtl" || name == "c.cfg" || name == "r") << name;
-      }
-    }
+    return box_.Run(road, {}, leaks);
   }
 
   void ExpectClean(const std::string& bytes, const std::string& what,
                    double seconds = kLongestRun) {
     for (size_t i = 0; i < roads_.size() && !HasFailure(); ++i) {
       const Outcome run = Run(bytes, roads_[i]);
-      SCOPED_TRACE(sample_.name + ", " + roads_[i].name + ", " + what);
+      SCOPED_TRACE(sample_.name + ", " + testing::PrintToString(roads_[i]) + ", " + what);
       EXPECT_TRUE(run.Clean()) << run.status << ' ' << run.signal << ": " << run.err;
       EXPECT_LT(run.seconds, seconds);
       const uint64_t allowed = 4 * bytes.size() + (uint64_t{1} << 20);
       EXPECT_LE(run.peakHeap, sound_[i].peakHeap + allowed);
-      ExpectNothingLeft();
+      for (const std::string& name : box_.dir().Entries()) {
+        // Queries of CIFS scans leave the descriptors' file.
+        const bool descriptors = name.starts_with("sdtem");
+        if (descriptors) unlink((box_.dir() / name).c_str());
+        EXPECT_TRUE(descriptors || name == "x.dtl" || name == "c.cfg" || name == "r") << name;
+      }
     }
   }
 
@@ -93,7 +78,9 @@ class Sweep : public testing::TestWithParam<size_t> {
 
   const Sample& sample_;
   Sandbox box_;
-  std::vector<Road> roads_;
+  // The summary, reports, a query.
+  std::vector<Arguments> roads_ = {
+      {}, {"-cfg", "c.cfg", "-rdir", "r", "-cat", "all"}, {"-qf", SampleQuery(sample_.kind)}};
   std::vector<Outcome> sound_;  // runs on the sound scan, by road
   size_t runs_ = 0;
 };
@@ -119,17 +106,15 @@ TEST_P(Sweep, FlippedBits) {
 
 TEST_P(Sweep, LyingNumbers) {
   Sampler sampler(307);
-  for (const auto [at, width] : sample_.fields) {
-    const auto left = static_cast<uint32_t>(sample_.bytes.size() - at - width);
+  for (const Field& field : sample_.fields) {
+    const auto left = static_cast<uint32_t>(sample_.bytes.size() - field.at - field.width);
     const std::set<uint32_t> values = {
         0,       1,          0x7F,       0x80,       0xFF,       0x7FFF, 0x8000,   0xFFFF,
         0x10000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFE, 0xFFFFFFFF, left,   left - 1, left + 1};
     for (const uint32_t value : values) {
-      if (width == 2 && value > 0xFFFF) continue;
-      if (!sampler.Takes()) continue;
-      std::string changed = sample_.bytes;
-      std::copy_n(reinterpret_cast<const char*>(&value), width, &changed[at]);
-      ExpectClean(changed, std::to_string(value) + " at " + std::to_string(at));
+      if ((field.width == 2 && value > 0xFFFF) || !sampler.Takes()) continue;
+      ExpectClean(WithField(sample_.bytes, field, value),
+                  std::to_string(value) + " at " + std::to_string(field.at));
     }
   }
 }
@@ -139,11 +124,10 @@ TEST_P(Sweep, HugeCountsInLargerFiles) {
   Sampler sampler(29);
   std::string larger = sample_.bytes;
   larger.resize(0x10000, '\0');
-  for (const auto [at, width] : sample_.fields) {
-    if (width != 4 || !sampler.Takes()) continue;
-    std::string changed = larger;
-    Store32(changed, at, 0xFFFFFFFF);
-    ExpectClean(changed, "huge at " + std::to_string(at), kShortRun);
+  for (const Field& field : sample_.fields) {
+    if (field.width != 4 || !sampler.Takes()) continue;
+    ExpectClean(WithField(larger, field, 0xFFFFFFFF), "huge at " + std::to_string(field.at),
+                kShortRun);
   }
 }
 

@@ -15,12 +15,17 @@ inline void AttachToMemory(TextStream& stream, TextEncoding encoding = TextEncod
   stream.Attach(memfd_create("report", 0), true, encoding, "report");
 }
 
+// All that a file holds.
+inline std::string TextOf(int file) {
+  std::string text(static_cast<size_t>(lseek(file, 0, SEEK_END)), '\0');
+  text.resize(static_cast<size_t>(pread(file, text.data(), text.size(), 0)));
+  return text;
+}
+
 // All that was written to a stream of AttachToMemory.
 inline std::string Written(TextStream& stream) {
   stream.Flush();
-  std::string text(static_cast<size_t>(lseek(stream.fd(), 0, SEEK_END)), '\0');
-  text.resize(static_cast<size_t>(pread(stream.fd(), text.data(), text.size(), 0)));
-  return text;
+  return TextOf(stream.fd());
 }
 
 // Has the list log in memory while it lives.

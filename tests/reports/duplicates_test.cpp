@@ -5,18 +5,13 @@
 #include <openssl/md5.h>
 
 #include <algorithm>
-#include <cstring>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "base/loganderr.h"
 #include "base/sortedspool.h"
-#include "btree/btree.h"
 #include "detail/scandetail.h"
-#include "query/parsequery.h"
 #include "reports/capture.h"
 #include "reports/dupgroups.h"
 #include "reports/dupkey.h"
@@ -37,12 +32,7 @@ struct Model {
   };
 
   void Add(const RecordSpec& file, const std::string& directory) {
-    if (inRun == runFiles) {
-      ++run;
-      inRun = 0;
-    }
-    ++inRun;
-    std::vector<File>& files = groups[Digest(file)][run];
+    std::vector<File>& files = groups[Digest(file)][added++ / runFiles];
     if (!files.empty()) {
       ++count;
       bytes += file.size;
@@ -107,41 +97,32 @@ struct Model {
   }
 
   uint32_t fields, runFiles;
-  uint32_t inRun = 0;
-  int run = 0;
-  std::map<std::string, std::map<int, std::vector<File>>> groups = {};
-  int32_t count = 0;
+  uint32_t added = 0;
+  std::map<std::string, std::map<uint32_t, std::vector<File>>> groups = {};  // by digest and run
+  uint32_t count = 0;
   uint64_t bytes = 0;
 };
 
 class Duplicates : public testing::Test {
  protected:
-  void SetUp() override { setenv("TZ", "UTC", 1); }
+  void SetUp() override {
+    setenv("TZ", "UTC", 1);
+    std::filesystem::current_path(dir_.path());  // the finder's files of -z go there
+  }
+  void TearDown() override { std::filesystem::current_path("/"); }
 
-  ReportDefinition& AddReport(uint32_t fields) {
-    ReportDefinition& report = reports_.emplace_back();
-    report.kind = &KindOf(kReportDuplicates);
-    report.title = L"Twins";
-    report.dupFields = fields;
-    return report;
-  }
-  void ScanReports(ReportSet& set, const Scan& scan) {
-    ScanDetail(
-        scan, [&](Pass& pass) { set.Add(pass); }, PassOptionsOf(settings_));
-    set.Finish();
-  }
   // The report's text on a scan of these records.
   std::string Run(const ScanSpec& spec, uint32_t fields) {
     const Scan scan = OpenInMemory(BuildDtl(spec));
-    reports_.clear();
-    ReportDefinition& report = AddReport(fields);
+    ReportDefinition report;
+    report.kind = &KindOf(kReportDuplicates);
+    report.title = L"Twins";
+    report.dupFields = fields;
     InitializeReportEntry(report, settings_, scan);
     settings_.dateFmt = L"%n";
-    ReportRun run{.scan = scan,
-                  .settings = settings_,
-                  .dupLimits = limits_,
-                  .keptFiles = kept_,
-                  .threads = threads_};
+    ReportRun run{scan, settings_};
+    run.dupLimits = limits_;
+    run.threads = threads_;
     const auto duplicates = report.kind->make(report, run);
     std::vector<std::unique_ptr<ReportAccumulator>> parts;
     while (parts.size() + 1 < threads_) parts.push_back(duplicates->NewPart());
@@ -156,9 +137,7 @@ class Duplicates : public testing::Test {
         options);
     for (; !parts.empty(); parts.pop_back()) duplicates->Merge(*parts.back());
     duplicates->Finish();
-    kept_ = run.keptFiles;
-    count_ = duplicates->counts().count;
-    bytes_ = duplicates->counts().totalBytes;
+    counts_ = duplicates->counts();
     AttachToMemory(report.file.stream);
     ReportOutput output(report, settings_);
     duplicates->Write(output);
@@ -171,10 +150,7 @@ class Duplicates : public testing::Test {
   DupLimits limits_;
   size_t threads_ = 1;
   std::mt19937 turns_{5};  // which thread's part takes the next batch
-  std::list<ReportDefinition> reports_;
-  int kept_ = 0;
-  int32_t count_ = 0;
-  uint64_t bytes_ = 0;
+  ReportCounts counts_;
 };
 
 // Files that share everything with some others and differ from the rest in one field each.
@@ -215,8 +191,8 @@ TEST_F(Duplicates, FindsWhatTheModelFinds) {
       for (const size_t threads : {1, 2, 3, 8}) {
         threads_ = threads;
         ASSERT_EQ(Run(scan, fields), model.Text()) << threads << " threads";
-        EXPECT_EQ(count_, model.count);
-        EXPECT_EQ(bytes_, model.bytes);
+        EXPECT_EQ(counts_.count, model.count);
+        EXPECT_EQ(counts_.totalBytes, model.bytes);
       }
     }
   }
@@ -231,7 +207,7 @@ TEST_F(Duplicates, AsciiExtensionsAgreeWhateverTheName) {
   // Bit 0x10 of the mode counts as a directory: left out.
   scan.records.push_back(FileRecord("c.txt", {.attributes = 0100664, .size = 5}));
   Run(scan, kDupDefault);
-  EXPECT_EQ(count_, 2);
+  EXPECT_EQ(counts_.count, 2U);
 }
 
 // Messages of every length, in lanes of their own, against the library.
@@ -247,43 +223,6 @@ TEST(Md5Lanes, DigestsWhatTheLibraryDigests) {
     const auto digests = lanes.Compute();
     for (size_t i = 0; i < Md5Lanes::kLanes; ++i) {
       EXPECT_EQ(digests[i], Md5(messages[messages.size() - Md5Lanes::kLanes + i])) << length;
-    }
-  }
-}
-
-// The comparison that ranks groups is no order by itself: of groups with files of one size, when
-// the first is not the larger group, only the offsets count.
-int DupSizeKeyCmp(const void* a, uint32_t, const void* b, uint32_t) {
-  struct Key {
-    uint64_t size;
-    int32_t count;
-    uint32_t offset;
-  } x, y;
-  std::memcpy(&x, a, sizeof x);
-  std::memcpy(&y, b, sizeof y);
-  if (x.size != y.size) return x.size > y.size ? -1 : 1;
-  if (x.count > y.count) return -1;
-  return static_cast<int>(x.offset) - static_cast<int>(y.offset);
-}
-
-// A tree with that comparison, filled by ascending offset, holds the plain order of the report.
-TEST(DupGroupOrder, IsTheOrderOfATreeFilledByAscendingOffset) {
-  std::mt19937 random(11);
-  for (int round = 0; round < 50; ++round) {
-    TreeSettings settings{.fanOut = 4, .keysPerKeyNode = 8, .maxKeyBytes = 16};
-    settings.compare = DupSizeKeyCmp;
-    const TreeHandle tree = TreePlant(settings);
-    std::vector<DupGroup> groups;
-    for (uint32_t i = 0; i < 200; ++i) {
-      groups.push_back({random() % 4, i, 2 + static_cast<uint32_t>(random() % 5), 0, 0, 0});
-      const uint64_t key[] = {groups[i].size, uint64_t{i} << 32 | groups[i].count};
-      ASSERT_TRUE(TreeAddKey(tree.get(), key, sizeof key, nullptr));
-    }
-    std::ranges::sort(groups, DupGroupOrder::Less);
-    KeyRecord record = TreeLowKey(tree.get());
-    for (size_t i = 0; i < groups.size(); ++i, record = TreeNextKey(tree.get())) {
-      ASSERT_TRUE(record);
-      EXPECT_EQ(LoadU32(record.key() + 12), groups[i].first);
     }
   }
 }
@@ -305,9 +244,7 @@ TEST_F(Duplicates, RunsOfSeveralBlocksAreMerged) {
 
 // With -z the files of the finder stay: every run sorted and ended by its sentinel.
 TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
-  const TempDir work;
-  const std::string before = std::filesystem::current_path();
-  std::filesystem::current_path(work.path());
+  constexpr size_t kRecord = 56;
   settings_.dbgFlag = true;
   limits_.runFiles = 4;
   std::mt19937 random(3);
@@ -315,53 +252,19 @@ TEST_F(Duplicates, KeepsItsFilesWhenDebugging) {
   ScanSpec alone = RandomScan(random, model, 9);
   alone.records.push_back(FileRecord("alone", {.size = 7}));
   Run(alone, kDupSize);
-
-  const size_t merged = ReadFile("dupmerge.tmp").size();
-  // Two reports fill theirs one after the other, between the marks of -p, and end with the scan in
-  // their own order.
-  ScanSpec spec{.records = {DirectoryRecord("/")}};
-  spec.records.resize(501, FileRecord("a", {.size = 1}));
-  spec.records.resize(1501, FileRecord("b", {.size = 2}));
-  const Scan scan = OpenInMemory(BuildDtl(spec));
-  reports_.clear();
-  AddReport(kDupSize).filter = ParseQuery(L"size eq 2", scan, Classes());
-  AddReport(kDupSize);
-  for (ReportDefinition& report : reports_) InitializeReportEntry(report, settings_, scan);
-  settings_.progressFlag = true;
-  ReportRun run{.scan = scan, .settings = settings_, .keptFiles = kept_};
-  run.dupLimits.runFiles = 600;
-  ReportSet set(reports_, run);
-  Console().Flush();
-  testing::internal::CaptureStdout();
-  ScanReports(set, scan);
-  Console().Flush();
-  const auto told = [](const char* number) {
-    return std::string("new dup temp file: duptemp") + number + ".tmp\n";
-  };
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            told("3") + "*" + told("4") + told("5") + told("6") + told("7"));
-  std::filesystem::current_path(before);
-  const std::pair<const char*, size_t> filled[] = {{"duptemp3.tmp", 600},
-                                                   {"duptemp4.tmp", 600},
-                                                   {"duptemp5.tmp", 600},
-                                                   {"duptemp6.tmp", 400},
-                                                   {"duptemp7.tmp", 300}};
-  for (const auto& [name, files] : filled) {
-    EXPECT_EQ(ReadFile(work / name).size(), (files + 1) * 56) << name;
-  }
+  size_t grouped = 0;
+  for (const auto& group : model.Groups()) grouped += group.size();
+  EXPECT_EQ(ReadFile("dupmerge.tmp").size(), grouped * kRecord);
   size_t records = 0;
   for (const char* name : {"duptemp0.tmp", "duptemp1.tmp", "duptemp2.tmp"}) {
-    const std::string bytes = ReadFile(work / name);
+    const std::string bytes = ReadFile(name);
     std::vector<std::string> keys;
-    for (size_t at = 0; at < bytes.size(); at += 56) keys.push_back(bytes.substr(at, 20));
-    EXPECT_TRUE(std::is_sorted(keys.begin(), keys.end()));
-    EXPECT_EQ(bytes.substr(bytes.size() - 56), std::string(56, '\xFF'));
+    for (size_t at = 0; at < bytes.size(); at += kRecord) keys.push_back(bytes.substr(at, 20));
+    EXPECT_TRUE(std::ranges::is_sorted(keys));
+    EXPECT_EQ(bytes.substr(bytes.size() - kRecord), std::string(kRecord, '\xFF'));
     records += keys.size() - 1;
   }
   EXPECT_EQ(records, 10U);
-  size_t grouped = 0;
-  for (const auto& group : model.Groups()) grouped += group.size();
-  EXPECT_EQ(merged, grouped * 56);
 }
 
 }  // namespace

@@ -5,10 +5,9 @@
 #include <algorithm>
 #include <cctype>
 #include <clocale>
-#include <cstdlib>
 #include <map>
-#include <memory>
 #include <random>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -23,52 +22,46 @@ struct File {
   std::string name;
   uint64_t size = 1;
   uint32_t uid = 0;
-  uint32_t gid = 0;
+};
+
+// TypeLimits that can be copied.
+struct Limits {
+  size_t entries = TypeLimits().entries;
+  size_t spooled = TypeLimits().spooled;
+  int64_t memory = TypeLimits().memory;
 };
 
 class FileTypes : public testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
-    Start(kRootNfs, kReportFiletypes);
-  }
+  void SetUp() override { ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr); }
 
-  void Start(int kind, uint32_t type, uint32_t extLength = 4, int typeSort = kSortBySize) {
-    kind_ = kind;
-    scan_ = ScanOfKind(kind);
-    settings_.csvSep = L',';
-    report_ = std::make_unique<ReportDefinition>();
-    report_->kind = &KindOf(type);
-    report_->format = kFormatCsv;
-    report_->typeSort = typeSort;
-    report_->extLength = extLength;
-    totals_ = report_->kind->make(*report_, run_);
-  }
-
-  void Classify(const std::vector<File>& files) {
-    ScanSpec scan{.kind = kind_ == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
+  // The report on these files, in CSV form.
+  std::string Text(int kind, const std::vector<File>& files, uint32_t extLength = 4,
+                   uint32_t type = kReportFiletypes) {
+    ScanSpec spec{.kind = kind == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
     for (const File& file : files) {
-      scan.records.push_back(
-          FileRecord(file.name, {.size = file.size, .uid = file.uid, .gid = file.gid}));
+      spec.records.push_back(FileRecord(file.name, {.size = file.size, .uid = file.uid}));
     }
-    ForEachBatch(scan, [&](Pass& pass) { totals_->Add(pass); });
-  }
-
-  // The text of the report, after classifying these files too.
-  std::string Text(const std::vector<File>& files = {}) {
-    Classify(files);
+    const Scan scan = ScanOfKind(kind);
+    settings_.csvSep = L',';
+    ReportRun run{scan, settings_};
+    run.typeLimits.entries = limits_.entries;
+    run.typeLimits.spooled = limits_.spooled;
+    run.typeLimits.memory = limits_.memory;
+    ReportDefinition report;
+    report.kind = &KindOf(type);
+    report.format = kFormatCsv;
+    report.extLength = extLength;
+    const auto totals = report.kind->make(report, run);
+    ForEachBatch(spec, [&](Pass& pass) { totals->Add(pass); });
     CapturedLog log;
-    ReportOutput output(*report_, settings_);
-    totals_->Write(output);
+    ReportOutput output(report, settings_);
+    totals->Write(output);
     return log.text();
   }
 
-  int kind_ = kRootNfs;
-  Scan scan_;
   Settings settings_;
-  ReportRun run_{scan_, settings_};
-  std::unique_ptr<ReportDefinition> report_;
-  std::unique_ptr<ReportAccumulator> totals_;
+  Limits limits_;
 };
 
 TEST_F(FileTypes, TakesTheLastExtensionOfLimitedLength) {
@@ -81,27 +74,20 @@ TEST_F(FileTypes, TakesTheLastExtensionOfLimitedLength) {
       {"\xC3\xA9.\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9", ""},
   };
   // clang-format on
-  for (const auto& [name, line] : rows) {
-    Start(kRootNfs, kReportFiletypes);
-    EXPECT_EQ(Text({{name}}), line) << name;
-  }
+  for (const auto& [name, line] : rows) EXPECT_EQ(Text(kRootNfs, {{name}}), line) << name;
 }
 
-TEST_F(FileTypes, FoldsCaseOnCifsScansOnly) {
-  const std::vector<File> files = {
+// Case is folded on Windows. Sums are in the order of what is shown last, then of the names.
+TEST_F(FileTypes, FoldsAndSorts) {
+  const std::vector<File> cases = {
       {"A.TXT", 5}, {"b.txt", 6}, {"c.Txt", 7}, {"d.\xC3\x89", 2}, {"e.\xC3\xA9", 1}};
-  EXPECT_EQ(Text(files), ".Txt,1,7\n.txt,1,6\n.TXT,1,5\n.\xC3\x89,1,2\n.\xC3\xA9,1,1\n");
-  Start(kRootCifs, kReportFiletypes);
-  EXPECT_EQ(Text(files), ".TXT,3,18\n.\xC3\x89,2,3\n");
-}
-
-TEST_F(FileTypes, SortsAndPrintsAsAsked) {
-  const std::vector<File> files = {{"a.few", 3000}, {"a.many", 10}, {"b.many", 20}, {"a.b", 30},
-                                   {"a.tie", 30},   {"c.many", 1},  {"x.two", 15},  {"y.two", 15}};
-  EXPECT_EQ(Text(files), ".few,1,3000\n.many,3,31\n.two,2,30\n.b,1,30\n.tie,1,30\n");
+  EXPECT_EQ(Text(kRootNfs, cases), ".Txt,1,7\n.txt,1,6\n.TXT,1,5\n.\xC3\x89,1,2\n.\xC3\xA9,1,1\n");
+  EXPECT_EQ(Text(kRootCifs, cases), ".TXT,3,18\n.\xC3\x89,2,3\n");
+  const std::vector<File> sums = {{"a.few", 3000}, {"a.many", 10}, {"b.many", 20}, {"a.b", 30},
+                                  {"a.tie", 30},   {"c.many", 1},  {"x.two", 15},  {"y.two", 15}};
+  EXPECT_EQ(Text(kRootNfs, sums), ".few,1,3000\n.many,3,31\n.two,2,30\n.b,1,30\n.tie,1,30\n");
   settings_.fileIncr = 4096;
-  Start(kRootNfs, kReportFiletypes);
-  EXPECT_EQ(Text(files),
+  EXPECT_EQ(Text(kRootNfs, sums),
             ".many,3,31,12288\n.two,2,30,8192\n.b,1,30,4096\n.few,1,3000,4096\n.tie,1,30,4096\n");
 }
 
@@ -112,29 +98,22 @@ TEST_F(FileTypes, CountsLikeAMapOverManyKeys) {
                                std::string(60, 'n') + "\xC3\xA9"};
   const char* const letters[] = {"a", "B", "b", "z", "Z", "7", "~", "\xC3\xA9", "_"};
   std::mt19937 random(2);
-  const TypeLimits usual;
-  struct Row {
+  const struct {
     int kind;
-    uint32_t limit;
-    size_t entries, spooled;
-    int64_t memory;
-  };
-  const Row rows[] = {{kRootNfs, 12, usual.entries, usual.spooled, usual.memory},
-                      {kRootCifs, 12, usual.entries, usual.spooled, usual.memory},
-                      {kRootNfs, 7, 300, usual.spooled, usual.memory},
-                      {kRootCifs, 8, 300, 40'000, usual.memory},
-                      {kRootCifs, 12, usual.entries, 1, 140'000},
-                      {kRootNfs, 12, 0, 5'000, 0}};
-  for (const auto& [kind, limit, entries, spooled, memory] : rows) {
-    run_.typeLimits.entries = entries;
-    run_.typeLimits.spooled = spooled;
-    run_.typeLimits.memory = memory;
+    uint32_t longest;
+    Limits limits;
+  } rows[] = {{kRootNfs, 12, {}},
+              {kRootCifs, 12, {}},
+              {kRootNfs, 7, {.entries = 300}},
+              {kRootCifs, 8, {.entries = 300, .spooled = 40'000}},
+              {kRootCifs, 12, {.spooled = 1, .memory = 140'000}},
+              {kRootNfs, 12, {.entries = 0, .spooled = 5'000, .memory = 0}}};
+  for (const auto& row : rows) {
     const auto asKey = [&](std::string text) {
-      if (kind_ == kRootCifs) std::transform(text.begin(), text.end(), text.begin(), ::tolower);
+      if (row.kind == kRootCifs) std::ranges::transform(text, text.begin(), ::tolower);
       return text;
     };
-    Start(kind, kReportFiletypes, limit);
-    std::map<std::string, std::pair<int, uint64_t>> expected;
+    std::map<std::string, std::pair<int, uint64_t>> counted;
     std::vector<File> files;
     for (int i = 0; i < 20'000; ++i) {
       std::string extension = ".";
@@ -142,22 +121,20 @@ TEST_F(FileTypes, CountsLikeAMapOverManyKeys) {
       for (size_t left = length; left > 0; --left) {
         extension += letters[random() % std::size(letters)];
       }
-      const uint64_t size = random() % 1000;
-      files.push_back({stems[random() % std::size(stems)] + extension, size});
-      if (length > limit) continue;
-      auto& [count, bytes] = expected[asKey(extension)];
+      files.push_back({stems[random() % std::size(stems)] + extension, random() % 1000});
+      if (length > row.longest) continue;
+      auto& [count, bytes] = counted[asKey(extension)];
       ++count;
-      bytes += size;
+      bytes += files.back().size;
     }
-    ASSERT_GT(expected.size(), 3'000U);
-    std::map<std::string, std::pair<int, uint64_t>> found;
-    std::istringstream lines(Text(files));
-    for (std::string line; std::getline(lines, line);) {
-      const size_t comma = line.find(',');
-      char* end = nullptr;
-      const auto count = static_cast<int>(std::strtol(&line[comma + 1], &end, 10));
-      found.try_emplace(asKey(line.substr(0, comma)), count, std::strtoull(end + 1, nullptr, 10));
+    ASSERT_GT(counted.size(), 3'000U);
+    limits_ = row.limits;
+    std::set<std::string> expected, found;
+    for (const auto& [key, sum] : counted) {
+      expected.insert(key + "," + std::to_string(sum.first) + "," + std::to_string(sum.second));
     }
+    std::istringstream lines(Text(row.kind, files, row.longest));
+    for (std::string line; std::getline(lines, line);) found.insert(asKey(line));
     EXPECT_EQ(found, expected);
   }
 }
@@ -169,12 +146,11 @@ TEST_F(FileTypes, CountsKeysThatCrowd) {
   for (uint32_t id = 1; crowd.size() < 500; ++id) {
     if (id * kMultiplier >> 50 == 77) crowd.push_back(id);
   }
-  Start(kRootNfs, kReportUidTotals);
   std::vector<File> files;
   for (int round = 0; round < 3; ++round) {
-    for (const uint32_t id : crowd) files.push_back({"x", 7, id, 0});
+    for (const uint32_t id : crowd) files.push_back({"x", 7, id});
   }
-  const std::string text = Text(files);
+  const std::string text = Text(kRootNfs, files, 4, kReportUidTotals);
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 500);
   for (const uint32_t id : crowd) {
     EXPECT_NE(text.find(std::to_string(id) + ",3,21\n"), std::string::npos) << id;
@@ -184,10 +160,11 @@ TEST_F(FileTypes, CountsKeysThatCrowd) {
 // Of spellings that count as one, that of the first record is shown, wherever it was counted.
 TEST_F(FileTypes, ShowsTheFirstSpelling) {
   for (const size_t entries : {0, 1, 2, 9}) {
-    run_.typeLimits.entries = entries;
-    Start(kRootCifs, kReportFiletypes, 20);
-    EXPECT_EQ(Text({{"a.Zz", 1}, {"a.LongerThanAWord", 2}, {"a.zZ", 3}, {"a.longerthanaword", 5}}),
-              ".LongerThanAWord,2,7\n.Zz,2,4\n");
+    limits_.entries = entries;
+    EXPECT_EQ(
+        Text(kRootCifs,
+             {{"a.Zz", 1}, {"a.LongerThanAWord", 2}, {"a.zZ", 3}, {"a.longerthanaword", 5}}, 20),
+        ".LongerThanAWord,2,7\n.Zz,2,4\n");
   }
 }
 

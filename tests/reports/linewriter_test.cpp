@@ -49,19 +49,15 @@ void WriteBoth(LineWriter& writer, ReportOutput& plain, std::mt19937& random) {
   ReportEntry(plain, L";%llu,%ls/%ls%lld\n", number, prefix, prefix, small);
 }
 
-struct Form {
-  const char* locale;
-  TextEncoding encoding;
-  int textFormat;
-};
-
 TEST(LineWriter, WritesWhatFormattedTextWrites) {
-  const Form forms[] = {{"C", TextEncoding::kLocale, kTextStandard},
-                        {"C.UTF-8", TextEncoding::kLocale, kTextStandard},
-                        {"C.UTF-8", TextEncoding::kLocale, kTextUnicode},
-                        {"C", TextEncoding::kUtf16Le, kTextUnicode},
-                        {"C", TextEncoding::kUcs2Le, kTextUnicode}};
-  for (const Form& form : forms) {
+  // clang-format off
+  const struct { const char* locale; TextEncoding encoding; int textFormat; } forms[] = {
+      {"C", TextEncoding::kLocale, kTextStandard}, {"C.UTF-8", TextEncoding::kLocale, kTextStandard},
+      {"C.UTF-8", TextEncoding::kLocale, kTextUnicode}, {"C", TextEncoding::kUtf16Le, kTextUnicode},
+      {"C", TextEncoding::kUcs2Le, kTextUnicode},
+  };
+  // clang-format on
+  for (const auto& form : forms) {
     ASSERT_NE(std::setlocale(LC_CTYPE, form.locale), nullptr);
     Settings settings;
     settings.textFormat = form.textFormat;

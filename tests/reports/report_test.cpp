@@ -1,6 +1,6 @@
 // Reports as accumulators: parts that took a scan in turns and were merged write what one
 // accumulator that saw everything writes.
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <clocale>
@@ -10,14 +10,11 @@
 
 #include "base/localetext.h"
 #include "base/loganderr.h"
-#include "base/tempfile.h"
 #include "detail/scandetail.h"
 #include "query/parsequery.h"
 #include "reports/capture.h"
 #include "reports/report.h"
 #include "reports/reportkinds.h"
-#include "support.h"
-#include "tests/ending.h"
 #include "tests/support/dtlbuild.h"
 #include "tests/support/openscan.h"
 
@@ -121,10 +118,6 @@ class Merging : public testing::Test {
       sets.pop_back();
     }
     sets.front()->Finish();
-    return Written(reports, *sets.front());
-  }
-
-  std::vector<std::string> Written(std::list<ReportDefinition>& reports, ReportSet& set) const {
     const bool unicode = settings_.textFormat == kTextUnicode;
     const TextEncoding encoding = unicode ? TextEncoding::kUtf16Le : TextEncoding::kLocale;
     std::vector<UniqueFd> files;
@@ -132,13 +125,9 @@ class Merging : public testing::Test {
       files.emplace_back(memfd_create("report", 0));
       report.file.stream.Attach(dup(files.back().get()), true, encoding, "report");
     }
-    set.Write(nullptr);
+    sets.front()->Write(nullptr);
     std::vector<std::string> texts;
-    for (const UniqueFd& file : files) {
-      std::string text(static_cast<size_t>(lseek(file.get(), 0, SEEK_END)), '\0');
-      pread(file.get(), text.data(), text.size(), 0);
-      texts.push_back(std::move(text));
-    }
+    for (const UniqueFd& file : files) texts.push_back(TextOf(file.get()));
     return texts;
   }
 
@@ -160,29 +149,6 @@ TEST_F(Merging, GivesTheOutputOfTheWhole) {
     EXPECT_EQ(Texts(scan, 3), Texts(scan, 1));
     settings_.textFormat = kTextStandard;
   }
-}
-
-TEST(Listing, GoesOnWithoutAPositionFile) {
-  const TempDir dir;
-  const Scan scan = OpenInMemory(BuildDtl({.records = {FileRecord("a"), FileRecord("b")}}));
-  const Settings settings;
-  ReportDefinition report;
-  report.kind = &KindOf(kReportCustom);
-  ReportRun run{scan, settings};
-  const auto list = [&] {
-    const TempPlace place("/proc");
-    Logs logs;
-    OpenLogErrFiles(0, (dir / "list").c_str(), nullptr);
-    const auto listing = report.kind->make(report, run);
-    ScanDetail(scan, [&](Pass& pass) { listing->Add(pass); });
-    EXPECT_EQ(listing->counts().count, 2U);
-    ReportOutput output(report, settings);
-    listing->Write(output);
-    CloseLogErrFiles();
-  };
-  EXPECT_ENDS(list(), 0,
-              testing::MatchesRegex("Error writing '/proc/tabul[^\n]*'\n  .p2. No such file.*\n"));
-  EXPECT_THAT(ReadFile(dir / "list"), testing::StartsWith("Cannot open tmp file /proc/tabul"));
 }
 
 }  // namespace

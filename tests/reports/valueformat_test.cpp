@@ -15,10 +15,6 @@ std::wstring TimeAs(uint64_t seconds, const wchar_t* format) {
   return std::wstring(FormatFileTime(seconds, format, buffer));
 }
 
-void SetZone(const char* zone) {
-  setenv("TZ", zone, 1);
-}
-
 TEST(ValueStr, GroupsDigitsFromTheRight) {
   // clang-format off
   const std::pair<uint64_t, const wchar_t*> rows[] = {
@@ -74,7 +70,7 @@ TEST(FormatFileTime, PrintsLocalTimes) {
   };
   // clang-format on
   for (const auto& row : rows) {
-    SetZone(row.zone);
+    setenv("TZ", row.zone, 1);
     EXPECT_EQ(TimeAs(row.time, row.format), row.text);
   }
 }

@@ -15,17 +15,14 @@ namespace tabulon {
 namespace {
 
 TEST(QuotaProcessors, AreThoseOfTheTightestGroup) {
+  constexpr size_t kAny = SIZE_MAX;
+  // clang-format off
   const struct {
-    const char* memberships;
-    std::map<std::string, std::string> files;
-    size_t processors;
+    const char* memberships; std::map<std::string, std::string> files; size_t processors;
   } rows[] = {
-      {"", {}, SIZE_MAX},
-      {"0::/\n", {}, SIZE_MAX},
-      {"0::/\n", {{"cpu.max", "max 100000\n"}}, SIZE_MAX},
-      {"0::/\n", {{"cpu.max", "150000 100000\n"}}, 2},
+      {"", {}, kAny}, {"0::/\n", {}, kAny}, {"0::/\n", {{"cpu.max", "rubbish"}}, kAny},
+      {"0::/\n", {{"cpu.max", "max 100000\n"}}, kAny}, {"0::/\n", {{"cpu.max", "150000 100000\n"}}, 2},
       {"0::/\n", {{"cpu.max", "1000 100000\n"}}, 1},
-      {"0::/\n", {{"cpu.max", "rubbish"}}, SIZE_MAX},
       // Groups above count, too; what is not shown in a container is passed over.
       {"0::/a/b\n", {{"a/cpu.max", "300000 100000\n"}, {"a/b/cpu.max", "max 100000\n"}}, 3},
       {"0::/a/b\n", {{"a/cpu.max", "300000 100000\n"}, {"a/b/cpu.max", "200000 100000\n"}}, 2},
@@ -33,15 +30,11 @@ TEST(QuotaProcessors, AreThoseOfTheTightestGroup) {
       // Version 1.
       {"5:memory:/\n4:cpu,cpuacct:/g\n",
        {{"cpu,cpuacct/g/cpu.cfs_quota_us", "500000\n"},
-        {"cpu,cpuacct/g/cpu.cfs_period_us", "100000"}},
-       5},
-      {"4:cpu:/g\n",
-       {{"cpu/cpu.cfs_quota_us", "-1\n"}, {"cpu/cpu.cfs_period_us", "100000"}},
-       SIZE_MAX},
-      {"4:cpuset:/\n",
-       {{"cpuset/cpu.cfs_quota_us", "1\n"}, {"cpuset/cpu.cfs_period_us", "1"}},
-       SIZE_MAX},
+        {"cpu,cpuacct/g/cpu.cfs_period_us", "100000"}}, 5},
+      {"4:cpu:/g\n", {{"cpu/cpu.cfs_quota_us", "-1\n"}, {"cpu/cpu.cfs_period_us", "100000"}}, kAny},
+      {"4:cpuset:/\n", {{"cpuset/cpu.cfs_quota_us", "1\n"}, {"cpuset/cpu.cfs_period_us", "1"}}, kAny},
   };
+  // clang-format on
   for (const auto& row : rows) {
     const TempDir root;
     for (const auto& [name, text] : row.files) {
