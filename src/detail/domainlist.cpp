@@ -1,6 +1,8 @@
 #include "detail/domainlist.h"
 
 #include <algorithm>
+#include <numeric>
+#include <vector>
 
 #include "base/localetext.h"
 #include "base/unitcode.h"
@@ -19,30 +21,29 @@ int CompareFolded(std::wstring_view a, std::wstring_view b) {
   return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }
 
-bool DomainList::Load(SectionReader& reader, Pool& pool, uint32_t& count) {
-  if (!reader.ReadU32(count)) return false;
-  domains_.reserve(static_cast<size_t>(std::min<uint64_t>(count, reader.left() / sizeof count)));
-  for (uint32_t i = 0; i < count; ++i) {
+bool DomainList::Load(SectionReader& reader, Pool& pool) {
+  uint32_t domainCount = 0;
+  if (!reader.ReadU32(domainCount)) return false;
+  for (uint32_t i = 0; i < domainCount; ++i) {
     uint32_t size = 0;
     std::wstring_view text;
     if (!reader.ReadU32(size) || !reader.ReadText(size, pool, text)) return false;
-    domains_.push_back({text.data(), static_cast<uint32_t>(text.size())});
+    if (!text.empty()) named_.push_back({text.data(), static_cast<uint32_t>(text.size())});
+    places_.push_back(text.empty() ? 0 : static_cast<uint32_t>(named_.size()));
   }
   Rank();
   return true;
 }
 
 void DomainList::Rank() {
-  std::vector<uint32_t> named;
-  for (uint32_t i = 0; i < domains_.size(); ++i) {
-    if (domains_[i].length > 0) named.push_back(i);
-  }
-  std::sort(named.begin(), named.end(), [&](uint32_t a, uint32_t b) {
-    return CompareFolded(domains_[a].view(), domains_[b].view()) < 0;
+  std::vector<uint32_t> order(named_.size());
+  std::iota(order.begin(), order.end(), 0U);
+  std::sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+    return CompareFolded(named_[a].view(), named_[b].view()) < 0;
   });
   Domain last;
-  for (const uint32_t i : named) {
-    Domain& domain = domains_[i];
+  for (const uint32_t i : order) {
+    Domain& domain = named_[i];
     domain.rank = last.rank + (CompareFolded(last.view(), domain.view()) != 0 ? 1 : 0);
     last = domain;
   }

@@ -4,8 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <string_view>
-#include <vector>
 
 #include "detail/sectionreader.h"
 
@@ -14,7 +14,6 @@ namespace tabulon {
 // Orders texts by their units with letter case folded; if equal, the shorter first.
 int CompareFolded(std::wstring_view a, std::wstring_view b);
 
-// Kept small, since a domain can take as little as four bytes of a section.
 struct Domain {
   const wchar_t* text = nullptr;
   uint32_t length = 0;
@@ -23,18 +22,24 @@ struct Domain {
   std::wstring_view view() const { return {text, length}; }
 };
 
+// Kept small: a domain can take as little as four bytes of a section, eight with a name.
 class DomainList {
  public:
-  // Reads the list at the position of `reader`, and sets `count` to the number of domains that it
-  // claims to have. False when the file ends inside it. Texts live in `pool`.
-  bool Load(SectionReader& reader, Pool& pool, uint32_t& count);
+  // Reads the list at the position of `reader`. False when the file ends inside it. Texts live in
+  // `pool`.
+  bool Load(SectionReader& reader, Pool& pool);
   // Domain number `index`, counted from 0; an empty one when the list has no such domain.
-  Domain At(uint32_t index) const { return index < domains_.size() ? domains_[index] : Domain{}; }
+  Domain At(uint32_t index) const {
+    const uint32_t place = index < places_.size() ? places_[index] : 0;
+    return place != 0 ? named_[place - 1] : Domain{};
+  }
 
  private:
   void Rank();
 
-  std::vector<Domain> domains_;
+  // Growing, they never need room for their contents twice.
+  std::deque<Domain> named_;
+  std::deque<uint32_t> places_;  // of each domain in `named_`, from 1; 0 = it has no name
 };
 
 }  // namespace tabulon

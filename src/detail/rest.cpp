@@ -8,15 +8,18 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <compare>
 #include <iterator>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
 #include "base/tempfile.h"
 #include "detail/filecompress.h"
 #include "detail/filereplace.h"
+#include "detail/sectionreader.h"
 
 namespace tabulon {
 namespace {
@@ -119,6 +122,50 @@ int compressFile(const char* from, const char* to) {
 
 int decompressFile(const char* from, const char* to) {
   return doCompression("Decompress", from, to);
+}
+
+const SidObject dummySidKey{.sid = {}, .domain = {}, .name = L"<unknown>"};
+
+TreeHandle SdTree(int fd, const LogHeader& header) {
+  TreeHandle tree = TreePlant({.fanOut = 256,
+                               .treeMemory = -257,
+                               .keysPerKeyNode = 128,
+                               .maxKeyBytes = sizeof(uint32_t),
+                               .extraBytes = sizeof(SdPlace),
+                               .keyMemory = 5'000'000});
+  SectionReader reader(fd, header.securitySection);
+  uint32_t sdCount = 0;
+  if (header.securitySection == 0 || !reader.ReadU32(sdCount)) return tree;
+  SdPlace place;
+  for (uint32_t i = 0; i < sdCount; ++i) {
+    if (!reader.ReadU32(place.length) || !reader.Skip(place.length)) break;
+    TreeAddKey(tree.get(), &i, sizeof i, &place);
+    place.offset += place.length;
+  }
+  return tree;
+}
+
+TreeHandle SidTree(const SecurityObjects& objects, Pool& pool) {
+  TreeHandle tree = PlantReferenceTree([](const void* a, uint32_t, const void* b, uint32_t) {
+    return FromKey<SidObject>(a).sid.compare(FromKey<SidObject>(b).sid);
+  });
+  ReadSids(objects.fd, objects.domainsAt, pool, [&](const SidObject& sid) {
+    AddReference(tree.get(), std::pmr::polymorphic_allocator<>(&pool).new_object<SidObject>(sid));
+  });
+  return tree;
+}
+
+TreeHandle IdTree(int fd, const LogHeader& header, Pool& pool) {
+  TreeHandle tree = PlantReferenceTree([](const void* a, uint32_t, const void* b, uint32_t) {
+    const auto& x = FromKey<IdObject>(a);
+    const auto& y = FromKey<IdObject>(b);
+    const auto order = std::pair(x.kind, x.id) <=> std::pair(y.kind, y.id);
+    return order < 0 ? -1 : order > 0 ? 1 : 0;
+  });
+  ReadIds(fd, header, pool, [&](const IdObject& id) {
+    AddReference(tree.get(), std::pmr::polymorphic_allocator<>(&pool).new_object<IdObject>(id));
+  });
+  return tree;
 }
 
 }  // namespace tabulon

@@ -1,5 +1,10 @@
-// Completes the module detail: compressing files, and inflating them into others, as a whole.
+// Completes the module detail: compressing files, and inflating them into others, as a whole; the
+// tables of a scan by other keys than this program looks for.
 #pragma once
+
+#include <cstdint>
+
+#include "detail/securityobjects.h"
 
 namespace tabulon {
 
@@ -13,5 +18,20 @@ namespace tabulon {
 int doCompression(const char* modeText, const char* from, const char* to);
 int compressFile(const char* from, const char* to);
 int decompressFile(const char* from, const char* to);
+
+extern const SidObject dummySidKey;  // "<unknown>": to be shown for a SID without an entry
+
+// The place of a security descriptor in the file of all of them.
+struct SdPlace {
+  uint32_t length = 0;
+  uint32_t offset = 0;  // wraps at 32 bits
+};
+// Where the descriptors of the scan file `fd` are in their copy (SecurityObjects::sdTempFile), by
+// their u32 numbers, from 0; the extra bytes are an SdPlace.
+TreeHandle SdTree(int fd, const LogHeader& header);
+// References to all SIDs by their bytes, a prefix first; objects and texts live in `pool`.
+TreeHandle SidTree(const SecurityObjects& objects, Pool& pool);
+// References to all IDs by kind, then value; likewise.
+TreeHandle IdTree(int fd, const LogHeader& header, Pool& pool);
 
 }  // namespace tabulon

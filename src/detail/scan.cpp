@@ -121,11 +121,7 @@ Scan LoadScan(UniqueFd file, const char* name, const ScanDemands& demands) {
   scan.version = ParseVersion(block);
   LoadStrings(scan);
   SetScanKind(scan);
-  if (!scan.isCifs()) {
-    scan.ids = LoadIdObjects(fd, scan.logHdr);
-  } else if (demands.security) {
-    scan.security = LoadSecurityObjects(fd, scan.logHdr);
-  }
+  if (scan.isCifs() && demands.security) scan.security = LoadSecurityObjects(fd, scan.logHdr);
   return scan;
 }
 

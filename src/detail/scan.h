@@ -1,6 +1,6 @@
 // A scan: the open detail file, all that comes before its records, and the tables that come with
 // it. It is made whole and only read from then on, so that any number of scans can be open side by
-// side and any number of threads can look at one.
+// side and any number of threads can look at one, but for the accounts (SecurityObjects).
 #pragma once
 
 #include <cstdint>
@@ -37,7 +37,6 @@ struct Scan {
   bool dtlRev7_OrHigher = false;              // records may carry alternate-stream entries
   bool dtlVersionHdrPresent = false;          // the file has a version block
   std::unique_ptr<SecurityObjects> security;  // CIFS only; null = not wanted
-  std::unique_ptr<IdObjects> ids;             // NFS only
 
   bool isCifs() const { return rootType == kRootCifs; }
   const RecordLayout& layout() const { return isCifs() ? kCifsRecord : kNfsRecord; }

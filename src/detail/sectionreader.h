@@ -18,6 +18,7 @@ class SectionReader {
  public:
   SectionReader(int fd, uint64_t position) : window_(fd), position_(position) {}
 
+  uint64_t position() const { return position_; }
   // Bytes between the cursor and the end of the file.
   uint64_t left() const {
     return window_.fileSize() > position_ ? window_.fileSize() - position_ : 0;

@@ -1,8 +1,11 @@
-// The lookup tables that come with a scan: security descriptors, domains and SIDs of a CIFS scan,
-// user and group IDs of an NFS scan. Loaded before the scan, only read afterwards.
+// The tables that come with a scan: security descriptors, domains and SIDs of a CIFS scan, user and
+// group IDs of an NFS scan. A scan may claim to have any number of them, so no memory is taken for
+// a count or a length beyond what the file holds, and a table is read when a run asks for it.
 #pragma once
 
 #include <cstdint>
+#include <cstring>
+#include <functional>
 #include <memory>
 #include <memory_resource>
 #include <string_view>
@@ -17,7 +20,7 @@ namespace tabulon {
 using Pool = std::pmr::monotonic_buffer_resource;
 
 // One SID with what is known of its account. Objects, SID bytes and texts live as long as the
-// tables.
+// pool that they are read into.
 struct SidObject {
   std::string_view sid;      // binary form
   int32_t type = 0;          // -3 unmapped ... 9 computer
@@ -36,46 +39,51 @@ struct IdObject {
   std::string_view name;  // bytes as stored
 };
 
-// The tables of a CIFS scan. Keys of the SID trees are 8-byte references to objects. Looking
-// something up moves a tree's cursor, so one thread at a time may do it.
+// The tables of a CIFS scan. Looking something up reads them, the first time, and moves a tree's
+// cursor, so one thread at a time may do it.
 struct SecurityObjects {
-  Pool pool;                  // the objects and their texts
   TempFile sdTempFile;        // the descriptors, back to back
-  TreeHandle sidTree;         // by SID bytes
-  TreeHandle sidDisplayTree;  // by type, account name, domain name
-  TreeHandle sidLookupTree;   // by domain name, account name
-  TreeHandle sdTree;          // u32 ordinal -> u32 length, u32 offset in sdTempFile
-  uint32_t sdCount = 0;       // counts as the section gives them
-  uint32_t domainCount = 0;
-  uint32_t sidCount = 0;
+  int fd = -1;                // the scan file, which others own
+  uint64_t domainsAt = 0;     // offset of the domains, which the SIDs follow; 0 = the scan has none
+  Pool pool;                  // what has been read of them
+  TreeHandle sidDisplayTree;  // by type, account name, domain name; null = not read yet
+  TreeHandle sidLookupTree;   // by domain name, account name; likewise
 };
 
-// The table of an NFS scan.
-struct IdObjects {
-  Pool pool;
-  TreeHandle idTree;     // by kind, value; keys are 8-byte references to objects
-  uint32_t idCount = 0;  // as the section gives it
-};
+// Copies the descriptors of the scan file `fd`, which must stay open while the tables are used.
+// Where the file ends inside the section, what is whole before the end counts, without a message;
+// so it is for SIDs and IDs. A temporary file that cannot be made or written ends the run.
+std::unique_ptr<SecurityObjects> LoadSecurityObjects(int fd, const LogHeader& header);
 
-extern const SidObject dummySidKey;  // "<unknown>": shown for a SID without an entry
+// The SIDs in their display order: a tree of references to objects.
+Tree* SidsForDisplay(SecurityObjects& objects);
+// The SID of an account, letter case ignored; null when `objects` (which may be null) hold none.
+const SidObject* FindSid(SecurityObjects* objects, std::wstring_view domain,
+                         std::wstring_view account);
 
-// Compare functions of the trees; both keys are object references. Account and domain names are
-// compared with their letter case folded, so of two SIDs that differ in it alone a tree keeps the
-// first.
-int SidKeyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
+// Calls use(SidObject) for each SID that comes after the domains at offset `domainsAt` of the file.
+// A SID whose domain index is out of range has an empty domain. Texts live in `pool`.
+void ReadSids(int fd, uint64_t domainsAt, Pool& pool,
+              const std::function<void(const SidObject&)>& use);
+// Calls use(IdObject) for each entry of the ID section. Names live in `pool`.
+void ReadIds(int fd, const LogHeader& header, Pool& pool,
+             const std::function<void(const IdObject&)>& use);
+
+// A tree whose keys are 8-byte references to objects, which the compare function looks at.
+TreeHandle PlantReferenceTree(TreeCompare compare);
+// Adds a reference to `object`, unless the tree has an equal one.
+void AddReference(Tree* tree, const void* object);
+// The object that a key refers to.
+template <class Object>
+const Object& FromKey(const void* key) {
+  const Object* object;
+  std::memcpy(&object, key, sizeof object);
+  return *object;
+}
+
+// Compare functions of the trees. Account and domain names are compared with their letter case
+// folded, so of two SIDs that differ in it alone a tree keeps the first.
 int SidDisplayCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
 int SidLookupCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
-int IdKeyCmp(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB);
-
-// Plant the trees and fill them from the section of the open file `fd`. When the file ends inside
-// the section, the whole entries before the end are loaded, without a message. No memory is taken
-// for a length or count that exceeds the file. A SID whose domain index is out of range has an
-// empty domain. A temporary file that cannot be made or written ends the run.
-std::unique_ptr<SecurityObjects> LoadSecurityObjects(int fd, const LogHeader& header);
-std::unique_ptr<IdObjects> LoadIdObjects(int fd, const LogHeader& header);
-
-// The SID of an account, letter case ignored; null when `objects` (which may be null) hold none.
-const SidObject* FindSid(const SecurityObjects* objects, std::wstring_view domain,
-                         std::wstring_view account);
 
 }  // namespace tabulon

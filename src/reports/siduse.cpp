@@ -5,8 +5,6 @@
 #include <string>
 #include <string_view>
 
-#include "base/bytes.h"
-
 namespace tabulon {
 namespace {
 
@@ -78,12 +76,6 @@ void WriteCsvRow(ReportOutput& output, const SidObject& sid) {
   }
 }
 
-// A key of the tree.
-struct DisplayKey {
-  const SidObject* sid;
-};
-static_assert(sizeof(DisplayKey) == 8);
-
 void WriteHeading(ReportOutput& output) {
   const wchar_t csvSep = output.settings().csvSep;
   if (output.report().format != kFormatCsv) {
@@ -113,21 +105,21 @@ void DisplaySidUse(ReportOutput& output, const Scan& scan) {
   DisplayReportFile(output);
   WriteHeading(output);
   if (scan.security == nullptr) return;
-  Tree* const tree = scan.security->sidDisplayTree.get();
+  Tree* const tree = SidsForDisplay(*scan.security);
 
   const SidObject* written = nullptr;  // the row above
   for (KeyRecord record = TreeLowKey(tree); record; record = TreeNextKey(tree)) {
-    const SidObject* sid = LoadLittle<DisplayKey>(record.key()).sid;
-    if (sid->firstCount == 0) continue;
+    const auto& sid = FromKey<SidObject>(record.key());
+    if (sid.firstCount == 0) continue;
     if (output.report().format == kFormatCsv) {
-      WriteCsvRow(output, *sid);
+      WriteCsvRow(output, sid);
     } else {
-      if (written == nullptr || written->type != sid->type) {
-        ReportEntry(output, L"%ls\n", ClassDescription(sid->type));
+      if (written == nullptr || written->type != sid.type) {
+        ReportEntry(output, L"%ls\n", ClassDescription(sid.type));
       }
-      WriteTextRow(output, *sid);
+      WriteTextRow(output, sid);
     }
-    written = sid;
+    written = &sid;
   }
 }
 

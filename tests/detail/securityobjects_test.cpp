@@ -2,12 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <ctime>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "detail/rest.h"
 #include "support.h"
 #include "tests/support/dtlbuild.h"
 #include "tests/support/openscan.h"
@@ -16,18 +16,18 @@ namespace tabulon {
 namespace {
 
 template <class Object>
-std::vector<const Object*> Objects(Tree* tree) {
+std::vector<const Object*> Objects(const TreeHandle& tree) {
   std::vector<const Object*> objects;
-  for (KeyRecord at = TreeLowKey(tree); at; at = TreeNextKey(tree)) {
-    std::memcpy(&objects.emplace_back(), at.key(), sizeof objects[0]);
+  for (KeyRecord at = TreeLowKey(tree.get()); at; at = TreeNextKey(tree.get())) {
+    objects.push_back(&FromKey<Object>(at.key()));
   }
   return objects;
 }
 
-// "domain\name" of the SIDs of a tree, in its order.
-std::vector<std::wstring> Accounts(Tree* tree) {
+// "domain\name" of SIDs.
+std::vector<std::wstring> Accounts(const std::vector<const SidObject*>& sids) {
   std::vector<std::wstring> accounts;
-  for (const SidObject* sid : Objects<SidObject>(tree)) {
+  for (const SidObject* sid : sids) {
     accounts.push_back(std::wstring(sid->domain) + L"\\" + std::wstring(sid->name));
   }
   return accounts;
@@ -37,11 +37,10 @@ class SecurityObjectsTest : public testing::Test {
  protected:
   // Both sections, whatever the kind of the scan.
   void Load(std::string_view file) {
-    const UniqueFd fd = FileInMemory(file);
-    const LogHeader header = ParseHeader(std::span<const unsigned char, kHeaderSize>(
+    fd_ = FileInMemory(file);
+    header_ = ParseHeader(std::span<const unsigned char, kHeaderSize>(
         reinterpret_cast<const unsigned char*>(file.data()), kHeaderSize));
-    objects_ = LoadSecurityObjects(fd.get(), header);
-    ids_ = LoadIdObjects(fd.get(), header);
+    objects_ = LoadSecurityObjects(fd_.get(), header_);
   }
   // Loads a file whose security and ID section are these bytes.
   void LoadSection(const std::string& section) {
@@ -53,20 +52,28 @@ class SecurityObjectsTest : public testing::Test {
          section);
   }
   static constexpr uint64_t kSectionAt = 100;
-  const SidObject* Find(std::wstring_view domain, std::wstring_view account) const {
+  const SidObject* Find(std::wstring_view domain, std::wstring_view account) {
     return FindSid(objects_.get(), domain, account);
   }
 
+  std::vector<const SidObject*> Sids() { return Objects<SidObject>(SidTree(*objects_, pool_)); }
+  std::vector<const IdObject*> Ids() {
+    return Objects<IdObject>(IdTree(fd_.get(), header_, pool_));
+  }
+
+  UniqueFd fd_;
+  LogHeader header_;
+  Pool pool_;
   std::unique_ptr<SecurityObjects> objects_;
-  std::unique_ptr<IdObjects> ids_;
 };
 
 TEST_F(SecurityObjectsTest, DescriptorsAreCopiedAndIndexed) {
   const std::vector<std::string> descriptors = {"first", "", std::string(600'000, 's'), "last"};
   Load(BuildDtl({.kind = ScanKind::kCifs, .descriptors = descriptors}));
+  const TreeHandle index = SdTree(fd_.get(), header_);
   std::string all;
   for (uint32_t i = 0; i < descriptors.size(); ++i) {
-    const KeyRecord found = TreeSearch(objects_->sdTree.get(), &i, sizeof i);
+    const KeyRecord found = TreeSearch(index.get(), &i, sizeof i);
     ASSERT_TRUE(found);
     EXPECT_EQ(LoadU32(found.extra()), descriptors[i].size());
     EXPECT_EQ(LoadU32(found.extra() + 4), all.size());
@@ -88,13 +95,13 @@ TEST_F(SecurityObjectsTest, EachTreeHasItsOrder) {
                           {.sid = "d", .name = "ZOE", .domain = 2, .type = 1},
                           {.sid = "e", .name = "Zoe", .domain = 2, .type = 2}}}));
   using Names = std::vector<std::wstring>;
-  EXPECT_EQ(Accounts(objects_->sidTree.get()),
-            (Names{L"\\Everyone", L"Alpha\\Adam", L"beta\\zoe", L"\\lost", L"BETA\\ZOE",
-                   L"BETA\\Zoe", L"beta\\adam"}));
-  EXPECT_EQ(Accounts(objects_->sidDisplayTree.get()),
+  EXPECT_EQ(Accounts(Sids()), (Names{L"\\Everyone", L"Alpha\\Adam", L"beta\\zoe", L"\\lost",
+                                     L"BETA\\ZOE", L"BETA\\Zoe", L"beta\\adam"}));
+  SidsForDisplay(*objects_);
+  EXPECT_EQ(Accounts(Objects<SidObject>(objects_->sidDisplayTree)),
             (Names{L"beta\\adam", L"Alpha\\Adam", L"beta\\zoe", L"Alpha\\yan", L"BETA\\Zoe",
                    L"\\Everyone", L"\\lost"}));
-  EXPECT_EQ(Accounts(objects_->sidLookupTree.get()),
+  EXPECT_EQ(Accounts(Objects<SidObject>(objects_->sidLookupTree)),
             (Names{L"\\Everyone", L"\\lost", L"Alpha\\Adam", L"Alpha\\yan", L"beta\\adam",
                    L"beta\\zoe"}));
 
@@ -111,7 +118,7 @@ TEST_F(SecurityObjectsTest, IdsAreOrderedByKindAndValue) {
                          {.id = 7, .kind = 1, .third = 0, .name = ""},
                          {.id = 7, .kind = 1, .third = 0, .name = "again"}}}));
   std::ostringstream ids;
-  for (const IdObject* id : Objects<IdObject>(ids_->idTree.get())) {
+  for (const IdObject* id : Ids()) {
     ids << id->kind << ' ' << id->id << ' ' << id->third << ' '
         << std::string_view(id->name.data(), id->name.size()) << ',';
   }
@@ -137,18 +144,16 @@ TEST_F(SecurityObjectsTest, AnEntryCutShortEndsTheLoading) {
   for (size_t size = 0; size <= section.size(); ++size) {
     LoadSection(section.substr(0, size));
     const size_t sids = size < first ? 0 : size < section.size() ? 1 : 2;
-    ASSERT_EQ(Objects<SidObject>(objects_->sidTree.get()).size(), sids) << size;
+    ASSERT_EQ(Sids().size(), sids) << size;
     const uint32_t ordinal = 0;
-    ASSERT_EQ(bool(TreeSearch(objects_->sdTree.get(), &ordinal, sizeof ordinal)),
-              size >= descriptors.size());
+    const TreeHandle index = SdTree(fd_.get(), header_);
+    ASSERT_EQ(bool(TreeSearch(index.get(), &ordinal, sizeof ordinal)), size >= descriptors.size());
     ASSERT_EQ(Find(L"d", L"nm") != nullptr, sids > 0);
   }
   const std::string ids = Words({2, 5, 1, 0, 2}, "ab") + Words({6, 1, 0, 2}, "cd");
   for (size_t size = 0; size <= ids.size(); ++size) {
     LoadSection(ids.substr(0, size));
-    ASSERT_EQ(Objects<IdObject>(ids_->idTree.get()).size(), size < 22           ? 0U
-                                                            : size < ids.size() ? 1U
-                                                                                : 2U);
+    ASSERT_EQ(Ids().size(), size < 22 ? 0U : size < ids.size() ? 1U : 2U);
   }
 }
 
@@ -166,8 +171,9 @@ TEST_F(SecurityObjectsTest, LongDomainNamesAreNotComparedForEverySid) {
   const std::clock_t start = std::clock();  // processor time
   LoadSection(section);
   EXPECT_LT(std::clock() - start, kMost * CLOCKS_PER_SEC);
-  EXPECT_EQ(Objects<SidObject>(objects_->sidTree.get()).size(), kSids);
-  EXPECT_EQ(Objects<SidObject>(objects_->sidLookupTree.get()).size(), 2U);
+  EXPECT_EQ(Sids().size(), kSids);
+  SidsForDisplay(*objects_);
+  EXPECT_EQ(Objects<SidObject>(objects_->sidLookupTree).size(), 2U);
 }
 
 }  // namespace

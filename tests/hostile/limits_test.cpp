@@ -209,5 +209,44 @@ TEST_F(Limits, InflatingTakesLittleMemoryWhateverTheRatio) {
   EXPECT_EQ(Get("x.dtl").size(), stored.size());
 }
 
+// Tables that claim 4,294,967,295 entries, and are full of the smallest ones, or of nothing whole.
+TEST_F(Limits, TablesTakeNoMemoryThatTheFileDoesNotHoldAndNoneUnlessAskedFor) {
+  constexpr uint32_t kAll = 0xFFFFFFFF;
+  constexpr size_t kZeros = 4 << 20;
+  struct Row {
+    ScanKind kind;
+    std::vector<uint32_t> words;  // before the zeros
+    size_t times;                 // what accounts may take of memory for a byte of the file
+  };
+  const Row rows[] = {{ScanKind::kCifs, {0}, 0},
+                      {ScanKind::kCifs, {kAll}, 0},
+                      {ScanKind::kCifs, {kAll, kAll}, 0},
+                      {ScanKind::kCifs, {0, kAll}, 4},
+                      {ScanKind::kCifs, {0, kAll, kAll}, 0},
+                      {ScanKind::kCifs, {0, 0, kAll}, 4},
+                      {ScanKind::kNfs, {0}, 0},
+                      {ScanKind::kNfs, {kAll}, 0}};
+  uint64_t sound[2] = {};
+  for (const Row& row : rows) {
+    const bool cifs = row.kind == ScanKind::kCifs;
+    ScanSpec spec{.kind = row.kind};
+    const size_t at = BuildDtl(spec).size();
+    spec.adjust = [at](LogHeader& header, LogRoot&) {
+      header.securitySection = header.idSection = at;
+    };
+    std::string bytes = BuildDtl(spec);
+    for (const uint32_t word : row.words) Append32(bytes, word);
+    Put("x.dtl", bytes.append(kZeros, '\0'));
+    for (const bool accounts : {false, true}) {
+      const Outcome run =
+          Configure(accounts && cifs ? "[report]\ntype=siduse\n" : "[report]\ntype=summary\n");
+      EXPECT_EQ(run.status, 0) << run.err;
+      if (row.words == std::vector<uint32_t>{0}) sound[accounts] = run.peakHeap;
+      const uint64_t allowed = accounts ? row.times * bytes.size() + (1 << 20) : 1 << 14;
+      EXPECT_LE(run.peakHeap, sound[accounts] + allowed) << testing::PrintToString(row.words);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace tabulon

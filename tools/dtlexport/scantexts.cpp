@@ -1,7 +1,5 @@
 #include "tools/dtlexport/scantexts.h"
 
-#include <cstring>
-
 #include "tools/scanreader/rootpath.h"
 
 namespace tabulon {
@@ -11,15 +9,14 @@ namespace {
 constexpr uint32_t kUserId = 1;
 constexpr uint32_t kGroupId = 2;
 
+// Of several entries for one ID the first counts.
 void LoadNames(const Scan& scan, ExportFormat format, ScanTexts& texts) {
-  Tree* const idTree = scan.ids->idTree.get();
-  for (KeyRecord each = TreeLowKey(idTree); each; each = TreeNextKey(idTree)) {
-    const IdObject* object;
-    std::memcpy(&object, each.key(), sizeof object);
-    if (object->kind != kUserId && object->kind != kGroupId) continue;
-    IdNames& names = object->kind == kUserId ? texts.users : texts.groups;
-    EscapeText(format, TextOf(object->name), names[object->id]);
-  }
+  ReadIds(scan.dtlFile.get(), scan.logHdr, texts.pool, [&](const IdObject& id) {
+    if (id.kind != kUserId && id.kind != kGroupId) return;
+    IdNames& names = id.kind == kUserId ? texts.users : texts.groups;
+    const auto [name, isNew] = names.try_emplace(id.id);
+    if (isNew) EscapeText(format, TextOf(id.name), name->second);
+  });
 }
 
 }  // namespace
