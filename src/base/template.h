@@ -56,14 +56,6 @@ class CompiledTemplate {
   };
   // The last eight bytes (TailWord) of every ASCII text that matches fit this.
   const Word& tail() const { return tail_; }
-
-  bool Match(std::wstring_view text) const;
-  // The same for text that is known to be ASCII.
-  bool Match(std::string_view ascii) const { return MayMatch(ascii) && MatchAscii(ascii); }
-
- private:
-  enum class End { kLiteral, kSuffix, kName, kPath };
-
   // A segment between wildcards, looked for by its first and its last unit alone: a place where
   // both fit is rare enough.
   struct Needle {
@@ -73,7 +65,21 @@ class CompiledTemplate {
     std::array<char, kBlockBytes> lastCase;
     std::array<char, kBlockBytes> last;
     bool IsMissing(std::string_view ascii) const;
+    // The same without a branch on the text's length. REQUIRES: CanLookInPlace(), and 48 bytes can
+    // be read from the start of the text.
+    bool IsMissingInPlace(std::string_view ascii) const;
+    bool CanLookInPlace() const { return length != 0 && length <= kBlockBytes + 1; }
   };
+  // Every ASCII text that matches has this.
+  const Needle& needle() const { return needle_; }
+
+  bool Match(std::wstring_view text) const;
+  // The same for text that is known to be ASCII.
+  bool Match(std::string_view ascii) const { return MayMatch(ascii) && MatchAscii(ascii); }
+
+ private:
+  enum class End { kLiteral, kSuffix, kName, kPath };
+
   // A stretch of units_ that a matching text holds in one piece.
   struct Segment {
     size_t start = 0;
@@ -129,6 +135,19 @@ inline bool CompiledTemplate::Needle::IsMissing(std::string_view ascii) const {
                  ends.EqualTo(ByteBlock::Load(last.data())));
   }
   return any.HighBits() == 0;
+}
+
+// It looks at the first 32 places, which most texts do not fill: what follows the text costs a
+// closer look now and then.
+inline bool CompiledTemplate::Needle::IsMissingInPlace(std::string_view ascii) const {
+  const auto places = [&](const char* text) {
+    const ByteBlock starts = ByteBlock::Load(text) | ByteBlock::Load(firstCase.data());
+    const ByteBlock ends = ByteBlock::Load(text + length - 1) | ByteBlock::Load(lastCase.data());
+    return starts.EqualTo(ByteBlock::Load(first.data())) &
+           ends.EqualTo(ByteBlock::Load(last.data()));
+  };
+  const ByteBlock any = places(ascii.data()) | places(ascii.data() + kBlockBytes);
+  return (any.HighBits() == 0) & (ascii.size() < 2 * kBlockBytes + length);
 }
 
 // One test of a template that is not worth compiling ahead.

@@ -79,6 +79,8 @@ class RecordBatch {
   const Names& names() const { return names_; }
   // The ASCII form of a name; empty when it has none.
   std::string_view AsciiName(size_t i) const { return {NameStart(i), names_.length[i]}; }
+  // Whether kReadable bytes can be read from the start of every name.
+  bool namesAreInPlace() const { return !record_.view.extended; }
   // A name that is not ASCII. It is decoded at most once, when the first report asks for it.
   const RecordText& OtherName(size_t i) const { return otherNames_[names_.other[i] - 1]; }
   // File offset of the directory record that is current at record `i`, itself included; 0 before

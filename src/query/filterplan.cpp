@@ -317,14 +317,16 @@ namespace {
 
 // Chooses those of the numbers number(0), number(1) ... number(count - 1) that pass. There is no
 // branch on the result, which the processor could not predict: each number is written to the next
-// place, and only one that passes moves the place on.
+// place, and only one that passes moves the place on. A test has so few instructions that those of
+// the loop count.
 template <class Number, class Passes>
-void ChooseIf(ChosenRecords& chosen, size_t count, Number&& number, Passes&& passes) {
+inline void ChooseIf(ChosenRecords& chosen, size_t count, Number&& number, Passes&& passes) {
   uint16_t* const numbers = chosen.numbers.data();
   size_t kept = 0;
+#pragma GCC unroll 4
   for (size_t i = 0; i < count; ++i) {
-    const uint16_t each = number(i);
-    numbers[kept] = each;
+    const size_t each = number(i);
+    numbers[kept] = static_cast<uint16_t>(each);
     kept += passes(each) ? 1 : 0;
   }
   chosen.count = kept;
@@ -335,21 +337,17 @@ template <class Passes>
 void Narrow(const RecordBatch& batch, ChosenRecords& chosen, Passes&& passes) {
   if (chosen.count == batch.size()) {
     ChooseIf(
-        chosen, batch.size(), [](size_t i) { return static_cast<uint16_t>(i); }, passes);
+        chosen, batch.size(), [](size_t i) { return i; }, passes);
   } else {
     ChooseIf(
-        chosen, chosen.count, [&](size_t i) { return chosen.numbers[i]; }, passes);
+        chosen, chosen.count, [&](size_t i) { return size_t{chosen.numbers[i]}; }, passes);
   }
 }
 
-// Leaves those for which one of the tests of fields holds.
-void NarrowByFields(std::span<const PlanStep> tests, const RecordBatch& batch,
-                    ChosenRecords& chosen) {
-  if (tests.size() == 1) {
-    const PlanStep test = tests.front();
-    Narrow(batch, chosen, [&](size_t i) { return test.HoldsFor(batch.fields(i).bytes()); });
-    return;
-  }
+// Leaves those for which one of the tests of fields holds. `Tests` is an array of a few, which the
+// compiler makes a straight line of code from, or a span.
+template <class Tests>
+void NarrowByAny(const Tests& tests, const RecordBatch& batch, ChosenRecords& chosen) {
   Narrow(batch, chosen, [&](size_t i) {
     bool holds = false;
     for (const PlanStep& test : tests) holds |= test.HoldsFor(batch.fields(i).bytes());
@@ -357,14 +355,33 @@ void NarrowByFields(std::span<const PlanStep> tests, const RecordBatch& batch,
   });
 }
 
+void NarrowByFields(std::span<const PlanStep> tests, const RecordBatch& batch,
+                    ChosenRecords& chosen) {
+  switch (tests.size()) {
+    case 1:
+      return NarrowByAny(std::array{tests[0]}, batch, chosen);
+    case 2:
+      return NarrowByAny(std::array{tests[0], tests[1]}, batch, chosen);
+    case 3:
+      return NarrowByAny(std::array{tests[0], tests[1], tests[2]}, batch, chosen);
+    default:
+      return NarrowByAny(tests, batch, chosen);
+  }
+}
+
 void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chosen) {
   const RecordBatch::Names& names = batch.names();
-  // The last letters refuse most names, in a loop that loads only the column of tails. What is left
-  // is matched whole.
+  // The last letters refuse most names, in a loop that loads only the column of tails. A template
+  // with a wildcard at its end has a needle in their place. What is left is matched whole.
   const CompiledTemplate::Word tail = test.pattern->tail();
+  const CompiledTemplate::Needle needle = test.pattern->needle();
   if (test.expected && tail.care != 0) {
     Narrow(batch, chosen,
            [&](size_t i) { return tail.Fits(names.tail[i]) | (names.other[i] != 0); });
+  } else if (test.expected && needle.CanLookInPlace() && batch.namesAreInPlace()) {
+    Narrow(batch, chosen, [&](size_t i) {
+      return !needle.IsMissingInPlace(batch.AsciiName(i)) | (names.other[i] != 0);
+    });
   }
   Narrow(batch, chosen, [&](size_t i) {
     const bool matches = names.other[i] != 0 ? test.pattern->Match(batch.OtherName(i).Wide())

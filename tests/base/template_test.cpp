@@ -8,6 +8,8 @@
 #include <cwctype>
 #include <random>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/rest.h"
 #include "fuzz/templatereference.h"
@@ -23,12 +25,22 @@ std::string Narrow(const std::wstring& text) {
   return {text.begin(), text.end()};
 }
 
+// Whether the look for the needle in place refuses an ASCII text. Bytes that a needle may find are
+// behind it.
+bool IsRefusedInPlace(const CompiledTemplate& pattern, const std::string& text) {
+  const std::string padded = text + "aAbzaAbz" + std::string(48, '/');
+  return pattern.needle().CanLookInPlace() &&
+         pattern.needle().IsMissingInPlace(std::string_view(padded).substr(0, text.size()));
+}
+
 // The result of both forms of the match; they have to agree.
 bool Matches(const std::wstring& text, const std::wstring& coded, bool backslash) {
   const CompiledTemplate pattern(coded, backslash);
   const bool wide = pattern.Match(std::wstring_view(text));
   if (IsAscii(text)) {
     EXPECT_EQ(pattern.Match(Narrow(text)), wide) << Narrow(text) << " on " << Narrow(coded);
+    EXPECT_FALSE(wide && IsRefusedInPlace(pattern, Narrow(text)))
+        << Narrow(text) << " on " << Narrow(coded);
   }
   return wide;
 }
@@ -118,6 +130,32 @@ std::wstring TemplateFor(std::mt19937& random, const std::wstring& text) {
     }
   }
   return random() % 6 == 0 ? typed + L"/~" : typed;
+}
+
+TEST(Template, LooksForItsNeedleInPlace) {
+  struct Case {
+    const wchar_t* typed;
+    std::string text;
+    bool refused;
+  };
+  const std::string dots(30, '.');
+  const std::vector<Case> cases = {
+      {L"*backup*", "backup", false},
+      {L"*backup*", "my.BackuP.tar", false},
+      {L"*backup*", "buckap", false},  // only the ends are looked at
+      {L"*backup*", "blackup", true},
+      {L"*backup*", "", true},
+      {L"*backup*", dots.substr(4) + "backup", false},
+      {L"*backup*", dots + "..", true},
+      {L"*backup*", dots + dots, false},  // longer than what is looked at
+      {L"*0123456789abcdefg*", "0123456789abcdefh", true},
+      {L"*0123456789abcdefgh*", "none", false},  // a needle longer than what is looked at
+      {L"*.tmp", "none", false},                 // no needle
+  };
+  for (const Case& c : cases) {
+    const CompiledTemplate pattern(ConvertTemplate(c.typed), false);
+    EXPECT_EQ(IsRefusedInPlace(pattern, c.text), c.refused) << Narrow(c.typed) << " " << c.text;
+  }
 }
 
 // The matcher searches segment by segment; that this gives what the recursion gives is checked

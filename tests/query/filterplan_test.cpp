@@ -173,7 +173,7 @@ class RandomQueries {
                     .size = random_() % 4 + (random_() % 4 << 62),
                     .uid = static_cast<uint32_t>(random_() % 3),
                     .links = static_cast<uint32_t>(random_() % 3)};
-    spec.name = std::string(Pick({"a", "b", "backup", "\xC3\xA9", ""})) +
+    spec.name = std::string(Pick({"a", "b", "backup", "\xC3\xA9", "", kLongName})) +
                 Pick({".tmp", ".TMP", ".doc", ".htm1", ".", "", ".\xC3\xA9t\xC3\xA9"});
     spec.target = Pick({"", "/home", "a.tmp"});
     return spec;
@@ -211,6 +211,9 @@ class RandomQueries {
     // clang-format on
   }
 
+  // Longer than the quick looks at names go.
+  static constexpr const char* kLongName =
+      "a name of more than fifty letters, with backup in its tail";
   int kind_;
   std::mt19937 random_{20260};
 };
