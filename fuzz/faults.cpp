@@ -150,6 +150,13 @@ TABULON_WRAP(int, fsync, (int fd), (fd), kCallSync, -1, false)
 TABULON_WRAP(int, close, (int fd), (fd), kCallClose, -1, true)
 TABULON_WRAP(int, unlink, (const char* path), (path), kCallName, -1, false)
 TABULON_WRAP(int, link, (const char* from, const char* to), (from, to), kCallName, -1, false)
+TABULON_WRAP(int, rename, (const char* from, const char* to), (from, to), kCallName, -1, false)
+TABULON_WRAP(int, access, (const char* path, int mode), (path, mode), kCallLook, -1, false)
+TABULON_WRAP(int, stat64, (const char* path, struct stat64* info), (path, info), kCallLook, -1,
+             false)
+TABULON_WRAP(int, lstat64, (const char* path, struct stat64* info), (path, info), kCallLook, -1,
+             false)
+TABULON_WRAP(int, fstat64, (int fd, struct stat64* info), (fd, info), kCallLook, -1, false)
 TABULON_WRAP(int, renameat2,
              (int fromDir, const char* from, int toDir, const char* to, unsigned flags),
              (fromDir, from, toDir, to, flags), kCallName, -1, false)

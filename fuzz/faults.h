@@ -16,7 +16,8 @@ inline constexpr uint32_t kCallClose = 0x10;   // close
 inline constexpr uint32_t kCallName = 0x20;    // unlink, rename, link
 inline constexpr uint32_t kCallMemory = 0x40;  // operator new, calloc, mmap
 inline constexpr uint32_t kAnyFileCall = 0x3F;
-inline constexpr uint32_t kCallLock = 0x80;  // flock
+inline constexpr uint32_t kCallLock = 0x80;   // flock
+inline constexpr uint32_t kCallLook = 0x100;  // stat, lstat, fstat, access
 
 enum class Mishap {
   kFails,         // with `errnum`; a close or an unlink is done all the same

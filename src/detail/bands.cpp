@@ -6,13 +6,6 @@
 namespace tabulon {
 namespace {
 
-// Counts the times of the files in a distribution, if there is one.
-template <uint32_t (RecordFields::*time)() const>
-void CountTimes(std::span<const RecordFields> files, BandTable& bands) {
-  if (bands.empty()) return;
-  for (const RecordFields& file : files) UpdateDateBands((file.*time)(), bands);
-}
-
 void AddHits(std::span<uint32_t> to, std::span<const uint32_t> from) {
   std::ranges::transform(to, from, to.begin(), std::plus());
 }
@@ -53,12 +46,13 @@ void FileCounts::Add(const RecordBatch& batch) {
   if (fileIncr_ > 0) {
     for (const RecordFields& file : files) allocSize_ += AllocatedSize(file.size(), fileIncr_);
   }
-  if (!sizeBands_.empty()) {
-    for (const RecordFields& file : files) UpdateSizeBands(file.size(), sizeBands_);
-  }
-  CountTimes<&RecordFields::created>(files, dateBands_[0]);
-  CountTimes<&RecordFields::modified>(files, dateBands_[1]);
-  CountTimes<&RecordFields::accessed>(files, dateBands_[2]);
+  if (!sizeBands_.empty()) UpdateSizeBands(files, &RecordFields::size, sizeBands_);
+  const auto countTimes = [&](auto time, BandTable& bands) {
+    if (!bands.empty()) UpdateDateBands(files, time, bands);
+  };
+  countTimes([](const RecordFields& file) { return file.created(); }, dateBands_[0]);
+  countTimes([](const RecordFields& file) { return file.modified(); }, dateBands_[1]);
+  countTimes([](const RecordFields& file) { return file.accessed(); }, dateBands_[2]);
 }
 
 void FileCounts::Merge(const FileCounts& other) {

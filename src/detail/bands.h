@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -40,30 +41,49 @@ struct BandTable {
 // be a branch that the processor cannot predict; it pays off only for more limits.
 inline constexpr size_t kFewLimits = 16;
 
-// Counts one file in the first band whose limit is at least `size`; none when it is above all.
-inline void UpdateSizeBands(uint64_t size, BandTable& bands) {
-  const std::span<const uint64_t> limits = bands.limits;
-  size_t place = 0;
-  if (limits.size() <= kFewLimits) {
-    for (const uint64_t limit : limits) place += limit < size ? 1 : 0;
-  } else {
-    place =
-        static_cast<size_t>(std::lower_bound(limits.begin(), limits.end(), size) - limits.begin());
+// Counts each file by its number of limits that are `below` its value. The limits are filled up to
+// `most`, so that the comparisons need no loop.
+template <size_t most, class Files, class Value, class Below>
+void CountAmong(const Files& files, Value value, Below below, BandTable& bands) {
+  std::array<uint64_t, most> limits;
+  limits.fill(UINT64_MAX);
+  std::ranges::copy(bands.limits, limits.begin());
+  const std::span<uint32_t> hits = bands.hits;
+  for (const auto& file : files) {
+    size_t place = 0;
+    for (const uint64_t limit : limits) place += below(limit, std::invoke(value, file)) ? 1 : 0;
+    ++hits[place];
   }
-  ++bands.hits[place];
 }
 
-// Counts one file in every band whose limit is later than `time`.
-inline void UpdateDateBands(uint32_t time, BandTable& bands) {
-  const std::span<const uint64_t> limits = bands.limits;
-  size_t place = 0;
-  if (limits.size() <= kFewLimits) {
-    for (const uint64_t limit : limits) place += limit <= time ? 1 : 0;
+template <class Files, class Value, class Below>
+void Count(const Files& files, Value value, Below below, BandTable& bands) {
+  if (bands.limits.size() <= kFewLimits / 4) {
+    CountAmong<kFewLimits / 4>(files, value, below, bands);
+  } else if (bands.limits.size() <= kFewLimits / 2) {
+    CountAmong<kFewLimits / 2>(files, value, below, bands);
+  } else if (bands.limits.size() <= kFewLimits) {
+    CountAmong<kFewLimits>(files, value, below, bands);
   } else {
-    place =
-        static_cast<size_t>(std::upper_bound(limits.begin(), limits.end(), time) - limits.begin());
+    for (const auto& file : files) {
+      const auto isBelow = [&](uint64_t limit) { return below(limit, std::invoke(value, file)); };
+      ++bands.hits[static_cast<size_t>(std::ranges::partition_point(bands.limits, isBelow) -
+                                       bands.limits.begin())];
+    }
   }
-  ++bands.hits[place];
+}
+
+// Counts each file in the first band whose limit is at least its size; in none when it is above
+// all.
+template <class Files, class Size>
+void UpdateSizeBands(const Files& files, Size size, BandTable& bands) {
+  Count(files, size, std::less<uint64_t>(), bands);
+}
+
+// Counts each file in every band whose limit is later than its time.
+template <class Files, class Time>
+void UpdateDateBands(const Files& files, Time time, BandTable& bands) {
+  Count(files, time, std::less_equal<uint64_t>(), bands);
 }
 
 // Files counted by size band `index`, and files older than date limit `index`.

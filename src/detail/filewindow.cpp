@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
+#include "base/tempfile.h"
 
 namespace tabulon {
 namespace {
@@ -21,12 +23,20 @@ constexpr uint64_t kPage = 2 * 1024 * 1024;
 
 // When the system cannot read a mapped page, the access to it raises SIGBUS, in the thread that
 // makes it. The program touches such pages only while it looks at a record or maps ahead, so the
-// handler may end the run like any other failure. It does not return, so the signal stays open for
-// other threads and later runs of the process.
+// handler may write the message like any other failure. But it ends the process: an exception could
+// not leave every instruction that reads memory, such as those of memcpy.
+void EndAtBusError(int /*signal*/) {
+  try {
+    EndUnreadable();
+  } catch (const EndOfRun& end) {
+    RemoveTempFilesNow();
+    _exit(end.status);
+  }
+}
+
 bool EndRunOnBusErrors() {
   struct sigaction action {};
-  action.sa_handler = [](int) { EndUnreadable(); };
-  action.sa_flags = SA_NODEFER;
+  action.sa_handler = EndAtBusError;
   sigaction(SIGBUS, &action, nullptr);
   return true;
 }

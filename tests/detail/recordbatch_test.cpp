@@ -13,6 +13,7 @@
 
 #include "base/utf.h"
 #include "batches.h"
+#include "detail/filewindow.h"
 #include "detail/recordtext.h"
 #include "detail/scandetail.h"
 
@@ -134,6 +135,18 @@ TEST(RecordBatch, ShowsTheRecordsOfTheFile) {
     const bool streamsKeepBatchesShort = kind == ScanKind::kCifs;
     EXPECT_TRUE(streamsKeepBatchesShort || std::min(fullKnown, fullUnknown) > 5);
   }
+}
+
+// The window is mapped: a look at what has been cut off ends the run, also in the middle of a copy
+// by code that has something to clean up.
+TEST(RecordBatch, AFileThatIsCutEndsTheRun) {
+  const UniqueFd file = FileInMemory(std::string(100'000, 'x'));
+  FileWindow window(file.get());
+  size_t available = 0;
+  const unsigned char* bytes = window.At(0, 100'000, available);
+  ASSERT_EQ(ftruncate(file.get(), 0), 0);
+  EXPECT_EXIT(std::string(reinterpret_cast<const char*>(bytes), available),
+              testing::ExitedWithCode(1), "^Error reading scan detail file\n$");
 }
 
 // Who looks at a name in place reads so far, whatever the file ends with.

@@ -63,14 +63,13 @@ TEST(RecordClass, NamesThatACodePageHolds) {
 }
 
 TEST(Bands, ManyLimitsCountAsFewDo) {
-  for (const size_t limits : {size_t{3}, kFewLimits, kFewLimits + 1}) {
+  for (const size_t limits : {size_t{3}, size_t{5}, kFewLimits, kFewLimits + 1}) {
     BandLimits values;
     for (size_t i = 1; i <= limits; ++i) values.push_back(10 * i);
     BandTable sizeBands(values), mdateBands(values);
-    for (const uint32_t value : {0U, 5U, 10U, 11U, 20U, 29U, 30U}) {
-      UpdateSizeBands(value, sizeBands);
-      UpdateDateBands(value, mdateBands);
-    }
+    const std::array<uint32_t, 7> files = {0, 5, 10, 11, 20, 29, 30};
+    UpdateSizeBands(files, std::identity(), sizeBands);
+    UpdateDateBands(files, std::identity(), mdateBands);
     const uint32_t sizes[] = {3, 2, 2}, dates[] = {2, 4, 6};
     for (size_t i = 0; i < 3; ++i) {
       EXPECT_EQ(SizeBandCount(sizeBands, i), sizes[i]) << limits;
