@@ -95,17 +95,14 @@ struct RunResult {
 struct RunOptions {
   std::map<std::string, std::string> env = {};  // set on top of the test's own environment
   std::string cwd = {};                         // empty = the test's own
-  std::string input = {};                       // standard input
-  std::string outPath = {};  // standard output goes there instead of RunResult::out (/dev/full)
 };
 
 namespace support_internal {
 
 [[noreturn]] inline void BecomeProgram(const std::vector<std::string>& argv,
                                        const RunOptions& options, const TempDir& dir) {
-  const std::string out = options.outPath.empty() ? dir / "out" : options.outPath;
-  const bool redirected = freopen((dir / "in").c_str(), "rb", stdin) != nullptr &&
-                          freopen(out.c_str(), "ab", stdout) != nullptr &&
+  const bool redirected = freopen("/dev/null", "rb", stdin) != nullptr &&
+                          freopen((dir / "out").c_str(), "ab", stdout) != nullptr &&
                           freopen((dir / "err").c_str(), "wb", stderr) != nullptr;
   for (const auto& [name, value] : options.env) setenv(name.c_str(), value.c_str(), 1);
   std::vector<char*> args;
@@ -119,11 +116,10 @@ namespace support_internal {
 
 }  // namespace support_internal
 
-// Runs argv[0] (a path) to its end. Its standard streams are files, so the output is what a pipe
+// Runs argv[0] (a path) to its end, without input. Its output goes to files, so it is what a pipe
 // would get.
 inline RunResult RunProgram(const std::vector<std::string>& argv, const RunOptions& options = {}) {
   const TempDir dir;
-  WriteFile(dir / "in", options.input);
   WriteFile(dir / "out", "");
   WriteFile(dir / "err", "");
   std::fflush(nullptr);  // or the child would write the buffers, too
