@@ -24,7 +24,6 @@ class Terminal {
 
   // False where the system gives no terminals (/dev/pts is missing): such a test is to be skipped.
   bool exists() const { return screen_.valid(); }
-  int screen() const { return screen_.get(); }
   int line() const { return line_.get(); }
   // Leaves the line to the others who hold it.
   UniqueFd TakeLine() { return std::move(line_); }

@@ -57,17 +57,6 @@ TEST(DetailFile, IsTrawlxUnlessNamed) {
   EXPECT_EQ(WithoutScanTime(directory.err), "'.' is not a valid Trawlix detail log file\n");
 }
 
-// The summary reads no record, so damage there does not matter to it.
-TEST(DetailFile, IsSummarisedInEveryRevision) {
-  for (const uint32_t revision : {6U, 7U, 8U, 0x206U, 0x208U}) {
-    const RunOutcome run = RunOnScan(
-        {{.magic = kMagicBeta, .revision = revision, .rawRecords = std::string("\x01\x02")}});
-    EXPECT_EQ(run.status, 0) << revision;
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.out.find("Scan Version : 1.0\n") != std::string::npos, (revision & 0xFF) == 8);
-  }
-}
-
 TEST(Logs, TakeTheOutputTheErrorsAndTheDebugLines) {
   const TempDir dir;
   WriteDtl(dir / "x.dtl", {.revision = 7, .server = "filer"});

@@ -101,13 +101,9 @@ std::string List(size_t n, const std::string& last,
   return Repeated(n, [&](size_t i) { return item(i) + (i % 8 == 7 ? ",_\n" : ","); }) + last + "\n";
 }
 
-Job NamedOwners(size_t n) {
-  Job job{Scan(n, [](uint32_t i) { return FileRecord("a", {.uid = i, .gid = i}); }),
-          Report("type=custom\noutput=csv\n")};
-  for (uint32_t i = 0; i < n; ++i) {
-    job.scan.ids.push_back({.id = i, .kind = kIdUser, .name = "u" + Number(i)});
-    job.scan.ids.push_back({.id = i, .kind = kIdGroup, .name = "g" + Number(i)});
-  }
+Job NamedIds(size_t n) {
+  Job job;
+  for (uint32_t i = 0; i < n; ++i) job.scan.ids.push_back({.id = i, .name = "u" + Number(i)});
   return job;
 }
 
@@ -164,7 +160,7 @@ const Row kRows[] = {
     {"Owners", 1'000,
      Records([](uint32_t i) { return FileRecord("a", {.uid = i << 12, .gid = ~i}); },
              Report("type=uidtotals\n", 1) + Report("type=gidtotals\n", 2))},
-    {"NamedOwners", 500, NamedOwners},
+    {"NamedIds", 1'000, NamedIds},
     {"Pairs", 1'000,
      Records([](uint32_t i) { return FileRecord("a", {.size = i / 2}); }, Report("type=duplicates\n"))},
     {"OneGroup", 1'000,
@@ -176,17 +172,15 @@ const Row kRows[] = {
     {"PathDepth", 1'000, Lengths(60, [](size_t n, uint32_t i) {
        return i % 2 == 0 ? DirectoryRecord(Repeated(n, "/d")) : FileRecord("a.txt");
      }, kEveryKind)},
-    {"NameLength", 1'000,
-     Lengths(60, [](size_t n, uint32_t) { return FileRecord(std::string(n, 'n') + ".txt"); },
-             kEveryKind)},
+    {"NameAndTargetLength", 1'000, Lengths(60, [](size_t n, uint32_t) {
+       return LinkRecord(std::string(n, 'n') + ".txt", std::string(n, 't'));
+     }, kEveryKind)},
     {"OtherNameLength", 1'000,
      Lengths(10, [](size_t n, uint32_t) { return FileRecord(Repeated(n, "\xC3\xA9") + ".t"); },
              kEveryKind)},
     {"ExtensionLength", 1'000,
      Lengths(30, [](size_t n, uint32_t i) { return FileRecord("a." + std::string(n + i % 9, 'x')); },
              Report("type=filetypes\nextlen=65533\n"))},
-    {"TargetLength", 1'000,
-     Lengths(60, [](size_t n, uint32_t) { return LinkRecord("a", std::string(n, 't')); }, kEveryKind)},
     {"MatchedNameLength", 1'000,
      Lengths(100, [](size_t n, uint32_t) { return FileRecord(std::string(n, 'a')); }, "",
              {"-q", "name matches *ab*ab [or] name matches *a*a*a*b"})},
@@ -198,19 +192,16 @@ const Row kRows[] = {
        const auto test = [](size_t i) { return "name matches *.e" + Number(i) + " [or] "; };
        return Repeated(n, test) + "name is x";
      })},
-    {"Parentheses", 1'000,
-     InQuery([](size_t n) { return std::string(n, '(') + "size gt 1" + std::string(n, ')'); })},
     {"Wildcards", 30, [](size_t n) {
        return Job{Scan(200, [](uint32_t) { return FileRecord(std::string(9'000, 'a') + "c"); }), "",
                   {"-q", "name matches " + Repeated(n, "*a") + "*b?"}};
      }, 2},
 
-    {"Listings", 30, [](size_t n) {
-       return Job{.config = Repeated(n, [](size_t i) { return Report("type=custom\n", i); })};
-     }},
-    {"Totals", 30, [](size_t n) {
-       const auto totals = [](size_t i) { return Report("type=uidtotals\ntotals=yes\n", i); };
-       return Job{.config = Repeated(n, totals) + Report("type=totals\n", n)};
+    {"Reports", 30, [](size_t n) {
+       const auto two = [](size_t i) {
+         return Report("type=custom\ntotals=yes\n", 2 * i) + Report("type=uidtotals\n", 2 * i + 1);
+       };
+       return Job{.config = Repeated(n, two) + Report("type=totals\n", 2 * n)};
      }},
     {"Classes", 150, [](size_t n) {
        const auto line = [](size_t i) { return "C" + Number(i) + "=a" + Number(i) + "\n"; };
@@ -222,15 +213,12 @@ const Row kRows[] = {
        return Job{Scan(2'000, PlainFile),
                   "[classes]\nC=" + List(n, "x", item) + Report("type=custom\nselect=class is C\n")};
      }, 2},
-    {"Bands", 24, [](size_t n) {
+    {"Bands", 12, [](size_t n) {
        const auto size = [](size_t i) { return Number(i + 10); };
+       const auto date = [](size_t i) { return Number(198001 + i / 2 * 100 + i % 2) + "01"; };
        return Job{Scan(5'000, PlainFile),
-                  "[parameters]\nfilesizebands=" + List(n, "1000", size) + Report("type=summary\n")};
-     }, 2},
-    {"DateBands", 12, [](size_t n) {
-       const auto date = [](size_t i) { return Number(1980 + i / 2) + (i % 2 == 0 ? "0101" : "0701"); };
-       return Job{Scan(5'000, PlainFile),
-                  "[parameters]\nmdatebands=" + List(n, "20300101", date) + Report("type=summary\n")};
+                  "[parameters]\nfilesizebands=" + List(n, "1000", size) +
+                      "mdatebands=" + List(n, "20300101", date) + Report("type=summary\n")};
      }, 2},
     {"Categories", 150, Categories},
     {"EmptyLines", 6'000,

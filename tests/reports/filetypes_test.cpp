@@ -56,10 +56,10 @@ class FileTypes : public testing::Test {
     size_t turn = 0;
     ForEachBatch(spec, [&](Pass& pass) { parts[turn++ % parts_]->Add(pass); });
     for (; parts.size() > 1; parts.pop_back()) parts[0]->Merge(*parts.back());
-    CapturedLog log;
+    AttachToMemory(report.file.stream);
     ReportOutput output(report, settings_);
     parts[0]->Write(output);
-    return log.text();
+    return Written(report.file.stream);
   }
 
   Settings settings_;

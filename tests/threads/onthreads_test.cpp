@@ -54,30 +54,18 @@ TEST(OnThreads, CallsEachOnce) {
 }
 
 TEST(OnThreads, TellOneOfSeveralFailures) {
-  const auto fail = [] {
-    std::atomic<int> ready = 0;
-    OnThreads(4, [&](size_t) {
-      for (++ready; ready < 4;) PauseProcessor();
-      ErrExit(L"once\n");
-    });
-  };
-  EXPECT_ENDS(fail(), 1, "once\n");
-  EXPECT_ENDS(ErrExit(L"again\n"), 1, "again\n");
-}
-
-TEST(OnThreads, TellOneOfSeveralFailuresWhenOneHasStartedMore) {
-  const auto fail = [] {
-    std::atomic<bool> returned = false;
-    OnThreads(2, [&](size_t thread) {
-      if (thread == 1) {
-        OnThreads(2, [](size_t) {});
-        returned = true;
-      }
-      while (!returned) PauseProcessor();
-      ErrExit(L"once\n");
-    });
-  };
-  EXPECT_ENDS(fail(), 1, "once\n");
+  for (const bool startsMore : {false, true}) {
+    const auto fail = [&] {
+      std::atomic<int> ready = 0;
+      OnThreads(4, [&](size_t thread) {
+        if (thread == 1 && startsMore) OnThreads(2, [](size_t) {});
+        for (++ready; ready < 4;) PauseProcessor();
+        ErrExit(L"once\n");
+      });
+    };
+    EXPECT_ENDS(fail(), 1, "once\n");
+    EXPECT_ENDS(ErrExit(L"again\n"), 1, "again\n");
+  }
 }
 
 TEST(OnThreads, LeaveSignalsToTheFirst) {
