@@ -71,19 +71,6 @@ TEST_F(AsideFiles, WithOtherNamesAreWrittenDirectly) {
   EXPECT_THAT(Written(std::string(250, 'n')), ElementsAre("", "new", "new"));
 }
 
-TEST_F(AsideFiles, KeepWhatTheyHadWhenTheRunEndsEarly) {
-  WriteFile(dir_ / "old", "old");
-  for (const char* name : {"old", "none"}) {
-    AsideFile file;
-    TextStream stream;
-    ASSERT_TRUE(file.Prepare(dir_ / name) && file.Open(stream, TextEncoding::kLocale));
-    stream.Write(L"x");
-  }
-  EXPECT_THAT(dir_.Entries(), ElementsAre("none", "old"));
-  EXPECT_EQ(ReadFile(dir_ / "old") + ReadFile(dir_ / "none"), "old");
-  EXPECT_FALSE(AsideFile().Prepare(dir_.path()));
-}
-
 using AsideFilesDeathTest = AsideFiles;
 
 // What the run made goes, but for what is whole.

@@ -1,8 +1,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include "base/fileio.h"
+#include "base/tempfile.h"
 #include "tests/btree/treecheck.h"
 #include "tests/ending.h"
 #include "tests/support.h"

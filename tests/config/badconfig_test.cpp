@@ -44,7 +44,6 @@ constexpr BadText kBadTexts[] = {
     {"P:pathform=rel", "Invalid path form option: rel\n"},
     {"P:nameform=", "Invalid names form option: \n"},
     {"R:title=x", "The first line of a report section must be type=<report-type>\n"},
-    {"R:nonsense=x", "The first line of a report section must be type=<report-type>\n"},
     {"R:type=customs", "Unknown report type: customs\n"}, {"R:type=", "Unknown report type: \n"},
     {"C:type=custom", "Only one 'type=<report-type>' allowed in report section\n"},
     {"C:SHOWLINK=yes", "Invalid report definition keyword: SHOWLINK\n"},

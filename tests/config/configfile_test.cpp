@@ -85,9 +85,8 @@ TEST_F(ConfigFile, ParametersThatNoReportShows) {
   ParameterLine(L"timebase", L"NOW", settings_, scan_);
   ParameterLine(L"timebase", L"scandate", settings_, scan_);
   EXPECT_EQ(settings_.scanDateRelative, 0U) << "now stays now";
-  for (const wchar_t* units : {L"utfbytes", L"bytes"}) {
-    ParameterLine(L"maxpathunits", units, settings_, scan_);
-  }
+  ParameterLine(L"maxpathunits", L"utfbytes", settings_, scan_);
+  ParameterLine(L"maxpathunits", L"bytes", settings_, scan_);
   EXPECT_EQ(settings_.maxPathUnits, kPathWideBytes);
   EXPECT_EQ(LargeNumericParameter(L"k", L"5G"), 5368709120U);
 }
