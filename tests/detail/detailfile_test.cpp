@@ -6,12 +6,10 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <ctime>
 
 #include "base/fileio.h"
-#include "detail/child.h"
 #include "fuzz/faults.h"
 #include "support.h"
 #include "tests/ending.h"
@@ -34,15 +32,19 @@ class DetailFileTest : public testing::Test {
     WriteFile(path_, bytes);
     chmod(path_.c_str(), 0604);
   }
-  DetailFile Open() const { return OpenDtlFile(path_.c_str(), "rb"); }
   // A run that ends in the way given; `meanwhile` happens after its opening.
   RunResult Run(
-      void (*end)(DetailFile&), const std::function<void()>& meanwhile = [] {}) {
-    return RunInChild([&] {
-      DetailFile detail = Open();
+      void (*end)(DetailFile&), const std::function<void()>& meanwhile = [] {},
+      const std::string& name = "") {
+    testing::internal::CaptureStdout();
+    const Ending ending = EndingOf([&] {
+      Logs logs;
+      DetailFile detail = OpenDtlFile((name.empty() ? path_ : name).c_str(), "rb");
       meanwhile();
       end(detail);
+      if (!CloseLogErrFiles()) throw EndOfRun{1};
     });
+    return {ending.status, testing::internal::GetCapturedStdout(), ending.err};
   }
   std::string Told(const std::string& rest) const { return "'" + path_ + "' " + rest + "\n"; }
 
@@ -77,10 +79,8 @@ TEST_F(DetailFileTest, OnlyAQueryLeavesTheInflatedForm) {
   EXPECT_EQ(before.st_ctim.tv_nsec, after.st_ctim.tv_nsec);
 
   fs::create_symlink("x.dtl", dir_ / "link");
-  const RunResult kept = RunInChild([&] {
-    DetailFile detail = OpenDtlFile((dir_ / "link").c_str(), "rb");
-    KeepInflated(detail);
-  });
+  const RunResult kept = Run(
+      KeepInflated, [] {}, dir_ / "link");
   EXPECT_EQ(kept.out + kept.err, "Decompressing DTL file\n");
   EXPECT_TRUE(fs::is_symlink(dir_ / "link"));
   EXPECT_EQ(ReadFile(path_), plain_);
@@ -106,7 +106,7 @@ TEST_F(DetailFileTest, WhatCannotBeReadEndsTheRun) {
     fs::create_symlink("nowhere", name);
   }
   EXPECT_ENDS(
-      Open(), 1,
+      OpenDtlFile(path_.c_str(), "rb"), 1,
       "Error. Could not write temp file for decompressing '" + path_ + "'\n  (p17) File exists\n");
 }
 
@@ -118,11 +118,13 @@ TEST_F(DetailFileTest, WhatIsNotWholeOrNotAloneIsTold) {
     const UniqueFd file(open(path_.c_str(), O_WRONLY | O_APPEND));
     WriteFully(file.get(), "x", 1);
   };
+  UniqueFd held;
   const auto reader = [&] {
-    static UniqueFd held;  // until the child ends
     held = UniqueFd(open(path_.c_str(), O_RDONLY));
     flock(held.get(), LOCK_SH);
   };
+  SharedCount calls;
+  const auto refuseNames = [&] { ArmFault({kCallName, Mishap::kFails, EACCES, 1}, calls.get()); };
   const auto successor = [&] {
     WriteFile(dir_ / "new", "a newer scan");
     fs::rename(dir_ / "new", path_);
@@ -147,6 +149,8 @@ TEST_F(DetailFileTest, WhatIsNotWholeOrNotAloneIsTold) {
       {CloseDtlFile, packed_, append, "", packed_ + "x", 0},
       {KeepInflated, packed_, append, replaced, packed_ + "x", 0},
       {KeepInflated, packed_, successor, replaced, "a newer scan", 0},
+      {KeepInflated, packed_, refuseNames, Told("stays compressed\n  (p13) Permission denied"),
+       packed_, 0},
       {KeepInflated, packed_, reader, Told("stays compressed: another run reads it"), packed_, 0},
   };
   for (const auto& row : rows) {
@@ -156,50 +160,20 @@ TEST_F(DetailFileTest, WhatIsNotWholeOrNotAloneIsTold) {
     EXPECT_EQ(run.status, row.status) << row.err;
     EXPECT_EQ(ReadFile(path_), row.after);
     EXPECT_THAT(dir_.Entries(), ElementsAre("x.dtl"));
+    ArmFault({}, calls.get());
   }
 }
 
 TEST_F(DetailFileTest, CopiesOfKilledRunsAreNamed) {
   Put(packed_);
-  DetailFile running = Open();  // its copy is in use
-  WriteFile(path_ + "-12.tmp", "");
-  for (const char* other : {"-12x.tmp", "-.tmp", "-1.tm", ".tmp"}) WriteFile(path_ + other, "");
-  const std::string message = RunInChild([&] { OpenDtlFile(path_.c_str(), "rb"); }).err;
-  if (!message.starts_with("Error. Could not")) {  // both in one second
-    EXPECT_EQ(message, "'" + path_ + "-12.tmp' was left by a run that was killed; '" + path_ +
-                           "' is whole without it: delete it\n");
+  const DetailFile running = OpenDtlFile(path_.c_str(), "rb");
+  Console().Flush();
+  fs::rename(running.copy.path(), path_ + "-13.tmp");  // it is in use
+  for (const char* other : {"-12.tmp", "-12x.tmp", "-.tmp", "-1.tm", ".tmp"}) {
+    WriteFile(path_ + other, "");
   }
-}
-
-// The run is killed before a call, after it, or told that it failed, at a sample of all calls (at
-// each with TABULON_FULL): the name stands for the whole scan at every moment, and before it stands
-// for the inflated one, that is on disk.
-TEST_F(DetailFileTest, TheNameAlwaysStandsForAWholeScan) {
-  const uint64_t step = std::getenv("TABULON_FULL") != nullptr ? 1 : 3;
-  SharedCount calls;
-  for (const auto& end : {CloseDtlFile, KeepInflated}) {
-    for (const Mishap mishap : {Mishap::kKilledBefore, Mishap::kKilledAfter, Mishap::kFails}) {
-      const auto run = [&](uint64_t n) {
-        Put(packed_);
-        return RunInChild([&] {
-          ArmFault({kAnyFileCall, mishap, mishap == Mishap::kFails ? EIO : SIGKILL, n},
-                   calls.get());
-          DetailFile detail = Open();
-          end(detail);
-        });
-      };
-      EXPECT_EQ(run(UINT64_MAX).status, 0);
-      for (uint64_t n = 1, most = *calls.get(); n <= most; n += step) {
-        const RunResult result = run(n);
-        const bool inflated = end == KeepInflated && ReadFile(path_) == plain_;
-        ASSERT_TRUE(inflated || ReadFile(path_) == packed_) << "call " << n;
-        if (mishap == Mishap::kFails) {
-          ASSERT_LE(result.status, 1) << "call " << n;
-          ASSERT_TRUE(inflated || end != KeepInflated || result.err != "") << "call " << n;
-        }
-      }
-    }
-  }
+  EXPECT_EQ(Run(CloseDtlFile).err, "'" + path_ + "-12.tmp' was left by a run that was killed; '" +
+                                       path_ + "' is whole without it: delete it\n");
 }
 
 }  // namespace

@@ -22,8 +22,9 @@ namespace {
 
 // Any mixture of directories, files, links and streams, with names of every kind and length; it is
 // longer than the reader's window, and some records do not fit one.
-ScanSpec RandomScan(ScanKind kind, int records, std::mt19937& random) {
-  ScanSpec scan{.kind = kind, .rootPath = kind == ScanKind::kCifs ? "C:\\" : "/"};
+ScanSpec RandomScan(ScanKind kind, uint32_t revision, int records, std::mt19937& random) {
+  ScanSpec scan{
+      .kind = kind, .revision = revision, .rootPath = kind == ScanKind::kCifs ? "C:\\" : "/"};
   const auto name = [&] {
     const size_t most = random() % 50 == 0 ? 3000 : random() % 4 == 0 ? 70 : 20;
     std::string text(random() % most, 'n');
@@ -40,6 +41,7 @@ ScanSpec RandomScan(ScanKind kind, int records, std::mt19937& random) {
     if (choice == 0) record = DirectoryRecord(name().insert(0, 1, '/'), record);
     if (choice == 1) record = LinkRecord(name(), std::string(length, 't'), record);
     if (choice == 2) record = WithStreams(record, {{name(), 3}, {std::string(length, 's'), 9}});
+    if (choice == 3) record = WithStreams(record, {{name(), 7}});
     if (i % 3000 == 1000) record = WithStreams(LinkRecord(name(), "far", record), manyStreams);
     scan.records.push_back(std::move(record));
   }
@@ -83,7 +85,8 @@ std::vector<Whole> Expected(const ScanSpec& scan) {
       directoryPosition = map.records[i];
     }
     const bool hasTarget = (spec.flags & kRecordHasTarget) != 0;
-    const size_t streams = scan.kind == ScanKind::kCifs ? spec.streams.size() : 0;
+    const bool streamed = scan.kind == ScanKind::kCifs && scan.revision > 6;
+    const size_t streams = streamed ? spec.streams.size() : 0;
     expected.emplace_back(spec.name + '\0', WideName(spec.name),
                           hasTarget ? spec.target + '\0' : "", directory, hasTarget, map.records[i],
                           directoryPosition, spec.size, static_cast<int32_t>(streams));
@@ -109,8 +112,9 @@ void ExpectNames(RecordBatch& batch, std::span<const RecordSpec> records) {
 TEST(RecordBatch, ShowsTheRecordsOfTheFile) {
   constexpr uint64_t kWindow = 16 << 20;
   std::mt19937 random(11);
-  for (const ScanKind kind : {ScanKind::kNfs, ScanKind::kCifs}) {
-    const ScanSpec scan = RandomScan(kind, 16'000, random);
+  for (const auto& [kind, revision] :
+       {std::pair(ScanKind::kNfs, 8U), {ScanKind::kCifs, 6U}, {ScanKind::kCifs, 7U}}) {
+    const ScanSpec scan = RandomScan(kind, revision, 16'000, random);
     const std::vector<Whole> expected = Expected(scan);
     ASSERT_GT(std::get<5>(expected.back()), kWindow);
     size_t done = 0;

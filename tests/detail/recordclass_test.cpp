@@ -23,8 +23,7 @@ TEST(RecordClass, PathLengths) {
   };
   // clang-format on
   for (const auto& row : rows) {
-    const Scan scan;
-    const TestRecord record(scan, row.directory, {.name = row.name});
+    const TestRecord record(kRootNfs, row.directory, {.name = row.name});
     for (const auto& [units, length] : {std::pair{kPathCharacters, row.characters},
                                         {kPathWideBytes, row.bytes},
                                         {kPathUtfBytes, row.utfBytes}}) {

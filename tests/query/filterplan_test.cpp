@@ -113,7 +113,7 @@ TEST_F(FilterTest, TestsRecords) {
     SCOPED_TRACE(std::string(row.query) + " on " + row.directory + " " + row.record.name);
     const Scan scan = ScanOfKind(row.kind);
     const Query query = ParseQuery(Wide(row.query), scan, classes_);
-    const TestRecord record(scan, row.directory, row.record);
+    const TestRecord record(row.kind, row.directory, row.record);
     EXPECT_EQ(CheckFilterList(query.head, *record, scan), row.passes);
     EXPECT_EQ(FilterPlan(query, scan).Passes(*record), row.passes);
   }
@@ -129,7 +129,7 @@ TEST_F(FilterTest, CutsLongPaths) {
           {L"path is " + path.substr(0, 255), path.size() <= 255},
           {L"path matches *x", path.back() == L'x'},
           {L"path matches *d", path.back() == L'd'}};
-      const TestRecord record(nfs_, directory, {.name = name});
+      const TestRecord record(kRootNfs, directory, {.name = name});
       for (const auto& [text, expected] : rows) {
         const Query query = ParseQuery(text, nfs_, classes_);
         EXPECT_EQ(CheckFilterList(query.head, *record, nfs_), expected) << length << name;
@@ -145,7 +145,7 @@ TEST_F(FilterTest, TestsThatNoRecordNeeds) {
   element.object = kObjAnyDate;
   element.comparison = kEqual;
   element.dateValue = 5 * kDay;
-  EXPECT_TRUE(CheckFilter(element, *TestRecord(nfs_, "/d", {.accessed = 5 * kDay}), nfs_));
+  EXPECT_TRUE(CheckFilter(element, *TestRecord(kRootNfs, "/d", {.accessed = 5 * kDay}), nfs_));
   EXPECT_TRUE(CheckSidUse(true, element, kObjMdate) && !CheckSidUse(true, element, kObjDacl));
 }
 

@@ -1,14 +1,16 @@
-// What tests of queries share: their text, and records made without a scan file.
+// What tests of queries share: their text, and a record as a scan shows it.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>
 
 #include "base/utf.h"
-#include "detail/scan.h"
+#include "detail/recordreader.h"
 #include "detail/scanrecord.h"
-#include "tools/scanwriter/dtlwriter.h"
-#include "tools/scanwriter/littlebytes.h"
+#include "tests/support/dtlbuild.h"
+#include "tests/support/openscan.h"
 
 namespace tabulon {
 
@@ -19,40 +21,24 @@ inline std::wstring Wide(std::string_view text) {
   return wide;
 }
 
-// One record of a scan's kind, in a directory.
+// One record of a scan of this kind (kRootCifs, kRootNfs), in a directory.
 class TestRecord {
  public:
-  TestRecord(const Scan& scan, const std::string& directory, const RecordSpec& spec)
-      : bytes_(kCifsRecord.fixedSize, '\0'), name_(spec.name), target_(spec.target) {
-    const bool cifs = scan.isCifs();
-    const RecordLayout& at = cifs ? kCifsRecord : kNfsRecord;
-    Store32(bytes_, 0, spec.flags);
-    Store32(bytes_, at.attributes, spec.attributes);
-    Store32(bytes_, at.created, spec.created);
-    Store32(bytes_, at.accessed, spec.accessed);
-    Store32(bytes_, at.modified, spec.modified);
-    Store64(bytes_, at.size, spec.size);
-    Store32(bytes_, at.uid, spec.uid);
-    Store32(bytes_, at.gid, spec.gid);
-    Store32(bytes_, at.inode, spec.inode);
-    Store32(bytes_, at.links, spec.links);
+  TestRecord(int kind, std::string_view directory, const RecordSpec& spec)
+      : scan_(OpenInMemory(BuildDtl(
+            {.kind = kind == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs, .records = {spec}}))) {
+    EXPECT_TRUE(reader_.Read(scan_.logRoot.firstRecord, record_.view));
+    record_.name.Assign(record_.view.name);
+    if (record_.view.hasTarget) record_.target.Assign(record_.view.target);
     directory_.AssignCopy(directory);
-    record_.view.fields =
-        RecordFields(reinterpret_cast<const unsigned char*>(bytes_.data()), &scan.layout());
-    record_.view.hasTarget = (spec.flags & kRecordHasTarget) != 0;
-    record_.name.Assign(name_);
-    record_.target.Assign(target_);
     record_.directory = &directory_;
   }
-  TestRecord(const TestRecord&) = delete;
-  TestRecord& operator=(const TestRecord&) = delete;
 
   const ScanRecord& operator*() const { return record_; }
 
  private:
-  std::string bytes_;
-  std::string name_;
-  std::string target_;
+  Scan scan_;
+  RecordReader reader_{scan_};
   RecordText directory_;
   ScanRecord record_;
 };
