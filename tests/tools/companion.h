@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <sstream>
 #include <string>

@@ -2,9 +2,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 #include <atomic>
 #include <cerrno>
@@ -54,10 +52,11 @@ Names Walk(const fs::path& root, WalkOptions options, MeddlingVisitor visitor = 
 
 // What is told of a tree in which `meddle` changes something.
 Names Told(const std::string& when, const std::function<void(const fs::path&)>& meddle,
-           const std::string& stopAt = "", const WalkLimits& limits = {}) {
+           const std::string& stopAt = "", const WalkLimits& limits = {},
+           const Names& files = {"a/b/deep/x", "a/c/y", "z/w"}) {
   const TempDir dir;
   const fs::path root = dir.path();
-  for (const char* name : {"a/b/deep/x", "a/c/y", "z/w"}) PutFile(root / name);
+  for (const std::string& name : files) PutFile(root / name);
   MeddlingVisitor visitor;
   visitor.when = when;
   visitor.stopAt = stopAt;
@@ -86,43 +85,24 @@ TEST(Walk, FollowsTheTreeAsItChanges) {
 
 // A directory that was closed to save descriptors, and is elsewhere when it is needed again.
 TEST(Walk, LostDirectoryIsToldOnceAndTheRestGoesOn) {
-  const TempDir dir;
-  const fs::path root = dir.path();
-  for (const char* name : {"a/b/c/d/e", "a/f", "a/g", "a/b/f", "z"}) {
-    fs::create_directories(root / name);
-  }
-  MeddlingVisitor visitor;
-  visitor.when = "/a/b";
-  visitor.meddle = [&] {
+  const auto move = [](const fs::path& root) {
     fs::rename(root / "a/b", root / "moved");
     fs::rename(root / "a", root / "elsewhere");
   };
-  const Names told = Walk(root, {.limits = {.openDirectories = 1}}, visitor);
   const std::string gone = ": " + std::to_string(ENOENT);
-  EXPECT_EQ(told, (Names{"/", "/a", "/a/b", "/a/b/c", "/a/b/c/d", "/a/b/c/d/e", "/a/b" + gone,
-                         "/a" + gone, "/z"}));
+  EXPECT_EQ(Told("/a/b", move, "", {.openDirectories = 1},
+                 {"a/b/c/d/e/x", "a/f/x", "a/g/x", "a/b/f/x", "z/w"}),
+            (Names{"/", "/a", "/a/b", "/a/b/c", "/a/b/c/d", "/a/b/c/d/e", "x", "/a/b" + gone,
+                   "/a" + gone, "/z", "w"}));
 }
 
-// A tree with everything that a walk can meet.
-void MakeHostileTree(const fs::path& root) {
-  for (const char* name : {"\xFF\xC3(", "new\nline", "\x1B[31m", "-", " ", "\u202Eflip", "..."}) {
-    PutFile(root / name);
-    PutFile(root / (name + std::string(".d")) / name);
-  }
+// Wide, long and deep parts.
+void MakeLargeTree(const fs::path& root) {
   for (int i = 0; i < 3000; ++i) PutFile(root / "wide" / std::to_string(i * 7919 % 3000));
   for (int i = 0; i < 1500; ++i) fs::create_directories(root / "forest" / std::to_string(i) / "t");
   for (int i = 0; i < 300; ++i) {
     PutFile(root / "bushes" / std::to_string(i) / std::string(200, 'n'));
   }
-  fs::create_directory_symlink("..", root / "loop");
-  fs::create_directory_symlink(".", root / "wide/self");
-  fs::create_symlink(std::string(4000, 't'), root / "forest/long");
-  fs::create_hard_link(root / "wide/17", root / "bushes/again");
-  mkfifo((root / "pipe").c_str(), 0600);
-  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-  (root / "socket").string().copy(address.sun_path, sizeof address.sun_path - 1);
-  const UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM, 0));
-  EXPECT_EQ(bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   // Deep, with something to come back for on the way up.
   UniqueFd at(open(root.c_str(), O_RDONLY | O_DIRECTORY));
   for (int level = 0; level < 3000; ++level) {
@@ -135,7 +115,7 @@ void MakeHostileTree(const fs::path& root) {
 // However many threads, however little may wait or be open: what is told is what one thread tells.
 TEST(Walk, IsTheSameForAnyNumberOfThreads) {
   const TempDir dir;
-  MakeHostileTree(dir.path());
+  MakeLargeTree(dir.path());
   const Names expected = Walk(dir.path(), {});
   ASSERT_GT(expected.size(), 10'000u);
   for (const unsigned jobs : {1, 2, 8}) {
@@ -170,14 +150,13 @@ TEST(Walk, SurvivesATreeThatChanges) {
     }
   });
   for (int round = 0; round < 100; ++round) {
-    const Names told = Walk(root, {.jobs = 4, .limits = {.openDirectories = 16}});
-    Names directories;
-    for (const std::string& name : told) {
-      if (name.starts_with('/') && name.find(": ") == name.npos) directories.push_back(name);
-    }
-    const std::set<std::string> unique(directories.begin(), directories.end());
-    EXPECT_EQ(unique.size(), directories.size());
+    Names told = Walk(root, {.jobs = 4, .limits = {.openDirectories = 16}});
     EXPECT_EQ(told.front(), "/");
+    std::erase_if(told, [](const std::string& name) {
+      return name[0] != '/' || name.find(": ") != name.npos;
+    });
+    const std::set<std::string> unique(told.begin(), told.end());
+    EXPECT_EQ(unique.size(), told.size());
     EXPECT_TRUE(unique.contains("/9"));
   }
   over = true;
