@@ -14,15 +14,14 @@ class PageReader(html.parser.HTMLParser):
     def __init__(self, text):
         super().__init__(convert_charrefs=True)
         self.faults, self.stack, self.ids, self.refs = [], [], [], []
-        self.tables, self.tiles, self.headings, self.texts, self.items = {}, {}, [], [], []
+        self.tables, self.tiles, self.headings, self.items = {}, {}, [], []
         self.rows, self.buffers = [], []
         self.feed(text)
         self.close()
         if self.stack:
             self.faults.append(f"never closed: {self.stack}")
         self.faults += [f"no such id: {ref}" for ref in self.refs if ref not in self.ids]
-        if len(self.ids) != len(set(self.ids)):
-            self.faults.append("an id twice")
+        self.faults += [f"an id twice: {name}" for name in self.ids if self.ids.count(name) > 1]
 
     def handle_starttag(self, tag, attributes):
         if tag not in ALLOWED:
@@ -41,18 +40,15 @@ class PageReader(html.parser.HTMLParser):
             self.rows = []
         if tag == "tr":
             self.rows.append([])
-        if tag == "br" and self.buffers:
-            self.buffers[-1] += " "
+        if tag == "br":
+            self.handle_data(" ")
         if tag not in VOID:
             self.stack.append(tag)
             self.buffers.append("")
 
-    def handle_startendtag(self, tag, attributes):
-        self.handle_starttag(tag, attributes)
-        if tag not in VOID:
-            self.handle_endtag(tag)
-
     def handle_endtag(self, tag):
+        if tag in VOID:
+            return
         if not self.stack or self.stack[-1] != tag:
             self.faults.append(f"</{tag}> in {self.stack[-3:]}")
             return
@@ -74,8 +70,6 @@ class PageReader(html.parser.HTMLParser):
             self.items.append(" ".join(text.split()))
         elif tag in ("h1", "h2"):
             self.headings.append((tag, text))
-        elif tag == "text":
-            self.texts.append(text)
         elif tag == "style" and ("url(" in text or "@import" in text):
             self.faults.append("style that fetches")
 
