@@ -5,6 +5,7 @@
 #include <clocale>
 #include <cstdlib>
 
+#include "base/localetext.h"
 #include "base/loganderr.h"
 #include "fuzz/samples.h"
 #include "fuzz/sandbox.h"
@@ -16,6 +17,7 @@ namespace {
 bool Prepare() {
   std::setlocale(LC_ALL, "C.UTF-8");
   setenv("TMPDIR", FastDirectory().c_str(), 1);
+  SettleTimeZone();
   // Messages show nothing that the fuzzer could use.
   static Logs logs;
   for (TextStream* stream : {&logs.console, &logs.errorConsole}) {

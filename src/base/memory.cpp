@@ -15,6 +15,10 @@ namespace {
 
 constexpr size_t kLargestBlock = std::numeric_limits<int32_t>::max();
 
+// Less than this comes from the heap: to map it would cost more.
+constexpr size_t kLeastMapped = 64 * 1024;
+constexpr size_t kLargePage = 2 * 1024 * 1024;
+
 [[noreturn]] void MemoryExhausted() {
   MemoryErrExit(nullptr);
 }
@@ -36,15 +40,21 @@ void EndRunWhenMemoryIsExhausted() {
 }
 
 void* ReserveMemory(size_t size) {
-  void* memory = mmap(nullptr, size > 0 ? size : 1, PROT_READ | PROT_WRITE,
-                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (memory == MAP_FAILED) ErrExit(L"Insufficient memory\n");
-  madvise(memory, size, MADV_HUGEPAGE);  // may fail; the array works without large pages
+  void* memory = size < kLeastMapped ? std::calloc(1, std::max<size_t>(size, 1))
+                                     : mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (memory == nullptr || memory == MAP_FAILED) ErrExit(L"Insufficient memory\n");
+  // May fail; the array works without large pages.
+  if (size >= kLargePage) madvise(memory, size, MADV_HUGEPAGE);
   return memory;
 }
 
 void ReleaseMemory(void* memory, size_t size) {
-  munmap(memory, size > 0 ? size : 1);
+  if (size < kLeastMapped) {
+    std::free(memory);
+  } else {
+    munmap(memory, size);
+  }
 }
 
 }  // namespace tabulon

@@ -32,9 +32,12 @@ constexpr size_t kLookAhead = 12;
 // Texts that stay where they are, in large blocks: see HugeArray.
 class TextBlocks {
  public:
+  // `expected`: about the bytes of all texts, so that a few take no large page.
+  explicit TextBlocks(uint64_t expected)
+      : block_(std::clamp<uint64_t>(expected, kBlock / 512, kBlock)) {}
   // A copy of the text. Valid until Clear.
   std::string_view Keep(std::string_view text) {
-    if (text.size() > kBlock / 16) return large_.emplace_back(text);
+    if (text.size() > block_ / 16) return large_.emplace_back(text);
     if (used_ == 0 || blocks_[used_ - 1].capacity() - blocks_[used_ - 1].size() < text.size()) {
       NextBlock();
     }
@@ -52,10 +55,11 @@ class TextBlocks {
  private:
   static constexpr size_t kBlock = size_t{32} << 20;
   void NextBlock() {
-    if (used_ == blocks_.size()) blocks_.emplace_back(kBlock);
+    if (used_ == blocks_.size()) blocks_.emplace_back(block_);
     blocks_[used_++].Clear();
   }
 
+  size_t block_;
   std::vector<HugeArray<char>> blocks_;
   size_t used_ = 0;  // the last one of these is being filled
   std::deque<std::string> large_;
@@ -74,7 +78,8 @@ class DupBatch::Formatter {
         records_(scan_),
         writer_(owner.form_),
         root_(writer_.NewText()),
-        directory_(writer_.NewText()) {
+        directory_(writer_.NewText()),
+        texts_(scan_.fileSize) {
     root_.Add(scan_.rootPath);
   }
 

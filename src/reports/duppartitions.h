@@ -126,7 +126,7 @@ class DupPartitions {
     if (!file_.valid()) file_ = TempFile::Create("dups.tmp");
     if (!file_.valid()) ErrExit(L"Unable to create duplicate tree temp file\n");
     std::vector<T> pending;
-    pending.reserve(kMovedAtOnce + chunk_);
+    pending.reserve(std::min(kMovedAtOnce, entries_.capacity()) + chunk_);
     for (Partition& from : partitions_) {
       if (from.chunks == 0) continue;
       const uint64_t count = InMemory(from);
