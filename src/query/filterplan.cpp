@@ -300,13 +300,10 @@ FilterPlan::Gate FilterPlan::GateAt(int32_t step) const {
   if (step < 0) return {};
   const std::span<const PlanStep> tests = std::span(steps_).subspan(static_cast<size_t>(step));
   const PlanStep& first = tests.front();
-  if (first.test != nullptr) {
-    const bool isGate = first.test == NameTest && first.onFalse == kReject;
-    return isGate ? Gate{tests.first(1), first.onTrue} : Gate{};
-  }
+  if (first.test != nullptr && first.test != NameTest) return {};
   // A row of tests: each is made for the records that the previous one rejects.
   for (size_t i = 0; i < tests.size(); ++i) {
-    if (tests[i].test != nullptr || tests[i].onTrue != first.onTrue) break;
+    if (tests[i].test != first.test || tests[i].onTrue != first.onTrue) break;
     if (tests[i].onFalse == kReject) return {tests.first(i + 1), first.onTrue};
     if (tests[i].onFalse != step + static_cast<int32_t>(i) + 1) break;
   }
@@ -369,24 +366,54 @@ void NarrowByFields(std::span<const PlanStep> tests, const RecordBatch& batch,
   }
 }
 
-void NarrowByName(const PlanStep& test, RecordBatch& batch, ChosenRecords& chosen) {
+// Leaves those whose name ends in one of the tails, by a loop that loads only the column of tails.
+template <size_t N>
+void NarrowByTails(const std::array<CompiledTemplate::Word, N>& tails, const RecordBatch& batch,
+                   ChosenRecords& chosen) {
   const RecordBatch::Names& names = batch.names();
-  // The last letters refuse most names, in a loop that loads only the column of tails. A template
-  // with a wildcard at its end has a needle in their place. What is left is matched whole.
-  const CompiledTemplate::Word tail = test.pattern->tail();
-  const CompiledTemplate::Needle needle = test.pattern->needle();
-  if (test.expected && tail.care != 0) {
-    Narrow(batch, chosen,
-           [&](size_t i) { return tail.Fits(names.tail[i]) | (names.other[i] != 0); });
-  } else if (test.expected && needle.CanLookInPlace() && batch.namesAreInPlace()) {
+  Narrow(batch, chosen, [&](size_t i) {
+    bool fits = names.other[i] != 0;
+    for (const CompiledTemplate::Word& tail : tails) fits |= tail.Fits(names.tail[i]);
+    return fits;
+  });
+}
+
+// Refuses most names for which none of the tests holds.
+void NarrowByPieces(std::span<const PlanStep> tests, const RecordBatch& batch,
+                    ChosenRecords& chosen) {
+  std::array<CompiledTemplate::Word, 4> tails;
+  if (tests.size() > tails.size()) return;
+  bool allHaveTails = true;
+  for (size_t k = 0; k < tails.size(); ++k) {
+    const PlanStep& test = tests[std::min(k, tests.size() - 1)];
+    if (!test.expected) return;
+    tails[k] = test.pattern->tail();
+    allHaveTails &= tails[k].care != 0;
+  }
+  const CompiledTemplate::Needle needle = tests.front().pattern->needle();
+  if (allHaveTails && tests.size() == 1) {
+    NarrowByTails(std::array{tails[0]}, batch, chosen);
+  } else if (allHaveTails) {
+    NarrowByTails(tails, batch, chosen);
+  } else if (tests.size() == 1 && needle.CanLookInPlace() && batch.namesAreInPlace()) {
+    const auto& other = batch.names().other;
     Narrow(batch, chosen, [&](size_t i) {
-      return !needle.IsMissingInPlace(batch.AsciiName(i)) | (names.other[i] != 0);
+      return !needle.IsMissingInPlace(batch.AsciiName(i)) | (other[i] != 0);
     });
   }
+}
+
+// Leaves those for which one of the tests of names holds.
+void NarrowByNames(std::span<const PlanStep> tests, const RecordBatch& batch,
+                   ChosenRecords& chosen) {
+  NarrowByPieces(tests, batch, chosen);
+  const auto& other = batch.names().other;
   Narrow(batch, chosen, [&](size_t i) {
-    const bool matches = names.other[i] != 0 ? test.pattern->Match(batch.OtherName(i).Wide())
-                                             : test.pattern->Match(batch.AsciiName(i));
-    return matches == test.expected;
+    return std::ranges::any_of(tests, [&](const PlanStep& test) {
+      const bool matches = other[i] != 0 ? test.pattern->Match(batch.OtherName(i).Wide())
+                                         : test.pattern->Match(batch.AsciiName(i));
+      return matches == test.expected;
+    });
   });
 }
 
@@ -412,7 +439,7 @@ void ChoosePassing(const FilterPlan& plan, Pass& pass) {
       break;
     }
     if (ofName) {
-      NarrowByName(gate.tests.front(), batch, chosen);
+      NarrowByNames(gate.tests, batch, chosen);
     } else {
       NarrowByFields(gate.tests, batch, chosen);
     }

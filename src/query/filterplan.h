@@ -74,7 +74,7 @@ class FilterPlan {
   bool Passes(const ScanRecord& record) const { return PassesFrom(start_, record); }
 
   // For a record at a given step: tests of which at least one must hold. They are tests of fields,
-  // or one test of the name. If there are none, the plan has to be walked record by record.
+  // or tests of the name. If there are none, the plan has to be walked record by record.
   struct Gate {
     std::span<const PlanStep> tests;
     int32_t next = kAccept;  // the step of a record for which one of them holds
