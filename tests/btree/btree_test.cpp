@@ -35,7 +35,6 @@ const TreeSettings kLimits[] = {
     Settings(9, 1, 1, 3, 0, kTreeShared),
     Settings(3, 2, 3, 2, 4),
     Settings(4, 1, 5, 1, 0),
-    Settings(4, 1, 4, 100, 4),
     Settings(3, 100, 4, 100, 4),
     Settings(3, 1, 2, 1, 4, 0, Backwards),
 };

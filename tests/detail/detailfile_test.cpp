@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
 
 #include "base/fileio.h"
@@ -23,10 +22,6 @@ using testing::ElementsAre;
 
 class DetailFileTest : public testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
-  }
-
   void Put(std::string_view bytes) {
     for (const auto& name : dir_.Entries()) unlink((dir_ / name).c_str());
     WriteFile(path_, bytes);

@@ -18,6 +18,8 @@
 namespace tabulon {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr size_t kBuffer = 0x80000;
 
 // Bytes of which a part compresses well.
@@ -36,11 +38,6 @@ std::string CompressedBy(int level, const std::string& plain) {
   return bytes.substr(0, size);
 }
 
-mode_t ModeOf(const std::string& path) {
-  struct stat info {};
-  return stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
-}
-
 TEST(CompressFile, KeepsTheModeAndMakesNewFilesOnly) {
   const TempDir dir;
   const std::string from = dir / "from", packed = dir / "packed", plain = SomeBytes(kBuffer + 1);
@@ -48,7 +45,7 @@ TEST(CompressFile, KeepsTheModeAndMakesNewFilesOnly) {
   ASSERT_EQ(chmod(from.c_str(), 0464), 0);
   ASSERT_EQ(doCompression("c", from.c_str(), packed.c_str()), 0);
   EXPECT_TRUE(ReadFile(packed) == CompressDtl(plain));
-  EXPECT_EQ(ModeOf(packed), 0464U);
+  EXPECT_EQ(fs::status(packed).permissions(), fs::perms{0464});
   testing::internal::CaptureStdout();
   EXPECT_EQ(decompressFile(packed.c_str(), from.c_str()), 1);
   Console().Flush();
@@ -103,8 +100,8 @@ TEST(TakeOwnerAndModeDeathTest, DropsSetIdBitsWithTheirOwner) {
     _exit(0);
   };
   EXPECT_EXIT(unprivileged(), testing::ExitedWithCode(0), "");
-  EXPECT_EQ(ModeOf(dir / "group of root"), 0755U);
-  EXPECT_EQ(ModeOf(dir / "own group"), 02755U);
+  EXPECT_EQ(fs::status(dir / "group of root").permissions(), fs::perms{0755});
+  EXPECT_EQ(fs::status(dir / "own group").permissions(), fs::perms{02755});
 }
 
 }  // namespace

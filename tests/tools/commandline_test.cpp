@@ -101,7 +101,6 @@ TEST_F(CommandLine, WhatCannotBeReadOrWrittenIsTold) {
       {1, synth + "no/d", cannot + "no/d': No such file or directory\n"},
       {1, csv + "none", none},
       {1, csv + "text", "'text' is not a valid Trawlix detail log file\n"},
-      {1, csv + "--where 'size is 5' nfs", "Syntax error: size is 5\n"},
       {1, csv + "--where 'attrs includes H' nfs", "Syntax error: attrs includes H\n"},
       {1, csv + "nfs > /dev/full", full},
       {1, csv + "nfs >&-", "Error writing the rows\n  (p9) Bad file descriptor\n"},

@@ -229,8 +229,7 @@ TEST_F(MkdtlScan, OtherFilesystemsAreEnteredOnRequest) {
   EXPECT_THAT(Paths(), Contains(inside));
 }
 
-class MkdtlOutput : public testing::Test {
- protected:
+struct MkdtlOutput : testing::Test {
   TempDir dir_;
 };
 
