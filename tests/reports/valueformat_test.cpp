@@ -31,7 +31,7 @@ TEST(ValueStr, GroupsDigitsFromTheRight) {
   }
 }
 
-TEST(EditValue, PrintsBothForms) {
+TEST(Values, PrintInTheirForms) {
   // clang-format off
   const std::pair<uint64_t, const wchar_t*> rows[] = {
       {0, L"0 bytes"}, {999'999, L"999,999 bytes"}, {1'000'000, L"953mb (1,000,000)"},
@@ -45,10 +45,6 @@ TEST(EditValue, PrintsBothForms) {
   ValueText buffer;
   for (const auto& [value, text] : rows) EXPECT_EQ(EditValue(value, buffer), text);
   EXPECT_EQ(EditValueMetric(999'999'999, buffer), L"1.000.000mb (999,999,999)");
-}
-
-TEST(Letters, StandInTableOrder) {
-  ValueText buffer;
   EXPECT_EQ(FormatPerms(0xD0023, 2, buffer), L"opdrwx");
 }
 
