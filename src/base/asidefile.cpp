@@ -20,7 +20,8 @@ bool IsReplaceable(const std::string& path, struct stat& found) {
          getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) <= 0;
 }
 
-bool TakeOwnerAndMode(int fd, const struct stat& like) {
+// False, with the mode as it was, when the owner cannot be the same.
+bool TakeExactOwnerAndMode(int fd, const struct stat& like) {
   struct stat own {};
   if (fstat(fd, &own) != 0) return false;
   const bool sameOwner = own.st_uid == like.st_uid && own.st_gid == like.st_gid;
@@ -69,7 +70,7 @@ bool AsideFile::MakeAside() {
   if (!IsReplaceable(path_, found)) return false;
   aside_ = TempFile::CreateBeside(path_);
   if (!aside_.valid()) return false;
-  if (TakeOwnerAndMode(aside_.fd(), found)) return true;
+  if (TakeExactOwnerAndMode(aside_.fd(), found)) return true;
   aside_.Remove();
   return false;
 }

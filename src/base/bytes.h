@@ -38,6 +38,10 @@ inline int32_t LoadI32(const void* bytes) {
   return LoadLittle<int32_t>(bytes);
 }
 
+// 2^64 divided by the golden ratio, made odd: multiples of it are spread evenly (Knuth, The Art of
+// Computer Programming, volume 3, 6.4: Fibonacci hashing).
+inline constexpr uint64_t kGoldenMultiplier = 0x9E3779B97F4A7C15;
+
 // Both halves of the 128-bit product, folded together: every bit of the factors affects every bit
 // of the result, for one multiplication.
 inline uint64_t FoldedProduct(uint64_t a, uint64_t b) {

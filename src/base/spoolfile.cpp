@@ -112,8 +112,4 @@ bool SpoolFile::Read(void* record, size_t size) {
   return true;
 }
 
-void SpoolFile::Remove() {
-  *this = SpoolFile();
-}
-
 }  // namespace tabulon

@@ -66,8 +66,6 @@ class SpoolFile {
   // Reads the next `size` bytes. False at the end; a file that does not give back what was
   // written ends the run with its name and the system error.
   bool Read(void* record, size_t size);
-  // Closes and removes the file.
-  void Remove();
 
  private:
   static constexpr size_t kBufferSize = 16 * 1024;

@@ -62,7 +62,7 @@ int TakePlaceFromAfar(const TempFile& copy, const std::string& target, const Fil
 
 }  // namespace
 
-void TakeOwnerAndMode(int fd, const struct stat& like) {
+void TakePermittedOwnerAndMode(int fd, const struct stat& like) {
   // Only the superuser may give a file to another owner; everybody may give it to one of the own
   // groups.
   const bool given = fchown(fd, like.st_uid, like.st_gid) == 0;
@@ -76,7 +76,7 @@ void TakeOwnerAndMode(int fd, const struct stat& like) {
 int TakePlace(TempFile& copy, const std::string& target, const FileState& expected,
               const struct stat& like) {
   if (StateOf(target) != expected) return ESTALE;
-  TakeOwnerAndMode(copy.fd(), like);
+  TakePermittedOwnerAndMode(copy.fd(), like);
   if (fsync(copy.fd()) != 0) return errno;
   int error = 0;
   {

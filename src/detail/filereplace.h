@@ -26,7 +26,7 @@ struct FileState {
 };
 
 // Gives the open file `fd` the owner (as far as that is permitted) and the mode of `like`.
-void TakeOwnerAndMode(int fd, const struct stat& like);
+void TakePermittedOwnerAndMode(int fd, const struct stat& like);
 
 // Gives the file `copy`, brought to disk first, the name `target` by one rename, with the owner and
 // mode of `like`. `target` must still be the name of the file `expected`; another file that has

@@ -86,7 +86,7 @@ const Mode* ModeOf(const char* text) {
 }
 
 bool BringToDisk(TempFile& target, const struct stat& like) {
-  TakeOwnerAndMode(target.fd(), like);
+  TakePermittedOwnerAndMode(target.fd(), like);
   return Written(fsync(target.fd()) == 0 && target.Close() == 0);
 }
 

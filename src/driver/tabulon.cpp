@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <ctime>
-#include <cwchar>
 #include <list>
 #include <memory>
 #include <optional>
@@ -28,13 +27,13 @@
 #include "query/parsequery.h"
 #include "reports/report.h"
 #include "reports/reportkinds.h"
+#include "reports/valueformat.h"
 
 namespace tabulon {
 namespace {
 
 constexpr const char* kDefaultDtl = "trawlx.dtl";
 constexpr const char* kDebugLog = "TabulonDebug.log";
-constexpr size_t kTimeTextSize = 48;
 
 // The detail file as the run knows it.
 struct DetailInput {
@@ -90,12 +89,9 @@ UsedFiles OpenLogs(const CmdOptions& cmdOpts) {
 }
 
 void TellScanTime() {
-  const std::time_t timeStamp = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&timeStamp, &local);
-  wchar_t text[kTimeTextSize];
-  const std::wstring_view time(text,
-                               std::wcsftime(text, kTimeTextSize, L"%a, %#d %b, %Y at %X", &local));
+  TimeText text;
+  const std::wstring_view time =
+      FormatFileTime(static_cast<uint64_t>(std::time(nullptr)), L"%a, %#d %b, %Y at %X", text);
   DebugLogEntry(1, L"Scan time: %ls.\n", time);
   ConsoleEntry(ErrorConsole(), L"Scan time: %ls.\n", time);
 }

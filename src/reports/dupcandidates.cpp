@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "base/bytes.h"
 #include "base/radixsort.h"
 #include "base/threads.h"
 #include "detail/attributes.h"
@@ -142,7 +143,7 @@ class DupCandidates::Chooser {
   void ChooseAmongFew();
   // Whether two files share it does not depend on whether they share the lower bits of HashIn.
   uint64_t OtherHash(uint64_t entry) const {
-    return owner_.HashIn(entry) * 0x9E3779B97F4A7C15 >> 32;
+    return owner_.HashIn(entry) * kGoldenMultiplier >> 32;
   }
 
   const DupCandidates& owner_;

@@ -16,7 +16,7 @@ namespace tabulon {
 namespace {
 
 // Odd constants with evenly spread bits, one for each thing that is mixed in.
-constexpr uint64_t kMixSize = 0x9E3779B97F4A7C15;
+constexpr uint64_t kMixSize = kGoldenMultiplier;
 constexpr uint64_t kMixTime = 0xD6E8FEB86659FD93;
 constexpr uint64_t kMixText = 0xA0761D6478BD642F;
 constexpr uint64_t kMixEnd = 0xE7037ED1A0B428DB;

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/bytes.h"
+
 namespace tabulon {
 
 struct TypeEntry;
@@ -63,8 +65,7 @@ class TypeFront {
   static constexpr size_t kSparse = 16;        // slots for each key in a small table
   static constexpr size_t kFull = 2;           // and in a large one
   static constexpr size_t kEmptiest = 8;       // keys that crowd there have been chosen to
-  // Multiplicative hashing: the top bits of the product with 2^64 / golden ratio.
-  static size_t HomeOf(uint64_t key, unsigned shift) { return (key * 0x9E3779B97F4A7C15) >> shift; }
+  static size_t HomeOf(uint64_t key, unsigned shift) { return (key * kGoldenMultiplier) >> shift; }
 
   bool Place(uint64_t key, TypeEntry* entry) {
     Slot* slot = slots_.data() + HomeOf(key, shift_);

@@ -160,7 +160,7 @@ TEST_F(SpoolFiles, GiveBackWhatWasAppended) {
       }
       EXPECT_FALSE(spool.Read(&record, sizeof record));
     }
-    spool.Remove();
+    spool = SpoolFile();
     EXPECT_THAT(dir_.Entries(), ElementsAre());
   }
 }

@@ -85,7 +85,7 @@ TEST(InflateStream, GivesWhatItCan) {
 }
 
 // The owner of a file cannot always be kept: then nobody gets its set-uid bit, either.
-TEST(TakeOwnerAndModeDeathTest, DropsSetIdBitsWithTheirOwner) {
+TEST(TakePermittedOwnerAndModeDeathTest, DropsSetIdBitsWithTheirOwner) {
   const TempDir dir;
   chmod(dir.path().c_str(), 0777);
   const auto unprivileged = [&] {
@@ -94,7 +94,7 @@ TEST(TakeOwnerAndModeDeathTest, DropsSetIdBitsWithTheirOwner) {
     like.st_mode = S_IFREG | 06755;
     for (const char* name : {"group of root", "own group"}) {
       WriteFile(dir / name, "");
-      TakeOwnerAndMode(open((dir / name).c_str(), O_RDONLY), like);
+      TakePermittedOwnerAndMode(open((dir / name).c_str(), O_RDONLY), like);
       like.st_gid = getegid();
     }
     _exit(0);

@@ -147,7 +147,7 @@ TEST_F(FileTypes, CountsKeysThatCrowd) {
   std::vector<File> files;
   std::multiset<std::string> expected;
   for (uint32_t id = 1; files.size() < 500; ++id) {
-    if (id * 0x9E3779B97F4A7C15 >> 50 != 77) continue;
+    if (id * kGoldenMultiplier >> 50 != 77) continue;
     files.push_back({"x", 7, id});
     expected.insert(std::to_string(id) + ",2,14");
   }

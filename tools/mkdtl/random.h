@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/bytes.h"
+
 namespace tabulon {
 
 // xoshiro256++ by Blackman and Vigna (public domain), seeded by splitmix64 as they advise.
@@ -13,7 +15,7 @@ class Random {
  public:
   explicit Random(uint64_t seed) {
     for (uint64_t& word : state_) {
-      seed += 0x9E3779B97F4A7C15;
+      seed += kGoldenMultiplier;
       uint64_t z = seed;
       z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9;
       z = (z ^ (z >> 27)) * 0x94D049BB133111EB;

@@ -15,7 +15,7 @@ uint64_t RandomSeed();
 
 // Mixes two words.
 inline uint64_t MixWords(uint64_t a, uint64_t b) {
-  return FoldedProduct(a ^ 0x9E3779B97F4A7C15, b ^ 0xD6E8FEB86659FD93);
+  return FoldedProduct(a ^ kGoldenMultiplier, b ^ 0xD6E8FEB86659FD93);
 }
 
 // The hash of a text; `seed` is the hash of what precedes it.

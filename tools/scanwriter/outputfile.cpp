@@ -64,7 +64,7 @@ bool OutputFile::Overwrite(uint64_t offset, std::string_view bytes) {
 }
 
 bool OutputFile::Commit() {
-  if (replaced_) TakeOwnerAndMode(file_.fd(), *replaced_);
+  if (replaced_) TakePermittedOwnerAndMode(file_.fd(), *replaced_);
   const bool written = (replaced_ || fchmod(file_.fd(), NewMode()) == 0) &&
                        fsync(file_.fd()) == 0 && file_.Close() == 0 &&
                        rename(file_.path().c_str(), target_.c_str()) == 0;
