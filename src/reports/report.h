@@ -33,6 +33,9 @@ struct DupLimits {
 
 // How much totals by type hold in memory; tests set it lower.
 struct TypeLimits {
+  // Duplicates take most of the 900 MiB that a run may take.
+  static constexpr int64_t kBesideDuplicates = int64_t{24} << 20;
+
   size_t entries = size_t{1} << 19;                  // keys of one report in its table
   size_t spooled = size_t{8} << 20;                  // bytes of tallies that are sorted together
   std::atomic<int64_t> memory = int64_t{512} << 20;  // bytes left to all reports of the run
