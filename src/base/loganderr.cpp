@@ -235,7 +235,7 @@ void MemoryErrExit(const wchar_t* label) {
   PutMemoryError(STDERR_FILENO, label);
   if (logs != nullptr) FlushOutput(*logs);
   RemoveTempFilesNow();
-  _exit(1);
+  _exit(logs != nullptr ? logs->failedStatus : 1);
 }
 
 void ReportWriteError(std::string_view name, int errnum) {

@@ -40,6 +40,7 @@ struct Logs {
   std::optional<std::mutex> debugLogLock;  // there: writes to the debug log are serialised
   int32_t debugLevel = 0;                  // 0 = no debug log; set by the driver from -debug
   bool writeErrors = false;                // something was not written, or not read, whole
+  int failedStatus = 1;                    // of a process that has to end at once
 
   // Of threads that work side by side (SideBySide).
   std::recursive_mutex inUse;  // held by the one that writes or ends the run
@@ -186,7 +187,7 @@ template <class... A>
 
 // The fatal exit for exhausted memory: "Insufficient memory\n", with a label "Insufficient memory:
 // called from '<label>'\n", to the same places. Allocates nothing, and ends the process at once
-// with status 1, because unwinding may need memory. The label is ASCII.
+// with Logs::failedStatus, because unwinding may need memory. The label is ASCII.
 [[noreturn]] void MemoryErrExit(const wchar_t* label);
 
 // Notes that a stream which holds results could not be written whole, tells it on the error log and

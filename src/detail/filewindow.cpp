@@ -28,9 +28,9 @@ constexpr uint64_t kPage = 2 * 1024 * 1024;
 void EndAtBusError(int /*signal*/) {
   try {
     EndUnreadable();
-  } catch (const EndOfRun& end) {
+  } catch (const EndOfRun&) {
     RemoveTempFilesNow();
-    _exit(end.status);
+    _exit(CurrentLogs().failedStatus);
   }
 }
 

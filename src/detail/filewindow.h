@@ -16,7 +16,7 @@ inline constexpr size_t kLongestTarget = size_t{1} << 20;
 
 // A window onto a file. A file that cannot be read where the window looks (an I/O error, or someone
 // cuts it during the run) ends the run with its message: a window that is read like a fatal error,
-// a mapped one in the handler of SIGBUS, which ends the process at once (status 1).
+// a mapped one in the handler of SIGBUS, which ends the process at once (Logs::failedStatus).
 //
 // A window of one thread is mapped: nothing is copied. But to unmap, the system interrupts all
 // other threads of the process, on whatever processor they are. So threads that share a scan read

@@ -170,9 +170,9 @@ TEST_F(SecurityObjectsTest, LongDomainNamesAreNotComparedForEverySid) {
   for (uint32_t i = 0; i < kSids; ++i) section += Words({4, 0, (i * 7) % 2, i, 1, 1, i});
   const std::clock_t start = std::clock();  // processor time
   LoadSection(section);
-  EXPECT_LT(std::clock() - start, kMost * CLOCKS_PER_SEC);
   EXPECT_EQ(Sids().size(), kSids);
   SidsForDisplay(*objects_);
+  EXPECT_LT(std::clock() - start, kMost * CLOCKS_PER_SEC);
   EXPECT_EQ(Objects<SidObject>(objects_->sidLookupTree).size(), 2U);
 }
 

@@ -101,12 +101,6 @@ std::string List(size_t n, const std::string& last,
   return Repeated(n, [&](size_t i) { return item(i) + (i % 8 == 7 ? ",_\n" : ","); }) + last + "\n";
 }
 
-Job NamedIds(size_t n) {
-  Job job;
-  for (uint32_t i = 0; i < n; ++i) job.scan.ids.push_back({.id = i, .name = "u" + Number(i)});
-  return job;
-}
-
 // A Windows share with so many accounts, each in a domain of its own and with a descriptor.
 Job Accounts(size_t n) {
   ScanSpec scan{.kind = ScanKind::kCifs, .rootPath = "C:\\"};
@@ -160,7 +154,6 @@ const Row kRows[] = {
     {"Owners", 1'000,
      Records([](uint32_t i) { return FileRecord("a", {.uid = i << 12, .gid = ~i}); },
              Report("type=uidtotals\n", 1) + Report("type=gidtotals\n", 2))},
-    {"NamedIds", 1'000, NamedIds},
     {"Pairs", 1'000,
      Records([](uint32_t i) { return FileRecord("a", {.size = i / 2}); }, Report("type=duplicates\n"))},
     {"OneGroup", 1'000,

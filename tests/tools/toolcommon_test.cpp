@@ -1,11 +1,18 @@
 #include <gmock/gmock.h>
+#include <unistd.h>
 
+#include <new>
+#include <vector>
+
+#include "detail/filewindow.h"
 #include "terminal.h"
 #include "tests/support/dtlbuild.h"
+#include "tests/support/openscan.h"
 #include "tests/support/stringsink.h"
 #include "tools/common/figures.h"
 #include "tools/common/progress.h"
 #include "tools/common/terminaltext.h"
+#include "tools/scanreader/toolrun.h"
 #include "tools/scanwriter/packedsink.h"
 
 namespace tabulon {
@@ -64,6 +71,22 @@ TEST(Progress, IsALineOnATerminal) {
   waitpid(child, nullptr, 0);
 }
 
+// A look at what has been cut off a mapped window ends the process, also in the middle of a copy by
+// code that has something to clean up; so does the want of memory. dtldiff's 1 tells of changes.
+TEST(RunTool, AProcessThatEndsAtOnceHasTheStatusOfAFailure) {
+  const auto copyCutFile = [](int, char**) {
+    const UniqueFd file = FileInMemory(std::string(100'000, 'x'));
+    FileWindow window(file.get());
+    size_t available = 0;
+    const unsigned char* bytes = window.At(0, 100'000, available);
+    return ftruncate(file.get(), 0) + std::vector(bytes, bytes + available)[0];
+  };
+  const auto lackMemory = [](int, char**) { return std::get_new_handler()(), 0; };
+  EXPECT_EXIT(exit(RunTool(0, nullptr, copyCutFile, 2)), testing::ExitedWithCode(2),
+              "^Error reading scan detail file\n$");
+  EXPECT_EXIT(exit(RunTool(0, nullptr, lackMemory, 2)), testing::ExitedWithCode(2), "^Insuff");
+}
+
 // A sink that takes so many bytes and then fails.
 struct FullSink : StringSink {
   bool Append(std::string_view bytes) override {
@@ -79,8 +102,7 @@ TEST(PackedSink, TellsWhatFails) {
     FullSink full;
     full.room = room;
     PackedSink packed(full);
-    const bool whole = packed.Append(plain) && packed.Finish();
-    EXPECT_TRUE(!whole && errno == ENOSPC) << room;
+    EXPECT_TRUE(!(packed.Append(plain) && packed.Finish()) && errno == ENOSPC) << room;
   }
 }
 

@@ -6,7 +6,6 @@
 #include <charconv>
 #include <csignal>
 #include <cstdio>
-#include <new>
 
 #include "base/localetext.h"
 #include "base/loganderr.h"
@@ -42,16 +41,13 @@ ProgressLine::Text TextOf(const std::atomic<uint64_t>& done, uint64_t total, int
 int RunTool(int argc, char** argv, int (*run)(int argc, char** argv), int failed) {
   const bool held = HoldStandardDescriptors();
   Logs logs;
-  // The program's own way out of exhausted memory needs no stack, but knows one status only.
-  if (failed == kExitFailed) EndRunWhenMemoryIsExhausted();
+  logs.failedStatus = failed;
+  EndRunWhenMemoryIsExhausted();
   try {
     if (!held) PosixErrExit(0, L"The closed standard streams cannot be replaced\n");
     return RunPrepared(argc, argv, run, failed);
   } catch (const EndOfRun& end) {
     return end.status == kExitFailed ? failed : end.status;
-  } catch (const std::bad_alloc&) {
-    std::fputs("Insufficient memory\n", stderr);
-    return failed;
   }
 }
 
