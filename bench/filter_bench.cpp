@@ -1,7 +1,7 @@
 // Each kind of test that a query can make, at work on batches.
 #include "base/template.h"
 #include "bench/sample.h"
-#include "query/filterplan.h"
+#include "query/choosepassing.h"
 #include "query/parsequery.h"
 
 namespace tabulon {

@@ -8,7 +8,7 @@
 #include "detail/scandetail.h"
 #include "fuzz/target.h"
 #include "fuzz/templatereference.h"
-#include "query/filterplan.h"
+#include "query/choosepassing.h"
 #include "query/parsequery.h"
 #include "query/rest.h"
 

@@ -128,6 +128,20 @@ class ByteBlock {
   }
   // The high bits of the bytes.
   uint32_t HighBits() const { return static_cast<uint32_t>(_mm_movemask_epi8(bytes_)); }
+  // Sixteen words, of which block(i) gives numbers i and i + 1: a bit for each that is the same as
+  // those of `other`.
+  template <class Block>
+  static uint32_t SameWords(Block&& block, ByteBlock other) {
+    // Halves of words are compared, and both answers joined. Packing keeps all bits set, or none.
+    const auto four = [&](size_t i) {
+      const __m128 low = _mm_castsi128_ps(_mm_cmpeq_epi32(block(i).bytes_, other.bytes_));
+      const __m128 high = _mm_castsi128_ps(_mm_cmpeq_epi32(block(i + 2).bytes_, other.bytes_));
+      return _mm_castps_si128(_mm_and_ps(_mm_shuffle_ps(low, high, _MM_SHUFFLE(2, 0, 2, 0)),
+                                         _mm_shuffle_ps(low, high, _MM_SHUFFLE(3, 1, 3, 1))));
+    };
+    const auto eight = [&](size_t i) { return _mm_packs_epi32(four(i), four(i + 4)); };
+    return ByteBlock(_mm_packs_epi16(eight(0), eight(8))).HighBits();
+  }
 
  private:
   explicit ByteBlock(__m128i bytes) : bytes_(bytes) {}
@@ -160,6 +174,15 @@ class ByteBlock {
   }
   ByteBlock Unplain() const { return ByteBlock(low_ | ZeroBytes(low_), high_ | ZeroBytes(high_)); }
   uint32_t HighBits() const { return Gather(low_) | Gather(high_) << kWordBytes; }
+  template <class Block>
+  static uint32_t SameWords(Block&& block, ByteBlock other) {
+    uint32_t same = 0;
+    for (size_t i = 0; i < kBlockBytes; i += 2) {
+      const ByteBlock two = block(i);
+      same |= (uint32_t{two.low_ == other.low_} | uint32_t{two.high_ == other.high_} << 1) << i;
+    }
+    return same;
+  }
 
  private:
   ByteBlock(uint64_t low, uint64_t high) : low_(low), high_(high) {}

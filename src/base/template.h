@@ -53,6 +53,8 @@ class CompiledTemplate {
     uint64_t bytes = 0;
     uint64_t care = 0;
     bool Fits(uint64_t text) const { return ((text | caseBits) & care) == bytes; }
+    // The same for sixteen words: a bit each, the lowest for the first.
+    uint32_t FitsOf(const uint64_t* texts) const;
   };
   // The last eight bytes (TailWord) of every ASCII text that matches fit this.
   const Word& tail() const { return tail_; }
@@ -118,14 +120,26 @@ class CompiledTemplate {
   wchar_t separator_;
 };
 
+inline uint32_t CompiledTemplate::Word::FitsOf(const uint64_t* texts) const {
+  const auto every = [](const uint64_t& word) {
+    const char* const text = reinterpret_cast<const char*>(&word);
+    return ByteBlock::LoadHalves(text, text);
+  };
+  const auto two = [&](size_t i) {
+    const ByteBlock text = ByteBlock::Load(reinterpret_cast<const char*>(texts + i));
+    return (text | every(caseBits)) & every(care);
+  };
+  return ByteBlock::SameWords([&](size_t i) { return two(i); }, every(bytes));
+}
+
 // Most texts are short and lack the needle. Four words of eight places are always compared, and
-// their results joined: one branch for the whole text. In a short text the words overlap.
+// their results joined: one branch for the whole text. In a short text the words overlap; a long
+// one, such as the path of a directory, has more.
 inline bool CompiledTemplate::Needle::IsMissing(std::string_view ascii) const {
   if (ascii.size() < length + kWordBytes - 1) return false;
   const size_t lastWord = ascii.size() - (length + kWordBytes - 1);
-  if (lastWord > 3 * kWordBytes) return false;
   ByteBlock any = ByteBlock::Every(0);
-  for (size_t at = 0; at < 4 * kWordBytes; at += 2 * kWordBytes) {
+  for (size_t at = 0; at < 4 * kWordBytes || at < lastWord + kWordBytes; at += 2 * kWordBytes) {
     const char* const low = ascii.data() + std::min(at, lastWord);
     const char* const high = ascii.data() + std::min(at + kWordBytes, lastWord);
     const ByteBlock starts = ByteBlock::LoadHalves(low, high) | ByteBlock::Load(firstCase.data());

@@ -47,7 +47,9 @@ bool RecordBatch::Fill(RecordReader& reader, uint64_t& position, size_t most, ui
   }
   firstNumber_ += size_;
   directoriesKnown_ = false;
-  at_ = inside_ = kNone;
+  sought_ = 0;
+  inside_ = kUnknown;
+  at_ = found_ = kNone;
   position_ = position;
   others_ = 0;
   namesKnown_ = std::exchange(namesWanted_, false);
@@ -109,9 +111,21 @@ void RecordBatch::LookAtNames() {
   for (size_t i = 0; i < size_; ++i) LookAtName(i, fields(i));
 }
 
+// The number of the directory that is current at record `i`. It is looked for from there back to
+// the record put together before: code that puts few records together needs no more. Code that
+// takes neighbours, or begins again, gets all directories.
+uint16_t RecordBatch::DirectoryOf(size_t i) {
+  if (sought_ > 0 && i <= sought_) NoteDirectories();
+  if (directoriesKnown_) return directoryOf_[i];
+  size_t at = i + 1;
+  while (at > sought_ && !fields(at - 1).isDirectory()) --at;
+  if (at > sought_) found_ = static_cast<uint16_t>(at - 1);
+  sought_ = i + 1;
+  return found_;
+}
+
 void RecordBatch::Assemble(size_t i) {
   at_ = i;
-  if (!directoriesKnown_) NoteDirectories();
   if (!record_.view.extended) {
     record_.view.fields = fields(i);
     record_.view.name = NameOf(i);
@@ -125,17 +139,23 @@ void RecordBatch::Assemble(size_t i) {
   }
   record_.name.Assign(record_.view.name);
   if (namesKnown_ && names_.other[i] == 0) record_.name.SetAscii(AsciiName(i), names_.tail[i]);
-  if (directoryOf_[i] == kNone) {
+  const uint16_t directory = directoriesKnown_ ? directoryOf_[i] : DirectoryOf(i);
+  if (directory != inside_) Enter(directory);
+}
+
+void RecordBatch::Enter(uint16_t directory) {
+  inside_ = directory;
+  if (directory == kNone) {
     record_.directory = &directoryBefore_;
     record_.directoryPosition = directoryBeforePosition_;
     return;
   }
-  if (directoryOf_[i] != inside_) {
-    inside_ = directoryOf_[i];
-    directory_.Assign(NameOf(inside_));
+  directory_.Assign(NameOf(directory));
+  if (namesKnown_ && names_.other[directory] == 0) {
+    directory_.SetAscii(AsciiName(directory), names_.tail[directory]);
   }
   record_.directory = &directory_;
-  record_.directoryPosition = PositionOf(inside_);
+  record_.directoryPosition = PositionOf(directory);
 }
 
 }  // namespace tabulon

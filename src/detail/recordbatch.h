@@ -61,11 +61,11 @@ class RecordBatch {
   // memory is idle meanwhile, and the next batch is in the cache when it is filled.
   void FetchBehind(size_t i) const { PrefetchAhead(fixed_[i], kMost * kUsualLength); }
   // The ASCII forms of the names (AsciiText), column by column, so that a test of lengths or of
-  // tails loads these alone.
+  // tails loads these alone. Entries after the last record may be loaded and mean nothing.
   struct Names {
-    std::array<uint8_t, kMost> other;  // not 0: the name has none
-    std::array<uint64_t, kMost> tail;
-    std::array<uint16_t, kMost> length;
+    std::array<uint8_t, kMost> other = {};  // not 0: the name has none
+    std::array<uint64_t, kMost> tail = {};
+    std::array<uint16_t, kMost> length = {};
   };
   // Looks at the names, and has the next batch do so while it is filled: each name is then looked
   // at while the walk waits for the next record's bytes, which costs less than a loop of its own.
@@ -100,9 +100,11 @@ class RecordBatch {
   static constexpr size_t kUsualLength = 80;  // bytes of a record with its name
   // The number of a record that is none of the batch.
   static constexpr uint16_t kNone = 0xFFFF;
+  static constexpr uint16_t kUnknown = 0xFFFE;  // nor kNone
 
   bool FillWhole(RecordReader& reader, uint64_t& position);
   size_t LastDirectory() const;
+  uint16_t DirectoryOf(size_t i);
   void NoteDirectories();
   std::string_view NameOf(size_t i) const;
   const char* NameStart(size_t i) const {
@@ -112,6 +114,7 @@ class RecordBatch {
   void LookAtName(size_t i, const RecordFields& fields);
   void NoteName(size_t i, std::string_view stored);
   void Assemble(size_t i);
+  void Enter(uint16_t directory);
 
   const RecordLayout* layout_;
   size_t size_ = 0;
@@ -120,15 +123,17 @@ class RecordBatch {
   std::array<const unsigned char*, kMost> fixed_;
   bool directoriesKnown_ = false;
   std::array<uint16_t, kMost> directoryOf_;  // kNone: the one before the batch
+  size_t sought_ = 0;       // while they are not known: how many records Assemble has looked at
+  uint16_t found_ = kNone;  // the last directory of these
   bool namesWanted_ = false;
   bool namesKnown_ = false;
   Names names_;
   std::vector<RecordText> otherNames_;  // kept between batches, as their memory is
   uint8_t others_ = 0;
 
-  ScanRecord record_;        // the one assembled last
-  size_t at_ = kNone;        // its number
-  uint16_t inside_ = kNone;  // the directory of the batch that directory_ holds
+  ScanRecord record_;           // the one assembled last
+  size_t at_ = kNone;           // its number
+  uint16_t inside_ = kUnknown;  // its directory; kNone: the one before the batch
   RecordText directory_;
   RecordText directoryBefore_;
   uint64_t directoryBeforePosition_ = 0;

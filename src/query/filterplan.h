@@ -12,7 +12,6 @@
 
 #include "base/bytes.h"
 #include "base/template.h"
-#include "detail/pass.h"
 #include "detail/scan.h"
 #include "detail/scanrecord.h"
 #include "query/classes.h"
@@ -109,14 +108,5 @@ inline bool FilterPlan::PassesFrom(int32_t step, const ScanRecord& record) const
   }
   return step == kAccept;
 }
-
-// Looks at the names of the whole batch when enough of its records are chosen. Returns whether the
-// names are known.
-bool LookAtNamesFor(Pass& pass);
-
-// Chooses the records of the batch that pass the plan: each test is one loop over the records that
-// passed the tests before it. So a test of a number is a short loop with all it needs in registers,
-// and without a branch that depends on the record.
-void ChoosePassing(const FilterPlan& plan, Pass& pass);
 
 }  // namespace tabulon

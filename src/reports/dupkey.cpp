@@ -10,7 +10,7 @@
 #include "base/bytes.h"
 #include "base/unitcode.h"
 #include "config/reportdefinition.h"
-#include "query/filterplan.h"
+#include "query/choosepassing.h"
 
 namespace tabulon {
 namespace {

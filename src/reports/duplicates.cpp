@@ -7,7 +7,7 @@
 
 #include "base/prefetch.h"
 #include "base/spoolfile.h"
-#include "query/filterplan.h"
+#include "query/choosepassing.h"
 #include "reports/dupbatch.h"
 #include "reports/dupcandidates.h"
 #include "reports/dupgroups.h"

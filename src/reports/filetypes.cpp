@@ -9,7 +9,7 @@
 
 #include "base/bytes.h"
 #include "base/localetext.h"
-#include "query/filterplan.h"
+#include "query/choosepassing.h"
 #include "reports/totals.h"
 
 namespace tabulon {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/utils.h"
-#include "query/filterplan.h"
+#include "query/choosepassing.h"
 #include "reports/csvcolumns.h"
 #include "reports/filetimes.h"
 #include "reports/linewriter.h"

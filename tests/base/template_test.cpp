@@ -61,6 +61,18 @@ TEST(Template, CodesWildcardsAndQuotes) {
   }
 }
 
+TEST(Template, FindsASegmentAtEveryPlace) {
+  for (size_t size = 3; size < 90; ++size) {
+    for (size_t place = 0; place + 3 <= size; ++place) {
+      std::wstring text(size, L'x');
+      text.replace(place, 3, L"abc");
+      EXPECT_TRUE(Matches(text, ConvertTemplate(L"*aBC*"), false)) << place << " of " << size;
+      text[place + 1] = L'x';
+      EXPECT_FALSE(Matches(text, ConvertTemplate(L"*aBC*"), false)) << place << " of " << size;
+    }
+  }
+}
+
 TEST(Template, FollowsItsRules) {
   // The result with '/' as the separator, and with '\'.
   // clang-format off

@@ -125,10 +125,15 @@ TEST(RecordBatch, ShowsTheRecordsOfTheFile) {
       (batch.namesKnown() ? fullKnown : fullUnknown) += batch.size() == RecordBatch::kMost;
       const size_t choice = random() % 4;
       if (choice % 2 == 1) ExpectNames(batch, records);
+      for (size_t i = random() % 40; i < batch.size(); i += 1 + random() % 40) {
+        ASSERT_EQ(Copy(batch.At(i)), expected[done + i]) << done + i;
+      }
       for (size_t pass = 0; pass < 2; ++pass) {  // back to the first one, too
         for (size_t i = 0; i < batch.size(); ++i) {
           ASSERT_EQ(batch.fields(i).size(), records[i].size);
           ASSERT_EQ(Copy(batch.At(i)), expected[done + i]) << done + i;
+          if (pass == 0) continue;
+          ASSERT_EQ(batch.DirectoryPositionOf(i), std::get<6>(expected[done + i]));
         }
       }
       if (choice >= 2) ExpectNames(batch, records);

@@ -9,6 +9,7 @@
 
 #include "base/template.h"
 #include "batches.h"
+#include "query/choosepassing.h"
 #include "query/filterplan.h"
 #include "query/parsequery.h"
 #include "query/testrecord.h"
@@ -223,7 +224,7 @@ TEST_F(FilterTest, PlansAgreeWithPlainWalk) {
     const Scan scan = ScanOfKind(kind);
     RandomQueries random(kind);
     ScanSpec spec{.kind = kind == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
-    for (int i = 0; i < 30; ++i) {
+    for (int i = 0; i < 75; ++i) {  // more than a batch
       spec.records.push_back(DirectoryRecord(random.Directory()));
       spec.records.push_back(random.Record());
     }
@@ -233,7 +234,7 @@ TEST_F(FilterTest, PlansAgreeWithPlainWalk) {
         "name is *.tmp [or] name is *.htm? [or] name is *.doc [and] size gt 1",
         "name is *.doc [or] name is *ac*", "name is *.doc [or] name ne *.tmp",
         "name is b* [or] name is a* [or] name is *.doc [or] name is *.tmp [or] name is *.htm1"};
-    for (int i = 0; i < 600; ++i) texts.push_back(random.List(3));
+    for (int i = 0; i < 300; ++i) texts.push_back(random.List(3));
     std::array<size_t, 2> seen = {};
     ForEachBatch(spec, [&](Pass& pass) {
       RecordBatch& batch = pass.batch;

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "detail/pass.h"
-#include "query/filterplan.h"
+#include "query/choosepassing.h"
 #include "tools/scanreader/escape.h"
 #include "tools/scanreader/toolrun.h"
 
