@@ -234,8 +234,12 @@ void MemoryErrExit(const wchar_t* label) {
   }
   PutMemoryError(STDERR_FILENO, label);
   if (logs != nullptr) FlushOutput(*logs);
+  EndAtOnce();
+}
+
+void EndAtOnce() {
   RemoveTempFilesNow();
-  _exit(logs != nullptr ? logs->failedStatus : 1);
+  _exit(currentLogs != nullptr ? currentLogs->failedStatus : 1);
 }
 
 void ReportWriteError(std::string_view name, int errnum) {

@@ -190,6 +190,10 @@ template <class... A>
 // with Logs::failedStatus, because unwinding may need memory. The label is ASCII.
 [[noreturn]] void MemoryErrExit(const wchar_t* label);
 
+// Removes the temporary files and ends the process with Logs::failedStatus: for where nothing can
+// be thrown. Its message has been told.
+[[noreturn]] void EndAtOnce();
+
 // Notes that a stream which holds results could not be written whole, tells it on the error log and
 // makes the exit status of the run 1. `name` is the file's name, `errnum` the system error.
 void ReportWriteError(std::string_view name, int errnum);

@@ -46,13 +46,14 @@ void FileCounts::Add(const RecordBatch& batch) {
   if (fileIncr_ > 0) {
     for (const RecordFields& file : files) allocSize_ += AllocatedSize(file.size(), fileIncr_);
   }
-  if (!sizeBands_.empty()) UpdateSizeBands(files, &RecordFields::size, sizeBands_);
-  const auto countTimes = [&](auto time, BandTable& bands) {
-    if (!bands.empty()) UpdateDateBands(files, time, bands);
-  };
-  countTimes([](const RecordFields& file) { return file.created(); }, dateBands_[0]);
-  countTimes([](const RecordFields& file) { return file.modified(); }, dateBands_[1]);
-  countTimes([](const RecordFields& file) { return file.accessed(); }, dateBands_[2]);
+  UpdateSizeBands(files, &RecordFields::size, sizeBands_);
+  // Not pointers to members, which would share one loop that calls them.
+  const auto created = [](const RecordFields& file) { return file.created(); };
+  const auto modified = [](const RecordFields& file) { return file.modified(); };
+  const auto accessed = [](const RecordFields& file) { return file.accessed(); };
+  UpdateDateBands(files, created, dateBands_[0]);
+  UpdateDateBands(files, modified, dateBands_[1]);
+  UpdateDateBands(files, accessed, dateBands_[2]);
 }
 
 void FileCounts::Merge(const FileCounts& other) {

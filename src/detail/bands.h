@@ -58,6 +58,7 @@ void CountAmong(const Files& files, Value value, Below below, BandTable& bands) 
 
 template <class Files, class Value, class Below>
 void Count(const Files& files, Value value, Below below, BandTable& bands) {
+  if (bands.empty()) return;
   if (bands.limits.size() <= kFewLimits / 4) {
     CountAmong<kFewLimits / 4>(files, value, below, bands);
   } else if (bands.limits.size() <= kFewLimits / 2) {

@@ -2,14 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
-#include "base/tempfile.h"
 
 namespace tabulon {
 namespace {
@@ -29,8 +27,7 @@ void EndAtBusError(int /*signal*/) {
   try {
     EndUnreadable();
   } catch (const EndOfRun&) {
-    RemoveTempFilesNow();
-    _exit(CurrentLogs().failedStatus);
+    EndAtOnce();
   }
 }
 

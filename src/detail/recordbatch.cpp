@@ -115,8 +115,10 @@ void RecordBatch::LookAtNames() {
 // the record put together before: code that puts few records together needs no more. Code that
 // takes neighbours, or begins again, gets all directories.
 uint16_t RecordBatch::DirectoryOf(size_t i) {
-  if (sought_ > 0 && i <= sought_) NoteDirectories();
-  if (directoriesKnown_) return directoryOf_[i];
+  if (sought_ > 0 && i <= sought_) {
+    NoteDirectories();
+    return directoryOf_[i];
+  }
   size_t at = i + 1;
   while (at > sought_ && !fields(at - 1).isDirectory()) --at;
   if (at > sought_) found_ = static_cast<uint16_t>(at - 1);

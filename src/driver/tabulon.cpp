@@ -1,6 +1,5 @@
 #include "driver/tabulon.h"
 
-#include <algorithm>
 #include <csignal>
 #include <ctime>
 #include <list>
@@ -161,10 +160,6 @@ void RunDefaultSummary(const Settings& settings, DetailInput& input) {
   CleanUp(input);
 }
 
-bool IsDuplicates(const ReportDefinition& report) {
-  return report.type() == kReportDuplicates;
-}
-
 // Every report of the configuration file, in one pass.
 void RunConfiguration(const char* path, const Settings& options, const RunTuning& tuning,
                       DetailInput& input) {
@@ -180,9 +175,6 @@ void RunConfiguration(const char* path, const Settings& options, const RunTuning
                 .dupLimits = tuning.dupLimits,
                 .threads = ThreadsOf(settings, scan, tuning.share),
                 .linesAtOnce = LinesAtOnce(tuning.share)};
-  if (std::ranges::any_of(configuration.reportList, IsDuplicates)) {
-    run.typeLimits.memory = TypeLimits::kBesideDuplicates;
-  }
   ReportSet reports(configuration.reportList, run);
   ConsoleEntry(Console(), L"ProcessConfigFile DONE\n");
   Console().Flush();

@@ -1,5 +1,4 @@
-// A filter plan at work on a batch: each of its tests is one short loop over the records that the
-// tests before it have left.
+// Filter plans at work on batches.
 #pragma once
 
 #include "detail/pass.h"

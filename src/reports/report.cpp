@@ -1,5 +1,7 @@
 #include "reports/report.h"
 
+#include <algorithm>
+
 #include "base/loganderr.h"
 
 namespace tabulon {
@@ -8,6 +10,13 @@ namespace {
 // Files that listings may hold open: few beside the least number of descriptors that runs get by
 // with (64).
 constexpr size_t kMostOpenFiles = 32;
+
+// What totals may hold in memory beside duplicates, which take most of the 900 MiB of a run.
+constexpr int64_t kTypeMemoryBesideDuplicates = int64_t{24} << 20;
+
+bool IsDuplicates(const ReportDefinition& report) {
+  return report.type() == kReportDuplicates;
+}
 
 }  // namespace
 
@@ -19,6 +28,9 @@ void ReportAccumulator::MergeCounts(const ReportAccumulator& part) {
 
 ReportSet::ReportSet(std::list<ReportDefinition>& reportList, ReportRun& run) : run_(run) {
   run.filesStayOpen = reportList.size() * run.threads <= kMostOpenFiles;
+  if (std::ranges::any_of(reportList, IsDuplicates)) {
+    run.typeLimits.memory = std::min(run.typeLimits.memory.load(), kTypeMemoryBesideDuplicates);
+  }
   for (ReportDefinition& report : reportList) {
     members_.push_back({&report, report.kind->make(report, run)});
     ReportAccumulator* const accumulator = members_.back().accumulator.get();

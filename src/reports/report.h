@@ -33,9 +33,6 @@ struct DupLimits {
 
 // How much totals by type hold in memory; tests set it lower.
 struct TypeLimits {
-  // Duplicates take most of the 900 MiB that a run may take.
-  static constexpr int64_t kBesideDuplicates = int64_t{24} << 20;
-
   size_t entries = size_t{1} << 19;                  // keys of one report in its table
   size_t spooled = size_t{8} << 20;                  // bytes of tallies that are sorted together
   std::atomic<int64_t> memory = int64_t{512} << 20;  // bytes left to all reports of the run
@@ -52,8 +49,8 @@ struct ReportRun {
   int keptFiles = 0;          // files of duplicates that -z has kept so far, over all reports
   size_t threads = 1;         // that share the work of the run
   size_t linesAtOnce = 4096;  // lines of a listing that a thread writes at a time
-  bool filesStayOpen =
-      false;  // listings are few enough to hold descriptors while they are gathered
+  // Set by ReportSet: listings are few enough to hold descriptors while they are gathered.
+  bool filesStayOpen = false;
 };
 
 // What a report counts.

@@ -16,7 +16,6 @@ using IdNames = std::unordered_map<uint32_t, ExportText>;
 struct ScanTexts {
   ScanTexts(const Scan& scan, ExportFormat format);
 
-  Pool pool;      // the names' bytes
   IdNames users;  // NFS scans only, as far as the scan knows them
   IdNames groups;
   std::string hostBytes, rootBytes;
