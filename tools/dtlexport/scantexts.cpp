@@ -11,8 +11,7 @@ constexpr uint32_t kGroupId = 2;
 
 // Of several entries for one ID the first counts.
 void LoadNames(const Scan& scan, ExportFormat format, ScanTexts& texts) {
-  Pool asStored;
-  ReadIds(scan.dtlFile.get(), scan.logHdr, asStored, [&](const IdObject& id) {
+  ReadIds(scan.dtlFile.get(), scan.logHdr, texts.pool, [&](const IdObject& id) {
     if (id.kind != kUserId && id.kind != kGroupId) return;
     IdNames& names = id.kind == kUserId ? texts.users : texts.groups;
     const auto [name, isNew] = names.try_emplace(id.id);

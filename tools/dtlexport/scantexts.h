@@ -16,6 +16,7 @@ using IdNames = std::unordered_map<uint32_t, ExportText>;
 struct ScanTexts {
   ScanTexts(const Scan& scan, ExportFormat format);
 
+  Pool pool;      // the stored names, which those without need of escaping point to
   IdNames users;  // NFS scans only, as far as the scan knows them
   IdNames groups;
   std::string hostBytes, rootBytes;
