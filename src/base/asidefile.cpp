@@ -46,6 +46,7 @@ bool AsideFile::Prepare(std::string path) {
     special_ = std::move(file);
     return true;
   }
+  existed_ = true;
   direct_ = !IsReplaceable(path_, found);
   return !direct_ || ftruncate(file.get(), 0) == 0;
 }
@@ -55,13 +56,11 @@ bool AsideFile::Open(TextStream& stream, TextEncoding encoding) {
     stream.Attach(special_.Release(), true, encoding, path_);
     return true;
   }
-  if (!direct_ && MakeAside()) {
-    stream.Attach(aside_.fd(), false, encoding, path_);
-    return true;
-  }
-  const int fd = open(path_.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+  const bool aside = !direct_ && MakeAside();
+  const int fd = aside ? aside_.fd() : open(path_.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
   if (fd < 0) return false;
-  stream.Attach(fd, true, encoding, path_);
+  stream.Attach(fd, !aside, encoding, path_);
+  if (existed_) stream.PlaceEarly();
   return true;
 }
 

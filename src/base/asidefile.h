@@ -35,6 +35,7 @@ class AsideFile {
   std::string path_;
   UniqueFd special_;      // what is no regular file stays open: opening it again could mean
                           // something else
+  bool existed_ = false;  // a regular file was there
   bool direct_ = false;   // written directly
   TempFile placeholder_;  // holds the file's name; Prepare made it when there was no such file
   TempFile aside_;        // while it is written

@@ -1,5 +1,6 @@
 #include "base/fileio.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -46,6 +47,11 @@ ssize_t ReadFullyAt(int fd, void* buffer, size_t size, off_t offset) {
 
 bool ReadExactlyAt(int fd, void* buffer, size_t size, off_t offset) {
   return Whole(ReadFullyAt(fd, buffer, size, offset), size, EIO);
+}
+
+void UnplacedBytes::Place() const {
+  if (size == 0) return;
+  sync_file_range(fd, static_cast<off_t>(start), static_cast<off_t>(size), SYNC_FILE_RANGE_WRITE);
 }
 
 uint64_t FileSize(int fd) {

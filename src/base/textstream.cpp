@@ -17,6 +17,10 @@ static_assert(MB_LEN_MAX <= kLongestLocaleUnit);
 
 constexpr size_t kLongestUtf16Unit = 4;
 
+// Bytes that are placed at once. With fewer, threads that write and place the same file wait for
+// each other; with more, too much is left to the end.
+constexpr uint64_t kPlacedAtOnce = uint64_t{16} << 20;
+
 // From so many bytes on, a write of its own costs less than a copy.
 constexpr size_t kNotCopied = TextStream::kBufferSize / 4;
 
@@ -117,6 +121,8 @@ void TextStream::Attach(int fd, bool owned, TextEncoding encoding, std::string n
   terminal_ = isatty(fd) == 1;
   encoding_ = encoding;
   error_ = 0;
+  placesEarly_ = false;
+  written_ = taken_ = 0;
   name_ = std::move(name);
 }
 
@@ -170,8 +176,15 @@ void TextStream::WriteOut(std::string_view bytes) {
       error_ = written < 0 ? errno : ENOSPC;
       return;
     }
+    written_ += static_cast<size_t>(written);
     bytes.remove_prefix(static_cast<size_t>(written));
   }
+}
+
+UnplacedBytes TextStream::TakeUnplaced() {
+  if (!placesEarly_ || written_ - taken_ < kPlacedAtOnce) return {};
+  const uint64_t start = std::exchange(taken_, written_);
+  return {.fd = fd_, .start = start, .size = written_ - start};
 }
 
 int TextStream::Close() {

@@ -24,4 +24,12 @@ void OrderedLines::Write(uint64_t piece, LineWriter& lines) {
   lines.Drop();
 }
 
+// To place bytes takes a while, in which the next thread writes.
+void OrderedLines::Finish(uint64_t piece) {
+  UnplacedBytes unplaced;
+  if (turns_.Await(piece)) unplaced = stream_.TakeUnplaced();
+  turns_.HandOn(piece);
+  unplaced.Place();
+}
+
 }  // namespace tabulon

@@ -34,7 +34,7 @@ class OrderedLines {
   // Writes and drops the lines gathered of a piece as soon as all earlier pieces are written.
   void Write(uint64_t piece, LineWriter& lines);
   // After the last Write of a piece, which needs one even if it has no lines.
-  void Finish(uint64_t piece) { turns_.HandOn(piece); }
+  void Finish(uint64_t piece);
 
   // A thread that has gathered so much writes it although its piece goes on: memory stays bounded
   // however long lines are.

@@ -71,6 +71,30 @@ TEST_F(AsideFiles, WithOtherNamesAreWrittenDirectly) {
   EXPECT_THAT(Written(std::string(250, 'n')), ElementsAre("", "new", "new"));
 }
 
+// The bytes of a file that replaces another one go to the disk while it is written.
+TEST_F(AsideFiles, TellWhatCanBePlacedEarly) {
+  constexpr size_t kBytes = size_t{17} << 20;
+  WriteFile(dir_ / "old", "old");
+  WriteFile(dir_ / "linked", "old");
+  std::filesystem::create_hard_link(dir_ / "linked", dir_ / "link");
+  for (const char* name : {"old", "linked", "new"}) {
+    AsideFile file;
+    TextStream stream;
+    ASSERT_TRUE(file.Prepare(dir_ / name) && file.Open(stream, TextEncoding::kLocale));
+    for (const size_t before : {size_t{0}, kBytes}) {
+      stream.WriteBytes("few");
+      stream.Flush();
+      EXPECT_EQ(stream.TakeUnplaced().size, 0u) << name;
+      stream.WriteBytes(std::string(kBytes - 3, 'x'));
+      const UnplacedBytes unplaced = stream.TakeUnplaced();
+      EXPECT_EQ(unplaced.size, name == std::string("new") ? 0 : kBytes) << name;
+      EXPECT_EQ(unplaced.size > 0 ? unplaced.start : before, before) << name;
+      unplaced.Place();
+    }
+    EXPECT_EQ(file.Close(stream), 0);
+  }
+}
+
 using AsideFilesDeathTest = AsideFiles;
 
 // What the run made goes, but for what is whole.
