@@ -222,6 +222,9 @@ CompiledTemplate::CompiledTemplate(std::wstring_view coded, bool backslash)
         std::min(end_ == End::kSuffix ? suffix_.length : units_.size(), kWordBytes);
     tail_ = WordOf(units_.size() - length, length, kWordBytes - length);
   }
+  // All units are in the tail, and none is zero: what fits is not shorter than they are.
+  const auto cared = static_cast<size_t>(std::popcount(tail_.care)) / 8;
+  tailDecides_ = end_ == End::kSuffix && cared == units_.size();
   shortest_ = units_.size() - (bareTail_ ? 1 : 0);
   ChooseNeedle();
 }

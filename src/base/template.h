@@ -58,6 +58,10 @@ class CompiledTemplate {
   };
   // The last eight bytes (TailWord) of every ASCII text that matches fit this.
   const Word& tail() const { return tail_; }
+  // And the first eight bytes of every ASCII text that matches fit this.
+  const Word& head() const { return head_; }
+  // Whether every ASCII text that fits the tail matches: "*.jpg".
+  bool tailDecides() const { return tailDecides_; }
   // A segment between wildcards, looked for by its first and its last unit alone: a place where
   // both fit is rare enough.
   struct Needle {
@@ -112,7 +116,8 @@ class CompiledTemplate {
   Segment suffix_;               // at the end, with End::kSuffix
   Word head_;                    // of the first eight bytes of a match
   Word tail_;                    // of the last eight
-  Needle needle_;                // what most texts lack
+  bool tailDecides_ = false;
+  Needle needle_;  // what most texts lack
   End end_ = End::kLiteral;
   bool bareTail_ = false;        // ends in separator and a lone '~'
   bool nameBeforeLast_ = false;  // the wildcard before last_ is '*'

@@ -95,6 +95,7 @@ void FileWindow::Hold(uint64_t position, const void* data, size_t size) {
   data_ = static_cast<const unsigned char*>(data);
   start_ = position;
   held_ = size;
+  ++moves_;
   sure_ = size >= kSurely ? size - (kSurely - 1) : 0;
 }
 

@@ -79,6 +79,9 @@ class FileWindow {
     mapped_ += kMappedAtOnce;
   }
   uint64_t fileSize() const { return fileSize_; }
+  // How often the window has moved. While it does not, the bytes of a window that is read stay as
+  // they are, whatever happens to the file.
+  uint64_t moves() const { return moves_; }
 
   static constexpr size_t kBlock = 256 * 1024;  // a good size for copying out of a window
   static constexpr size_t kLargest = kLongestTarget + 256 * 1024;
@@ -109,8 +112,9 @@ class FileWindow {
   const unsigned char* data_ = nullptr;
   uint64_t start_ = 0;  // file position of the window's first byte
   size_t held_ = 0;     // bytes in the window
-  size_t sure_ = 0;     // bytes of it that have kSurely - 1 more after them
-  size_t mapped_ = 0;   // bytes of it that are mapped, as far as MapAhead knows
+  uint64_t moves_ = 0;
+  size_t sure_ = 0;    // bytes of it that have kSurely - 1 more after them
+  size_t mapped_ = 0;  // bytes of it that are mapped, as far as MapAhead knows
   std::unique_ptr<unsigned char[]> memory_;  // of a window that is read
   size_t room_ = 0;                          // its bytes
 };

@@ -114,7 +114,8 @@ void RecordBatch::LookAtNames() {
 // The number of the directory that is current at record `i`. It is looked for from there back to
 // the record put together before: code that puts few records together needs no more. Code that
 // takes neighbours, or begins again, gets all directories.
-uint16_t RecordBatch::DirectoryOf(size_t i) {
+uint16_t RecordBatch::SeekDirectory(size_t i) {
+  if (i + 1 == sought_) return found_;
   if (sought_ > 0 && i <= sought_) {
     NoteDirectories();
     return directoryOf_[i];
@@ -124,6 +125,18 @@ uint16_t RecordBatch::DirectoryOf(size_t i) {
   if (at > sought_) found_ = static_cast<uint16_t>(at - 1);
   sought_ = i + 1;
   return found_;
+}
+
+uint16_t RecordBatch::DirectoryOf(size_t i) {
+  return directoriesKnown_ ? directoryOf_[i] : SeekDirectory(i);
+}
+
+uint64_t RecordBatch::DirectoryHead(size_t i) {
+  const uint16_t directory = DirectoryOf(i);
+  const std::string_view path = directory == kNone ? directoryBefore_.Stored() : NameOf(directory);
+  if (path.size() < kWordBytes) return 0;
+  const uint64_t head = LoadU64(path.data());
+  return MarksOfUnplain(head) == 0 ? head : 0;
 }
 
 void RecordBatch::Assemble(size_t i) {
@@ -141,8 +154,7 @@ void RecordBatch::Assemble(size_t i) {
   }
   record_.name.Assign(record_.view.name);
   if (namesKnown_ && names_.other[i] == 0) record_.name.SetAscii(AsciiName(i), names_.tail[i]);
-  const uint16_t directory = directoriesKnown_ ? directoryOf_[i] : DirectoryOf(i);
-  if (directory != inside_) Enter(directory);
+  if (const uint16_t directory = DirectoryOf(i); directory != inside_) Enter(directory);
 }
 
 void RecordBatch::Enter(uint16_t directory) {

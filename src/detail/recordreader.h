@@ -102,34 +102,33 @@ class RecordReader {
   // Hands on the records from `position` on that begin before `stop`, at most `most`, and moves
   // `position` after them. Stops before a record that has streams, that is not whole in the window
   // where it is now, or that has fewer than kReadable bytes in the window from the start of its
-  // name. Calls take(number, fields)
-  // for each: `fields` is valid during the call, the record's bytes until the next call on the
-  // reader. Returns the number of records.
+  // name. Calls take(number, fields) for each: `fields` is valid during the call, the record's
+  // bytes until the next call on the reader. Returns the number of records.
   template <class Take>
   size_t ReadAhead(uint64_t& position, uint64_t stop, size_t most, Take&& take) {
     window_.MapAhead(position);
-    // A copy: the compiler need not load the offsets again after each write of take().
-    const RecordLayout layout = *layout_;
+    const size_t known = WalkedFrom(position, stop, most);
+    return known > 0 ? TakeWalked(position, known, take) : Walk(position, stop, most, take);
+  }
+
+  // Does the same without a limit, and notes where the records begin. For a thread that comes back
+  // to them: ReadAhead then need not wait for each record's length to find the next one.
+  // REQUIRES: the window is read, not mapped.
+  template <class Take>
+  size_t WalkAhead(uint64_t& position, uint64_t stop, Take&& take) {
+    walked_.position = position;
+    walked_.moves = window_.moves();
+    walked_.next = 0;
     const std::span<const unsigned char> bytes = window_.From(position);
-    const uint64_t end = position + bytes.size();
-    const uint64_t beyond = end > stop ? end - stop : 0;  // bytes in the window, from `stop` on
-    // What has to be left in the window where a record begins.
-    const size_t least = std::max<size_t>(size_t{layout.fixedSize} + kReadable, beyond + 1);
-    const unsigned char* at = bytes.data();
-    size_t left = bytes.size();
-    size_t count = 0;
-    for (; count < most && left >= least; ++count) {
-      const RecordFields fields(at, &layout);
-      size_t length = size_t{layout.fixedSize} + fields.nameLength();
-      if (!IsPlain(fields)) length = LengthWithTarget(fields, length);
-      if (length > left) break;
-      PrefetchAhead(at, kLookAhead);
-      take(count, fields);
-      at += length;
-      left -= length;
-    }
-    position += bytes.size() - left;
-    return count;
+    const size_t most = bytes.size() / layout_->fixedSize;
+    if (walked_.starts.size() <= most) walked_.starts.resize(most + 1);
+    uint32_t* const starts = walked_.starts.data();
+    walked_.count = Walk(position, stop, most, [&](size_t i, const RecordFields& fields) {
+      starts[i] = static_cast<uint32_t>(fields.bytes() - bytes.data());
+      take(i, fields);
+    });
+    starts[walked_.count] = static_cast<uint32_t>(position - walked_.position);
+    return walked_.count;
   }
 
   // To be called some records ahead by code that skips records: the processor's own prefetching
@@ -167,9 +166,69 @@ class RecordReader {
   }
   bool ReadWhole(uint64_t position, RecordView& view);
 
+  // ReadAhead from record to record: each one's length leads to the next.
+  template <class Take>
+  size_t Walk(uint64_t& position, uint64_t stop, size_t most, Take&& take) {
+    // A copy: the compiler need not load the offsets again after each write of take().
+    const RecordLayout layout = *layout_;
+    const std::span<const unsigned char> bytes = window_.From(position);
+    const uint64_t end = position + bytes.size();
+    const uint64_t beyond = end > stop ? end - stop : 0;  // bytes in the window, from `stop` on
+    // What has to be left in the window where a record begins.
+    const size_t least = std::max<size_t>(size_t{layout.fixedSize} + kReadable, beyond + 1);
+    const unsigned char* at = bytes.data();
+    size_t left = bytes.size();
+    size_t count = 0;
+    for (; count < most && left >= least; ++count) {
+      const RecordFields fields(at, &layout);
+      size_t length = size_t{layout.fixedSize} + fields.nameLength();
+      if (!IsPlain(fields)) length = LengthWithTarget(fields, length);
+      if (length > left) break;
+      PrefetchAhead(at, kLookAhead);
+      take(count, fields);
+      at += length;
+      left -= length;
+    }
+    position += bytes.size() - left;
+    return count;
+  }
+
+  // Records that WalkAhead has passed.
+  struct Walked {
+    uint64_t position = 0;         // file offset of the first one
+    uint64_t moves = 0;            // of the window, when it was there
+    std::vector<uint32_t> starts;  // where each begins, from there on, and where the last one ends
+    size_t count = 0;
+    size_t next = 0;  // the first that ReadAhead has not handed on
+  };
+  // How many of those ReadAhead can hand on from `position`.
+  size_t WalkedFrom(uint64_t position, uint64_t stop, size_t most) const {
+    const size_t known = std::min(walked_.count - walked_.next, most);
+    if (known == 0 || walked_.moves != window_.moves()) return 0;
+    const uint32_t* const starts = walked_.starts.data() + walked_.next;
+    const bool areNext = walked_.position + starts[0] == position;
+    const bool areBefore = walked_.position + starts[known - 1] < stop;
+    return areNext && areBefore ? known : 0;
+  }
+  template <class Take>
+  size_t TakeWalked(uint64_t& position, size_t known, Take&& take) {
+    const RecordLayout layout = *layout_;
+    const unsigned char* const first = window_.From(position).data();
+    const uint32_t* const starts = walked_.starts.data() + walked_.next;
+    for (size_t i = 0; i < known; ++i) {
+      const unsigned char* const at = first + (starts[i] - starts[0]);
+      PrefetchAhead(at, kLookAhead);
+      take(i, RecordFields(at, &layout));
+    }
+    walked_.next += known;
+    position += starts[known] - starts[0];
+    return known;
+  }
+
   FileWindow window_;
   const RecordLayout* layout_;
   bool withStreams_;
+  Walked walked_;
   bool atEndMarker_ = false;
   std::vector<unsigned char> aside_;  // fixed part and name of a record too long for the window
 };

@@ -77,6 +77,9 @@ class RecordText {
     Assign(copy_);
   }
 
+  // As it was assigned.
+  std::string_view Stored() const { return stored_; }
+
   // Whether every unit of the text is below 128. The text ends at its first zero unit.
   bool IsAscii() const {
     if (form_ == Form::kUndecided) Decide();

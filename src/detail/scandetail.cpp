@@ -111,8 +111,8 @@ class BlockReader {
     bool more = true;
     while (place.position < stop && more) {
       const unsigned char* directory = nullptr;
-      place.number += reader_.ReadAhead(
-          place.position, stop, SIZE_MAX, [&](size_t, const RecordFields& fields) {
+      place.number +=
+          reader_.WalkAhead(place.position, stop, [&](size_t, const RecordFields& fields) {
             directory = fields.isDirectory() ? fields.bytes() : directory;
           });
       if (directory != nullptr) place.directoryPosition = reader_.PositionOf(directory);

@@ -105,43 +105,56 @@ void NarrowByTails(const std::array<CompiledTemplate::Word, N>& tails, const Rec
   });
 }
 
-// Refuses most names for which none of the tests holds.
-void NarrowByPieces(std::span<const PlanStep> tests, const RecordBatch& batch,
+// Refuses most names for which none of the tests holds. True when for each ASCII name that is left
+// one of them does.
+bool NarrowByPieces(std::span<const PlanStep> tests, const RecordBatch& batch,
                     ChosenRecords& chosen) {
   std::array<CompiledTemplate::Word, 4> tails;
-  if (tests.size() > tails.size()) return;
+  if (tests.size() > tails.size()) return false;
   bool allHaveTails = true;
+  bool tailsDecide = true;
   for (size_t k = 0; k < tails.size(); ++k) {
     const PlanStep& test = tests[std::min(k, tests.size() - 1)];
-    if (!test.expected) return;
+    if (!test.expected) return false;
     tails[k] = test.pattern->tail();
     allHaveTails &= tails[k].care != 0;
+    tailsDecide &= test.pattern->tailDecides();
   }
-  const CompiledTemplate::Needle needle = tests.front().pattern->needle();
+  const CompiledTemplate::Needle& needle = tests.front().pattern->needle();
   if (allHaveTails && tests.size() == 1) {
     NarrowByTails(std::array{tails[0]}, batch, chosen);
   } else if (allHaveTails) {
     NarrowByTails(tails, batch, chosen);
   } else if (tests.size() == 1 && needle.CanLookInPlace() && batch.namesAreInPlace()) {
     const auto& other = batch.names().other;
-    Narrow(batch, chosen, [&](size_t i) {
+    Narrow(batch, chosen, [&, needle](size_t i) {
       return !needle.IsMissingInPlace(batch.AsciiName(i)) | (other[i] != 0);
     });
   }
+  return tailsDecide;
 }
 
 // Leaves those for which one of the tests of names holds.
 void NarrowByNames(std::span<const PlanStep> tests, const RecordBatch& batch,
                    ChosenRecords& chosen) {
-  NarrowByPieces(tests, batch, chosen);
+  const bool decided = NarrowByPieces(tests, batch, chosen);
   const auto& other = batch.names().other;
   Narrow(batch, chosen, [&](size_t i) {
+    if (decided && other[i] == 0) return true;
     return std::ranges::any_of(tests, [&](const PlanStep& test) {
       const bool matches = other[i] != 0 ? test.pattern->Match(batch.OtherName(i).Wide())
                                          : test.pattern->Match(batch.AsciiName(i));
       return matches == test.expected;
     });
   });
+}
+
+// False when the start of the directory's path shows that none of the tests of paths holds.
+bool MayHold(std::span<const PlanStep> tests, RecordBatch& batch, size_t i) {
+  const uint64_t head = batch.DirectoryHead(i);
+  return head == 0 || std::ranges::any_of(tests, [&](const PlanStep& test) {
+           return !test.expected || test.pattern->head().Fits(head);
+         });
 }
 
 }  // namespace
@@ -154,21 +167,23 @@ bool LookAtNamesFor(Pass& pass) {
 }
 
 void ChoosePassing(const FilterPlan& plan, Pass& pass) {
+  using Gate = FilterPlan::Gate;
   RecordBatch& batch = pass.batch;
   ChosenRecords& chosen = pass.chosen;
   chosen.count = batch.size();
   int32_t step = plan.start();
   while (step >= 0 && chosen.count > 0) {
-    const FilterPlan::Gate gate = plan.GateAt(step);
-    const bool ofName = !gate.tests.empty() && gate.tests.front().test != nullptr;
-    if (gate.tests.empty() || (ofName && !LookAtNamesFor(pass))) {
-      Narrow(batch, chosen, [&](size_t i) { return plan.PassesFrom(step, batch.At(i)); });
-      break;
-    }
-    if (ofName) {
+    const Gate& gate = plan.GateAt(step);
+    if (gate.of == Gate::Of::kFields) {
+      NarrowByFields(gate.tests, batch, chosen);
+    } else if (gate.of == Gate::Of::kNames && LookAtNamesFor(pass)) {
       NarrowByNames(gate.tests, batch, chosen);
     } else {
-      NarrowByFields(gate.tests, batch, chosen);
+      const bool ofPath = gate.of == Gate::Of::kPaths;
+      Narrow(batch, chosen, [&](size_t i) {
+        return !(ofPath && !MayHold(gate.tests, batch, i)) && plan.PassesFrom(step, batch.At(i));
+      });
+      break;
     }
     step = gate.next;
   }

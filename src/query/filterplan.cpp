@@ -261,6 +261,7 @@ FilterPlan::FilterPlan(const Query& query, const Scan& scan) {
     }
   }
   NumberFromTheFront();
+  for (size_t step = 0; step < steps_.size(); ++step) gates_.push_back(MakeGate(step));
 }
 
 void FilterPlan::AddStep(const Filter& element, const Scan& scan, int32_t onTrue, int32_t onFalse) {
@@ -296,16 +297,20 @@ void FilterPlan::NumberFromTheFront() {
   }
 }
 
-FilterPlan::Gate FilterPlan::GateAt(int32_t step) const {
-  if (step < 0) return {};
-  const std::span<const PlanStep> tests = std::span(steps_).subspan(static_cast<size_t>(step));
+// A row of tests: each is made for the records that the previous one rejects.
+FilterPlan::Gate FilterPlan::MakeGate(size_t step) const {
+  using Of = Gate::Of;
+  const std::span<const PlanStep> tests = std::span(steps_).subspan(step);
   const PlanStep& first = tests.front();
-  if (first.test != nullptr && first.test != NameTest) return {};
-  // A row of tests: each is made for the records that the previous one rejects.
+  const Of of = first.test == nullptr    ? Of::kFields
+                : first.test == NameTest ? Of::kNames
+                : first.test == PathTest ? Of::kPaths
+                                         : Of::kNothing;
+  if (of == Of::kNothing) return {};
   for (size_t i = 0; i < tests.size(); ++i) {
     if (tests[i].test != first.test || tests[i].onTrue != first.onTrue) break;
-    if (tests[i].onFalse == kReject) return {tests.first(i + 1), first.onTrue};
-    if (tests[i].onFalse != step + static_cast<int32_t>(i) + 1) break;
+    if (tests[i].onFalse == kReject) return {of, tests.first(i + 1), first.onTrue};
+    if (tests[i].onFalse != static_cast<int32_t>(step + i) + 1) break;
   }
   return {};
 }

@@ -72,13 +72,15 @@ class FilterPlan {
   // Whether the record passes: what CheckFilterList says.
   bool Passes(const ScanRecord& record) const { return PassesFrom(start_, record); }
 
-  // For a record at a given step: tests of which at least one must hold. They are tests of fields,
-  // or tests of the name. If there are none, the plan has to be walked record by record.
+  // For a record at a given step: tests of which at least one must hold. If there are none, the
+  // plan has to be walked record by record.
   struct Gate {
-    std::span<const PlanStep> tests;
+    enum class Of { kNothing, kFields, kNames, kPaths } of = Of::kNothing;
+    std::span<const PlanStep> tests = {};
     int32_t next = kAccept;  // the step of a record for which one of them holds
   };
-  Gate GateAt(int32_t step) const;
+  // REQUIRES: step >= 0.
+  const Gate& GateAt(int32_t step) const { return gates_[static_cast<size_t>(step)]; }
   int32_t start() const { return start_; }
   // Whether a record that has reached a step passes.
   bool PassesFrom(int32_t step, const ScanRecord& record) const;
@@ -86,9 +88,11 @@ class FilterPlan {
  private:
   void AddStep(const Filter& element, const Scan& scan, int32_t onTrue, int32_t onFalse);
   void NumberFromTheFront();
+  Gate MakeGate(size_t step) const;
 
   int32_t start_ = kAccept;
   std::vector<PlanStep> steps_;
+  std::vector<Gate> gates_;  // of each step; their tests are steps_
   std::vector<std::unique_ptr<const CompiledTemplate>> templates_;
   std::vector<std::unique_ptr<const ExtensionSet>> extensionSets_;
 };

@@ -38,6 +38,8 @@ bool Matches(const std::wstring& text, const std::wstring& coded, bool backslash
   const CompiledTemplate pattern(coded, backslash);
   const bool wide = pattern.Match(std::wstring_view(text));
   if (IsAscii(text)) {
+    const uint64_t tail = TailWord(Narrow(text));
+    EXPECT_TRUE(!pattern.tailDecides() || pattern.tail().Fits(tail) == wide) << Narrow(coded);
     EXPECT_EQ(pattern.Match(Narrow(text)), wide) << Narrow(text) << " on " << Narrow(coded);
     EXPECT_FALSE(wide && IsRefusedInPlace(pattern, Narrow(text)))
         << Narrow(text) << " on " << Narrow(coded);

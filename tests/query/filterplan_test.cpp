@@ -179,7 +179,10 @@ class RandomQueries {
     spec.target = Pick({"", "/home", "a.tmp"});
     return spec;
   }
-  std::string Directory() { return Pick({"", "/", "/home/a", "/home\\", "/\xC3\xA9"}); }
+  std::string Directory() {
+    return Pick({"", "/", "/home/a", "/home\\", "/\xC3\xA9", "/HOME/alice", "/homes/al",
+                 "/home/\xC3\xA9t"});
+  }
 
  private:
   const char* Pick(std::vector<const char*> choices) { return choices[random_() % choices.size()]; }
@@ -195,6 +198,7 @@ class RandomQueries {
     const std::vector<const char*> order = {"eq", "ne", "lt", "le", "gt", "ge"};
     // clang-format off
     const std::vector<const char*> templates = {"a*", "*.tmp", "*.TMP", "*ac*", "/home~", "~e~",
+                                                "/home/al*", "/home/?~", "/home/a\\~",
                                                 "?.d*", "\xC3\xA9*", "*\xC3\xA9", "''", "*"};
     const bool cifs = kind_ == kRootCifs;
     switch (random_() % 10) {
@@ -224,7 +228,7 @@ TEST_F(FilterTest, PlansAgreeWithPlainWalk) {
     const Scan scan = ScanOfKind(kind);
     RandomQueries random(kind);
     ScanSpec spec{.kind = kind == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
-    for (int i = 0; i < 75; ++i) {  // more than a batch
+    for (int i = 0; i < 110; ++i) {  // more than a batch
       spec.records.push_back(DirectoryRecord(random.Directory()));
       spec.records.push_back(random.Record());
     }
