@@ -261,7 +261,8 @@ FilterPlan::FilterPlan(const Query& query, const Scan& scan) {
     }
   }
   NumberFromTheFront();
-  for (size_t step = 0; step < steps_.size(); ++step) gates_.push_back(MakeGate(step));
+  gates_.resize(steps_.size());
+  for (size_t step = steps_.size(); step-- > 0;) gates_[step] = MakeGate(step);
 }
 
 void FilterPlan::AddStep(const Filter& element, const Scan& scan, int32_t onTrue, int32_t onFalse) {
@@ -297,7 +298,8 @@ void FilterPlan::NumberFromTheFront() {
   }
 }
 
-// A row of tests: each is made for the records that the previous one rejects.
+// A row of tests: each is made for the records that the previous one rejects. The gates of later
+// steps are there: a row is a test before another row, so a long one costs no more for each test.
 FilterPlan::Gate FilterPlan::MakeGate(size_t step) const {
   using Of = Gate::Of;
   const std::span<const PlanStep> tests = std::span(steps_).subspan(step);
@@ -307,12 +309,11 @@ FilterPlan::Gate FilterPlan::MakeGate(size_t step) const {
                 : first.test == PathTest ? Of::kPaths
                                          : Of::kNothing;
   if (of == Of::kNothing) return {};
-  for (size_t i = 0; i < tests.size(); ++i) {
-    if (tests[i].test != first.test || tests[i].onTrue != first.onTrue) break;
-    if (tests[i].onFalse == kReject) return {of, tests.first(i + 1), first.onTrue};
-    if (tests[i].onFalse != static_cast<int32_t>(step + i) + 1) break;
-  }
-  return {};
+  if (first.onFalse == kReject) return {of, tests.first(1), first.onTrue};
+  if (first.onFalse != static_cast<int32_t>(step) + 1) return {};
+  const Gate& others = gates_[step + 1];
+  if (others.of != of || others.next != first.onTrue) return {};
+  return {of, tests.first(others.tests.size() + 1), first.onTrue};
 }
 
 }  // namespace tabulon

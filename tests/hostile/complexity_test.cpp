@@ -178,7 +178,7 @@ const Row kRows[] = {
      Lengths(100, [](size_t n, uint32_t) { return FileRecord(std::string(n, 'a')); }, "",
              {"-q", "name matches *ab*ab [or] name matches *a*a*a*b"})},
 
-    {"FilterTests", 100, InQuery([](size_t n) { return Repeated(n, "size eq 3 [or] ") + "name is x"; })},
+    {"FilterTests", 500, InQuery([](size_t n) { return Repeated(n, "size eq 3 [or] ") + "name is x"; })},
     {"FilterPatterns", 50,
      InQuery([](size_t n) { return Repeated(n, "name matches *a*z [or] ") + "path matches ~x~"; })},
     {"FilterExtensions", 100, InQuery([](size_t n) {
