@@ -228,16 +228,19 @@ TEST_F(FilterTest, PlansAgreeWithPlainWalk) {
     const Scan scan = ScanOfKind(kind);
     RandomQueries random(kind);
     ScanSpec spec{.kind = kind == kRootCifs ? ScanKind::kCifs : ScanKind::kNfs};
-    for (int i = 0; i < 110; ++i) {  // more than a batch
-      spec.records.push_back(DirectoryRecord(random.Directory()));
-      spec.records.push_back(random.Record());
+    // More than a batch; the first begins before any directory, the second inside one.
+    for (int i = 0; i < 220; ++i) {
+      spec.records.push_back(i % 5 == 1 ? DirectoryRecord(random.Directory()) : random.Record());
     }
-    // Rows of tests of the name, which are rare among the random ones.
+    // Rows of tests of the name or the path, which are rare among the random ones.
     std::vector<std::string> texts = {
         "name is *.doc [or] name is *.tmp",
         "name is *.tmp [or] name is *.htm? [or] name is *.doc [and] size gt 1",
-        "name is *.doc [or] name is *ac*", "name is *.doc [or] name ne *.tmp",
-        "name is b* [or] name is a* [or] name is *.doc [or] name is *.tmp [or] name is *.htm1"};
+        "name is *.doc [or] name is *ac*",
+        "name is *.doc [or] name ne *.tmp",
+        "name is b* [or] name is a* [or] name is *.doc [or] name is *.tmp [or] name is *.htm1",
+        "name is *xbackup.tmp [or] name is *.doc",
+        "path is /homes~ [or] path is /home/al~"};
     for (int i = 0; i < 300; ++i) texts.push_back(random.List(3));
     std::array<size_t, 2> seen = {};
     ForEachBatch(spec, [&](Pass& pass) {
