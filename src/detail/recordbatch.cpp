@@ -112,8 +112,8 @@ void RecordBatch::LookAtNames() {
 }
 
 // The number of the directory that is current at record `i`. It is looked for from there back to
-// the record put together before: code that puts few records together needs no more. Code that
-// takes neighbours, or begins again, gets all directories.
+// the record asked for before: code that asks for few records needs no more. Code that takes
+// neighbours, or begins again, gets all directories.
 uint16_t RecordBatch::SeekDirectory(size_t i) {
   if (i + 1 == sought_) return found_;
   if (sought_ > 0 && i <= sought_) {

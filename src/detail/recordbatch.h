@@ -128,7 +128,7 @@ class RecordBatch {
   std::array<const unsigned char*, kMost> fixed_;
   bool directoriesKnown_ = false;
   std::array<uint16_t, kMost> directoryOf_;  // kNone: the one before the batch
-  size_t sought_ = 0;       // while they are not known: how many records Assemble has looked at
+  size_t sought_ = 0;       // while they are not known: how many records have been looked at
   uint16_t found_ = kNone;  // the last directory of these
   bool namesWanted_ = false;
   bool namesKnown_ = false;
