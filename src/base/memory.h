@@ -2,6 +2,7 @@
 // only what they use.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
@@ -58,6 +59,13 @@ class HugeArray {
 
   // REQUIRES: size() < capacity().
   void Push(const T& value) { data_[size_++] = value; }
+  // As many of the values as there is room for; returns how many.
+  size_t Append(std::span<const T> values) {
+    const size_t count = std::min(values.size(), capacity_ - size_);
+    std::copy_n(values.begin(), count, end());
+    size_ += count;
+    return count;
+  }
   void Clear() { size_ = 0; }
   // REQUIRES: size <= capacity(). New entries are zero unless the array was larger before.
   void Resize(size_t size) { size_ = size; }

@@ -12,6 +12,19 @@
 
 namespace tabulon {
 
+// Copies `count` entries to `spread`, ordered by bucket(entry), a number below `buckets`; those of
+// a bucket keep their order. Returns where each bucket begins, and where the last one ends.
+template <class T, class Bucket>
+std::vector<size_t> Spread(const T* entries, size_t count, T* spread, size_t buckets,
+                           Bucket&& bucket) {
+  std::vector<size_t> starts(buckets + 1, 0);
+  for (size_t i = 0; i < count; ++i) ++starts[bucket(entries[i]) + 1];
+  for (size_t b = 0; b < buckets; ++b) starts[b + 1] += starts[b];
+  std::vector<size_t> next(starts.begin(), starts.end() - 1);
+  for (size_t i = 0; i < count; ++i) spread[next[bucket(entries[i])]++] = entries[i];
+  return starts;
+}
+
 // Sorts the `count` entries at `entries` by the number key(entry); those with equal keys come in
 // any order. `spare` has room for as many. True: the sorted entries are there in the end.
 template <class T, class Key>

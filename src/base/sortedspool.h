@@ -10,14 +10,15 @@
 #include <vector>
 
 #include "base/memory.h"
+#include "base/radixsort.h"
 #include "base/sortedruns.h"
 #include "base/threads.h"
 
 namespace tabulon {
 
-// `Order` gives the order: `static bool Less(const T&, const T&)`, and
+// `Order` gives the order: `static bool Less(const T&, const T&)`, and if entries are many
 // `static uint32_t Bucket(const T&)`, a number below kSortBuckets that never falls from one entry
-// to the next in that order (a constant will do).
+// to the next in that order.
 //
 // Many entries are first counted by bucket, then copied to their buckets, then each bucket is
 // sorted: two plain passes over all entries, and sorting that stays within the processor's caches.
@@ -78,25 +79,21 @@ class SortedSpool {
   };
 
   void Sort(size_t threads = 1) {
-    if (entries_.size() < kSortBuckets) {
-      std::sort(entries_.begin(), entries_.end(), Order::Less);
-      return;
+    if constexpr (requires(const T& entry) { Order::Bucket(entry); }) {
+      if (entries_.size() >= kSortBuckets) return SortByBuckets(threads);
     }
-    std::vector<size_t> ends(kSortBuckets + 1, 0);
-    for (const T& entry : entries_) ++ends[Order::Bucket(entry) + 1];
-    for (uint32_t b = 0; b < kSortBuckets; ++b) ends[b + 1] += ends[b];
-    if (ends[1] == entries_.size()) {
-      std::sort(entries_.begin(), entries_.end(), Order::Less);
-      return;
-    }
+    std::sort(entries_.begin(), entries_.end(), Order::Less);
+  }
+
+  void SortByBuckets(size_t threads) {
     HugeArray<T> spread(entries_.capacity());
     spread.Resize(entries_.size());
-    std::vector<size_t> next(ends.begin(), ends.end() - 1);
-    for (const T& entry : entries_) spread[next[Order::Bucket(entry)]++] = entry;
+    const std::vector<size_t> starts =
+        Spread(entries_.begin(), entries_.size(), spread.begin(), kSortBuckets, Order::Bucket);
     constexpr size_t kAtOnce = 16;
     ShareOut(threads, kSortBuckets / kAtOnce, [&](size_t, size_t piece) {
       for (size_t b = piece * kAtOnce; b < (piece + 1) * kAtOnce; ++b) {
-        std::sort(spread.begin() + ends[b], spread.begin() + ends[b + 1], Order::Less);
+        std::sort(spread.begin() + starts[b], spread.begin() + starts[b + 1], Order::Less);
       }
     });
     entries_ = std::move(spread);

@@ -23,9 +23,6 @@ uint64_t MostText(const Scan& scan) {
   return std::clamp(scan.fileSize / 32, kLeast, 2 * kLeast);
 }
 
-// Places that a thread takes at a time.
-constexpr size_t kPlacesAtOnce = 4096;
-
 // How many records ahead the next ones are fetched.
 constexpr size_t kLookAhead = 12;
 
@@ -185,22 +182,32 @@ uint32_t DupBatch::Add(DupGroups& groups, const DupGroup& group, uint32_t first)
   return count;
 }
 
+// The members are spread over ranges of the file. Each range is then sorted, in the nearer caches,
+// and read.
 void DupBatch::Format() {
   const size_t count = places_.size();
+  const size_t ranges = count / run_.linesAtOnce + 1;
+  const uint64_t length = run_.scan.fileSize / ranges + 1;  // of a range, bytes
   sparePlaces_.Resize(count);
-  if (RadixSort(places_.begin(), sparePlaces_.begin(), count,
-                [](const Place& place) { return place.position; })) {
-    std::swap(places_, sparePlaces_);
-  }
+  const std::vector<size_t> starts = Spread(
+      places_.begin(), count, sparePlaces_.begin(), ranges,
+      [&](const Place& place) { return std::min<uint64_t>(place.position / length, ranges - 1); });
   lines_.Resize(count);
   while (formatters_.size() < run_.threads) {
     formatters_.push_back(std::make_unique<Formatter>(*this));
   }
-  const size_t pieces = (count + kPlacesAtOnce - 1) / kPlacesAtOnce;
-  ShareOut(run_.threads, pieces, [&](size_t thread, size_t piece) {
-    const size_t first = piece * kPlacesAtOnce;
-    formatters_[thread]->Format({places_.begin() + first, std::min(count - first, kPlacesAtOnce)});
+  ShareOut(run_.threads, ranges, [&](size_t thread, size_t range) {
+    FormatRange(*formatters_[thread], range * length, starts[range], starts[range + 1]);
   });
+}
+
+// The range begins at `start` in the file; its places are sparePlaces_[first, end).
+void DupBatch::FormatRange(Formatter& formatter, uint64_t start, size_t first, size_t end) {
+  Place* const unsorted = sparePlaces_.begin() + first;
+  Place* const room = places_.begin() + first;
+  const bool inRoom = RadixSort(unsorted, room, end - first,
+                                [&](const Place& place) { return place.position - start; });
+  formatter.Format({inRoom ? room : unsorted, end - first});
 }
 
 void DupBatch::Clear() {

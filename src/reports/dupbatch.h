@@ -56,6 +56,7 @@ class DupBatch {
     uint32_t part;
   };
   class Formatter;
+  void FormatRange(Formatter& formatter, uint64_t start, size_t first, size_t end);
 
   ReportOutput& output_;
   const ReportRun& run_;

@@ -97,8 +97,9 @@ void DupDebugFiles::Write(Output& output) {
   output.pending.clear();
 }
 
-void DupMembers::Add(const DupMember& member) {
-  if (recent_.full()) {
+void DupMembers::Add(std::span<const DupMember> members) {
+  members = members.subspan(recent_.Append(members));
+  while (!members.empty()) {
     if (!file_.valid()) file_ = TempFile::Create("dupmerge.tmp");
     if (!file_.valid() ||
         !WriteFully(file_.fd(), recent_.begin(), recent_.size() * sizeof(DupMember))) {
@@ -106,8 +107,8 @@ void DupMembers::Add(const DupMember& member) {
     }
     inFile_ += recent_.size();
     recent_.Clear();
+    members = members.subspan(recent_.Append(members));
   }
-  recent_.Push(member);
 }
 
 void DupMembers::Read(uint64_t first, size_t number, std::vector<DupMember>& out) {
@@ -280,7 +281,7 @@ void DupGroups::GroupLarge(const std::vector<DigestPartitions>& found, size_t pa
 
 // Takes over what has been made; `before`: the members that were there before the grouper's first.
 void DupGroups::Take(DupGrouper& from, uint64_t before) {
-  for (const DupMember& member : from.members) members_.Add(member);
+  members_.Add(from.members);
   for (DupGroup group : from.groups) {
     group.first += before;
     groups_.Add(group);

@@ -92,7 +92,7 @@ static_assert(sizeof(DupMember) == 16);
 class DupMembers {
  public:
   explicit DupMembers(size_t limit) : recent_(limit) {}
-  void Add(const DupMember& member);
+  void Add(std::span<const DupMember> members);
   uint64_t count() const { return inFile_ + recent_.size(); }
   // Has the processor fetch a member.
   void Prefetch(uint64_t member) const {
@@ -137,7 +137,6 @@ struct CandidateOrder {
   static bool Less(const Candidate& a, const Candidate& b) {
     return a.digest != b.digest ? a.digest < b.digest : a.position < b.position;
   }
-  static uint32_t Bucket(const Candidate&) { return 0; }
 };
 
 // What a report counts: the second and later files of each group within a run.

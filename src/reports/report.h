@@ -48,7 +48,7 @@ struct ReportRun {
   TypeLimits typeLimits = {};
   int keptFiles = 0;          // files of duplicates that -z has kept so far, over all reports
   size_t threads = 1;         // that share the work of the run
-  size_t linesAtOnce = 4096;  // lines of a listing that a thread writes at a time
+  size_t linesAtOnce = 4096;  // lines that a thread formats or writes at a time
   // Set by ReportSet: listings are few enough to hold descriptors while they are gathered.
   bool filesStayOpen = false;
 };

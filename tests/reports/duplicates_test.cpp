@@ -209,7 +209,6 @@ TEST_F(Duplicates, FindsWhatTheModelFinds) {
 
 struct NumberOrder {
   static bool Less(uint64_t a, uint64_t b) { return a < b; }
-  static uint32_t Bucket(uint64_t) { return 0; }
 };
 
 // Runs longer than the block that is read of each at a time (64 KiB).
