@@ -52,7 +52,8 @@ class TextStream {
 
   // For a file that is to replace another, or itself: file systems that choose places on the disk
   // late choose those of such a file when it is closed or renamed (ext4's auto_da_alloc), and the
-  // run waits: 0.1 s for 200 MB. So TakeUnplaced tells from here on what can be placed before.
+  // run waits: 0.1 s for 200 MB. So TakeUnplaced tells from here on what can be placed before. On
+  // other file systems, and on a busy disk, the bytes only go to the disk sooner than they would.
   // REQUIRES: the stream is attached to the start of a regular file.
   void PlaceEarly() { placesEarly_ = true; }
   // Bytes that have been written since the last call; none until they are worth one.

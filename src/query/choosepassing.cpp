@@ -127,6 +127,7 @@ bool NarrowByPieces(std::span<const PlanStep> tests, const RecordBatch& batch,
     NarrowByTails(tails, batch, chosen);
   } else if (tests.size() == 1 && needle.CanLookInPlace() && batch.namesAreInPlace()) {
     const auto& other = batch.names().other;
+    // A copy of the needle: what the loop writes does not change it, so it stays in registers.
     Narrow(batch, chosen, [&, needle](size_t i) {
       return !needle.IsMissingInPlace(batch.AsciiName(i)) | (other[i] != 0);
     });
