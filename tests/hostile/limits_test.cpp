@@ -182,7 +182,8 @@ bool FindsDistantMembers() {
       });
       ArmFault({kept ? 0 : kCallWrite, Mishap::kLeavesHole}, calls.get());
     }
-    members.Add(DupMember(i, i / 2, 0));
+    const DupMember member(i, i / 2, 0);
+    members.Add({&member, 1});
   }
   for (const uint64_t at : looked) {
     std::vector<DupMember> found;
