@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <numeric>
 
 #include "base/fileio.h"
 #include "base/loganderr.h"
+#include "base/radixsort.h"
 #include "base/threads.h"
 #include "base/turns.h"
 
@@ -197,14 +199,7 @@ class PartitionSorter {
   void Sort(const std::vector<DigestPartitions>& found, size_t partition, Take&& take) {
     candidates_.clear();
     for (const DigestPartitions& some : found) some.Read(partition, candidates_);
-    keys_.clear();
-    for (uint32_t i = 0; i < candidates_.size(); ++i) {
-      keys_.push_back({candidates_[i].digest.high, i});
-    }
-    std::sort(keys_.begin(), keys_.end(), [this](const Key& a, const Key& b) {
-      if (a.high != b.high) return a.high < b.high;
-      return CandidateOrder::Less(candidates_[a.number], candidates_[b.number]);
-    });
+    SortKeys();
     for (const Key& key : keys_) take(candidates_[key.number]);
   }
 
@@ -213,8 +208,32 @@ class PartitionSorter {
     uint64_t high;
     uint32_t number;  // of the candidate
   };
+  // First by as many bits as two passes take, then the few that agree in these: nearly all of them
+  // are equal files.
+  void SortKeys() {
+    constexpr int kBits = 22;
+    keys_.clear();
+    uint64_t least = UINT64_MAX, most = 0;
+    for (uint32_t i = 0; i < candidates_.size(); ++i) {
+      keys_.push_back({candidates_[i].digest.high, i});
+      least = std::min(least, keys_.back().high);
+      most = std::max(most, keys_.back().high);
+    }
+    const int shift = std::max(static_cast<int>(std::bit_width(most - least)) - kBits, 0);
+    const auto rank = [&](const Key& key) { return (key.high - least) >> shift; };
+    RadixSort(keys_, spareKeys_, rank);
+    for (auto first = keys_.begin(); first != keys_.end();) {
+      const auto end = std::find_if(first, keys_.end(),
+                                    [&](const Key& key) { return rank(key) != rank(*first); });
+      std::sort(first, end, [this](const Key& a, const Key& b) {
+        return CandidateOrder::Less(candidates_[a.number], candidates_[b.number]);
+      });
+      first = end;
+    }
+  }
+
   std::vector<Candidate> candidates_;
-  std::vector<Key> keys_;
+  std::vector<Key> keys_, spareKeys_;
 };
 
 uint64_t CountOf(const std::vector<DigestPartitions>& found, size_t partition) {
