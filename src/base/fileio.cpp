@@ -49,11 +49,6 @@ bool ReadExactlyAt(int fd, void* buffer, size_t size, off_t offset) {
   return Whole(ReadFullyAt(fd, buffer, size, offset), size, EIO);
 }
 
-void UnplacedBytes::Place() const {
-  if (size == 0) return;
-  sync_file_range(fd, static_cast<off_t>(start), static_cast<off_t>(size), SYNC_FILE_RANGE_WRITE);
-}
-
 uint64_t FileSize(int fd) {
   struct stat info {};
   return fstat(fd, &info) == 0 && info.st_size > 0 ? static_cast<uint64_t>(info.st_size) : 0;
@@ -74,6 +69,11 @@ bool WriteFullyAt(int fd, const void* data, size_t size, off_t offset) {
                                       offset + static_cast<off_t>(done));
                       }),
                size, ENOSPC);
+}
+
+void UnplacedBytes::Place() const {
+  if (size == 0) return;
+  sync_file_range(fd, static_cast<off_t>(start), static_cast<off_t>(size), SYNC_FILE_RANGE_WRITE);
 }
 
 }  // namespace tabulon

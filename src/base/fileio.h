@@ -43,16 +43,6 @@ class UniqueFd {
 ssize_t ReadFully(int fd, void* buffer, size_t size);
 ssize_t ReadFullyAt(int fd, void* buffer, size_t size, off_t offset);
 
-// Bytes of a file that have been written, but may not have a place on the disk yet.
-struct UnplacedBytes {
-  int fd = -1;
-  uint64_t start = 0;
-  uint64_t size = 0;
-  // Has the system begin to write them to the disk (sync_file_range(2)); it does not wait for the
-  // end. Nothing happens when there are none, and on file systems that cannot do so.
-  void Place() const;
-};
-
 // Reads exactly `size` bytes at `offset`. Returns false with errno set, EIO when the file ends
 // before.
 bool ReadExactlyAt(int fd, void* buffer, size_t size, off_t offset);
@@ -63,5 +53,15 @@ uint64_t FileSize(int fd);
 // Writes all `size` bytes. Returns false with errno set when the file did not take them.
 bool WriteFully(int fd, const void* data, size_t size);
 bool WriteFullyAt(int fd, const void* data, size_t size, off_t offset);
+
+// Bytes of a file that have been written, but may not have a place on the disk yet.
+struct UnplacedBytes {
+  int fd = -1;
+  uint64_t start = 0;
+  uint64_t size = 0;
+  // Has the system begin to write them to the disk (sync_file_range(2)); it does not wait for the
+  // end. Nothing happens when there are none, and on file systems that cannot do so.
+  void Place() const;
+};
 
 }  // namespace tabulon

@@ -7,22 +7,20 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <utility>
 #include <vector>
 
 namespace tabulon {
 
-// Copies `count` entries to `spread`, ordered by bucket(entry), a number below `buckets`; those of
-// a bucket keep their order. Returns where each bucket begins, and where the last one ends.
+// Copies `count` entries to `spread`, ordered by bucket(entry); those of a bucket keep their order.
+// `starts` is zero and has two numbers more than there are buckets. In the end it tells where each
+// bucket begins, and one number further where it ends.
 template <class T, class Bucket>
-std::vector<size_t> Spread(const T* entries, size_t count, T* spread, size_t buckets,
-                           Bucket&& bucket) {
-  std::vector<size_t> starts(buckets + 1, 0);
-  for (size_t i = 0; i < count; ++i) ++starts[bucket(entries[i]) + 1];
-  for (size_t b = 0; b < buckets; ++b) starts[b + 1] += starts[b];
-  std::vector<size_t> next(starts.begin(), starts.end() - 1);
-  for (size_t i = 0; i < count; ++i) spread[next[bucket(entries[i])]++] = entries[i];
-  return starts;
+void Spread(const T* entries, size_t count, T* spread, std::span<size_t> starts, Bucket&& bucket) {
+  for (size_t i = 0; i < count; ++i) ++starts[bucket(entries[i]) + 2];
+  for (size_t b = 2; b < starts.size(); ++b) starts[b] += starts[b - 1];
+  for (size_t i = 0; i < count; ++i) spread[starts[bucket(entries[i]) + 1]++] = entries[i];
 }
 
 // Sorts the `count` entries at `entries` by the number key(entry); those with equal keys come in
@@ -43,10 +41,8 @@ bool RadixSort(T* entries, T* spare, size_t count, Key&& key) {
     const auto digit = [&](const T& entry) {
       return uint64_t{key(entry)} >> shift & ((1U << kDigit) - 1);
     };
-    std::array<size_t, (size_t{1} << kDigit) + 1> next{};
-    for (size_t i = 0; i < count; ++i) ++next[digit(entries[i]) + 1];
-    for (size_t i = 1; i < next.size(); ++i) next[i] += next[i - 1];
-    for (size_t i = 0; i < count; ++i) spare[next[digit(entries[i])]++] = entries[i];
+    std::array<size_t, (size_t{1} << kDigit) + 2> starts{};
+    Spread(entries, count, spare, starts, digit);
     std::swap(entries, spare);
     inSpare = !inSpare;
   }

@@ -88,8 +88,8 @@ class SortedSpool {
   void SortByBuckets(size_t threads) {
     HugeArray<T> spread(entries_.capacity());
     spread.Resize(entries_.size());
-    const std::vector<size_t> starts =
-        Spread(entries_.begin(), entries_.size(), spread.begin(), kSortBuckets, Order::Bucket);
+    std::vector<size_t> starts(kSortBuckets + 2);
+    Spread(entries_.begin(), entries_.size(), spread.begin(), starts, Order::Bucket);
     constexpr size_t kAtOnce = 16;
     ShareOut(threads, kSortBuckets / kAtOnce, [&](size_t, size_t piece) {
       for (size_t b = piece * kAtOnce; b < (piece + 1) * kAtOnce; ++b) {

@@ -189,9 +189,10 @@ void DupBatch::Format() {
   const size_t ranges = count / run_.linesAtOnce + 1;
   const uint64_t length = run_.scan.fileSize / ranges + 1;  // of a range, bytes
   sparePlaces_.Resize(count);
-  const std::vector<size_t> starts = Spread(
-      places_.begin(), count, sparePlaces_.begin(), ranges,
-      [&](const Place& place) { return std::min<uint64_t>(place.position / length, ranges - 1); });
+  std::vector<size_t> starts(ranges + 2);
+  Spread(places_.begin(), count, sparePlaces_.begin(), starts, [&](const Place& place) {
+    return std::min<uint64_t>(place.position / length, ranges - 1);
+  });
   lines_.Resize(count);
   while (formatters_.size() < run_.threads) {
     formatters_.push_back(std::make_unique<Formatter>(*this));
